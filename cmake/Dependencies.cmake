@@ -1,0 +1,9 @@
+# Other people's libraries, all from the system's packages. Imported targets are system headers to the compiler.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
+pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
+find_package(CLI11 REQUIRED)
+find_package(Threads REQUIRED)
+if(KELVANE_TESTS)
+  find_package(GTest REQUIRED)
+endif()

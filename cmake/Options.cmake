@@ -1,0 +1,21 @@
+# How every target of ours is compiled.
+add_library(kelvane_options INTERFACE)
+target_include_directories(kelvane_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(kelvane_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(KELVANE_WARNINGS_AS_ERRORS)
+  target_compile_options(kelvane_options INTERFACE -Werror)
+endif()
+
+# kelvane_library(NAME FOLDER dir LINK targets…): the library kelvane_NAME of all sources below a folder.
+function(kelvane_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER" "LINK")
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${arg_FOLDER}/*.cpp)
+  if(sources)
+    add_library(kelvane_${name} STATIC ${sources})
+    target_link_libraries(kelvane_${name} PUBLIC ${arg_LINK} PRIVATE kelvane_options)
+    target_include_directories(kelvane_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  else()
+    add_library(kelvane_${name} INTERFACE)
+    target_link_libraries(kelvane_${name} INTERFACE ${arg_LINK})
+  endif()
+endfunction()

@@ -1,0 +1,245 @@
+#pragma once
+
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace kelvane {
+
+/// Thrown by `JSON::from` where a decoder holds nothing that JSON knows.
+class JSONDecodingError : public std::exception {
+ public:
+  const char* what() const noexcept override { return "Unrecognised JSON"; }
+};
+
+/// A JSON value (RFC 8259): null, a Bool, a number (an IEEE double), a text, an array or an object.
+///
+///     const auto request = JSON::decoded(R"({"id": 7, "method": "ping"})");   // optional: nothing for bad text
+///     if (const JSON* id = (*request)["id"]) reply = JSON::Object{{"id", *id}, {"result", JSON::Object{}}};
+///     reply.encoded();                                                        // {"id":7,"result":{}}
+///
+/// Cost. A value is 16 bytes. Null, Bools, numbers and texts of up to 14 bytes live in it; anything longer is storage
+/// that copies share and that a change copies first (copy-on-write), so copying never allocates. Nothing recurses,
+/// however deep a value nests, and destroying a value allocates nothing.
+///
+/// Sharing. Different values may be used from different threads, also where they share storage; one value may be read
+/// by several threads at once, like a standard container. What `decoded` makes stays in one piece of memory until the
+/// last value taken out of that document is gone, so a small value copied out of a large document keeps it.
+///
+/// Lifetime. What an accessor hands out (a view, a pointer) lives until the value it came from is assigned, moved from
+/// or destroyed. A value that was moved from is null.
+///
+/// Text. Texts hold UTF-8; bytes that are not are kept, and are written as U+FFFD. Two texts are equal when they are
+/// canonically equivalent, so two keys are one key when they are.
+class JSON {
+  struct Block;
+  class Storage;
+
+ public:
+  enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
+
+  class Member;
+
+  /// Values in an order of their own. Copies share storage; `append` copies shared storage first.
+  class Array {
+   public:
+    Array() noexcept = default;
+    Array(std::initializer_list<JSON> values);
+    explicit Array(std::vector<JSON> values);
+    Array(const Array& other) noexcept;
+    Array(Array&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+    Array& operator=(const Array& other) noexcept;
+    Array& operator=(Array&& other) noexcept;
+    ~Array();
+
+    std::size_t size() const noexcept;
+    bool empty() const noexcept { return size() == 0; }
+    const JSON* begin() const noexcept;
+    const JSON* end() const noexcept;
+    /// `index` must be less than `size()`.
+    const JSON& operator[](std::size_t index) const noexcept { return begin()[index]; }
+
+    /// Amortised constant time. Invalidates what was handed out before.
+    void append(JSON value);
+
+   private:
+    friend class JSON;
+    friend class Storage;
+    explicit Array(Block* block) noexcept : block_(block) {}
+    Block* block_ = nullptr;
+  };
+
+  /// Values under keys, each key once, in the order of the keys' canonical form (for ASCII: of their bytes).
+  /// Copies share storage; `set` and `erase` copy shared storage first.
+  class Object {
+   public:
+    Object() noexcept = default;
+    /// Of members with the same key the last one stays.
+    Object(std::initializer_list<std::pair<std::string_view, JSON>> members);
+    explicit Object(std::vector<std::pair<std::string, JSON>> members);
+    Object(const Object& other) noexcept;
+    Object(Object&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+    Object& operator=(const Object& other) noexcept;
+    Object& operator=(Object&& other) noexcept;
+    ~Object();
+
+    std::size_t size() const noexcept;
+    bool empty() const noexcept { return size() == 0; }
+    const Member* begin() const noexcept;
+    const Member* end() const noexcept;
+
+    /// The value under the key, or nullptr. Logarithmic in the number of members.
+    const JSON* find(std::string_view key) const noexcept;
+
+    /// Puts the value under the key, in place of the one that was there. Linear in the number of members.
+    void set(std::string_view key, JSON value);
+
+    /// Takes the member away; false when there was none. Linear in the number of members.
+    bool erase(std::string_view key);
+
+   private:
+    friend class JSON;
+    friend class Storage;
+    explicit Object(Block* block) noexcept : block_(block) {}
+    Block* block_ = nullptr;
+  };
+
+  JSON() noexcept : JSON(nullptr) {}
+  JSON(std::nullptr_t) noexcept;
+  JSON(std::same_as<bool> auto value) noexcept : JSON(FromBoolean{value}) {}
+  template <class Number>
+  requires((std::integral<Number> && !std::same_as<Number, bool>) || std::floating_point<Number>) JSON(Number value)
+  noexcept : JSON(FromNumber{static_cast<double>(value)}) {}
+  JSON(std::string_view text);
+  JSON(const std::string& text) : JSON(std::string_view(text)) {}
+  JSON(const char* text) : JSON(std::string_view(text)) {}
+  JSON(Array items) noexcept;
+  JSON(Object members) noexcept;
+  /// Pointers other than `const char*` would be taken for Bools elsewhere; here they do not compile.
+  JSON(const void*) = delete;
+
+  JSON(const JSON& other) noexcept;
+  JSON(JSON&& other) noexcept;
+  JSON& operator=(const JSON& other) noexcept;
+  JSON& operator=(JSON&& other) noexcept;
+  ~JSON();
+
+  /// The value of a JSON text, or nothing when the text is not one to the letter of RFC 8259.
+  ///
+  /// Stricter or looser than the RFC leaves open: one byte-order mark at the start is skipped; a number too large for a
+  /// double gives nothing, one too small is zero; bytes that are not UTF-8 and escapes of lone surrogates give nothing;
+  /// of members with the same key the last one stays; there is no limit to nesting. Any value may stand at the top.
+  static std::optional<JSON> decoded(std::string_view text);
+
+  /// The value as JSON text: no blanks, members in key order, slashes and non-ASCII characters bare. A number that is
+  /// integral and below 9e15 is written as an integer (-0.0 as 0), any other in the fewest digits that read back to it.
+  /// A value that holds a NaN or an infinity anywhere is "null" as a whole.
+  std::string encoded() const;
+
+  Kind kind() const noexcept;
+
+  /// The accessors give nothing for a value of another kind; none converts. A Bool is read by `kind()` and by comparing
+  /// with `JSON(true)`.
+  std::optional<std::string_view> string() const& noexcept;
+  std::optional<std::string_view> string() const&& = delete;
+  std::optional<double> number() const noexcept;
+  const Array* items() const& noexcept;
+  const Array* items() const&& = delete;
+  const Object* object() const& noexcept;
+  const Object* object() const&& = delete;
+  /// The member under the key; nullptr where there is none or this is no object.
+  const JSON* operator[](std::string_view key) const& noexcept;
+  const JSON* operator[](std::string_view key) const&& = delete;
+
+  /// Equal in kind and content: numbers by IEEE rules (a NaN equals nothing), texts by canonical equivalence, members
+  /// whatever their order. Two arrays that share storage are equal at once.
+  friend bool operator==(const JSON& left, const JSON& right) { return left.equals(right); }
+
+  /// Reads a value from a single-value decoder, and writes one to a single-value encoder; see protocol/JSONCoding.h.
+  template <class Decoder>
+  static JSON from(Decoder& decoder);
+  template <class Encoder>
+  void encode(Encoder& encoder) const;
+
+ private:
+  friend class Storage;
+
+  struct FromBoolean {
+    bool value;
+  };
+  struct FromNumber {
+    double value;
+  };
+  explicit JSON(FromBoolean) noexcept;
+  explicit JSON(FromNumber) noexcept;
+
+  bool equals(const JSON& other) const;
+
+  static constexpr std::size_t inlineCapacity = 14;
+
+  // Every alternative starts with the same two bytes, so that they can be read whichever is there.
+  struct Head {
+    std::uint8_t tag;     // the kind, where a text is kept, and what is known of it
+    std::uint8_t length;  // of a text kept inline
+  };
+  struct InlineText {
+    Head head;
+    char bytes[inlineCapacity];
+  };
+  struct Boolean {
+    Head head;
+    bool value;
+  };
+  struct Number {
+    Head head;
+    double value;
+  };
+  struct Shared {
+    Head head;
+    Block* block;
+  };
+  struct Items {
+    Head head;
+    Array array;
+  };
+  struct Members {
+    Head head;
+    Object object;
+  };
+  union {
+    Head head_;
+    InlineText inline_;
+    Boolean boolean_;
+    Number number_;
+    Shared shared_;
+    Items items_;
+    Members members_;
+  };
+};
+
+/// A key and its value.
+class JSON::Member {
+ public:
+  std::string_view key() const noexcept { return *key_.string(); }
+  const JSON& value() const noexcept { return value_; }
+
+ private:
+  friend class JSON::Storage;
+  JSON key_;
+  JSON value_;
+};
+
+static_assert(sizeof(JSON) == 16);
+static_assert(std::is_nothrow_copy_constructible_v<JSON> && std::is_nothrow_copy_assignable_v<JSON>);
+static_assert(std::is_nothrow_move_constructible_v<JSON> && std::is_nothrow_move_assignable_v<JSON>);
+
+}  // namespace kelvane
