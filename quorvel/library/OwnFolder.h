@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+#include "quorvel/library/Descriptor.h"
+
+/// The folder inside a library that holds what the program keeps for itself there: the lock and the version history.
+/// It is made with mode 0700, because the history holds the texts of scripts that may be private.
+namespace quorvel {
+
+inline constexpr std::string_view ownFolderName = ".kelvane";
+
+/// Opens the folder below the library's root, without following a link in its last piece. No descriptor when there is
+/// none. Throws std::system_error: ENOTDIR when a file or a symbolic link has its name.
+Descriptor openOwnFolder(const std::filesystem::path& root);
+
+/// The same, made first where it is missing; it is on the disk for good then. Throws std::system_error.
+Descriptor makeOwnFolder(const std::filesystem::path& root);
+
+}  // namespace quorvel
