@@ -1,9 +1,33 @@
 # How every target of ours is compiled.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  find_program(KELVANE_CCACHE ccache)
+  if(KELVANE_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${KELVANE_CCACHE})
+  endif()
+endif()
+
+if(KELVANE_TIDY)
+  set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
+endif()
+
 add_library(kelvane_options INTERFACE)
 target_include_directories(kelvane_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(kelvane_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(KELVANE_WARNINGS_AS_ERRORS)
   target_compile_options(kelvane_options INTERFACE -Werror)
+endif()
+if(KELVANE_SANITIZERS)
+  set(sanitizers -fsanitize=${KELVANE_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(kelvane_options INTERFACE ${sanitizers})
+  target_link_options(kelvane_options INTERFACE ${sanitizers})
 endif()
 
 # kelvane_library(NAME FOLDER dir LINK targets…): the library kelvane_NAME of all sources below a folder.

@@ -1,0 +1,149 @@
+#include "tests/house/IncludeGraph.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string_view>
+
+namespace kelvane::house {
+namespace {
+
+using Folders = std::set<std::string_view>;
+
+const Folders all = {"platform", "protocol", "scripttools", "host", "quorvel", "program"};
+
+const std::map<std::string_view, Folders> mayKnow = {
+    {"platform", {}},
+    {"protocol", {"platform"}},
+    {"scripttools", {"protocol", "platform"}},
+    {"host", {"protocol", "platform"}},
+    {"quorvel", {"platform"}},
+    {"program", {"scripttools", "host", "protocol", "platform", "quorvel"}},
+    {"tests", all},
+    {"benchmarks", all},
+    {"fuzz", all},
+    {"examples", all},
+};
+
+std::string_view folderOf(std::string_view path) {
+  const std::size_t slash = path.find('/');
+  return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
+
+std::string_view withoutBlanks(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  return text;
+}
+
+/// What follows "#include" on each line that has it.
+std::vector<std::string_view> includesOf(std::string_view text) {
+  std::vector<std::string_view> includes;
+  while (!text.empty()) {
+    std::string_view line = text.substr(0, text.find_first_of("\r\n"));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    line = withoutBlanks(line);
+    if (!line.starts_with('#')) continue;
+    line = withoutBlanks(line.substr(1));
+    constexpr std::string_view directive = "include";
+    if (line.starts_with(directive)) includes.push_back(withoutBlanks(line.substr(directive.size())));
+  }
+  return includes;
+}
+
+/// The path between quotes or angle brackets; empty when it is not written out.
+std::string_view pathOf(std::string_view include) {
+  if (include.empty() || (include[0] != '"' && include[0] != '<')) return {};
+  const std::size_t end = include.find(include[0] == '"' ? '"' : '>', 1);
+  return end == std::string_view::npos ? std::string_view() : include.substr(1, end - 1);
+}
+
+using Paths = std::set<std::string_view>;
+
+std::string faultOf(std::string_view including, std::string_view include, const Paths& tree) {
+  const std::string_view path = pathOf(include);
+  if (path.empty()) return "does not say plainly what is included";
+  const bool ours = mayKnow.contains(folderOf(path));
+  if (include[0] == '<') return ours ? "is ours and wants quotes" : "";
+  if (!ours) return "is not written from the root of the tree";
+  if (!tree.contains(path)) return "names no file of the tree";
+  const std::string_view from = folderOf(including);
+  const std::string_view to = folderOf(path);
+  return from == to || mayKnow.at(from).contains(to) ? "" : "points where " + std::string(from) + " may not look";
+}
+
+/// The sources that reach themselves by their includes, with those on the way to them.
+Paths circle(const std::map<std::string_view, Paths>& includes) {
+  std::map<std::string_view, Paths> includedBy;
+  std::map<std::string_view, std::size_t> open;  // how many of a source's includes are not known to be free of circles
+  std::vector<std::string_view> free;
+  for (const auto& [path, included] : includes) {
+    for (std::string_view header : included) includedBy[header].insert(path);
+    open[path] = included.size();
+    if (included.empty()) free.push_back(path);
+  }
+  while (!free.empty()) {
+    const std::string_view path = free.back();
+    free.pop_back();
+    open.erase(path);
+    for (std::string_view including : includedBy[path]) {
+      if (--open[including] == 0) free.push_back(including);
+    }
+  }
+  Paths left;
+  for (const auto& [path, count] : open) left.insert(path);
+  return left;
+}
+
+bool isSkipped(const std::filesystem::path& folder) {
+  const std::string name = folder.filename().string();
+  return name.starts_with('.') || name == "node_modules" || name == "build" || name.starts_with("build-");
+}
+
+}  // namespace
+
+std::vector<Source> sourcesBelow(const std::filesystem::path& root) {
+  std::vector<Source> sources;
+  for (std::filesystem::recursive_directory_iterator entry(root), end; entry != end; ++entry) {
+    if (entry->is_directory() && isSkipped(entry->path())) entry.disable_recursion_pending();
+    const std::string extension = entry->path().extension().string();
+    if (!entry->is_regular_file() || (extension != ".h" && extension != ".cpp")) continue;
+    std::ostringstream text;
+    text << std::ifstream(entry->path(), std::ios::binary).rdbuf();
+    sources.push_back({entry->path().lexically_relative(root).generic_string(), text.str()});
+  }
+  std::sort(sources.begin(), sources.end(), [](const Source& a, const Source& b) { return a.path < b.path; });
+  return sources;
+}
+
+std::vector<std::string> disorder(const std::vector<Source>& tree) {
+  Paths paths;
+  for (const Source& source : tree) paths.insert(source.path);
+
+  std::vector<std::string> found;
+  std::map<std::string_view, Paths> includes;
+  for (const Source& source : tree) {
+    if (!mayKnow.contains(folderOf(source.path))) {
+      found.push_back(source.path + " lies in a folder that has no place in the order.");
+      continue;
+    }
+    Paths& included = includes[source.path];
+    for (std::string_view include : includesOf(source.text)) {
+      const std::string fault = faultOf(source.path, include, paths);
+      if (!fault.empty()) found.push_back(source.path + ": " + std::string(include) + " " + fault + ".");
+      const std::string_view path = pathOf(include);
+      if (paths.contains(path)) included.insert(path);
+    }
+  }
+  const Paths round = circle(includes);
+  if (!round.empty()) {
+    std::string sentence = "Includes go round in a circle among:";
+    for (std::string_view path : round) sentence.append(" ").append(path);
+    found.push_back(sentence + ".");
+  }
+  return found;
+}
+
+}  // namespace kelvane::house
