@@ -1,0 +1,102 @@
+#include "platform/StandardIO.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "platform/Unicode.h"
+
+namespace kelvane {
+
+namespace {
+
+// Room for at least this many bytes is offered to each read.
+constexpr std::size_t readSize = 64 * 1024;
+
+// Memory above this is given back once the line that needed it is done with.
+constexpr std::size_t keptSize = 1024 * 1024;
+
+[[noreturn]] void throwSystemError(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+// Whether an operation that failed is to be tried again: at once, or as soon as the descriptor is ready.
+bool mayTryAgain(int descriptor, short events) {
+  if (errno == EINTR) return true;
+  if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+  pollfd waiting{descriptor, events, 0};
+  return ::poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
+}  // namespace
+
+LineReader::LineReader(int descriptor) noexcept : descriptor_(descriptor) {
+}
+
+std::optional<std::string_view> LineReader::next() {
+  if (replaced_.capacity() > keptSize) replaced_ = {};
+  std::size_t searched = 0;  // of the line to come
+  const char* lineFeed = nullptr;
+  do {
+    const std::string_view unsearched =
+        std::string_view(buffer_).substr(begin_ + searched, filled_ - begin_ - searched);
+    lineFeed = static_cast<const char*>(std::memchr(unsearched.data(), '\n', unsearched.size()));
+    searched += unsearched.size();
+  } while (lineFeed == nullptr && fill());
+  std::string_view line = std::string_view(buffer_).substr(begin_, filled_ - begin_);
+  if (lineFeed != nullptr) {
+    line = line.substr(0, static_cast<std::size_t>(lineFeed - line.data()));
+    begin_ += line.size() + 1;
+    if (line.ends_with('\r')) line.remove_suffix(1);
+  } else {
+    begin_ = filled_;
+    if (line.empty()) return std::nullopt;
+  }
+  if (unicode::isValidUTF8(line)) return line;
+  replaced_ = unicode::replacingInvalidUTF8(line);
+  return replaced_;
+}
+
+// Reads what is there, behind what was read and is not handed out yet, which moves to the start of the buffer: a line
+// at most once. False at the end of the input.
+bool LineReader::fill() {
+  if (atEnd_) return false;
+  const std::size_t pending = filled_ - begin_;
+  if (buffer_.size() > keptSize && pending < buffer_.size() / 4) {
+    std::string smaller(std::max(pending + readSize, pending * 2), '\0');
+    std::memcpy(smaller.data(), buffer_.data() + begin_, pending);
+    buffer_ = std::move(smaller);
+  } else if (begin_ > 0) {
+    std::memmove(buffer_.data(), buffer_.data() + begin_, pending);
+  }
+  begin_ = 0;
+  filled_ = pending;
+  if (buffer_.size() - filled_ < readSize) buffer_.resize(std::max(buffer_.size() * 2, filled_ + readSize));
+  for (;;) {
+    const ssize_t count = ::read(descriptor_, buffer_.data() + filled_, buffer_.size() - filled_);
+    if (count >= 0) {
+      filled_ += static_cast<std::size_t>(count);
+      atEnd_ = count == 0;
+      return !atEnd_;
+    }
+    if (!mayTryAgain(descriptor_, POLLIN)) throwSystemError("The input cannot be read");
+  }
+}
+
+void writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (!mayTryAgain(descriptor, POLLOUT)) {
+      throwSystemError("The output cannot be written");
+    }
+  }
+}
+
+}  // namespace kelvane

@@ -1,0 +1,67 @@
+#include "platform/UTF8.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "platform/Unicode.h"
+
+namespace kelvane::unicode {
+
+namespace {
+
+constexpr std::uint64_t highBits = 0x8080808080808080;
+constexpr std::size_t blockSize = 32;
+
+std::uint64_t word(const char* bytes) noexcept {
+  std::uint64_t result;
+  std::memcpy(&result, bytes, sizeof result);
+  return result;
+}
+
+bool isASCIIBlock(const char* bytes) noexcept {
+  return ((word(bytes) | word(bytes + 8) | word(bytes + 16) | word(bytes + 24)) & highBits) == 0;
+}
+
+}  // namespace
+
+std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept {
+  while (text.size() - offset >= blockSize && isASCIIBlock(text.data() + offset)) offset += blockSize;
+  while (text.size() - offset >= 8 && (word(text.data() + offset) & highBits) == 0) offset += 8;
+  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
+  return offset;
+}
+
+bool isASCII(std::string_view text) noexcept {
+  return asciiEnd(text, 0) == text.size();
+}
+
+std::size_t validUTF8Prefix(std::string_view text) noexcept {
+  std::size_t offset = 0;
+  while ((offset = asciiEnd(text, offset)) < text.size()) {
+    while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80) {
+      const Decoded decoded = decodedAt(text, offset);
+      if (!decoded.wellFormed) return offset;
+      offset += decoded.size;
+    }
+  }
+  return offset;
+}
+
+bool isValidUTF8(std::string_view text) noexcept {
+  return validUTF8Prefix(text) == text.size();
+}
+
+std::string replacingInvalidUTF8(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t valid = validUTF8Prefix(text);
+    result.append(text.substr(0, valid));
+    if (valid == text.size()) break;
+    append(replacementCharacter, result);
+    text.remove_prefix(valid + decodedAt(text, valid).size);
+  }
+  return result;
+}
+
+}  // namespace kelvane::unicode

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// UTF-8 a scalar at a time: what the parts of `platform/Unicode.h` are built on.
+namespace kelvane::unicode {
+
+inline constexpr char32_t replacementCharacter = 0xFFFD;
+
+/// What stands at one place of a text: a scalar, or a maximal ill-formed part, which reads as U+FFFD.
+struct Decoded {
+  char32_t scalar = replacementCharacter;
+  std::size_t size = 1;  ///< In bytes; at least 1.
+  bool wellFormed = false;
+};
+
+/// What starts at `offset`, which must be less than the text's size.
+inline Decoded decodedAt(std::string_view text, std::size_t offset) noexcept {
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[offset + at]); };
+  const unsigned lead = byte(0);
+  if (lead < 0x80) return {lead, 1, true};
+  if (lead < 0xC2 || lead > 0xF4) return {};
+  const std::size_t size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte's range keeps out overlong forms, surrogates and what lies above U+10FFFF.
+  unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  char32_t scalar = lead & (0x7Fu >> size);
+  for (std::size_t at = 1; at < size; ++at) {
+    if (offset + at == text.size() || byte(at) < lowest || byte(at) > highest) return {replacementCharacter, at, false};
+    scalar = scalar << 6 | (byte(at) & 0x3F);
+    lowest = 0x80;
+    highest = 0xBF;
+  }
+  return {scalar, size, true};
+}
+
+/// What ends at `offset`, which must be more than 0 and at most the text's size. Of an ill-formed part this is told
+/// its last byte only: `size` is 1.
+inline Decoded decodedBefore(std::string_view text, std::size_t offset) noexcept {
+  for (std::size_t size = 1; size <= 4 && size <= offset; ++size) {
+    const auto first = static_cast<unsigned char>(text[offset - size]);
+    if (first >= 0x80 && first < 0xC0) continue;
+    const Decoded decoded = decodedAt(text, offset - size);
+    return decoded.wellFormed && decoded.size == size ? decoded : Decoded{};
+  }
+  return {};
+}
+
+/// Adds a scalar's UTF-8 to the end of a text.
+inline void append(char32_t scalar, std::string& text) {
+  const auto put = [&](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+  if (scalar < 0x80) {
+    put(scalar);
+  } else if (scalar < 0x800) {
+    put(0xC0 | scalar >> 6);
+    put(0x80 | (scalar & 0x3F));
+  } else if (scalar < 0x10000) {
+    put(0xE0 | scalar >> 12);
+    put(0x80 | (scalar >> 6 & 0x3F));
+    put(0x80 | (scalar & 0x3F));
+  } else {
+    put(0xF0 | scalar >> 18);
+    put(0x80 | (scalar >> 12 & 0x3F));
+    put(0x80 | (scalar >> 6 & 0x3F));
+    put(0x80 | (scalar & 0x3F));
+  }
+}
+
+/// The offset of the first byte at or behind `offset` that is not ASCII, or the text's size.
+std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept;
+
+}  // namespace kelvane::unicode
