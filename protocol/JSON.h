@@ -184,16 +184,15 @@ class JSON {
 
   bool equals(const JSON& other) const;
 
+  /// Takes over one reference to the block, which may be null for an empty array or object.
+  JSON(std::uint8_t tag, Block* block) noexcept;
+
   static constexpr std::size_t inlineCapacity = 14;
 
   // Every alternative starts with the same two bytes, so that they can be read whichever is there.
   struct Head {
     std::uint8_t tag;     // the kind, where a text is kept, and what is known of it
     std::uint8_t length;  // of a text kept inline
-  };
-  struct InlineText {
-    Head head;
-    char bytes[inlineCapacity];
   };
   struct Boolean {
     Head head;
@@ -203,7 +202,11 @@ class JSON {
     Head head;
     double value;
   };
-  struct Shared {
+  struct InlineText {
+    Head head;
+    char bytes[inlineCapacity];
+  };
+  struct SharedText {
     Head head;
     Block* block;
   };
@@ -217,10 +220,10 @@ class JSON {
   };
   union {
     Head head_;
-    InlineText inline_;
     Boolean boolean_;
     Number number_;
-    Shared shared_;
+    InlineText inlineText_;
+    SharedText sharedText_;
     Items items_;
     Members members_;
   };

@@ -1,0 +1,25 @@
+#include "protocol/Transport.h"
+
+#include <unistd.h>
+
+#include "platform/StandardIO.h"
+#include "platform/Unicode.h"
+
+namespace kelvane {
+
+void Transport::run(const Server& server) {
+  run(server, STDIN_FILENO, STDOUT_FILENO);
+}
+
+void Transport::run(const Server& server, int input, int output) {
+  LineReader lines(input);
+  while (const auto line = lines.next()) {
+    if (unicode::trimmingBlanks(*line).empty()) continue;
+    std::optional<std::string> reply = server.handle(*line);
+    if (!reply) continue;
+    reply->push_back('\n');
+    writeAll(output, *reply);
+  }
+}
+
+}  // namespace kelvane

@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "protocol/JSON.h"
+#include "tests/support/Random.h"
+
+namespace kelvane {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+struct Row {
+  const char* about;
+  JSON value;
+  std::string_view text;
+};
+
+class Encoded : public testing::TestWithParam<Row> {};
+
+TEST_P(Encoded, isExactlyThisText) {
+  EXPECT_EQ(GetParam().value.encoded(), GetParam().text) << GetParam().about;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    JSON, Encoded,
+    testing::Values(
+        Row{"null", nullptr, "null"}, Row{"true", true, "true"}, Row{"false", false, "false"},
+        Row{"an integral double", 3.0, "3"}, Row{"a fraction", 3.5, "3.5"}, Row{"a negative zero", -0.0, "0"},
+        Row{"an int", -32601, "-32601"}, Row{"a long", 1234567890123L, "1234567890123"},
+        Row{"the last integer form", 8999999999999999.0, "8999999999999999"},
+        Row{"the first double form", 9e15, "9e+15"},
+        Row{"the last negative integer form", -8999999999999999.0, "-8999999999999999"},
+        Row{"the first negative double form", -9e15, "-9e+15"}, Row{"a third", 1.0 / 3, "0.3333333333333333"},
+        Row{"a tenth", 0.1, "0.1"}, Row{"the largest", std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
+        Row{"the smallest", std::numeric_limits<double>::denorm_min(), "5e-324"}, Row{"a NaN", notANumber, "null"},
+        Row{"an infinity", infinity, "null"},
+        Row{"a NaN deep inside makes the whole null", JSON::Object{{"a", JSON::Array{1, JSON::Array{notANumber}}}},
+            "null"},
+        Row{"an infinity behind other members", JSON::Object{{"a", "x"}, {"b", -infinity}}, "null"},
+        Row{"an empty text", "", R"("")"}, Row{"a slash is bare", "tools/list", R"("tools/list")"},
+        Row{"quote and backslash", "\"\\", R"("\"\\")"}, Row{"short escapes", "\b\f\n\r\t", R"("\b\f\n\r\t")"},
+        Row{"other control characters", "\0\x01\x1f"sv, R"("\u0000\u0001\u001f")"},
+        Row{"a delete character is bare", "\x7f", "\"\x7f\""}, Row{"non-ASCII is bare", "é€𝄞\u2028", "\"é€𝄞\u2028\""},
+        Row{"bytes that are not UTF-8", "a\xFFz\xE2\x82", "\"a\uFFFDz\uFFFD\""},
+        Row{"bytes that are not UTF-8, in a long text", "0123456789012345\xC3(", "\"0123456789012345\uFFFD(\""},
+        Row{"bytes that are not UTF-8, in a key", JSON::Object{{"\xFF", 1}}, "{\"\uFFFD\":1}"},
+        Row{"an empty array", JSON::Array(), "[]"}, Row{"an empty object", JSON::Object(), "{}"},
+        Row{"an array", JSON::Array{1, "a", nullptr, JSON::Array()}, R"([1,"a",null,[]])"},
+        Row{"members in key order at every depth",
+            JSON::Object{{"b", JSON::Object{{"d", 1}, {"c", 2}}}, {"a", JSON::Array{JSON::Object{{"f", 3}, {"e", 4}}}}},
+            R"({"a":[{"e":4,"f":3}],"b":{"c":2,"d":1}})"},
+        Row{"capitals before small letters, shorter keys first", JSON::Object{{"a", 1}, {"B", 2}, {"aa", 3}, {"", 4}},
+            R"({"":4,"B":2,"a":1,"aa":3})"},
+        Row{"a key is escaped", JSON::Object{{"\n\"", 1}}, R"({"\n\"":1})"}));
+
+TEST(JSONEncoding, escapesWhereverTheEncodersStepsFall) {
+  for (const auto& [bare, escaped] : {std::pair{"\n", "\\n"}, {"\"", "\\\""}, {"é", "é"}, {"\x01", "\\u0001"}}) {
+    for (std::size_t length = 0; length < 40; ++length) {
+      for (std::size_t place = 0; place <= length; ++place) {
+        const std::string before(place, 'a');
+        const std::string after(length - place, 'b');
+        ASSERT_EQ(JSON(before + bare + after).encoded(), '"' + before + escaped + after + '"');
+      }
+    }
+  }
+}
+
+TEST(JSONEncoding, textsOfEverySizeComeOutWhole) {
+  for (const std::size_t size : {0U, 13U, 14U, 15U, 2047U, 2048U, 2049U, 4095U, 4096U, 4097U, 100000U}) {
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i) text += static_cast<char>('a' + i % 26);
+    EXPECT_EQ(JSON(JSON::Array{text, text, 1}).encoded(), "[\"" + text + "\",\"" + text + "\",1]");
+  }
+}
+
+TEST(JSONEncoding, everyDoubleReadsBackAsItself) {
+  auto generator = tests::seededGenerator();
+  for (int i = 0; i < 100000; ++i) {
+    const std::uint64_t bits = generator();
+    const auto value = std::bit_cast<double>(bits);
+    if (!std::isfinite(value)) continue;
+    const auto back = JSON::decoded(JSON(value).encoded());
+    ASSERT_TRUE(back) << JSON(value).encoded();
+    ASSERT_EQ(*back->number(), value) << JSON(value).encoded();
+  }
+}
+
+/// A value of every kind, nested up to a depth.
+JSON randomValue(std::mt19937_64& generator, int depth) {
+  static constexpr std::string_view pieces[] = {"a", "Z", "0", "\"", "\\", "\n", "\x01", "é", "e\u0301", "€", "𝄞", "/"};
+  const auto text = [&generator] {
+    std::string result;
+    for (std::size_t i = tests::below(24, generator); i > 0; --i) {
+      result += pieces[tests::below(std::size(pieces), generator)];
+    }
+    return result;
+  };
+  switch (tests::below(depth > 0 ? 7 : 5, generator)) {
+    case 0:
+      return nullptr;
+    case 1:
+      return tests::below(2, generator) == 0;
+    case 2:
+      return static_cast<int>(tests::below(2000, generator)) - 1000;
+    case 3:
+      return static_cast<double>(tests::below(1000000, generator)) / 1024;
+    case 4:
+      return text();
+    case 5: {
+      JSON::Array items;
+      for (std::size_t i = tests::below(20, generator); i > 0; --i) items.append(randomValue(generator, depth - 1));
+      return items;
+    }
+    default: {
+      JSON::Object members;
+      for (std::size_t i = tests::below(20, generator); i > 0; --i) {
+        members.set(text(), randomValue(generator, depth - 1));
+      }
+      return members;
+    }
+  }
+}
+
+TEST(JSONEncoding, everyValueReadsBackAsItself) {
+  auto generator = tests::seededGenerator();
+  for (int i = 0; i < 2000; ++i) {
+    const JSON value = randomValue(generator, 4);
+    const std::string text = value.encoded();
+    const auto back = JSON::decoded(text);
+    ASSERT_TRUE(back) << text;
+    ASSERT_EQ(*back, value) << text;
+    ASSERT_EQ(back->encoded(), text);
+  }
+}
+
+}  // namespace
+}  // namespace kelvane

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdlib>
+#include <iostream>
+#include <random>
+
+namespace kelvane::tests {
+
+/// A generator whose seed is printed, and taken from KELVANE_SEED where that is set, so that a failure can be repeated.
+inline std::mt19937_64 seededGenerator() {
+  const char* given = std::getenv("KELVANE_SEED");
+  const std::uint64_t seed = given ? std::strtoull(given, nullptr, 10) : std::random_device{}();
+  std::cout << "KELVANE_SEED=" << seed << '\n';
+  return std::mt19937_64(seed);
+}
+
+/// A number from 0 to `bound` - 1.
+inline std::size_t below(std::size_t bound, std::mt19937_64& generator) {
+  return std::uniform_int_distribution<std::size_t>(0, bound - 1)(generator);
+}
+
+}  // namespace kelvane::tests
