@@ -1,0 +1,43 @@
+#include "host/CodexConfig.h"
+
+#include <algorithm>
+
+#include "host/CodexLines.h"
+
+namespace kelvane {
+namespace {
+
+std::string commandAssignment(std::string_view command) {
+  return std::string("command = \"").append(command).append("\"");
+}
+
+}  // namespace
+
+std::string CodexConfig::adding(std::string_view command, std::string_view to) {
+  std::string text = removing(to);
+  if (!text.empty()) text += "\n\n";
+  return text.append("[mcp_servers.kelvane]\nargs = []\n").append(commandAssignment(command)).append("\n");
+}
+
+std::string CodexConfig::removing(std::string_view from) {
+  std::string kept;
+  kept.reserve(from.size());
+  bool isFirst = true;
+  for (const CodexLine& line : codexLines(from)) {
+    if (line.isOwned) continue;
+    if (!isFirst) kept += '\n';
+    kept += line.text;
+    isFirst = false;
+  }
+  kept.resize(withoutTrailingLineBreaks(kept).size());
+  return kept;
+}
+
+bool CodexConfig::names(std::string_view command, std::string_view in) {
+  // Counting characters before and after removing comes to the same: a table of ours has a header to lose.
+  const auto lines = codexLines(in);
+  return std::any_of(lines.begin(), lines.end(), [](const CodexLine& line) { return line.isOwned; }) &&
+         in.find(commandAssignment(command)) != in.npos;
+}
+
+}  // namespace kelvane
