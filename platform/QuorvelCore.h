@@ -39,9 +39,10 @@ struct WordRange {
   bool operator==(const WordRange&) const = default;
 };
 
-/// Where a heading stands: from its marker to the start of the chapter's text, its line break included.
+/// A line that starts a chapter.
 struct ScriptHeading {
-  TextRange range;
+  TextRange range;              ///< From its marker to the start of the chapter's text, its line break included.
+  std::size_t wordsBefore = 0;  ///< How many words are read aloud before it.
 
   bool operator==(const ScriptHeading&) const = default;
 };

@@ -1,0 +1,87 @@
+#include "quorvel/core/Lines.h"
+
+#include "platform/QuorvelCore.h"
+#include "platform/Unicode.h"
+
+namespace quorvel {
+namespace {
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::size_t longestScalar = 4;
+
+bool continuesScalar(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+std::string_view withoutWhiteSpaceAtEnd(std::string_view text) noexcept {
+  while (!text.empty()) {
+    std::size_t size = 1;
+    while (size < longestScalar && size < text.size() && continuesScalar(text[text.size() - size])) ++size;
+    const std::string_view last = text.substr(text.size() - size);
+    if (!kelvane::unicode::startsWithWhiteSpace(last) || !kelvane::unicode::isValidUTF8(last)) break;
+    text.remove_suffix(size);
+  }
+  return text;
+}
+
+bool isBlank(std::string_view text) noexcept {
+  return withoutWhiteSpaceAtEnd(text).empty();
+}
+
+/// The last line, without its line break where it has one.
+std::string_view lastLine(std::string_view text) noexcept {
+  text.remove_suffix(finalBreakSize(text));
+  return text.substr(text.rfind('\n') + 1);  // npos + 1 is 0
+}
+
+}  // namespace
+
+std::size_t byteOrderMarkSize(std::string_view text) noexcept {
+  return text.starts_with(byteOrderMark) ? byteOrderMark.size() : 0;
+}
+
+std::size_t lineEnd(std::string_view text, std::size_t begin) noexcept {
+  const std::size_t lineFeed = text.find('\n', begin);
+  return lineFeed == std::string_view::npos ? text.size() : lineFeed + 1;
+}
+
+std::size_t finalBreakSize(std::string_view text) noexcept {
+  if (text.ends_with("\r\n")) return 2;
+  return text.ends_with('\n') ? 1 : 0;
+}
+
+std::string_view ownLineBreak(std::string_view text) noexcept {
+  std::size_t all = 0;
+  std::size_t withCarriageReturn = 0;
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {
+    ++all;
+    if (at > 0 && text[at - 1] == '\r') ++withCarriageReturn;
+  }
+  return withCarriageReturn > all - withCarriageReturn ? "\r\n" : "\n";
+}
+
+std::size_t missingBreaks(std::string_view text) noexcept {
+  text.remove_prefix(byteOrderMarkSize(text));
+  if (text.empty()) return 0;
+  return (finalBreakSize(text) == 0 ? 1U : 0U) + (isBlank(lastLine(text)) ? 0U : 1U);
+}
+
+std::string_view withoutSeparator(std::string_view chapter) noexcept {
+  const std::string_view kept = withoutWhiteSpaceAtEnd(chapter);
+  const std::size_t line = kept.rfind('\n') + 1;
+  const bool cutsMarker =
+      kept.size() - line < ScriptHeadings::marker.size() && chapter.substr(line).starts_with(ScriptHeadings::marker);
+  return cutsMarker ? chapter.substr(0, line + ScriptHeadings::marker.size()) : kept;
+}
+
+std::string_view passage(std::string_view text) noexcept {
+  text = withoutSeparator(text);
+  while (!text.empty()) {
+    const std::size_t end = lineEnd(text, 0);
+    if (!isBlank(text.substr(0, end))) break;
+    text.remove_prefix(end);
+  }
+  return text;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+/// Lines, blank lines and white space as the chapter model and its edits see them.
+///
+/// Lines end in LF or CR LF; a CR without LF ends no line. A byte-order mark at the very start of a script is not part
+/// of its first line. A line is blank when it holds nothing but white space. White space at the ends of lines and texts
+/// is looked at scalar by scalar here, not by character: a mark that stands on a blank is never cut off with it.
+///
+/// Every operation takes time linear in the part of the text that it looks at and copies nothing.
+namespace quorvel {
+
+/// How many bytes a byte-order mark at the text's start takes: 3, or 0 where there is none.
+std::size_t byteOrderMarkSize(std::string_view text) noexcept;
+
+/// Where the line that begins at `begin` ends, its line break included.
+std::size_t lineEnd(std::string_view text, std::size_t begin) noexcept;
+
+/// How many bytes the line break at the text's end takes: 2 for CR LF, 1 for LF, 0 where there is none.
+std::size_t finalBreakSize(std::string_view text) noexcept;
+
+/// The line break that the text itself uses: the more frequent of LF and CR LF. LF on a tie, so also where there is
+/// none.
+std::string_view ownLineBreak(std::string_view text) noexcept;
+
+/// How many line breaks have to follow the text (0, 1 or 2) so that what comes then stands at the start of a line and
+/// has a blank line above it. None for an empty text, be it for a byte-order mark.
+std::size_t missingBreaks(std::string_view text) noexcept;
+
+/// What of a chapter, from its heading on, moves with it: all but the white space at its end, which separates it from
+/// the next. The blank of a heading's marker is not taken for such white space.
+std::string_view withoutSeparator(std::string_view chapter) noexcept;
+
+/// What of a text is written below a heading: all but the blank lines at its start and the white space at its end, for
+/// which an edit puts its own. Everything between stays byte for byte, the kind of its line breaks included. Empty for
+/// a text that is blank.
+std::string_view passage(std::string_view text) noexcept;
+
+}  // namespace quorvel

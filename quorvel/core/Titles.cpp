@@ -1,0 +1,58 @@
+#include "quorvel/core/Titles.h"
+
+#include <array>
+#include <cstddef>
+
+#include "quorvel/core/Lines.h"
+
+namespace quorvel {
+namespace {
+
+/// The mandatory breaks of Unicode Standard Annex #14; the longer before its own beginning.
+constexpr std::array<std::string_view, 8> lineBreaks = {
+    "\r\n",          // carriage return and line feed
+    "\n",            // line feed
+    "\r",            // carriage return
+    "\v",            // line tabulation
+    "\f",            // form feed
+    "\xC2\x85",      // next line, U+0085
+    "\xE2\x80\xA8",  // line separator, U+2028
+    "\xE2\x80\xA9",  // paragraph separator, U+2029
+};
+
+/// How many bytes the line break at the text's start takes, 0 for none.
+std::size_t leadingBreakSize(std::string_view text) noexcept {
+  for (const std::string_view lineBreak : lineBreaks) {
+    if (text.starts_with(lineBreak)) return lineBreak.size();
+  }
+  return 0;
+}
+
+}  // namespace
+
+TextRange headingContent(std::string_view text, const ScriptHeading& heading) noexcept {
+  const TextRange& line = heading.range;
+  const std::size_t breakSize = finalBreakSize(text.substr(line.begin, line.end - line.begin));
+  return {line.begin + ScriptHeadings::marker.size(), line.end - breakSize};
+}
+
+TextRange titleRange(std::string_view text, const ScriptHeading& heading) noexcept {
+  const TextRange content = headingContent(text, heading);
+  const std::string_view title = trimmingWhitespace(text.substr(content.begin, content.end - content.begin));
+  if (title.empty()) return {content.begin, content.begin};
+  const auto begin = static_cast<std::size_t>(title.data() - text.data());
+  return {begin, begin + title.size()};
+}
+
+std::string writableTitle(std::string_view title) {
+  std::string line;
+  line.reserve(title.size());
+  while (!title.empty()) {
+    const std::size_t breakSize = leadingBreakSize(title);
+    line.push_back(breakSize == 0 ? title.front() : ' ');
+    title.remove_prefix(breakSize == 0 ? 1 : breakSize);
+  }
+  return std::string(trimmingWhitespace(line));
+}
+
+}  // namespace quorvel
