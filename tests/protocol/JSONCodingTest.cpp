@@ -1,0 +1,143 @@
+#include "protocol/JSONCoding.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+#include <variant>
+
+namespace kelvane {
+namespace {
+
+/// A single-value decoder that holds what a test gives it and notes what it is asked.
+struct Holder {
+  bool isNil = false;
+  std::optional<bool> boolean = {};
+  std::optional<double> number = {};
+  std::optional<std::string> text = {};
+  std::optional<std::vector<Holder>> items = {};
+  std::optional<std::vector<std::pair<std::string, Holder>>> members = {};
+  std::string asked = {};
+
+  template <class Value>
+  const Value& answer(const char* question, const std::optional<Value>& value) {
+    asked += question;
+    if (!value) throw std::runtime_error("another kind");
+    return *value;
+  }
+  bool decodeNil() {
+    asked += "n";
+    return isNil;
+  }
+  bool decodeBool() { return answer("b", boolean); }
+  double decodeDouble() { return answer("d", number); }
+  std::string decodeString() { return answer("s", text); }
+  JSON::Array decodeArray() {
+    JSON::Array array;
+    for (Holder item : answer("a", items)) array.append(JSON::from(item));
+    return array;
+  }
+  JSON::Object decodeObject() {
+    JSON::Object object;
+    for (auto [key, value] : answer("o", members)) object.set(key, JSON::from(value));
+    return object;
+  }
+};
+
+Holder nil() {
+  return {.isNil = true};
+}
+Holder number(double value) {
+  return {.number = value};
+}
+
+struct Attempt {
+  const char* about;
+  Holder holder;
+  std::optional<JSON> value;  // nothing: it is not recognised
+  const char* asked;
+};
+
+class FromDecoder : public testing::TestWithParam<Attempt> {};
+
+TEST_P(FromDecoder, triesTheKindsInOrderAndTakesTheFirst) {
+  Holder holder = GetParam().holder;
+  try {
+    const JSON value = JSON::from(holder);
+    ASSERT_TRUE(GetParam().value) << GetParam().about;
+    EXPECT_EQ(value, *GetParam().value) << GetParam().about;
+  } catch (const JSONDecodingError& error) {
+    EXPECT_FALSE(GetParam().value) << GetParam().about;
+    EXPECT_STREQ(error.what(), "Unrecognised JSON");
+  }
+  EXPECT_EQ(holder.asked, GetParam().asked) << GetParam().about;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    JSON, FromDecoder,
+    testing::Values(
+        Attempt{"null comes first", {.isNil = true, .boolean = true}, nullptr, "n"},
+        Attempt{"a Bool", {.boolean = false}, false, "nb"},
+        Attempt{"a decoder that takes numbers for Bools gives Bools", {.boolean = true, .number = 1}, true, "nb"},
+        Attempt{"a number", number(2), 2, "nbd"},
+        Attempt{"a number before a text", {.number = 2, .text = "2"}, 2, "nbd"},
+        Attempt{"a text", {.text = "x"}, "x", "nbds"},
+        Attempt{"an array", {.items = std::vector{number(1), nil()}}, JSON::Array{1, nullptr}, "nbdsa"},
+        Attempt{"an array before an object",
+                {.items = std::vector<Holder>(), .members = {{{"a", nil()}}}},
+                JSON::Array(),
+                "nbdsa"},
+        Attempt{"an object", {.members = {{{"a", number(1)}}}}, JSON::Object{{"a", 1}}, "nbdsao"},
+        Attempt{"nothing that JSON knows", {}, {}, "nbdsao"},
+        Attempt{"an array of what JSON does not know", {.items = std::vector{Holder()}}, {}, "nbdsao"}));
+
+/// A single-value encoder that writes down which operations were called.
+struct Notes {
+  std::string text;
+  void encodeNil() { text += "nil "; }
+  void encodeBool(bool value) { text += value ? "true " : "false "; }
+  void encodeInteger(std::int64_t value) { text += "integer:" + std::to_string(value) + " "; }
+  void encodeDouble(double value) { text += "double:" + std::to_string(value) + " "; }
+  void encodeString(std::string_view value) { text.append("string:").append(value).append(" "); }
+  void encodeArray(const JSON::Array& items) {
+    text += "[ ";
+    for (const JSON& item : items) item.encode(*this);
+    text += "] ";
+  }
+  void encodeObject(const JSON::Object& members) {
+    text += "{ ";
+    for (const JSON::Member& member : members) {
+      text.append(member.key()).append("=");
+      member.value().encode(*this);
+    }
+    text += "} ";
+  }
+};
+
+TEST(JSONCoding, eachKindIsWrittenAsItself) {
+  Notes notes;
+  JSON(JSON::Array{nullptr, true, false, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(notes);
+  EXPECT_EQ(notes.text, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
+}
+
+struct IntegerRow {
+  double value;
+  std::optional<std::int64_t> integer;
+};
+
+class Integers : public testing::TestWithParam<IntegerRow> {};
+
+TEST_P(Integers, areIntegralNumbersBelowTheBound) {
+  EXPECT_EQ(jsonInteger(GetParam().value), GetParam().integer);
+}
+
+INSTANTIATE_TEST_SUITE_P(JSON, Integers,
+                         testing::Values(IntegerRow{0, 0}, IntegerRow{-0.0, 0}, IntegerRow{3, 3}, IntegerRow{3.5, {}},
+                                         IntegerRow{-2.5, {}}, IntegerRow{8999999999999999, 8999999999999999},
+                                         IntegerRow{-8999999999999999, -8999999999999999}, IntegerRow{9e15, {}},
+                                         IntegerRow{-9e15, {}}, IntegerRow{1e300, {}}, IntegerRow{5e-324, {}},
+                                         IntegerRow{std::numeric_limits<double>::infinity(), {}},
+                                         IntegerRow{std::numeric_limits<double>::quiet_NaN(), {}}));
+
+}  // namespace
+}  // namespace kelvane

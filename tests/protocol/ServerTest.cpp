@@ -1,0 +1,243 @@
+#include "protocol/Server.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "protocol/RPCError.h"
+
+namespace kelvane {
+namespace {
+
+using namespace std::string_view_literals;
+
+/// Three tiny tools, the second name taken twice.
+std::vector<Tool> tinyTools() {
+  return {Tool("echo", "Says the arguments.", schema({{"text", "What to say"}}, {"text"}),
+               [](const JSON::Object& arguments) { return JSON(arguments).encoded(); }),
+          Tool("fail", "Fails.", schema({}, {}),
+               [](const JSON::Object& arguments) -> std::string {
+                 const JSON* how = arguments.find("how");
+                 const std::string_view kind = how && how->string() ? *how->string() : "";
+                 if (kind == "method") throw RPCError::methodNotFound("x");
+                 if (kind == "parse") throw RPCError::parse();
+                 if (kind == "request") throw RPCError::invalidRequest();
+                 if (kind == "platform") throw std::runtime_error("The disk is full.");
+                 if (kind == "odd") throw 7;
+                 throw RPCError::invalidParams(std::string("It \"failed\".\0whole", 18));
+               }),
+          Tool("fail", "Never run.", schema({}, {}), [](const JSON::Object&) { return std::string("second"); })};
+}
+
+const Server& tinyServer() {
+  static const Server server("kelvane", tinyTools());
+  return server;
+}
+
+struct Exchange {
+  const char* about;
+  std::string_view line;
+  std::optional<std::string_view> reply;
+};
+
+class Handle : public testing::TestWithParam<Exchange> {};
+
+TEST_P(Handle, answersExactlyThis) {
+  const auto& [about, line, reply] = GetParam();
+  EXPECT_EQ(tinyServer().handle(line), reply) << about;
+}
+
+constexpr std::string_view parseError =
+    R"({"error":{"code":-32700,"message":"Could not parse JSON"},"id":null,"jsonrpc":"2.0"})";
+constexpr std::string_view noRequest =
+    R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":null,"jsonrpc":"2.0"})";
+constexpr std::string_view noName = R"({"error":{"code":-32602,"message":"Missing \"name\""},"id":1,"jsonrpc":"2.0"})";
+
+INSTANTIATE_TEST_SUITE_P(
+    WhatIsNoRequest, Handle,
+    testing::Values(
+        Exchange{"a lone brace", "{", parseError}, Exchange{"nothing", "", parseError},
+        Exchange{"two messages on a line", "{}{}", parseError}, Exchange{"a batch", "[]", noRequest},
+        Exchange{"a batch of a request", R"([{"id":1,"method":"ping"}])", noRequest},
+        Exchange{"a number", "42", noRequest}, Exchange{"null", "null", noRequest},
+        Exchange{"an object without anything", "{}", noRequest},
+        Exchange{"an id alone", R"({"id":7})",
+                 R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":7,"jsonrpc":"2.0"})"},
+        Exchange{"a method that is no text", R"({"id":"a","method":5})",
+                 R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":"a","jsonrpc":"2.0"})"},
+        Exchange{"a method that is null, an id that is an object", R"({"method":null,"id":{"b":[1]}})",
+                 R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":{"b":[1]},"jsonrpc":"2.0"})"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Methods, Handle,
+    testing::Values(
+        Exchange{"ping", R"({"id":"x","method":"ping"})", R"({"id":"x","jsonrpc":"2.0","result":{}})"},
+        Exchange{"ping without an id is answered all the same", R"({"method":"ping"})",
+                 R"({"id":null,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"ping with params of another kind", R"({"id":1,"method":"ping","params":[1]})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"any jsonrpc member", R"({"jsonrpc":7,"id":1,"method":"ping"})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"members in any order, unknown ones among them", R"({"x":{},"method":"ping","id":1})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"of two methods the last", R"({"id":1,"method":"nope","method":"ping"})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{}})"},
+        Exchange{
+            "a notification of an unknown method", R"({"jsonrpc":"2.0","method":"notifications/initialized"})", {}},
+        Exchange{"an empty method without an id", R"({"method":""})", {}},
+        Exchange{
+            "an id that is null is an id", R"({"method":"notifications/initialized","id":null})",
+            R"({"error":{"code":-32601,"message":"No such method: notifications/initialized"},"id":null,"jsonrpc":"2.0"})"},
+        Exchange{"a method in capitals", R"({"id":1,"method":"Ping"})",
+                 R"({"error":{"code":-32601,"message":"No such method: Ping"},"id":1,"jsonrpc":"2.0"})"},
+        Exchange{"a method with blanks", R"({"id":1,"method":" ping"})",
+                 R"({"error":{"code":-32601,"message":"No such method:  ping"},"id":1,"jsonrpc":"2.0"})"},
+        Exchange{"an empty method", R"({"id":1,"method":""})",
+                 R"({"error":{"code":-32601,"message":"No such method: "},"id":1,"jsonrpc":"2.0"})"},
+        Exchange{"a method with a NUL", R"({"id":1,"method":"ping\u0000"})",
+                 R"({"error":{"code":-32601,"message":"No such method: ping\u0000"},"id":1,"jsonrpc":"2.0"})"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Ids, Handle,
+    testing::Values(
+        Exchange{"zero", R"({"id":0,"method":"ping"})", R"({"id":0,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"a fraction", R"({"id":2.5,"method":"ping"})", R"({"id":2.5,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"integral, written with a fraction", R"({"id":3.0,"method":"ping"})",
+                 R"({"id":3,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"negative", R"({"id":-7,"method":"ping"})", R"({"id":-7,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"too large for the integer form", R"({"id":9000000000000000,"method":"ping"})",
+                 R"({"id":9e+15,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"the largest of the integer form", R"({"id":8999999999999999,"method":"ping"})",
+                 R"({"id":8999999999999999,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"a Bool", R"({"id":false,"method":"ping"})", R"({"id":false,"jsonrpc":"2.0","result":{}})"},
+        Exchange{"an array", R"({"id":["a",{}],"method":"ping"})", R"({"id":["a",{}],"jsonrpc":"2.0","result":{}})"},
+        Exchange{"a text with everything", R"({"id":"é\"\/\n","method":"ping"})",
+                 R"({"id":"é\"/\n","jsonrpc":"2.0","result":{}})"}));
+
+#define INITIALIZED(id, version)                                                                         \
+  R"({"id":)" id R"(,"jsonrpc":"2.0","result":{"capabilities":{"tools":{}},"protocolVersion":")" version \
+  R"(","serverInfo":{"name":"kelvane","version":"1.0.0"}}})"
+
+INSTANTIATE_TEST_SUITE_P(
+    Initialize, Handle,
+    testing::Values(
+        Exchange{"with a version",
+                 R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-06-18"}})",
+                 INITIALIZED("1", "2025-06-18")},
+        Exchange{"an older version", R"({"id":1,"method":"initialize","params":{"protocolVersion":"2024-11-05"}})",
+                 INITIALIZED("1", "2024-11-05")},
+        Exchange{"a made-up word", R"({"id":1,"method":"initialize","params":{"protocolVersion":"soon"}})",
+                 INITIALIZED("1", "soon")},
+        Exchange{"an empty version", R"({"id":1,"method":"initialize","params":{"protocolVersion":""}})",
+                 INITIALIZED("1", "")},
+        Exchange{"a version that is no text", R"({"id":1,"method":"initialize","params":{"protocolVersion":7}})",
+                 INITIALIZED("1", "2025-06-18")},
+        Exchange{"no params", R"({"id":1,"method":"initialize"})", INITIALIZED("1", "2025-06-18")},
+        Exchange{"params that are an array", R"({"id":1,"method":"initialize","params":["2024-11-05"]})",
+                 INITIALIZED("1", "2025-06-18")},
+        Exchange{"no id", R"({"method":"initialize"})", INITIALIZED("null", "2025-06-18")}));
+
+INSTANTIATE_TEST_SUITE_P(
+    ToolCalls, Handle,
+    testing::Values(
+        Exchange{"no params", R"({"id":1,"method":"tools/call"})", noName},
+        Exchange{"params that are no object", R"({"id":1,"method":"tools/call","params":"echo"})", noName},
+        Exchange{"an empty name", R"({"id":1,"method":"tools/call","params":{"name":""}})", noName},
+        Exchange{"a name that is no text", R"({"id":1,"method":"tools/call","params":{"name":3}})", noName},
+        Exchange{"an unknown tool", R"({"id":1,"method":"tools/call","params":{"name":"nope"}})",
+                 R"({"error":{"code":-32602,"message":"No such tool: nope"},"id":1,"jsonrpc":"2.0"})"},
+        Exchange{"a tool's name in capitals", R"({"id":1,"method":"tools/call","params":{"name":"Echo"}})",
+                 R"({"error":{"code":-32602,"message":"No such tool: Echo"},"id":1,"jsonrpc":"2.0"})"},
+        Exchange{"an unknown tool without an id", R"({"method":"tools/call","params":{"name":"nope"}})",
+                 R"({"error":{"code":-32602,"message":"No such tool: nope"},"id":null,"jsonrpc":"2.0"})"},
+        Exchange{
+            "arguments", R"({"id":1,"method":"tools/call","params":{"name":"echo","arguments":{"b":1,"a":"x"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"{\"a\":\"x\",\"b\":1}","type":"text"}],"isError":false}})"},
+        Exchange{"no arguments", R"({"id":1,"method":"tools/call","params":{"name":"echo"}})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"{}","type":"text"}],"isError":false}})"},
+        Exchange{"arguments that are an array",
+                 R"({"id":1,"method":"tools/call","params":{"name":"echo","arguments":[1,2]}})",
+                 R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"{}","type":"text"}],"isError":false}})"},
+        Exchange{
+            "a failure, its text whole; of two tools with one name the first",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail"}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"It \"failed\".\u0000whole","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an error of the protocol inside a tool",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"method"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"No such method: x","type":"text"}],"isError":true}})"},
+        Exchange{
+            "a parse error inside a tool",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"parse"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"Could not parse JSON","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an invalid request inside a tool",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"request"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"Not a JSON-RPC request","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an error of the platform inside a tool",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"platform"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The disk is full.","type":"text"}],"isError":true}})"},
+        Exchange{
+            "something thrown that is no error",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"odd"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"}));
+
+TEST(Server, listsItsToolsInTheirOrderWhateverTheParams) {
+  const std::string_view expected =
+      R"({"id":1,"jsonrpc":"2.0","result":{"tools":[)"
+      R"({"description":"Says the arguments.","inputSchema":{"properties":{"text":{"description":"What to say","type":"string"}},"required":["text"],"type":"object"},"name":"echo"},)"
+      R"({"description":"Fails.","inputSchema":{"properties":{},"required":[],"type":"object"},"name":"fail"},)"
+      R"({"description":"Never run.","inputSchema":{"properties":{},"required":[],"type":"object"},"name":"fail"}]}})";
+  EXPECT_EQ(tinyServer().handle(R"({"id":1,"method":"tools/list"})"), expected);
+  EXPECT_EQ(tinyServer().handle(R"({"id":1,"method":"tools/list","params":{"cursor":"next"}})"), expected);
+  EXPECT_EQ(Server("empty", {}).handle(R"({"id":1,"method":"tools/list"})"),
+            R"({"id":1,"jsonrpc":"2.0","result":{"tools":[]}})");
+}
+
+TEST(Server, hasItsNameItsToolsAndItsVersion) {
+  EXPECT_EQ(Server::version, "2025-06-18");
+  EXPECT_EQ(tinyServer().name(), "kelvane");
+  EXPECT_EQ(tinyServer().tools().size(), 3U);
+  EXPECT_EQ(Server("a \"name\"", {}).handle(R"({"id":1,"method":"initialize"})"),
+            R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{"tools":{}},"protocolVersion":"2025-06-18",)"
+            R"("serverInfo":{"name":"a \"name\"","version":"1.0.0"}}})");
+}
+
+TEST(Server, runsAToolOnceForACall) {
+  int runs = 0;
+  const Server server("s", {Tool("count", "", schema({}, {}), [&runs](const JSON::Object&) {
+                        ++runs;
+                        return std::string();
+                      })});
+  server.handle(R"({"id":1,"method":"tools/list"})");
+  EXPECT_EQ(runs, 0);
+  server.handle(R"({"id":1,"method":"tools/call","params":{"name":"count"}})");
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(Server, isCalledFromEightThreads) {
+  std::atomic<int> right = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&right, i] {
+      const std::string text = "thread " + std::to_string(i) + " says what does not fit into sixteen bytes";
+      const std::string line = R"({"id":)" + std::to_string(i) +
+                               R"(,"method":"tools/call","params":{"name":"echo","arguments":{"text":")" + text +
+                               R"("}}})";
+      const std::string reply = R"({"id":)" + std::to_string(i) +
+                                R"(,"jsonrpc":"2.0","result":{"content":[{"text":"{\"text\":\")" + text +
+                                R"(\"}","type":"text"}],"isError":false}})";
+      for (int round = 0; round < 500; ++round) {
+        if (tinyServer().handle(line) == reply && tinyServer().handle(R"({"method":"tools/list"})")) ++right;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(right, 8 * 500);
+}
+
+}  // namespace
+}  // namespace kelvane

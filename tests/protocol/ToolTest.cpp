@@ -1,0 +1,67 @@
+#include "protocol/Tool.h"
+
+#include <gtest/gtest.h>
+
+#include "protocol/RPCError.h"
+
+namespace kelvane {
+namespace {
+
+using namespace std::string_view_literals;
+
+TEST(Schema, ofNothingHasItsThreeMembersAllTheSame) {
+  EXPECT_EQ(schema({}, {}).encoded(), R"({"properties":{},"required":[],"type":"object"})");
+}
+
+TEST(Schema, declaresEveryPropertyAsAStringAndKeepsTheOrderOfTheRequired) {
+  EXPECT_EQ(schema({{"text", "D2"}, {"id", "D1"}}, {"text", "id"}).encoded(),
+            R"({"properties":{"id":{"description":"D1","type":"string"},"text":{"description":"D2","type":"string"}},)"
+            R"("required":["text","id"],"type":"object"})");
+}
+
+TEST(Schema, doesNotCheckTheRequiredAgainstTheProperties) {
+  EXPECT_EQ(schema({}, {"ghost"}).encoded(), R"({"properties":{},"required":["ghost"],"type":"object"})");
+}
+
+TEST(SchemaDeathTest, aPropertyNamedTwiceStopsTheProcess) {
+  EXPECT_DEATH(schema({{"id", "one"}, {"id", "two"}}, {}), "^Fatal error: Duplicate values for key: 'id'\n$");
+}
+
+struct Required {
+  const char* about;
+  JSON::Object arguments;
+  std::optional<std::string_view> text;  // nothing: it throws
+};
+
+class RequiredString : public testing::TestWithParam<Required> {};
+
+TEST_P(RequiredString, isTheTextOrAnErrorThatNamesTheKey) {
+  const auto& [about, arguments, text] = GetParam();
+  try {
+    const std::string_view found = requiredString("id", arguments);
+    ASSERT_TRUE(text) << about;
+    EXPECT_EQ(found, *text) << about;
+  } catch (const RPCError& error) {
+    EXPECT_FALSE(text) << about;
+    EXPECT_EQ(error.message(), "Missing \"id\"") << about;
+    EXPECT_EQ(error.code(), -32602) << about;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, RequiredString,
+    testing::Values(Required{"a text", {{"id", "abc"}}, "abc"}, Required{"a single blank", {{"id", " "}}, " "},
+                    Required{"a NUL", {{"id", "\0"sv}}, "\0"sv}, Required{"an empty text", {{"id", ""}}, {}},
+                    Required{"a number", {{"id", 5}}, {}}, Required{"null", {{"id", nullptr}}, {}},
+                    Required{"a Bool", {{"id", true}}, {}}, Required{"an array", {{"id", JSON::Array{"abc"}}}, {}},
+                    Required{"an object", {{"id", JSON::Object{{"id", "abc"}}}}, {}},
+                    Required{"another key", {{"ID", "abc"}}, {}}, Required{"no member", {}, {}}));
+
+TEST(ToolResult, holdsOneTextAndSaysWhetherItIsAnError) {
+  EXPECT_EQ(toolResult("", false).encoded(), R"({"content":[{"text":"","type":"text"}],"isError":false})");
+  EXPECT_EQ(toolResult("a \"b\"\n", true).encoded(),
+            R"({"content":[{"text":"a \"b\"\n","type":"text"}],"isError":true})");
+}
+
+}  // namespace
+}  // namespace kelvane
