@@ -1,11 +1,10 @@
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <vector>
 
+#include "platform/JSONScanner.h"
 #include "platform/Unicode.h"
 #include "protocol/JSONArena.h"
-#include "protocol/JSONScanner.h"
 #include "protocol/JSONStorage.h"
 
 namespace kelvane {
@@ -50,108 +49,6 @@ class ScratchStack {
   std::size_t size_ = 0;
   std::size_t capacity_ = inlineCount;
 };
-
-/// The four hexadecimal digits as a number; nothing where they are not.
-std::optional<unsigned> hexadecimal(const char* at, const char* end) noexcept {
-  if (end - at < 4) return std::nullopt;
-  unsigned value = 0;
-  const auto [stop, error] = std::from_chars(at, at + 4, value, 16);
-  return stop == at + 4 ? std::optional(value) : std::nullopt;
-}
-
-char* appendUTF8(char* out, unsigned scalar) noexcept {
-  const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
-  if (scalar < 0x80) {
-    put(scalar);
-  } else if (scalar < 0x800) {
-    put(0xC0 | scalar >> 6);
-    put(0x80 | (scalar & 0x3F));
-  } else if (scalar < 0x10000) {
-    put(0xE0 | scalar >> 12);
-    put(0x80 | (scalar >> 6 & 0x3F));
-    put(0x80 | (scalar & 0x3F));
-  } else {
-    put(0xF0 | scalar >> 18);
-    put(0x80 | (scalar >> 12 & 0x3F));
-    put(0x80 | (scalar >> 6 & 0x3F));
-    put(0x80 | (scalar & 0x3F));
-  }
-  return out;
-}
-
-/// Writes [at, end) with its escapes replaced to `out`, which has room for as many bytes; returns the end of what was
-/// written, or nullptr where an escape is none, or half of a surrogate pair.
-char* unescaped(const char* at, const char* end, char* out) noexcept {
-  while (true) {
-    const auto* escape = static_cast<const char*>(std::memchr(at, '\\', static_cast<std::size_t>(end - at)));
-    const char* plainEnd = escape ? escape : end;
-    std::memcpy(out, at, static_cast<std::size_t>(plainEnd - at));
-    out += plainEnd - at;
-    if (escape == nullptr) return out;
-    at = escape + 2;
-    switch (escape[1]) {
-      case '"':
-      case '\\':
-      case '/':
-        *out++ = escape[1];
-        break;
-      case 'b':
-        *out++ = '\b';
-        break;
-      case 'f':
-        *out++ = '\f';
-        break;
-      case 'n':
-        *out++ = '\n';
-        break;
-      case 'r':
-        *out++ = '\r';
-        break;
-      case 't':
-        *out++ = '\t';
-        break;
-      case 'u': {
-        const auto unit = hexadecimal(at, end);
-        if (!unit) return nullptr;
-        at += 4;
-        unsigned scalar = *unit;
-        if (scalar >= 0xDC00 && scalar < 0xE000) return nullptr;
-        if (scalar >= 0xD800 && scalar < 0xDC00) {
-          if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return nullptr;
-          const auto low = hexadecimal(at + 2, end);
-          if (!low || *low < 0xDC00 || *low >= 0xE000) return nullptr;
-          scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
-          at += 6;
-        }
-        out = appendUTF8(out, scalar);
-        break;
-      }
-      default:
-        return nullptr;
-    }
-  }
-}
-
-/// The double nearest to the number; nothing when it is too large for one.
-std::optional<double> doubleValue(const jsonscanner::Number& number, const char* begin) noexcept {
-  static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                           1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  if (number.digitCount <= 19) {
-    const auto digits = static_cast<double>(number.digits);
-    if (number.exponent == 0 || number.digits == 0) return number.isNegative ? -digits : digits;
-    // Both sides exact, so that the one rounding is right (Clinger's fast path).
-    if (number.digits <= std::uint64_t{1} << 53 && number.exponent >= -22 && number.exponent <= 22) {
-      const double value = number.exponent < 0 ? digits / powersOfTen[-number.exponent]  //
-                                               : digits * powersOfTen[number.exponent];
-      return number.isNegative ? -value : value;
-    }
-  }
-  double value = 0;
-  if (std::from_chars(begin, number.end, value).ec == std::errc()) return value;
-  // Out of range on one side or the other, which from_chars does not tell.
-  if (number.exponent + static_cast<std::int64_t>(number.digitCount) > 0) return std::nullopt;
-  return number.isNegative ? -0.0 : 0.0;
-}
 
 }  // namespace
 
@@ -254,7 +151,7 @@ class JSON::Storage::Decoder {
   bool readNumber() {
     const jsonscanner::Number number = jsonscanner::scanNumber(at_, end_);
     if (!number.isWellFormed) return false;
-    const std::optional<double> value = doubleValue(number, at_);
+    const std::optional<double> value = jsonscanner::doubleValue(number, at_);
     if (!value) return false;
     at_ = number.end;
     ::new (values_.push()) JSON(*value);
@@ -287,7 +184,7 @@ class JSON::Storage::Decoder {
     const bool mayFitInline = bound <= sizeof inlineBytes;
     Block* block = mayFitInline ? nullptr : arena_.newBlock(0, bound);
     char* out = mayFitInline ? inlineBytes : block->bytes();
-    const char* outEnd = unescaped(begin, text.close, out);
+    const char* outEnd = jsonscanner::unescaped(begin, text.close, out);
     if (outEnd == nullptr) return false;
     const std::string_view bytes(out, static_cast<std::size_t>(outEnd - out));
     const Form form = text.isASCII && unicode::isASCII(bytes) ? Form::ascii : Form::utf8;

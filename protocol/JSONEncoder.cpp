@@ -2,9 +2,9 @@
 #include <cmath>
 #include <vector>
 
+#include "platform/JSONScanner.h"
 #include "platform/Unicode.h"
 #include "protocol/JSONCoding.h"
-#include "protocol/JSONScanner.h"
 #include "protocol/JSONStorage.h"
 
 namespace kelvane {
