@@ -40,13 +40,25 @@ class ByteBlock {
     });
   }
 
-  /// The bytes that can start the UTF-8 of other white space: 0xC2 and 0xE1 to 0xE3.
+  /// The bytes that may start the UTF-8 of other white space: 0xC2 and 0xE1 to 0xE3 before a byte that its second byte
+  /// can be. All that do are among them, save in the last byte.
   std::uint64_t whiteSpaceLeads() const noexcept {
-    return bits([](__m128i part) {
-      const __m128i latin = _mm_cmpeq_epi8(part, _mm_set1_epi8(static_cast<char>(0xC2)));
+    const auto equals = [](__m128i part, unsigned char byte) {
+      return _mm_cmpeq_epi8(part, _mm_set1_epi8(static_cast<char>(byte)));
+    };
+    const std::uint64_t leads = bits([&](__m128i part) {
       const __m128i fromE1 = _mm_sub_epi8(part, _mm_set1_epi8(static_cast<char>(0xE1)));
-      return _mm_or_si128(latin, _mm_cmpeq_epi8(_mm_min_epu8(fromE1, _mm_set1_epi8(2)), fromE1));
+      return _mm_or_si128(equals(part, 0xC2), _mm_cmpeq_epi8(_mm_min_epu8(fromE1, _mm_set1_epi8(2)), fromE1));
     });
+    if (leads == 0) return 0;
+    const std::uint64_t seconds = bits([&](__m128i part) {
+      const __m128i latin = _mm_or_si128(equals(part, 0x85), equals(part, 0xA0));
+      return _mm_or_si128(latin, _mm_or_si128(equals(part, 0x80), equals(part, 0x9A)));
+    });
+    // U+205F is E2 81 9F; 81 is no second byte to look for in general, since it is that of Hiragana.
+    const std::uint64_t e281 = bits([&](__m128i part) { return equals(part, 0xE2); }) &
+                               bits([&](__m128i part) { return equals(part, 0x81); }) >> 1;
+    return (leads & seconds >> 1) | e281;
   }
 
  private:

@@ -15,7 +15,8 @@ namespace kelvane::filesystem {
 
 namespace {
 
-// As many links as Linux follows on one path.
+// As many links as Linux follows. Counted for each piece of the path that is asked for, so that what is left unfollowed
+// is something that the system does not follow either.
 constexpr int mostLinks = 40;
 
 // The pieces of a path, the last one first.
@@ -69,8 +70,10 @@ std::filesystem::path standardized(const std::filesystem::path& path) {
   std::vector<std::string> pieces;
   pushPieces(path.native(), pieces);
   if (!path.native().starts_with('/')) {
-    std::error_code noFolder;  // the current folder may be gone: the path then starts at the root
-    pushPieces(std::filesystem::current_path(noFolder).native(), pieces);
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::current_path(error);
+    // Where the current folder is gone, this leads to it or to nothing, but never elsewhere.
+    pushPieces(error ? "/proc/self/cwd" : folder.native(), pieces);
   }
   std::string result;
   for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) enter(*piece, result);
@@ -100,6 +103,7 @@ std::filesystem::path resolvingSymbolicLinks(const std::filesystem::path& path) 
     if (left.size() < behind) {
       unfollowed = result;
       behind = left.size();
+      links = 0;
     }
     if (++links > mostLinks) {
       result = unfollowed;

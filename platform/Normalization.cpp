@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "platform/Scalars.h"
 #include "platform/UTF8.h"
 #include "platform/Unicode.h"
 
@@ -15,28 +16,15 @@ const utf8proc_property_t& property(utf8proc_int32_t scalar) noexcept {
   return *utf8proc_get_property(scalar);
 }
 
-// Whether composing a text can be taken up anew at this scalar: it never reorders, never combines with what stands
-// before it, and is its own canonical composition. It may still combine with what follows. True for most scalars of
-// most prose; false for a few of which it holds, too, which costs time only.
-bool isStable(char32_t scalar) noexcept {
-  const auto within = [&](char32_t first, char32_t last) { return scalar >= first && scalar <= last; };
-  if (scalar < 0x300 || within(0x3041, 0x3096) || within(0x30A1, 0x30FF)) return true;  // Latin, Kana
-  if (within(0x4E00, 0x9FFF) || within(0xAC00, 0xD7A3)) return true;                    // Han, Hangul syllables
-  if (within(0x1161, 0x1175) || within(0x11A8, 0x11C2)) return false;                   // Jamo that join a syllable
-  const utf8proc_property_t& known = property(static_cast<utf8proc_int32_t>(scalar));
-  constexpr auto none = static_cast<utf8proc_uint16_t>(-1);
-  const bool decomposes = known.decomp_seqindex != none && known.decomp_type == 0;
-  return known.combining_class == 0 && known.comb_index == none && !decomposes;
-}
-
-// The offset of the first scalar at or behind `offset` that is not stable, or the text's size. For valid UTF-8.
-std::size_t stableEnd(std::string_view text, std::size_t offset) noexcept {
+// The offset of the first scalar at or behind `offset` at which composing could not start anew, or of the first
+// ill-formed part, or the text's size. A text without either is in canonical form.
+std::size_t plainEnd(std::string_view text, std::size_t offset) noexcept {
   while ((offset = asciiEnd(text, offset)) < text.size()) {
-    while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80) {
+    do {
       const Decoded decoded = decodedAt(text, offset);
-      if (!isStable(decoded.scalar)) return offset;
+      if (!decoded.wellFormed || !startsComposition(decoded.scalar)) return offset;
       offset += decoded.size;
-    }
+    } while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80);
   }
   return offset;
 }
@@ -70,12 +58,13 @@ class Composer {
   // utf8proc would order them too, in time quadratic in the length of a run of marks.
   void orderMarks() {
     const auto isMark = [](utf8proc_int32_t scalar) { return property(scalar).combining_class != 0; };
+    const auto comesBefore = [](utf8proc_int32_t left, utf8proc_int32_t right) {
+      return property(left).combining_class < property(right).combining_class;
+    };
     for (auto begin = scalars_.begin(); begin != scalars_.end();) {
       begin = std::find_if(begin, scalars_.end(), isMark);
       const auto end = std::find_if_not(begin, scalars_.end(), isMark);
-      std::stable_sort(begin, end, [](utf8proc_int32_t left, utf8proc_int32_t right) {
-        return property(left).combining_class < property(right).combining_class;
-      });
+      if (!std::is_sorted(begin, end, comesBefore)) std::stable_sort(begin, end, comesBefore);
       begin = end;
     }
   }
@@ -83,40 +72,20 @@ class Composer {
   std::vector<utf8proc_int32_t> scalars_;
 };
 
-// A text's canonical form, which is the text itself where it is in that form already and seen to be so at a glance.
-class CanonicalForm {
- public:
-  explicit CanonicalForm(std::string_view text) : text_(text) {
-    if (!isValidUTF8(text) || stableEnd(text, 0) == text.size()) return;
-    composed_ = canonicalForm(text);
-    text_ = composed_;
-  }
-  CanonicalForm(const CanonicalForm&) = delete;
-  CanonicalForm& operator=(const CanonicalForm&) = delete;
-
-  std::string_view text() const noexcept { return text_; }
-
- private:
-  std::string composed_;
-  std::string_view text_;
-};
-
-}  // namespace
-
-std::string canonicalForm(std::string_view text) {
-  if (isASCII(text) || !isValidUTF8(text)) return std::string(text);
+std::string composed(std::string_view text) {
   std::string result;
   result.reserve(text.size());
   Composer composer;
   for (std::size_t offset = 0; offset < text.size();) {
-    // What must be composed: from the last stable scalar before an unstable one, up to the next stable one.
-    std::size_t end = stableEnd(text, offset);
+    // A part of the text that must be composed starts where composing can start anew, and ends before the next such
+    // place. U+11A7 always stands at one: utf8proc would lose it behind a Hangul syllable.
+    std::size_t end = plainEnd(text, offset);
     std::size_t begin = end;
     if (end > offset && end < text.size()) begin -= decodedBefore(text, end).size;
     result.append(text.substr(offset, begin - offset));
     while (end < text.size()) {
       const Decoded decoded = decodedAt(text, end);
-      if (isStable(decoded.scalar)) break;
+      if (startsComposition(decoded.scalar)) break;
       end += decoded.size;
     }
     composer.append(text.substr(begin, end - begin), result);
@@ -125,14 +94,36 @@ std::string canonicalForm(std::string_view text) {
   return result;
 }
 
+// A text's canonical form, without a copy where the text is seen to be in it.
+class CanonicalForm {
+ public:
+  explicit CanonicalForm(std::string_view text) : text_(text) {
+    if (plainEnd(text, 0) == text.size() || !isValidUTF8(text)) return;
+    composed_ = composed(text);
+    text_ = composed_;
+  }
+  CanonicalForm(const CanonicalForm&) = delete;
+  CanonicalForm& operator=(const CanonicalForm&) = delete;
+
+  std::string_view text() const noexcept { return text_; }
+
+ private:
+  std::string_view text_;
+  std::string composed_;
+};
+
+}  // namespace
+
+std::string canonicalForm(std::string_view text) {
+  if (plainEnd(text, 0) == text.size() || !isValidUTF8(text)) return std::string(text);
+  return composed(text);
+}
+
 bool equivalent(std::string_view left, std::string_view right) {
-  if (left == right) return true;
-  if (isASCII(left) && isASCII(right)) return false;
-  return CanonicalForm(left).text() == CanonicalForm(right).text();
+  return left == right || CanonicalForm(left).text() == CanonicalForm(right).text();
 }
 
 std::strong_ordering order(std::string_view left, std::string_view right) {
-  if (isASCII(left) && isASCII(right)) return left <=> right;
   return CanonicalForm(left).text() <=> CanonicalForm(right).text();
 }
 

@@ -63,4 +63,17 @@ bool isPrepender(char32_t scalar) noexcept {
   return scalar >= 0x600 && breakClass(scalar) == BreakClass::prepend;
 }
 
+bool startsCompositionByProperties(char32_t scalar) noexcept {
+  // What combines with a scalar before it is a mark or one of these conjoining Jamo; a precomposed scalar may not be
+  // its own composition.
+  const bool isVowel = scalar >= 0x1161 && scalar <= 0x1175;
+  const bool isTrailing = scalar >= 0x11A8 && scalar <= 0x11C2;
+  const utf8proc_property_t& property = *utf8proc_get_property(static_cast<utf8proc_int32_t>(scalar));
+  const bool isMark = property.category == UTF8PROC_CATEGORY_MN || property.category == UTF8PROC_CATEGORY_MC ||
+                      property.category == UTF8PROC_CATEGORY_ME;
+  const bool isDecomposed = property.decomp_seqindex == static_cast<utf8proc_uint16_t>(-1);
+  const bool isCompatibility = property.decomp_type != 0;
+  return !isVowel && !isTrailing && !isMark && (isDecomposed || isCompatibility);
+}
+
 }  // namespace kelvane::unicode

@@ -61,4 +61,17 @@ bool isExtender(char32_t scalar) noexcept;
 /// Whether a scalar draws the scalar behind it into its character, unless that is a control.
 bool isPrepender(char32_t scalar) noexcept;
 
+/// Whether composing a text canonically can start anew at this scalar: it is its own canonical composition, stays in
+/// its place, and never combines with what stands before it (it may with what follows). Where that takes long to tell
+/// the answer is no, which is always safe.
+bool startsCompositionByProperties(char32_t scalar) noexcept;
+
+/// The same, quicker for most of what prose is made of: Latin, Cyrillic, Vietnamese, Kana, Han and Hangul syllables.
+inline bool startsComposition(char32_t scalar) noexcept {
+  const auto within = [&](char32_t first, char32_t last) { return scalar >= first && scalar <= last; };
+  return scalar < 0x300 || within(0x0388, 0x0482) || within(0x1E00, 0x1EFF) || within(0x3000, 0x3029) ||
+         within(0x3041, 0x3096) || within(0x30A1, 0x30FF) || within(0x4E00, 0x9FFF) || within(0xAC00, 0xD7A3) ||
+         startsCompositionByProperties(scalar);
+}
+
 }  // namespace kelvane::unicode

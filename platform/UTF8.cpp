@@ -24,6 +24,25 @@ bool isASCIIBlock(const char* bytes) noexcept {
 
 }  // namespace
 
+Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept {
+  const auto byte = [&](std::size_t at) -> unsigned { return static_cast<unsigned char>(text[offset + at]); };
+  const unsigned lead = byte(0);
+  if (lead < 0x80) return {lead, 1, true};
+  if (lead < 0xC2 || lead > 0xF4) return {};
+  const std::size_t size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte's range keeps out overlong forms, surrogates and what lies above U+10FFFF.
+  unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  char32_t scalar = lead & (0x7Fu >> size);
+  for (std::size_t at = 1; at < size; ++at) {
+    if (offset + at == text.size() || byte(at) < lowest || byte(at) > highest) return {replacementCharacter, at, false};
+    scalar = scalar << 6 | (byte(at) & 0x3F);
+    lowest = 0x80;
+    highest = 0xBF;
+  }
+  return {scalar, size, true};
+}
+
 std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept {
   while (text.size() - offset >= blockSize && isASCIIBlock(text.data() + offset)) offset += blockSize;
   while (text.size() - offset >= 8 && (word(text.data() + offset) & highBits) == 0) offset += 8;

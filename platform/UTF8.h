@@ -17,23 +17,22 @@ struct Decoded {
 };
 
 /// What starts at `offset`, which must be less than the text's size.
+Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept;
+
+/// The same, quicker for most of what prose is made of: scalars below U+1000 and above, to U+D000.
 inline Decoded decodedAt(std::string_view text, std::size_t offset) noexcept {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[offset + at]); };
+  const auto byte = [&](std::size_t at) -> unsigned { return static_cast<unsigned char>(text[offset + at]); };
+  const auto continues = [&](std::size_t at) { return (byte(at) & 0xC0) == 0x80; };
   const unsigned lead = byte(0);
   if (lead < 0x80) return {lead, 1, true};
-  if (lead < 0xC2 || lead > 0xF4) return {};
-  const std::size_t size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  // The second byte's range keeps out overlong forms, surrogates and what lies above U+10FFFF.
-  unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  char32_t scalar = lead & (0x7Fu >> size);
-  for (std::size_t at = 1; at < size; ++at) {
-    if (offset + at == text.size() || byte(at) < lowest || byte(at) > highest) return {replacementCharacter, at, false};
-    scalar = scalar << 6 | (byte(at) & 0x3F);
-    lowest = 0x80;
-    highest = 0xBF;
+  const std::size_t left = text.size() - offset;
+  if (lead >= 0xE1 && lead <= 0xEC && left >= 3 && continues(1) && continues(2)) {
+    return {(lead & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F), 3, true};
   }
-  return {scalar, size, true};
+  if (lead >= 0xC2 && lead <= 0xDF && left >= 2 && continues(1)) {
+    return {(lead & 0x1F) << 6 | (byte(1) & 0x3F), 2, true};
+  }
+  return decodedSequenceAt(text, offset);
 }
 
 /// What ends at `offset`, which must be more than 0 and at most the text's size. Of an ill-formed part this is told

@@ -30,6 +30,7 @@ class WordCounter {
 
   void countScalars(std::size_t end) noexcept;
   bool countBlock() noexcept;
+  std::size_t wholeSequences() const noexcept;
   std::uint64_t whiteSpaceBytes(const ByteBlock& block, std::size_t length) const noexcept;
 
   bool isExtenderAt(std::size_t offset) const noexcept { return isExtender(decodedAt(text_, offset).scalar); }
@@ -67,33 +68,35 @@ void WordCounter::countScalars(std::size_t end) noexcept {
 // blank meets a scalar that makes it join its neighbour.
 bool WordCounter::countBlock() noexcept {
   const ByteBlock block(text_.data() + offset_);
-  std::size_t length = ByteBlock::size;
-  std::uint64_t white = block.whiteSpace();
-  if (block.nonASCII() != 0) {
-    // A run of four continuation bytes is ill-formed at any place, and may be cut anywhere.
-    while (length > ByteBlock::size - 3 && offset_ + length < text_.size() && isContinuation(offset_ + length))
-      --length;
-    white = whiteSpaceBytes(block, length);
-  }
+  const std::uint64_t nonASCII = block.nonASCII();
+  const std::size_t length = nonASCII == 0 ? ByteBlock::size : wholeSequences();
   const std::uint64_t inside = ~std::uint64_t{0} >> (ByteBlock::size - length);
-  white &= inside;
-  const std::uint64_t solid = ~white & inside;
-  const std::uint64_t wordBefore = within_ == Within::word ? 1 : 0;
-  const std::uint64_t starts = solid & ~(solid << 1 | wordBefore);
-  if (block.nonASCII() != 0 || offset_ > 0) {
-    for (std::uint64_t left = starts & block.nonASCII(); left != 0; left &= left - 1) {
-      if (isExtenderAt(offset_ + static_cast<std::size_t>(std::countr_zero(left)))) return false;
-    }
-    const std::uint64_t ends = white & (solid << 1 | wordBefore);
-    for (std::uint64_t left = ends & (block.nonASCII() << 1 | 1); left != 0; left &= left - 1) {
-      if (isPrependerBefore(offset_ + static_cast<std::size_t>(std::countr_zero(left)))) return false;
-    }
+  const std::uint64_t white = inside & (nonASCII == 0 ? block.whiteSpace() : whiteSpaceBytes(block, length));
+  const std::uint64_t solid = inside & ~white;
+  const std::uint64_t behindSolid = solid << 1 | (within_ == Within::word ? 1 : 0);
+  const std::uint64_t starts = solid & ~behindSolid;
+  const std::uint64_t ends = white & behindSolid;
+  for (std::uint64_t left = starts & nonASCII; left != 0; left &= left - 1) {
+    if (isExtenderAt(offset_ + static_cast<std::size_t>(std::countr_zero(left)))) return false;
+  }
+  for (std::uint64_t left = ends & (nonASCII << 1 | 1); left != 0; left &= left - 1) {
+    if (isPrependerBefore(offset_ + static_cast<std::size_t>(std::countr_zero(left)))) return false;
   }
   words_ += static_cast<std::size_t>(std::popcount(starts));
   offset_ += length;
   const WhiteSpace last = whiteSpace(decodedBefore(text_, offset_).scalar);
   within_ = last == WhiteSpace::none ? Within::word : last == WhiteSpace::blank ? Within::blank : Within::control;
   return true;
+}
+
+// How much of the block can be cut off without cutting through a sequence: what goes on behind the block goes to the
+// next one.
+std::size_t WordCounter::wholeSequences() const noexcept {
+  for (std::size_t length = ByteBlock::size; length > ByteBlock::size - 4; --length) {
+    if (offset_ + length == text_.size() || !isContinuation(offset_ + length)) return length;
+  }
+  // The last three bytes continue nothing that could go on for a fourth.
+  return ByteBlock::size;
 }
 
 // All the bytes of white scalars among the first `length` bytes of a block.
