@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/CodexConfig.h"
-#include "tests/support/Chance.h"
+#include "tests/support/Random.h"
 
 namespace kelvane {
 namespace {
@@ -148,7 +148,7 @@ TEST(ClaudeConfig, goesByTheSameNameAsInTheOtherClient) {
 /// Documents of the shapes that matter: whatever may stand at the root, as the servers, as the entry and in it.
 class Documents {
  public:
-  explicit Documents(std::uint64_t seed) : random_(seed) {}
+  explicit Documents(std::mt19937_64 random) : random_(random) {}
 
   std::optional<JSON> next() {
     if (oneIn(12)) return std::nullopt;
@@ -164,14 +164,14 @@ class Documents {
   std::string text() {
     static const char* const pieces[] = {"/", "k", "\"", "\\", " ", "\u00E9", "\u0301", "\r\n", "\t", "kelvane"};
     std::string text;
-    for (std::size_t i = chance::below(6, random_); i > 0; --i) {
-      text += chance::anyOf(pieces, random_);
+    for (std::size_t i = tests::below(6, random_); i > 0; --i) {
+      text += tests::oneOf(pieces, random_);
     }
     return text;
   }
 
  private:
-  bool oneIn(std::size_t count) { return chance::below(count, random_) == 0; }
+  bool oneIn(std::size_t count) { return tests::below(count, random_) == 0; }
 
   JSON::Object servers() {
     JSON::Object servers;
@@ -192,7 +192,7 @@ class Documents {
   JSON scalar() {
     const JSON values[] = {
         nullptr, true, 1.5, text(), JSON::Array{text()}, JSON::Object{}, JSON::Object{{"k", text()}}};
-    return chance::anyOf(values, random_);
+    return tests::oneOf(values, random_);
   }
 
   std::mt19937_64 random_;
@@ -209,7 +209,7 @@ std::vector<std::pair<std::string, JSON>> without(std::string_view key, const JS
 }
 
 TEST(ClaudeConfig, editsOnlyItsEntryInDocumentsOfEveryShape) {
-  Documents documents(chance::seed());
+  Documents documents(tests::seededGenerator());
   for (int i = 0; i < 5000; ++i) {
     const std::optional<JSON> before = documents.next();
     SCOPED_TRACE(before ? before->encoded() : "no document");

@@ -3,7 +3,7 @@
 #include "host/CodexConfig.h"
 #include "host/CodexLines.h"
 #include "tests/host/CodexConfigOracle.h"
-#include "tests/support/Chance.h"
+#include "tests/support/Random.h"
 
 namespace kelvane {
 namespace {
@@ -39,9 +39,9 @@ std::string generatedText(std::mt19937_64& random) {
                                        "\\",
                                        "\v"};
   std::string text;
-  for (std::size_t i = chance::below(24, random); i > 0; --i) {
+  for (std::size_t i = tests::below(24, random); i > 0; --i) {
     // Line breaks twice as often as all the rest would have it, so that lines are short and headers stand alone.
-    text += chance::below(2, random) == 0 ? "\n" : chance::anyOf(pieces, random);
+    text += tests::below(2, random) == 0 ? "\n" : tests::oneOf(pieces, random);
   }
   return text;
 }
@@ -108,7 +108,7 @@ TEST(CodexConfig, keepsItsPromisesForTextsOfEveryShape) {
          return joined != text + "\n";
        }},
   };
-  std::mt19937_64 random(chance::seed());
+  std::mt19937_64 random = tests::seededGenerator();
   std::size_t withTables = 0;
   for (int i = 0; i < 3000; ++i) {
     const std::string text = generatedText(random);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <iterator>
 #include <random>
 
 namespace kelvane::tests {
@@ -17,6 +18,12 @@ inline std::mt19937_64 seededGenerator() {
 /// A number from 0 to `bound` - 1.
 inline std::size_t below(std::size_t bound, std::mt19937_64& generator) {
   return std::uniform_int_distribution<std::size_t>(0, bound - 1)(generator);
+}
+
+/// One of the elements of an array or a container that has them in a row.
+template <class Elements>
+const auto& oneOf(const Elements& elements, std::mt19937_64& generator) {
+  return std::data(elements)[below(std::size(elements), generator)];
 }
 
 }  // namespace kelvane::tests
