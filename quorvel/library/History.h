@@ -6,36 +6,16 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/QuorvelLibrary.h"
+#include "quorvel/library/HistoryError.h"
+#include "quorvel/library/HistoryFile.h"
+#include "quorvel/library/VersionNumber.h"
 
 namespace quorvel {
-
-/// The version history could not do what it was asked. `what()` is the whole sentence for the person; scripts and
-/// history are as they were.
-class HistoryError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// What a person names one version of a script by: "12" is the twelfth version of the script, "1.12" the twelfth of the
-/// first script that had this identifier before it. Numbers count from 1 for each script and never change while the
-/// identifier stays.
-struct VersionNumber {
-  std::int64_t earlier = 0;  ///< 0 for the script itself, 1 for the first one that was there before, and so on.
-  std::int64_t number = 0;
-
-  /// Nothing for a text that is not of the two forms.
-  static std::optional<VersionNumber> parse(std::string_view text);
-  std::string text() const;
-
-  bool operator==(const VersionNumber&) const = default;
-};
 
 /// One version, as a list for a person shows it.
 struct HistoryEntry {
@@ -58,8 +38,6 @@ struct HistoryOfScript {
   bool operator==(const HistoryOfScript&) const = default;
 };
 
-class History;
-
 /// A rename that the history knows of and that is about to be made, being made, or made. Its destruction without
 /// `done` looks where the thing is and lets the history follow only if it is at the new place, so leaving by an
 /// exception at any point is right; so is the end of the process, after which the next to open the history looks.
@@ -75,10 +53,10 @@ class PendingRename {
 
  private:
   friend class History;
-  PendingRename() = default;
-  PendingRename(const History& history, std::int64_t record) noexcept;
+  PendingRename() = default;  // of a rename that the history has nothing to do with
+  PendingRename(const HistoryFile& file, std::int64_t record) noexcept : file_(&file), record_(record) {}
 
-  const History* history_ = nullptr;
+  const HistoryFile* file_ = nullptr;
   std::int64_t record_ = 0;
 };
 
@@ -150,11 +128,8 @@ class History final : public VersionStore {
   std::vector<std::string> problems() const;
 
  private:
-  friend class PendingRename;
-
-  std::filesystem::path root_;
+  HistoryFile file_;
   Clock clock_;
-  std::chrono::milliseconds patience_;
 };
 
 }  // namespace quorvel

@@ -18,4 +18,7 @@ Descriptor openOwnFolder(const std::filesystem::path& root);
 /// The same, made first where it is missing; it is on the disk for good then. Throws std::system_error.
 Descriptor makeOwnFolder(const std::filesystem::path& root);
 
+/// Flushes an opened folder, so that the names in it are on the disk for good. Throws std::system_error.
+void flushFolder(const Descriptor& folder);
+
 }  // namespace quorvel

@@ -1,0 +1,65 @@
+#include "quorvel/library/HistoryCheck.h"
+
+#include "quorvel/library/HistoryError.h"
+#include "quorvel/library/HistoryTexts.h"
+#include "quorvel/library/LibraryError.h"
+
+namespace quorvel {
+namespace {
+
+using sqlite::Connection;
+
+/// A query whose rows are violations; the first column names the script, or what else the sentence is about.
+struct Rule {
+  std::string_view violations;
+  std::string_view sentence;
+};
+
+constexpr Rule rules[] = {
+    {"SELECT identifier FROM scripts WHERE NOT EXISTS (SELECT 1 FROM versions WHERE script = scripts.id)",
+     "is listed without a version"},
+    {"SELECT identifier FROM scripts WHERE (SELECT max(number) <> count(*) FROM versions WHERE script = scripts.id)",
+     "lacks a version: their numbers have a gap"},
+    {"SELECT identifier FROM scripts GROUP BY identifier HAVING max(earlier) <> sum(earlier > 0)",
+     "lacks an earlier script: their numbers have a gap"},
+    {"SELECT identifier FROM versions LEFT JOIN scripts ON scripts.id = versions.script"
+     " LEFT JOIN texts ON texts.id = versions.text"
+     " WHERE length(texts.bytes) IS NOT versions.size",
+     "has a version whose text is missing or has another size"},
+};
+
+void checkFile(Connection& connection, std::vector<std::string>& problems) {
+  auto check = connection.prepare("PRAGMA integrity_check");
+  while (check.next()) {
+    const std::string answer = check.bytes(0);
+    if (answer != "ok") problems.push_back("The file of the version history is damaged: " + answer + ".");
+  }
+}
+
+void checkTexts(Connection& connection, std::vector<std::string>& problems) {
+  auto texts = connection.prepare("SELECT id, hash, bytes FROM texts");
+  while (texts.next()) {
+    if (textHash(texts.bytes(2)) == texts.integer(1)) continue;
+    problems.push_back("Text " + std::to_string(texts.integer(0)) +
+                       " of the version history has other bytes than were kept.");
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> historyProblems(Connection& connection) {
+  std::vector<std::string> problems;
+  checkFile(connection, problems);
+  if (!problems.empty()) return problems;
+  for (const Rule& rule : rules) {
+    auto violations = connection.prepare(rule.violations);
+    while (violations.next()) {
+      problems.push_back("The history of " + quorvel::quoted(violations.bytes(0)) + ' ' + std::string(rule.sentence) +
+                         '.');
+    }
+  }
+  checkTexts(connection, problems);
+  return problems;
+}
+
+}  // namespace quorvel

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+#include "quorvel/library/SQLite.h"
+
+namespace quorvel {
+
+/// The version history could not do what it was asked. `what()` is complete sentences for the person; scripts and
+/// history are as they were.
+class HistoryError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What the history was asked for: it decides what the sentences say of the outcome.
+enum class HistoryUse { reading, writing };
+
+/// The sentences for what can go wrong, each with what to do about it.
+struct HistoryFailure {
+  HistoryFailure() = delete;
+
+  static HistoryError damaged(HistoryUse use);
+  static HistoryError foreign(HistoryUse use);   ///< A database, but not a version history.
+  static HistoryError later(HistoryUse use);     ///< From a newer version of the program.
+  static HistoryError noFolder(HistoryUse use);  ///< `.kelvane` is a file or a symbolic link.
+  static HistoryError noFile(HistoryUse use);    ///< The database's name is taken by something that is no file.
+
+  /// The system refused, for a value of errno.
+  static HistoryError refused(int error, HistoryUse use);
+
+  /// SQLite refused or failed; `patience` is how long it had waited if the database was locked.
+  static HistoryError of(const sqlite::Error& error, HistoryUse use, std::chrono::milliseconds patience);
+};
+
+}  // namespace quorvel

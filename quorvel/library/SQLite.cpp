@@ -1,0 +1,95 @@
+#include "quorvel/library/SQLite.h"
+
+#include <sqlite3.h>
+
+#include <new>
+
+namespace quorvel::sqlite {
+
+namespace {
+
+[[noreturn]] void fail(sqlite3* connection, int code) {
+  if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
+  const int primary = code & 0xff;
+  const bool ofSystem = primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN;
+  throw Error(code, ofSystem && connection ? sqlite3_system_errno(connection) : 0,
+              connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code));
+}
+
+void check(sqlite3* connection, int code) {
+  if (code != SQLITE_OK) fail(connection, code);
+}
+
+}  // namespace
+
+Error::Error(int code, int systemError, const std::string& message)
+    : std::runtime_error(message), code_(code), systemError_(systemError) {
+}
+
+Statement::Statement(sqlite3* connection, std::string_view sql) {
+  sqlite3_stmt* statement = nullptr;
+  check(connection, sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
+  statement_.reset(statement);
+}
+
+void Statement::bind(int parameter, std::int64_t value) {
+  check(sqlite3_db_handle(statement_.get()), sqlite3_bind_int64(statement_.get(), parameter, value));
+}
+
+void Statement::bind(int parameter, std::string_view bytes) {
+  const char* data = bytes.data() ? bytes.data() : "";  // a null pointer would be bound as NULL
+  check(sqlite3_db_handle(statement_.get()),
+        sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
+}
+
+bool Statement::next() {
+  const int code = sqlite3_step(statement_.get());
+  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(sqlite3_db_handle(statement_.get()), code);
+  return code == SQLITE_ROW;
+}
+
+void Statement::run() {
+  while (next()) {
+  }
+}
+
+std::int64_t Statement::integer(int column) const {
+  return sqlite3_column_int64(statement_.get(), column);
+}
+
+std::string Statement::bytes(int column) const {
+  const void* data = sqlite3_column_blob(statement_.get(), column);
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  if (!data && sqlite3_errcode(sqlite3_db_handle(statement_.get())) == SQLITE_NOMEM) throw std::bad_alloc();
+  return data ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size)) : std::string();
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
+  sqlite3_finalize(statement);
+}
+
+Connection::Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience) {
+  const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
+                  : access == Access::writing ? SQLITE_OPEN_READWRITE
+                                              : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int flags = how | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
+  sqlite3* connection = nullptr;
+  const int code = sqlite3_open_v2(file.c_str(), &connection, flags, nullptr);
+  connection_.reset(connection);
+  check(connection, code);
+  check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
+}
+
+void Connection::runAll(std::string_view sql) {
+  check(connection_.get(), sqlite3_exec(connection_.get(), std::string(sql).c_str(), nullptr, nullptr, nullptr));
+}
+
+std::int64_t Connection::lastInserted() const noexcept {
+  return sqlite3_last_insert_rowid(connection_.get());
+}
+
+void Connection::Close::operator()(sqlite3* connection) const noexcept {
+  sqlite3_close(connection);
+}
+
+}  // namespace quorvel::sqlite
