@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace quorvel {
@@ -18,10 +19,17 @@ class Descriptor {
     return *this;
   }
   ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    if (descriptor_ < 0) return;
+    const int error = errno;  // still to be read by whoever gave up before this went
+    ::close(descriptor_);
+    errno = error;
   }
 
   int get() const noexcept { return descriptor_; }
+
+  /// Hands the descriptor over: whoever gets it closes it.
+  int release() noexcept { return std::exchange(descriptor_, -1); }
+
   explicit operator bool() const noexcept { return descriptor_ >= 0; }
 
  private:

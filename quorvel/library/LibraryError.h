@@ -1,0 +1,26 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace quorvel {
+
+/// What a library throws when it cannot do what it was asked: `what()` is complete sentences for the person or model
+/// that asked, which say what happened, to what, and what to do.
+class LibraryError : public std::runtime_error {
+ public:
+  explicit LibraryError(const std::string& sentences) : std::runtime_error(sentences) {}
+};
+
+/// A name or an identifier as sentences show it: between double quotes, as it is.
+std::string quoted(std::string_view name);
+
+/// Why the system refused, as the end of a sentence that began with "… could not be …, because ": a clause about "it"
+/// without a full stop, for a value of errno.
+std::string reason(int error);
+
+/// `happened` (as in "\"Talk.md\" could not be read"), why, and what to do about it where there is something to do.
+LibraryError failure(std::string_view happened, int error);
+
+}  // namespace quorvel

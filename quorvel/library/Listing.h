@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/QuorvelCore.h"
+#include "quorvel/library/SystemCalls.h"
+
+/// What is in a library's folder. Scripts are files with the library's extension; names that begin with a dot, other
+/// files, symbolic links and names that are not UTF-8 are not part of it.
+namespace quorvel {
+
+/// The extension of script files, with the dot.
+inline constexpr std::string_view scriptSuffix = ".md";
+
+/// Where a listing begins, and how far it goes.
+struct ListingPlace {
+  int root;                       ///< The library's folder, open.
+  std::string_view folder;        ///< The identifier of the folder to list; empty for the library's.
+  std::size_t longestIdentifier;  ///< What has a longer one could not be opened by its path and is left out.
+};
+
+/// The items in the folder, each folder with its children filled in: folders first, then scripts, each in natural
+/// order. A folder below that cannot be read has no children. Nothing, with the reason in errno, when the folder itself
+/// cannot be read. Asks the system for nothing but the entries, and holds one folder open at a time beside the root.
+std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
+
+/// How many scripts and folders the listing leaves out because their names are not UTF-8; what is below such a folder
+/// is not counted. Nothing, with the reason in errno, when the folder itself cannot be read.
+std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
+
+}  // namespace quorvel

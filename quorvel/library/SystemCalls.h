@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+
+namespace quorvel {
+
+/// The few system calls that a library must be able to do without, or whose failure half-way it must survive. They
+/// stand behind this so that another one can stage a file system without them, a full disk or a process that dies in
+/// between. Each answers as the system's own: -1 with errno set when it failed. None keeps state.
+class SystemCalls {
+ public:
+  virtual ~SystemCalls() = default;
+
+  /// The system's own, where it lacks one ENOSYS.
+  static const SystemCalls& ofTheSystem() noexcept;
+
+  /// Opens a path beneath a folder without following a symbolic link and without leaving the folder.
+  virtual int openBeneath(int folder, const char* path, int flags) const noexcept;
+
+  virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
+
+  /// Returns when a file's bytes, or a folder's entries, are on the disk.
+  virtual int flush(int file) const noexcept;
+
+  /// Swaps two entries of a folder in one step, whatever they are.
+  virtual int exchange(int folder, const char* one, const char* other) const noexcept;
+
+  /// Renames an entry within its folder, over whatever has the new name.
+  virtual int rename(int folder, const char* from, const char* to) const noexcept;
+
+  /// Renames an entry within its folder; EEXIST when the new name is taken.
+  virtual int renameToFreeName(int folder, const char* from, const char* to) const noexcept;
+
+  /// Gives a file a second name in the folder; EEXIST when that is taken.
+  virtual int link(int folder, const char* from, const char* to) const noexcept;
+
+  virtual int unlink(int folder, const char* name) const noexcept;
+};
+
+}  // namespace quorvel
