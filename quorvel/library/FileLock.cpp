@@ -1,0 +1,89 @@
+#include "quorvel/library/FileLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OwnFolder.h"
+
+namespace quorvel {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* lockName = "lock";
+
+class FileLock final : public LibraryLock {
+ public:
+  explicit FileLock(Descriptor file) : file_(std::move(file)) {}
+
+ private:
+  Descriptor file_;
+};
+
+LibraryError notLocked(int error) {
+  const std::string happened = "The library could not be locked for writing";
+  if (error != ENOTDIR && error != ELOOP) return failure(happened, error);
+  return LibraryError(happened + ", because a file or a link has the name " + quorvel::quoted(ownFolderName) +
+                      " in it, which is kept for the library's own folder. Move it away and try again.");
+}
+
+LibraryError busy(std::chrono::milliseconds waited) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited).count();
+  return LibraryError("The library is busy: another program has been writing to it for " + std::to_string(seconds) +
+                      " seconds. Nothing was changed; try again in a moment.");
+}
+
+Descriptor ownFolder(const std::filesystem::path& root) {
+  try {
+    return makeOwnFolder(root);
+  } catch (const std::system_error& error) {
+    throw notLocked(error.code().value());
+  }
+}
+
+// Whether the file is still the one that others lock: somebody may have taken the library's folder away and put
+// another one there, by hand.
+bool isStillThere(const Descriptor& file, const Descriptor& folder) {
+  struct stat locked;
+  struct stat present;
+  return ::fstat(file.get(), &locked) == 0 && ::fstatat(folder.get(), lockName, &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+         locked.st_dev == present.st_dev && locked.st_ino == present.st_ino;
+}
+
+// flock itself can only wait for ever, so it is asked again after pauses that grow.
+bool locksBefore(Clock::time_point deadline, const Descriptor& file) {
+  constexpr std::chrono::microseconds longestPause(5000);
+  std::chrono::microseconds pause(100);
+  while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) throw notLocked(errno);
+    if (Clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, longestPause);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience) {
+  const auto deadline = Clock::now() + patience;
+  while (true) {
+    const Descriptor folder = ownFolder(root);
+    Descriptor file(
+        ::openat(folder.get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file) throw notLocked(errno);
+    if (!locksBefore(deadline, file)) throw busy(patience);
+    if (isStillThere(file, folder)) return std::make_unique<FileLock>(std::move(file));
+  }
+}
+
+}  // namespace quorvel

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+
+#include "platform/QuorvelLibrary.h"
+
+namespace quorvel {
+
+/// Takes the lock of the library at `root`: a lock of flock(2) on the file "lock" in the library's own folder, made
+/// where it is missing and never removed. It holds against other processes and against other threads of this one, is
+/// inherited by no program, and is let go by the system when the process dies, however it dies.
+///
+/// Throws LibraryError when others hold it for all of `patience`, or when it cannot be made.
+std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience);
+
+}  // namespace quorvel

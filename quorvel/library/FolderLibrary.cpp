@@ -1,0 +1,98 @@
+#include "quorvel/library/FolderLibrary.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/FileSystem.h"
+#include "quorvel/library/Beneath.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/Listing.h"
+#include "quorvel/library/WholeFile.h"
+
+namespace quorvel {
+namespace {
+
+namespace filesystem = kelvane::filesystem;
+
+// What is left of a path behind the folder that it lies in; nothing when it lies elsewhere.
+std::optional<std::string> relative(const std::string& path, const std::string& folder) {
+  if (path == folder) return std::string();
+  const std::size_t size = folder == "/" ? 0 : folder.size();
+  if (path.compare(0, size, folder, 0, size) != 0 || path.size() <= size || path[size] != '/') return std::nullopt;
+  return path.substr(size + 1);
+}
+
+}  // namespace
+
+FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history)
+    : FolderLibrary(root, std::move(history), Means()) {
+}
+
+FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Means& means)
+    : root_(filesystem::standardized(root)), history_(std::move(history)), means_(means) {
+}
+
+std::string FolderLibrary::fileExtension() const {
+  return std::string(scriptSuffix.substr(1));
+}
+
+Descriptor FolderLibrary::openRoot() const {
+  Descriptor root(::open(root_.c_str(), passingFlags() | O_CLOEXEC));
+  if (!root) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", errno);
+  return root;
+}
+
+void FolderLibrary::requireReadable() const {
+  const Descriptor readable(::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!readable) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+}
+
+// Items are looked up by their whole paths, which hold the root as it is spelt or with its links resolved.
+std::size_t FolderLibrary::longestIdentifier() const {
+  const std::size_t root =
+      std::max(root_.native().size(), filesystem::resolvingSymbolicLinks(root_).native().size()) + 1;
+  return root < PATH_MAX ? PATH_MAX - 1 - root : 0;
+}
+
+std::size_t FolderLibrary::countOfUnlistableNames() const {
+  const Descriptor root = openRoot();
+  const auto count = quorvel::countOfUnlistableNames(means_.calls, {root.get(), {}, longestIdentifier()});
+  if (!count) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+  return *count;
+}
+
+std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& folder) const {
+  const std::string identifier = this->identifier(folder);
+  const Descriptor root = openRoot();
+  auto items = listing(means_.calls, {root.get(), identifier, longestIdentifier()});
+  if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", errno);
+  return std::move(*items);
+}
+
+std::string FolderLibrary::read(const ScriptItem& script) const {
+  const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
+  const Descriptor root = openRoot();
+  const Descriptor file = openBeneath(means_.calls, root.get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  struct stat status;
+  if (!file || ::fstat(file.get(), &status) != 0) throw failure(happened, errno);
+  if (S_ISDIR(status.st_mode)) throw failure(happened, EISDIR);
+  if (!S_ISREG(status.st_mode))
+    throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
+  auto text = readToEnd(file.get());
+  if (!text) throw failure(happened, errno);
+  return std::move(*text);
+}
+
+std::string FolderLibrary::identifier(const std::filesystem::path& file) const {
+  const std::string path = filesystem::standardized(file).native();
+  if (auto found = relative(path, root_.native())) return std::move(*found);
+  if (auto found = relative(path, filesystem::resolvingSymbolicLinks(root_).native())) return std::move(*found);
+  throw LibraryError(quorvel::quoted(file.native()) + " is not inside the library.");
+}
+
+}  // namespace quorvel

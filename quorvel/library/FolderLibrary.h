@@ -1,0 +1,95 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/QuorvelLibrary.h"
+#include "quorvel/library/Descriptor.h"
+#include "quorvel/library/History.h"
+#include "quorvel/library/Place.h"
+#include "quorvel/library/SystemCalls.h"
+
+namespace quorvel {
+
+/// A script library of plain files: a script is a ".md" file below the root, a folder is a directory.
+///
+/// It keeps nothing between two calls and may be used from several threads at once; every call opens the root anew, so
+/// that a folder which vanished is a failure and never an empty library. What an identifier names is opened beneath the
+/// root without following a symbolic link. Links, names that begin with a dot and names that are not UTF-8 are not
+/// listed. What lies in the library's own folder, ".kelvane", can be read but not changed.
+///
+/// Operations throw LibraryError, whose sentences name the item and say what is true afterwards; unless they say
+/// otherwise, text, names and history are as they were. Failures of the history pass through.
+class FolderLibrary final : public ScriptLibrary {
+ public:
+  /// What a library works with unless told otherwise.
+  struct Means {
+    const SystemCalls& calls = SystemCalls::ofTheSystem();
+    std::chrono::milliseconds patience = std::chrono::seconds(10);  ///< How long `lock` waits for other writers.
+  };
+
+  /// The folder is made absolute at once, and looked at by each call only. `history` is the history of the same folder
+  /// and may not be null.
+  FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history);
+  FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Means& means);
+
+  /// Throws unless the library's folder is there and can be read.
+  void requireReadable() const;
+
+  /// How many scripts and folders are left out of `contents` because their names are not UTF-8.
+  std::size_t countOfUnlistableNames() const;
+
+  const std::filesystem::path& root() const noexcept override { return root_; }
+  std::string fileExtension() const override;
+
+  /// Folders first, then scripts, each in natural order. A folder below that cannot be read has no children. What has
+  /// too long a path for the system to open it is left out.
+  std::vector<ScriptItem> contents(const std::filesystem::path& folder) const override;
+
+  /// The script's exact bytes.
+  std::string read(const ScriptItem& script) const override;
+
+  /// For a path as `root()` spells it or with the links on it resolved.
+  std::string identifier(const std::filesystem::path& file) const override;
+
+  /// The lock is one on ".kelvane/lock", held against other threads and processes, and let go by the system when the
+  /// process dies. The operations below rely on it and do not take it.
+  std::unique_ptr<LibraryLock> lock() override;
+
+  /// Puts a new file in the place of the script in one step, with the old one's mode, owner, access lists and
+  /// attributes, and returns when it is on the disk for good; the file's other hard links keep the old text. A text
+  /// that another program saved there meanwhile is in the history when this returns. Where the system cannot exchange
+  /// two files in one step, such a save can be lost if it falls between the last look and the replacement.
+  ///
+  /// Before it does, it clears away what writers that died left in the folder; a text among it that was taken out of
+  /// this folder's scripts and that their history does not hold is kept there first.
+  void write(std::string_view text, const ScriptItem& script) override;
+
+  ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
+  ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder) override;
+  ScriptItem rename(const ScriptItem& item, std::string_view name) override;
+
+  /// Makes an empty script at exactly this identifier, with the folders above it, for a script that is gone: the
+  /// history of the script that was there is its history again. Throws when something is there.
+  ScriptItem recreate(std::string_view identifier);
+
+ private:
+  Descriptor openRoot() const;
+  std::size_t longestIdentifier() const;
+  std::filesystem::path pathOf(std::string_view identifier) const;
+  void sweep(const ChangingFolder& folder);
+  void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
+  ScriptItem make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind);
+
+  std::filesystem::path root_;
+  std::shared_ptr<History> history_;
+  Means means_;
+};
+
+}  // namespace quorvel

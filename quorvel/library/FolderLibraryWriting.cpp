@@ -1,0 +1,179 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "quorvel/library/FileLock.h"
+#include "quorvel/library/FolderLibrary.h"
+#include "quorvel/library/FreeNumber.h"
+#include "quorvel/library/ItemName.h"
+#include "quorvel/library/Leftovers.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/Listing.h"
+#include "quorvel/library/Renaming.h"
+#include "quorvel/library/Replacement.h"
+
+namespace quorvel {
+namespace {
+
+using Kind = ScriptItem::Kind;
+
+// The labels of versions that no tool call asked for.
+constexpr std::string_view savedMeanwhile = "Before — saved by another program meanwhile";
+constexpr std::string_view interrupted = "Before — found after an interrupted change";
+
+std::string_view word(Kind kind) {
+  return kind == Kind::script ? "script" : "folder";
+}
+
+bool isThere(const ChangingFolder& folder, const std::string& name) {
+  struct stat status;
+  return ::fstatat(folder.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::string requiredName(std::string_view asked, Kind kind) {
+  std::string name = cleanedName(asked, kind);
+  if (!name.empty()) return name;
+  throw LibraryError(quorvel::quoted(asked) + " leaves no name for a " + std::string(word(kind)) +
+                     " once dots at its start, blanks at its ends and the like are taken away. Give another name.");
+}
+
+// Makes an entry; false with the reason in errno, EEXIST when the name is taken.
+bool makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind) {
+  if (kind == Kind::folder) return ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
+  return static_cast<bool>(Descriptor(
+      ::openat(folder.folder.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)));
+}
+
+// Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
+// \"Talk.md\" was made".
+void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::string& done) {
+  if (calls.flush(folder.folder.get()) == 0 || errno == EINVAL) return;
+  throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(errno) +
+                     ". Check the disk.");
+}
+
+}  // namespace
+
+std::unique_ptr<LibraryLock> FolderLibrary::lock() {
+  openRoot();
+  return lockLibrary(root_, means_.patience);
+}
+
+std::filesystem::path FolderLibrary::pathOf(std::string_view identifier) const {
+  return root_ / identifier;
+}
+
+void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label) {
+  if (!history_->holds(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
+}
+
+void FolderLibrary::sweep(const ChangingFolder& folder) {
+  sweepLeftovers(means_.calls, folder.folder.get(), [&](const std::string& name, std::string_view text) {
+    keepUnlessHeld(text, folder.identifierOf(name), interrupted);
+  });
+}
+
+void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
+  const ChangingEntry place = entryToChange(means_.calls, openRoot(), script.identifier,
+                                            quorvel::quoted(script.identifier) + " could not be written");
+  sweep(place.in);
+  replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier}, text,
+              [&](std::string_view taken) { keepUnlessHeld(taken, place.identifier(), savedMeanwhile); });
+}
+
+ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std::string>& folder) {
+  return make(name, folder, Kind::script);
+}
+
+ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optional<std::string>& folder) {
+  return make(name, folder, Kind::folder);
+}
+
+ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind) {
+  const std::string name = requiredName(asked, kind);
+  const std::string happened = "The " + std::string(word(kind)) + " " + quorvel::quoted(name) + " could not be made";
+  const ChangingFolder place = folderToChange(means_.calls, openRoot(), folder.value_or(std::string()), happened);
+  const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
+  for (std::size_t first = 1;;) {
+    const std::size_t number =
+        findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate)); });
+    const std::string file = fileOf(number);
+    std::string identifier = place.identifierOf(file);
+    if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    if (kind == Kind::script) history_->beginAnew(identifier);
+    if (makeEntry(place, file, kind)) {
+      flush(means_.calls, place, "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made");
+      return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
+    }
+    if (errno != EEXIST) throw failure(happened, errno);
+    first = number + 1;
+  }
+}
+
+ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked) {
+  const std::string happened = quorvel::quoted(item.identifier) + " could not be renamed";
+  const ChangingEntry place = entryToChange(means_.calls, openRoot(), item.identifier, happened);
+  const int folder = place.in.folder.get();
+  struct stat status;
+  if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw failure(happened, errno);
+  const bool isScript = item.kind == Kind::script;
+  if (isScript ? !S_ISREG(status.st_mode) : !S_ISDIR(status.st_mode))
+    throw LibraryError(happened + ", because it is no " + std::string(word(item.kind)) +
+                       " any more. List the library again to see what is there now.");
+
+  // Also where the present name is one that cleaning would change.
+  if (fileName(asked, item.kind) == place.name)
+    return {place.identifier(), std::string(asked), item.kind, std::nullopt};
+  const std::string name = requiredName(asked, item.kind);
+  const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), item.kind); };
+  const auto renamed = [&](std::size_t number) {
+    return ScriptItem{place.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
+  };
+  sweep(place.in);  // what is left of the script knows it by the name that it has now
+  for (std::size_t first = 1;;) {
+    const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
+      const std::string file = fileOf(candidate);
+      return file != place.name && isThere(place.in, file);
+    });
+    const std::string file = fileOf(number);
+    ScriptItem result = renamed(number);
+    if (file == place.name) return result;
+    if (result.identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    PendingRename pending = history_->willRename(place.identifier(), result.identifier);
+    if ((isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file)) {
+      flush(means_.calls, place.in,
+            quorvel::quoted(item.identifier) + " was renamed to " + quorvel::quoted(result.identifier));
+      pending.done();
+      return result;
+    }
+    if (errno != EEXIST) throw failure(happened, errno);
+    first = number + 1;
+  }
+}
+
+ScriptItem FolderLibrary::recreate(std::string_view identifier) {
+  const std::string happened = quorvel::quoted(identifier) + " could not be put back";
+  if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
+  if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+  const std::size_t slash = identifier.rfind('/');
+  const std::string_view parent = slash == std::string_view::npos ? std::string_view() : identifier.substr(0, slash);
+  for (std::size_t end = 0; end < parent.size();) {
+    end = std::min(parent.find('/', end + 1), parent.size());
+    const ChangingEntry above = entryToChange(means_.calls, openRoot(), parent.substr(0, end), happened);
+    if (isThere(above.in, above.name)) continue;
+    if (!makeEntry(above.in, above.name, Kind::folder) && errno != EEXIST) throw failure(happened, errno);
+    flush(means_.calls, above.in, "The folder " + quorvel::quoted(above.identifier()) + " was made");
+  }
+  const ChangingEntry place = entryToChange(means_.calls, openRoot(), identifier, happened);
+  if (!makeEntry(place.in, place.name, Kind::script)) {
+    if (errno != EEXIST) throw failure(happened, errno);
+    throw LibraryError(happened + ", because there is something of that name.");
+  }
+  flush(means_.calls, place.in, "The script " + quorvel::quoted(identifier) + " was made");
+  std::string name = place.name.substr(0, place.name.size() - scriptSuffix.size());
+  return {place.identifier(), std::move(name), Kind::script, std::nullopt};
+}
+
+}  // namespace quorvel

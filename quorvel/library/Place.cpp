@@ -1,0 +1,101 @@
+#include "quorvel/library/Place.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "quorvel/library/Beneath.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OwnFolder.h"
+
+namespace quorvel {
+namespace {
+
+std::string joined(std::string_view folder, std::string_view name) {
+  std::string identifier(folder);
+  if (!identifier.empty()) identifier.push_back('/');
+  return identifier.append(name);
+}
+
+// Tells what lies in the library's own folder.
+class OwnFolderGuard {
+ public:
+  OwnFolderGuard(const Descriptor& root, const std::string& happened)
+      : happened_(happened), known_(::fstatat(root.get(), name_.c_str(), &own_, 0) == 0) {}
+
+  // Throws for what is the own folder.
+  void pass(const struct stat& status) const {
+    if (known_ && status.st_dev == own_.st_dev && status.st_ino == own_.st_ino) refuse();
+  }
+
+  // The same for a name in the library's folder, which may not be there yet.
+  void pass(std::string_view nameInRoot) const {
+    if (nameInRoot == name_) refuse();
+  }
+
+ private:
+  [[noreturn]] void refuse() const {
+    throw LibraryError(happened_ +
+                       ", because it belongs to the folder that the library keeps its history in. Leave "
+                       "that folder to the library.");
+  }
+
+  const std::string name_ = std::string(ownFolderName);
+  const std::string& happened_;
+  struct stat own_;
+  bool known_;
+};
+
+ChangingFolder goDown(const SystemCalls& calls, const Descriptor& root, const std::vector<std::string_view>& way,
+                      const OwnFolderGuard& guard, const std::string& happened) {
+  ChangingFolder reached;
+  if (!way.empty()) guard.pass(way.front());
+  for (const std::string_view piece : way) {
+    const int from = reached.folder ? reached.folder.get() : root.get();
+    Descriptor next = openBeneath(calls, from, piece, passingFlags());
+    struct stat status;
+    if (!next || ::fstat(next.get(), &status) != 0) throw failure(happened, errno);
+    guard.pass(status);
+    reached.folder = std::move(next);
+    reached.identifier = joined(reached.identifier, piece);
+  }
+  const int last = reached.folder ? reached.folder.get() : root.get();
+  reached.folder = openBeneath(calls, last, {}, O_RDONLY | O_DIRECTORY);
+  if (!reached.folder) throw failure(happened, errno);
+  return reached;
+}
+
+std::vector<std::string_view> wayTo(std::string_view identifier, const std::string& happened) {
+  if (!staysBeneath(identifier)) throw LibraryError(happened + ", because it is not inside the library.");
+  return pieces(identifier);
+}
+
+}  // namespace
+
+std::string ChangingFolder::identifierOf(std::string_view name) const {
+  return joined(identifier, name);
+}
+
+ChangingFolder folderToChange(const SystemCalls& calls, const Descriptor& root, std::string_view identifier,
+                              const std::string& happened) {
+  return goDown(calls, root, wayTo(identifier, happened), OwnFolderGuard(root, happened), happened);
+}
+
+ChangingEntry entryToChange(const SystemCalls& calls, const Descriptor& root, std::string_view identifier,
+                            const std::string& happened) {
+  std::vector<std::string_view> way = wayTo(identifier, happened);
+  if (way.empty()) throw LibraryError(happened + ", because it is the library's own root folder.");
+  const std::string name(way.back());
+  const OwnFolderGuard guard(root, happened);
+  if (way.size() == 1) guard.pass(name);
+  way.pop_back();
+  ChangingEntry entry{goDown(calls, root, way, guard, happened), name};
+  struct stat status;
+  if (::fstatat(entry.in.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) guard.pass(status);
+  return entry;
+}
+
+}  // namespace quorvel
