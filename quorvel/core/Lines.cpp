@@ -1,6 +1,5 @@
 #include "quorvel/core/Lines.h"
 
-#include "platform/QuorvelCore.h"
 #include "platform/Unicode.h"
 
 namespace quorvel {
@@ -66,16 +65,16 @@ std::size_t missingBreaks(std::string_view text) noexcept {
   return (finalBreakSize(text) == 0 ? 1U : 0U) + (isBlank(lastLine(text)) ? 0U : 1U);
 }
 
-std::string_view withoutSeparator(std::string_view chapter) noexcept {
-  const std::string_view kept = withoutWhiteSpaceAtEnd(chapter);
-  const std::size_t line = kept.rfind('\n') + 1;
-  const bool cutsMarker =
-      kept.size() - line < ScriptHeadings::marker.size() && chapter.substr(line).starts_with(ScriptHeadings::marker);
-  return cutsMarker ? chapter.substr(0, line + ScriptHeadings::marker.size()) : kept;
+std::string_view withoutBlankLinesAtEnd(std::string_view text) noexcept {
+  const std::size_t inLastLine = withoutWhiteSpaceAtEnd(text).size();
+  if (inLastLine == 0) return {};
+  text = text.substr(0, text.find('\n', inLastLine));
+  while (text.ends_with('\r')) text.remove_suffix(1);
+  return text;
 }
 
 std::string_view passage(std::string_view text) noexcept {
-  text = withoutSeparator(text);
+  text = withoutBlankLinesAtEnd(text);
   while (!text.empty()) {
     const std::size_t end = lineEnd(text, 0);
     if (!isBlank(text.substr(0, end))) break;

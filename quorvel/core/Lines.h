@@ -6,8 +6,8 @@
 /// Lines, blank lines and white space as the chapter model and its edits see them.
 ///
 /// Lines end in LF or CR LF; a CR without LF ends no line. A byte-order mark at the very start of a script is not part
-/// of its first line. A line is blank when it holds nothing but white space. White space at the ends of lines and texts
-/// is looked at scalar by scalar here, not by character: a mark that stands on a blank is never cut off with it.
+/// of its first line. A line is blank when it holds nothing but white space, scalar by scalar: one with a mark on a
+/// blank is not, so that no mark is ever dropped.
 ///
 /// Every operation takes time linear in the part of the text that it looks at and copies nothing.
 namespace quorvel {
@@ -29,13 +29,13 @@ std::string_view ownLineBreak(std::string_view text) noexcept;
 /// has a blank line above it. None for an empty text, be it for a byte-order mark.
 std::size_t missingBreaks(std::string_view text) noexcept;
 
-/// What of a chapter, from its heading on, moves with it: all but the white space at its end, which separates it from
-/// the next. The blank of a heading's marker is not taken for such white space.
-std::string_view withoutSeparator(std::string_view chapter) noexcept;
+/// The text up to the end of its last line that is not blank, without that line's break. What of a chapter moves with
+/// it; the rest separates it from the next. Empty for a text that is blank. Ends in no CR, so that whatever begins with
+/// a line break can follow.
+std::string_view withoutBlankLinesAtEnd(std::string_view text) noexcept;
 
-/// What of a text is written below a heading: all but the blank lines at its start and the white space at its end, for
-/// which an edit puts its own. Everything between stays byte for byte, the kind of its line breaks included. Empty for
-/// a text that is blank.
+/// What of a text is written below a heading: all but the blank lines at its start and end, for which an edit puts its
+/// own. Everything between stays byte for byte, the kind of its line breaks included. Empty for a text that is blank.
 std::string_view passage(std::string_view text) noexcept;
 
 }  // namespace quorvel

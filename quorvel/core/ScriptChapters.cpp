@@ -1,6 +1,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/QuorvelCore.h"
 #include "quorvel/core/Titles.h"
