@@ -1,0 +1,50 @@
+#include "program/Process.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <string>
+
+#include "platform/StandardIO.h"
+
+namespace kelvane {
+namespace {
+
+// Takes the lowest free number, `descriptor`: the numbers below it are in use. A pipe rather than the null device,
+// which is not there in every sandbox and does not tell a writer that nobody reads.
+void open(int descriptor) {
+  int ends[2];
+  if (::pipe(ends) != 0) return;
+  const int kept = descriptor == STDIN_FILENO ? ends[0] : ends[1];
+  const int given = descriptor == STDIN_FILENO ? ends[1] : ends[0];
+  if (given != descriptor) ::close(given);
+  if (kept != descriptor) {
+    ::dup2(kept, descriptor);
+    ::close(kept);
+  }
+}
+
+}  // namespace
+
+void prepareProcess() {
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(descriptor, F_GETFD) < 0) open(descriptor);
+  }
+}
+
+void print(std::string_view text) {
+  writeAll(STDOUT_FILENO, text);
+}
+
+void complain(std::string_view sentences) noexcept {
+  try {
+    writeAll(STDERR_FILENO, std::string(sentences) + '\n');
+  } catch (const std::exception&) {
+    // The exit status still says it.
+  }
+}
+
+}  // namespace kelvane

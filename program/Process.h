@@ -1,0 +1,30 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+
+namespace kelvane {
+
+/// How the program ends.
+enum ExitStatus : int { done = 0, failed = 1, wrongUsage = 2 };
+
+/// What was typed is no use of the program: `what()` is complete sentences that say what to type instead.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// To be called before anything else, and before any file is opened.
+///
+/// A reader that goes away is a failed write from then on and not the end of the process. Standard input, output and
+/// error are open, so that no file of ours gets one of their numbers: a closed input has ended, a closed output is one
+/// whose reader is gone, and what is written to a closed error is dropped.
+void prepareProcess();
+
+/// Writes to standard output. Throws std::system_error when it cannot be written.
+void print(std::string_view text);
+
+/// Writes sentences and a line feed to standard error, as far as they can be written.
+void complain(std::string_view sentences) noexcept;
+
+}  // namespace kelvane
