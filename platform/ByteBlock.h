@@ -6,14 +6,16 @@
 #include <cstring>
 #include <iterator>
 
-#if defined(__SSE2__)
+// KELVANE_PORTABLE leaves out what is written for one kind of processor.
+#if defined(__SSE2__) && !defined(KELVANE_PORTABLE)
+#define KELVANE_SSE2
 #include <emmintrin.h>
 #endif
 
 /// 64 bytes of a text looked at together. The answers have one bit a byte, the lowest for the first.
 namespace kelvane::unicode {
 
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
 
 class ByteBlock {
  public:
