@@ -1,0 +1,90 @@
+#include "scripttools/Chapters.h"
+
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+#include <utility>
+
+#include "platform/FatalError.h"
+#include "protocol/JSON.h"
+#include "protocol/RPCError.h"
+
+namespace kelvane {
+
+using quorvel::ControllerStatus;
+using quorvel::Script;
+using quorvel::ScriptChapter;
+using quorvel::ScriptChapters;
+using quorvel::TextEdit;
+
+namespace {
+
+// The text as a signed 64-bit integer: one optional sign, then digits to the end.
+std::optional<std::int64_t> strictInteger(std::string_view text) {
+  // from_chars takes "-" only; a "+" goes here, with the text behind it not free to bring a sign of its own.
+  if (text.starts_with('+')) {
+    text.remove_prefix(1);
+    if (text.starts_with('-')) return std::nullopt;
+  }
+  std::int64_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stopped != end) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+std::string chapterList(const Script& script) {
+  JSON::Array entries;
+  for (const ScriptChapter& chapter : chaptersOf(script)) {
+    entries.append(JSON::Object{{"chapter", chapter.index + 1},
+                                {"starts_at", ControllerStatus::clock(chapter.startSecond)},
+                                {"title", chapter.title},
+                                {"words", chapter.words.end - chapter.words.begin}});
+  }
+  return JSON(std::move(entries)).encoded();
+}
+
+std::size_t chapterIndex(std::string_view position, const Script& script) {
+  const std::size_t count = script.headings().size();
+  if (count == 0) {
+    throw RPCError::invalidParams("This script has no chapters. " + std::string(chapterRule));
+  }
+  const auto value = strictInteger(position);
+  if (!value || *value < 1 || static_cast<std::uint64_t>(*value) > count) {
+    const auto number = std::to_string(count);
+    throw RPCError::invalidParams("There is no chapter " + std::string(position) + ". This script has " + number +
+                                  ", numbered 1 to " + number + ".");
+  }
+  return static_cast<std::size_t>(*value - 1);
+}
+
+std::string_view chapterBody(std::size_t index, const std::vector<ScriptChapter>& chapters, const Script& script) {
+  const std::size_t begin = script.headings()[index].range.end;
+  return std::string_view(script.text()).substr(begin, chapters[index].range.end - begin);
+}
+
+std::vector<ScriptChapter> chaptersOf(const Script& script) {
+  auto chapters = ScriptChapters::chapters(script);
+  requireConsistent(chapters, script);
+  return chapters;
+}
+
+void requireConsistent(const std::vector<ScriptChapter>& chapters, const Script& script) {
+  if (chapters.size() != script.headings().size()) fatalError("The script has not one chapter for each heading");
+  for (std::size_t index = 0; index < chapters.size(); ++index) {
+    const ScriptChapter& chapter = chapters[index];
+    if (chapter.index != index) fatalError("A chapter is not at the place that it names");
+    if (chapter.range.end > script.text().size()) fatalError("A chapter ends behind the end of its script");
+    if (script.headings()[index].range.end > chapter.range.end) fatalError("A chapter ends before its text begins");
+    if (chapter.words.end < chapter.words.begin) fatalError("A chapter has fewer words than none");
+  }
+}
+
+TextEdit owedEdit(std::optional<TextEdit> edit) {
+  if (!edit) fatalError("There is no edit for a chapter that exists");
+  return *std::move(edit);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,119 @@
+#include "scripttools/LibraryReadingTools.h"
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "scripttools/ItemSummary.h"
+#include "scripttools/Resolution.h"
+#include "scripttools/SavedMoment.h"
+
+namespace kelvane {
+
+using quorvel::ScriptItem;
+using quorvel::ScriptLibrary;
+using quorvel::ScriptVersion;
+using quorvel::VersionStore;
+
+namespace {
+
+// A folder on the way from the root to where a walk is. It owns the items, taken out of their parent, so that neither
+// walking nor destroying a tree recurses on its depth.
+struct Level {
+  std::vector<ScriptItem> items;
+  std::size_t next = 0;
+  JSON::Array entries{};
+};
+
+JSON::Array tree(std::vector<ScriptItem> items) {
+  std::vector<Level> path;
+  path.push_back({std::move(items)});
+  while (true) {
+    Level& level = path.back();
+    if (level.next < level.items.size()) {
+      ScriptItem& item = level.items[level.next];
+      if (item.children) {
+        path.push_back({std::move(*item.children)});
+      } else {
+        level.entries.append(itemSummary(item));
+        ++level.next;
+      }
+      continue;
+    }
+    JSON::Array children = std::move(level.entries);
+    path.pop_back();
+    if (path.empty()) return children;
+    Level& above = path.back();
+    auto folder = itemSummary(above.items[above.next++]);
+    folder.set("children", std::move(children));
+    above.entries.append(std::move(folder));
+  }
+}
+
+JSON::Array folders(std::vector<ScriptItem> items) {
+  JSON::Array entries;
+  std::vector<Level> path;
+  path.push_back({std::move(items)});
+  while (!path.empty()) {
+    Level& level = path.back();
+    if (level.next == level.items.size()) {
+      path.pop_back();
+      continue;
+    }
+    ScriptItem& item = level.items[level.next++];
+    if (item.kind != ScriptItem::Kind::folder) continue;
+    entries.append(JSON::Object{{"id", item.identifier}, {"name", item.name}});
+    if (item.children) path.push_back({std::move(*item.children)});
+  }
+  return entries;
+}
+
+JSON::Array savedVersions(const std::vector<ScriptVersion>& versions) {
+  JSON::Array entries;
+  for (const ScriptVersion& version : versions) {
+    entries.append(
+        JSON::Object{{"name", version.name}, {"saved", savedMoment(version.saved)}, {"words", version.words}});
+  }
+  return entries;
+}
+
+}  // namespace
+
+Tool listScripts(std::shared_ptr<const ScriptLibrary> library) {
+  return {"list_scripts",
+          "The whole script library as a tree of folders and scripts. Use the \"id\" of an entry with the other tools; "
+          "it is a path and it changes when anything above it is renamed.",
+          schema({}, {}), [library = std::move(library)](const JSON::Object&) {
+            return JSON(tree(library->contents(library->root()))).encoded();
+          }};
+}
+
+Tool listFolders(std::shared_ptr<const ScriptLibrary> library) {
+  return {"list_folders",
+          "Every folder in the library, flat. Use one of these ids as \"folder\" when creating something; omit "
+          "\"folder\" to work at the top level.",
+          schema({}, {}), [library = std::move(library)](const JSON::Object&) {
+            return JSON(folders(library->contents(library->root()))).encoded();
+          }};
+}
+
+Tool listVersions(std::shared_ptr<const ScriptLibrary> library, std::shared_ptr<const VersionStore> versions) {
+  return {"list_versions",
+          "The saved versions of a script, newest first. Each one can be put back from the app's history pane.",
+          schema({{"id", "Identifier of the script"}}, {"id"}),
+          [library = std::move(library), versions = std::move(versions)](const JSON::Object& arguments) {
+            const auto script = scriptAt(requiredString("id", arguments), *library);
+            return JSON(savedVersions(versions->versions(pathOf(script.identifier, *library)))).encoded();
+          }};
+}
+
+Tool readScript(std::shared_ptr<const ScriptLibrary> library) {
+  return {"read_script", "The full text of one script.",
+          schema({{"id", "Identifier of the script, from list_scripts"}}, {"id"}),
+          [library = std::move(library)](const JSON::Object& arguments) {
+            return library->read(scriptAt(requiredString("id", arguments), *library));
+          }};
+}
+
+}  // namespace kelvane
