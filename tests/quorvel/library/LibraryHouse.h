@@ -1,0 +1,160 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "quorvel/library/FolderLibrary.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/TemporaryName.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quorvel {
+
+/// System calls that can be made to fail, or to be interrupted by something, when they are about to be made.
+class StagedCalls : public SystemCalls {
+ public:
+  /// Asked before each call by its name; an answer other than 0 is the errno that it fails with, without being made.
+  std::function<int(std::string_view call)> before = [](std::string_view) { return 0; };
+
+  /// All calls fail with that errno whose names are given.
+  void lack(std::vector<std::string> calls, int error) {
+    before = [calls = std::move(calls), error](std::string_view call) {
+      return std::find(calls.begin(), calls.end(), call) == calls.end() ? 0 : error;
+    };
+  }
+
+  /// Once, just before that call is made for the n-th time (1 for the first), this happens.
+  void interrupt(std::string call, std::function<void()> happening, int time = 1) {
+    before = [call = std::move(call), happening = std::move(happening), left = time](std::string_view made) mutable {
+      if (made == call && --left == 0) happening();
+      return 0;
+    };
+  }
+
+  int openBeneath(int folder, const char* path, int flags) const noexcept override {
+    return made("openBeneath") ? SystemCalls::openBeneath(folder, path, flags) : -1;
+  }
+  long write(int file, const void* bytes, std::size_t count) const noexcept override {
+    return made("write") ? SystemCalls::write(file, bytes, count) : -1;
+  }
+  int flush(int file) const noexcept override { return made("flush") ? SystemCalls::flush(file) : -1; }
+  int exchange(int folder, const char* one, const char* other) const noexcept override {
+    return made("exchange") ? SystemCalls::exchange(folder, one, other) : -1;
+  }
+  int rename(int folder, const char* from, const char* to) const noexcept override {
+    return made("rename") ? SystemCalls::rename(folder, from, to) : -1;
+  }
+  int renameToFreeName(int folder, const char* from, const char* to) const noexcept override {
+    return made("renameToFreeName") ? SystemCalls::renameToFreeName(folder, from, to) : -1;
+  }
+  int link(int folder, const char* from, const char* to) const noexcept override {
+    return made("link") ? SystemCalls::link(folder, from, to) : -1;
+  }
+  int unlink(int folder, const char* name) const noexcept override {
+    return made("unlink") ? SystemCalls::unlink(folder, name) : -1;
+  }
+
+ private:
+  bool made(std::string_view call) const noexcept {
+    const int error = before(call);
+    errno = error;
+    return error == 0;
+  }
+};
+
+/// A library's folder, its history, and the library over both.
+class LibraryHouse : public ::testing::Test {
+ protected:
+  LibraryHouse() { std::filesystem::create_directory(root); }
+
+  static ScriptItem script(std::string identifier) {
+    std::string name = std::filesystem::path(identifier).stem();
+    return {std::move(identifier), std::move(name), ScriptItem::Kind::script, std::nullopt};
+  }
+
+  static ScriptItem folderItem(std::string identifier) {
+    std::string name = std::filesystem::path(identifier).filename();
+    return {std::move(identifier), std::move(name), ScriptItem::Kind::folder, std::nullopt};
+  }
+
+  /// Puts a file on the disk, with the folders above it.
+  void put(const std::filesystem::path& file, std::string_view bytes = "words") const {
+    std::filesystem::create_directories((root / file).parent_path());
+    std::ofstream(root / file, std::ios::binary) << bytes;
+  }
+
+  std::string bytesOf(const std::filesystem::path& file) const {
+    std::ifstream stream(root / file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  /// The names in a folder, hidden ones included but for the library's own folder, sorted by their bytes.
+  std::vector<std::string> names(const std::filesystem::path& folder = {}) const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(root / folder)) {
+      if (entry.path().filename() != ".kelvane") names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  /// How many temporary files of writers are in a folder.
+  std::size_t leftovers(const std::filesystem::path& folder = {}) const {
+    const auto all = names(folder);
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [](std::string_view name) { return name.starts_with(TemporaryName::prefix); }));
+  }
+
+  /// A listing as indented lines: "[Scenes]" for a folder, "Talk" for a script.
+  static std::string tree(const std::vector<ScriptItem>& items, std::size_t depth = 0) {
+    std::string lines;
+    for (const ScriptItem& item : items) {
+      const bool isFolder = item.kind == ScriptItem::Kind::folder;
+      lines.append(depth * 2, ' ').append(isFolder ? "[" + item.name + "]" : item.name).append("\n");
+      if (item.children) lines += tree(*item.children, depth + 1);
+    }
+    return lines;
+  }
+  std::string tree() const { return tree(library.contents(root)); }
+
+  /// The versions of a script, oldest first, as "label: text" lines.
+  std::string story(std::string_view identifier, std::int64_t earlier = 0) const {
+    std::string lines;
+    const auto entries = history->entries(identifier, earlier);
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+      lines += entry->label + ": " + history->text(identifier, entry->version).value_or("(none)") + "\n";
+    }
+    return lines;
+  }
+
+  static std::string sentenceOf(const std::function<void()>& attempt) {
+    try {
+      attempt();
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+    return "(no failure)";
+  }
+
+  const kelvane::tests::TemporaryFolder folder;
+  const std::filesystem::path root = folder.path() / "Library";
+  const std::shared_ptr<History> history = std::make_shared<History>(root);
+  StagedCalls calls;
+  FolderLibrary library{root, history, {calls, std::chrono::milliseconds(50)}};
+};
+
+}  // namespace quorvel
