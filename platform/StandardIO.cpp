@@ -39,7 +39,7 @@ LineReader::LineReader(int descriptor) noexcept : descriptor_(descriptor) {
 }
 
 std::optional<std::string_view> LineReader::next() {
-  if (replaced_.capacity() > keptSize) replaced_ = {};
+  if (replaced_.capacity() > keptSize) std::string().swap(replaced_);
   std::size_t searched = 0;  // of the line to come
   const char* lineFeed = nullptr;
   do {
