@@ -3,6 +3,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/FileSystem.h"
 #include "platform/Unicode.h"
 #include "quorvel/library/HistoryCheck.h"
 #include "quorvel/library/HistoryRenames.h"
@@ -76,26 +77,32 @@ constexpr std::string_view selectHistories =
     "SELECT identifier, earlier, number, saved FROM scripts JOIN versions ON script = scripts.id"
     " AND number = (SELECT max(number) FROM versions WHERE script = scripts.id)";
 
-std::string identifierOf(const std::filesystem::path& script, const std::filesystem::path& root) {
-  std::string_view path = script.native();
+/// What stands behind the root in a path; nothing unless the path leads below the root.
+std::optional<std::string> below(const std::filesystem::path& root, const std::filesystem::path& path) {
   std::string_view above = root.native();
   while (above.ends_with('/')) above.remove_suffix(1);
-  if (!path.starts_with(above)) throw HistoryError(quorvel::quoted(path) + " is not inside the library.");
-  path.remove_prefix(above.size());
-  if (path.size() < 2 || path.front() != '/')
-    throw HistoryError(quorvel::quoted(script.native()) + " is not inside the library.");
-  return std::string(path.substr(1));
+  std::string_view rest = path.native();
+  if (!rest.starts_with(above)) return std::nullopt;
+  rest.remove_prefix(above.size());
+  if (rest.size() < 2 || rest.front() != '/') return std::nullopt;
+  return std::string(rest.substr(1));
 }
 
 }  // namespace
 
 History::History(std::filesystem::path root, Clock clock, std::chrono::milliseconds patience)
-    : file_(std::move(root), patience), clock_(std::move(clock)) {
+    : root_(std::move(root)), file_(kelvane::filesystem::standardized(root_), patience), clock_(std::move(clock)) {
+}
+
+std::string History::identifier(const std::filesystem::path& script) const {
+  if (auto identifier = below(root_, script)) return *identifier;
+  if (auto identifier = below(file_.root(), script)) return *identifier;
+  throw HistoryError(quorvel::quoted(script.native()) + " is not inside the library.");
 }
 
 std::optional<ScriptVersion> History::snapshot(std::string_view text, const std::filesystem::path& script,
                                                std::string_view label) {
-  const std::string identifier = identifierOf(script, file_.root());
+  const std::string identifier = this->identifier(script);
   if (text.empty()) return std::nullopt;
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   writing(file_, [&](Connection& connection) {
@@ -113,7 +120,7 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
 
 std::vector<ScriptVersion> History::versions(const std::filesystem::path& script) const {
   std::vector<ScriptVersion> versions;
-  for (HistoryEntry& entry : entries(identifierOf(script, file_.root()))) {
+  for (HistoryEntry& entry : entries(identifier(script))) {
     versions.push_back({entry.saved, std::move(entry.label), entry.words});
   }
   return versions;
@@ -176,15 +183,17 @@ bool History::holds(std::string_view text, std::string_view identifier) const {
 }
 
 void History::beginAnew(std::string_view identifier) {
-  const bool isKnown =
-      reading(file_, false, [&](Connection& connection) { return scriptID(connection, identifier, 0).has_value(); });
+  const bool isKnown = reading(file_, false, [&](Connection& connection) {
+    return hasPendingRenames(connection) || scriptID(connection, identifier, 0);
+  });
   if (isKnown) writing(file_, [&](Connection& connection) { makeEarlier(connection, identifier); });
 }
 
 PendingRename History::willRename(std::string_view from, std::string_view to) {
   const auto rename = plannedRename(file_.root(), from, to);
-  const bool isConcerned =
-      rename && reading(file_, false, [&](Connection& connection) { return concernsHistory(connection, *rename); });
+  const bool isConcerned = rename && reading(file_, false, [&](Connection& connection) {
+                             return hasPendingRenames(connection) || concernsHistory(connection, *rename);
+                           });
   if (!isConcerned) return {};
   std::int64_t record = 0;
   writing(file_, [&](Connection& connection) { record = recordRename(connection, *rename); });

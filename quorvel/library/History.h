@@ -79,7 +79,8 @@ class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-  /// `root` is the library's folder, spelt as in the paths that operations are given.
+  /// `root` is the library's folder, made absolute at once; the paths given to operations begin with it, as it was
+  /// given or absolute.
   explicit History(std::filesystem::path root, Clock clock = std::chrono::system_clock::now,
                    std::chrono::milliseconds patience = std::chrono::seconds(10));
 
@@ -128,6 +129,9 @@ class History final : public VersionStore {
   std::vector<std::string> problems() const;
 
  private:
+  std::string identifier(const std::filesystem::path& script) const;
+
+  std::filesystem::path root_;
   HistoryFile file_;
   Clock clock_;
 };

@@ -16,6 +16,8 @@ namespace {
 using sqlite::Connection;
 
 constexpr const char* fileName = "history.sqlite";
+constexpr const char* journalName = "history.sqlite-journal";
+constexpr off_t smallestDatabase = 512;
 constexpr std::size_t longestPath = 504;  // SQLite's own limit, less the journal's suffix
 
 HistoryError folderFailure(const std::system_error& error, HistoryUse use) {
@@ -30,6 +32,11 @@ bool isThere(const Descriptor& folder, HistoryUse use) {
     throw HistoryFailure::refused(errno, use);
   }
   if (!S_ISREG(status.st_mode)) throw HistoryFailure::noFile(use);
+  // SQLite takes a file that is too short for a database to be empty, and would write over it.
+  const bool isStump = status.st_size > 0 && status.st_size < smallestDatabase;
+  if (isStump && ::faccessat(folder.get(), journalName, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
+    throw HistoryFailure::damaged(use);
+  }
   return true;
 }
 

@@ -143,6 +143,10 @@ void finishRename(Connection& connection, std::int64_t number) {
   }
 }
 
+bool hasPendingRenames(Connection& connection) {
+  return connection.integer("SELECT EXISTS (SELECT 1 FROM pendingRenames)") != 0;
+}
+
 void settleRenames(Connection& connection, const std::filesystem::path& root) {
   for (const Record& record : records(connection)) {
     const bool made = wasMade(record.rename, root);

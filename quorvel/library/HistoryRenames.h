@@ -37,6 +37,9 @@ std::int64_t recordRename(sqlite::Connection& connection, const Rename& rename);
 /// The recorded rename was made: the history follows, and the record goes. Nothing when there is no such record.
 void finishRename(sqlite::Connection& connection, std::int64_t record);
 
+/// Whether a rename is written down that was neither finished nor struck out.
+bool hasPendingRenames(sqlite::Connection& connection);
+
 /// For writers: finishes what is recorded, or strikes it out where the rename was not made. Flushes the folders first,
 /// so that the history is never ahead of them.
 void settleRenames(sqlite::Connection& connection, const std::filesystem::path& root);

@@ -2,18 +2,26 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <new>
 
 namespace quorvel::sqlite {
 
 namespace {
 
-[[noreturn]] void fail(sqlite3* connection, int code) {
-  if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
+/// SQLite notes the system's answer for most failures; of a COMMIT that failed it is left in errno only.
+int systemErrorBehind(sqlite3* connection, int code) {
+  const int last = errno;
   const int primary = code & 0xff;
-  const bool ofSystem = primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN;
-  throw Error(code, ofSystem && connection ? sqlite3_system_errno(connection) : 0,
-              connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code));
+  if (!connection || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return 0;
+  const int noted = sqlite3_system_errno(connection);
+  return noted != 0 ? noted : last;
+}
+
+[[noreturn]] void fail(sqlite3* connection, int code) {
+  const int systemError = systemErrorBehind(connection, code);
+  if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
+  throw Error(code, systemError, connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code));
 }
 
 void check(sqlite3* connection, int code) {
@@ -43,6 +51,7 @@ void Statement::bind(int parameter, std::string_view bytes) {
 }
 
 bool Statement::next() {
+  errno = 0;
   const int code = sqlite3_step(statement_.get());
   if (code != SQLITE_ROW && code != SQLITE_DONE) fail(sqlite3_db_handle(statement_.get()), code);
   return code == SQLITE_ROW;

@@ -8,8 +8,8 @@
 namespace quorvel {
 
 /// What a person names one version of a script by: "12" is the twelfth version of the script, "1.12" the twelfth of the
-/// first script that had this identifier before it. Numbers count from 1 for each script and never change while the
-/// identifier stays.
+/// first script that had this identifier before it. Numbers count from 1 and are never given to another version of the
+/// script.
 struct VersionNumber {
   std::int64_t earlier = 0;  ///< 0 for the script itself, 1 for the first one that was there before, and so on.
   std::int64_t number = 0;
