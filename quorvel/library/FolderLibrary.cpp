@@ -76,6 +76,7 @@ std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& fol
 
 std::string FolderLibrary::read(const ScriptItem& script) const {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
+  if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
   const Descriptor root = openRoot();
   const Descriptor file = openBeneath(means_.calls, root.get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status;

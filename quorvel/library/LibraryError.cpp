@@ -54,7 +54,9 @@ Explanation explanation(int error) {
 }  // namespace
 
 std::string quoted(std::string_view name) {
-  return '"' + std::string(name) + '"';
+  std::string shown(1, '"');
+  for (const char byte : name) byte == '\0' ? shown.append("\xEF\xBF\xBD") : shown.append(1, byte);
+  return shown.append(1, '"');
 }
 
 std::string reason(int error) {

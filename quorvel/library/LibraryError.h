@@ -13,7 +13,8 @@ class LibraryError : public std::runtime_error {
   explicit LibraryError(const std::string& sentences) : std::runtime_error(sentences) {}
 };
 
-/// A name or an identifier as sentences show it: between double quotes, as it is.
+/// A name or an identifier as sentences show it: between double quotes, as it is, but for a NUL, which would end the
+/// sentence and is shown as U+FFFD.
 std::string quoted(std::string_view name);
 
 /// Why the system refused, as the end of a sentence that began with "… could not be …, because ": a clause about "it"

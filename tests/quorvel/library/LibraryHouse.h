@@ -103,9 +103,9 @@ class LibraryHouse : public ::testing::Test {
   }
 
   /// The names in a folder, hidden ones included but for the library's own folder, sorted by their bytes.
-  std::vector<std::string> names(const std::filesystem::path& folder = {}) const {
+  std::vector<std::string> names(const std::filesystem::path& within = {}) const {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(root / folder)) {
+    for (const auto& entry : std::filesystem::directory_iterator(root / within)) {
       if (entry.path().filename() != ".kelvane") names.push_back(entry.path().filename());
     }
     std::sort(names.begin(), names.end());
@@ -113,8 +113,8 @@ class LibraryHouse : public ::testing::Test {
   }
 
   /// How many temporary files of writers are in a folder.
-  std::size_t leftovers(const std::filesystem::path& folder = {}) const {
-    const auto all = names(folder);
+  std::size_t leftovers(const std::filesystem::path& within = {}) const {
+    const auto all = names(within);
     return static_cast<std::size_t>(std::count_if(
         all.begin(), all.end(), [](std::string_view name) { return name.starts_with(TemporaryName::prefix); }));
   }

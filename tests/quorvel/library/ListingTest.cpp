@@ -1,0 +1,234 @@
+#include "quorvel/library/Listing.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "platform/Unicode.h"
+#include "tests/quorvel/library/LibraryHouse.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::tests::becomeNobody;
+using kelvane::tests::inChild;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class Listing : public LibraryHouse {};
+
+TEST_F(Listing, isATreeOfFoldersAndScriptsInTheOrderThatAPersonExpects) {
+  for (const char* file : {"Take 10.md", "Take 2.md", "écran.md", "Zoo.md", "Scenes 10/a.md", "Scenes 2/b.md",
+                           "Scenes 2/Deep/c.md", "Scenes 2/Deep/Deeper/d.md"}) {
+    put(file);
+  }
+  EXPECT_EQ(tree(),
+            "[Scenes 2]\n"
+            "  [Deep]\n"
+            "    [Deeper]\n"
+            "      d\n"
+            "    c\n"
+            "  b\n"
+            "[Scenes 10]\n"
+            "  a\n"
+            "écran\n"
+            "Take 2\n"
+            "Take 10\n"
+            "Zoo\n");
+}
+
+TEST_F(Listing, holdsScriptsAndFoldersAndNothingElse) {
+  put("Talk.md");
+  put("v1.2.md");
+  put("a \"quoted\"\nname.md");
+  for (const char* file : {"notes.txt", "Loud.MD", "README", "Talkmd", "Talk.md~", ".md", ".hidden.md", ".folder/x.md",
+                           ".kelvane/lock", ".kelvane-0123456789abcdef-0123456789abcdef-1f"}) {
+    put(file);
+  }
+  std::filesystem::create_directory(root / "folder.md");
+  std::filesystem::create_symlink("Talk.md", root / "link.md");
+  std::filesystem::create_symlink("folder.md", root / "link");
+  std::filesystem::create_symlink("/", root / "up");
+  ASSERT_EQ(::mkfifo((root / "pipe.md").c_str(), 0600), 0);
+  EXPECT_EQ(tree(), "[folder.md]\na \"quoted\"\nname\nTalk\nv1.2\n");
+}
+
+TEST_F(Listing, aSocketIsNoScript) {
+  const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = root / "socket.md";
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  path.copy(address.sun_path, path.size());
+  ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(tree(), "");
+}
+
+TEST_F(Listing, namesThatAreNotUTF8AreLeftOutAndCounted) {
+  put("Talk.md");
+  put("bad\xFF.md");
+  put("bad\xC3/inside.md");
+  put("Scenes/\xE2\x82.md");
+  put("not a script \xFF.txt");
+  put(".hidden\xFF.md");
+  EXPECT_EQ(tree(), "[Scenes]\nTalk\n");
+  EXPECT_EQ(library.countOfUnlistableNames(), 3U);
+}
+
+TEST_F(Listing, noUnlistableNamesAreNone) {
+  put("Scenes/Talk.md");
+  EXPECT_EQ(library.countOfUnlistableNames(), 0U);
+}
+
+TEST_F(Listing, theContentsOfAFolderHaveIdentifiersFromTheRoot) {
+  put("Scenes/Deep/End.md");
+  const auto items = library.contents(root / "Scenes");
+  ASSERT_EQ(items.size(), 1U);
+  EXPECT_EQ(items[0].identifier, "Scenes/Deep");
+  EXPECT_EQ(items[0].children->at(0).identifier, "Scenes/Deep/End.md");
+}
+
+TEST_F(Listing, aFolderThatCannotBeReadIsListedWithoutChildren) {
+  put("Closed/Talk.md");
+  put("Open/Talk.md");
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms::none);
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  const std::string listed = inChild([&] {
+    becomeNobody();
+    return tree();
+  });
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
+  EXPECT_EQ(listed, "[Closed]\n[Open]\n  Talk\n");
+}
+
+TEST_F(Listing, aLibraryThatCannotBeReadIsAFailure) {
+  put("Talk.md");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  std::filesystem::permissions(root, std::filesystem::perms::none);
+  const std::string sentence = inChild([&] {
+    becomeNobody();
+    return sentenceOf([&] { library.requireReadable(); }) + "\n" + sentenceOf([&] { tree(); });
+  });
+  std::filesystem::permissions(root, std::filesystem::perms::owner_all);
+  const std::string why =
+      "could not be read, because the system does not permit it. Check who may read and write there.";
+  EXPECT_EQ(sentence,
+            "The library folder \"" + root.native() + "\" " + why + "\nThe folder \"" + root.native() + "\" " + why);
+}
+
+TEST_F(Listing, aLibraryThatVanishesIsAFailureUntilItIsBack) {
+  put("Talk.md");
+  EXPECT_NO_THROW(library.requireReadable());
+  EXPECT_EQ(tree(), "Talk\n");
+  const auto away = folder.path() / "Away";
+  std::filesystem::rename(root, away);
+  const std::string sentence =
+      "The library folder \"" + root.native() +
+      "\" could not be opened, because it is not there any more. List the library again to see "
+      "what is there now.";
+  EXPECT_EQ(sentenceOf([&] { tree(); }), sentence);
+  EXPECT_EQ(sentenceOf([&] { library.read(script("Talk.md")); }), sentence);
+  EXPECT_EQ(sentenceOf([&] { library.write("text", script("Talk.md")); }), sentence);
+  EXPECT_EQ(sentenceOf([&] { library.create("New", std::nullopt); }), sentence);
+  EXPECT_EQ(sentenceOf([&] { library.lock(); }), sentence);
+  EXPECT_THAT(sentenceOf([&] { library.requireReadable(); }), HasSubstr("could not be read, because it is not there"));
+  EXPECT_THAT(sentenceOf([&] { library.countOfUnlistableNames(); }), HasSubstr("because it is not there"));
+  EXPECT_FALSE(std::filesystem::exists(root));
+  std::filesystem::rename(away, root);
+  EXPECT_EQ(tree(), "Talk\n");
+}
+
+TEST_F(Listing, aFileInThePlaceOfTheLibraryIsAFailure) {
+  std::filesystem::remove(root);
+  std::ofstream(root) << "a file";
+  EXPECT_THAT(sentenceOf([&] { library.requireReadable(); }), StartsWith("The library folder \"" + root.native()));
+  EXPECT_THAT(sentenceOf([&] { tree(); }), HasSubstr("a link or a file has taken the place of it"));
+}
+
+TEST_F(Listing, aLibraryReachedThroughALinkIsListedAndReadLikeAnyOther) {
+  put("Scenes/Talk.md", "words");
+  const auto link = folder.path() / "link";
+  std::filesystem::create_directory_symlink(root, link);
+  FolderLibrary linked(link, std::make_shared<History>(link));
+  EXPECT_EQ(linked.root(), link);
+  EXPECT_EQ(tree(linked.contents(link)), "[Scenes]\n  Talk\n");
+  EXPECT_EQ(linked.read(script("Scenes/Talk.md")), "words");
+  EXPECT_EQ(linked.identifier(link / "Scenes/Talk.md"), "Scenes/Talk.md");
+  EXPECT_EQ(linked.identifier(root / "Scenes/Talk.md"), "Scenes/Talk.md");
+  EXPECT_EQ(linked.identifier(root), "");
+  EXPECT_EQ(sentenceOf([&] { linked.identifier(folder.path() / "Talk.md"); }),
+            "\"" + (folder.path() / "Talk.md").native() + "\" is not inside the library.");
+}
+
+TEST_F(Listing, theRootIsMadeAbsoluteAtOnce) {
+  put("Talk.md");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  FolderLibrary relative("./Library/../Library/", history);
+  std::filesystem::current_path("/");
+  EXPECT_EQ(relative.root(), root);
+  EXPECT_EQ(tree(relative.contents(root)), "Talk\n");
+  std::filesystem::current_path(before);
+}
+
+TEST_F(Listing, theWholeDiskMayBeALibrary) {
+  const FolderLibrary disk("/", std::make_shared<History>("/"));
+  EXPECT_EQ(disk.identifier("/"), "");
+  EXPECT_EQ(disk.identifier("/etc/x.md"), "etc/x.md");
+}
+
+// What has so long a path that nobody could open it by that path.
+TEST_F(Listing, whatIsNestedTooDeepForAPathIsLeftOut) {
+  Descriptor at(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::string name(9, 'd');
+  for (std::size_t depth = 0; depth < PATH_MAX / 10 + 50; ++depth) {
+    ASSERT_EQ(::mkdirat(at.get(), name.c_str(), 0777), 0);
+    at = Descriptor(::openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  std::size_t depth = 0;
+  const auto items = library.contents(root);
+  for (const auto* level = &items; !level->empty(); level = &*level->front().children) {
+    ++depth;
+    const std::string path = root.native() + '/' + level->front().identifier;
+    ASSERT_LT(path.size(), std::size_t{PATH_MAX});
+    ASSERT_EQ(level->front().children->size(), path.size() + 10 < PATH_MAX ? 1U : 0U) << path.size();
+  }
+  EXPECT_EQ(depth, (PATH_MAX - 1 - root.native().size()) / 10);
+}
+
+TEST_F(Listing, needsNoMoreThanAFewOpenFiles) {
+  for (int folderNumber = 0; folderNumber < 60; ++folderNumber) put("a/" + std::to_string(folderNumber) + "/b/c.md");
+  EXPECT_EQ(inChild([&] {
+              rlimit few{8, 8};
+              if (::setrlimit(RLIMIT_NOFILE, &few) != 0) return std::string("no limit was set");
+              const auto items = library.contents(root);
+              return std::to_string(items.at(0).children->size()) + " and " +
+                     std::to_string(items.at(0).children->at(59).children->at(0).children->size());
+            }),
+            "60 and 1");
+}
+
+TEST_F(Listing, aFolderWithoutTheRightToListItCanStillBePassedThrough) {
+  put("Closed/Talk.md", "words");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0711));
+  std::filesystem::permissions(root, std::filesystem::perms(0711));
+  EXPECT_EQ(inChild([&] {
+              becomeNobody();
+              return library.read(script("Closed/Talk.md"));
+            }),
+            "words");
+}
+
+}  // namespace
+}  // namespace quorvel

@@ -1,0 +1,104 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+
+#include "quorvel/library/WholeFile.h"
+#include "tests/quorvel/library/LibraryHouse.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::tests::becomeNobody;
+using kelvane::tests::inChild;
+
+class Reading : public LibraryHouse {};
+
+TEST_F(Reading, givesTheExactBytes) {
+  using namespace std::string_view_literals;
+  for (const std::string_view text : {""sv, "words"sv, "\xEF\xBB\xBF# a\r\n\r\nb"sv, "\xFF\0\n\xC3"sv}) {
+    put("Talk.md", text);
+    EXPECT_EQ(library.read(script("Talk.md")), text);
+  }
+}
+
+TEST_F(Reading, takesTextsOfAnySize) {
+  for (const std::size_t size : {4095U, 4096U, 4097U, 1U << 20}) {
+    const std::string text(size, 'x');
+    put("Talk.md", text);
+    EXPECT_EQ(library.read(script("Talk.md")), text) << size;
+  }
+}
+
+// Such files say that they are empty until they are read.
+TEST_F(Reading, doesNotTrustTheSizeThatTheSystemTells) {
+  const Descriptor file(::open("/proc/self/status", O_RDONLY | O_CLOEXEC));
+  if (!file) GTEST_SKIP() << "there is no /proc here";
+  EXPECT_THAT(readToEnd(file.get()), ::testing::Optional(::testing::StartsWith("Name:")));
+}
+
+struct Row {
+  const char* description;
+  std::string identifier;
+  std::string sentence;  // its end
+};
+
+class UnreadableScript : public LibraryHouse, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(UnreadableScript, isAFailureAndNeverAnEmptyText) {
+  put("Talk.md");
+  put("Scenes/End.md");
+  put("secret.md");
+  put("Closed/End.md");
+  std::filesystem::create_symlink("Talk.md", root / "link.md");
+  std::filesystem::create_symlink("Scenes", root / "link");
+  std::filesystem::create_symlink("loop.md", root / "loop.md");
+  std::filesystem::create_directory(root / "folder.md");
+  ASSERT_EQ(::mkfifo((root / "pipe.md").c_str(), 0644), 0);
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  std::filesystem::permissions(root / "secret.md", std::filesystem::perms::none);
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms::none);
+  const std::string sentence = inChild([&] {
+    becomeNobody();
+    return sentenceOf([&] { library.read(script(GetParam().identifier)); });
+  });
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
+  EXPECT_EQ(sentence, quorvel::quoted(GetParam().identifier) + " could not be read, because " + GetParam().sentence)
+      << GetParam().description;
+}
+
+const std::string listAgain = " List the library again to see what is there now.";
+const std::string replaced = "a link or a file has taken the place of it or of a folder above it." + listAgain;
+const std::string forbidden = "the system does not permit it. Check who may read and write there.";
+const std::string tooLong = "its path is too long for the system. Use shorter names or fewer nested folders.";
+
+const Row rows[] = {
+    {"gone", "Missing.md", "it is not there any more." + listAgain},
+    {"its folder gone", "Missing/Talk.md", "it is not there any more." + listAgain},
+    {"a folder now", "folder.md", "it is a folder now." + listAgain},
+    {"the root", "", "it is a folder now." + listAgain},
+    {"a pipe now, which would block", "pipe.md", "what is there now is not a file. Move it away and try again."},
+    {"a link now", "link.md", replaced},
+    {"a link in the place of its folder", "link/End.md", replaced},
+    {"a link in a circle", "loop.md", replaced},
+    {"a file in the place of its folder", "Talk.md/End.md", replaced},
+    {"not permitted", "secret.md", forbidden},
+    {"in a folder that is not permitted", "Closed/End.md", forbidden},
+    {"a name too long", std::string(300, 'x') + ".md", tooLong},
+    {"a path too long", std::string(PATH_MAX, '/') + "x.md", "it is not inside the library."},
+    {"a long path", "a" + std::string(PATH_MAX, '/') + "x.md", tooLong},
+    {"upwards", "../Library/Talk.md", "it is not inside the library."},
+    {"absolute", "/etc/passwd.md", "it is not inside the library."},
+    {"with a NUL", std::string("Talk.md\0.md", 11), "it is not inside the library."},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, UnreadableScript, ::testing::ValuesIn(rows),
+                         [](const auto& row) { return "row" + std::to_string(row.index); });
+
+}  // namespace
+}  // namespace quorvel
