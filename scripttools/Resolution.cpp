@@ -12,13 +12,13 @@ using quorvel::ScriptLibrary;
 
 namespace {
 
-std::string quoted(std::string_view identifier) {
+std::string inQuotes(std::string_view identifier) {
   std::string text("\"");
   return text.append(identifier).append("\"");
 }
 
 RPCError notInside(std::string_view identifier) {
-  return RPCError::invalidParams(quoted(identifier) + " is not inside the library");
+  return RPCError::invalidParams(inQuotes(identifier) + " is not inside the library");
 }
 
 bool climbs(std::string_view identifier) {
@@ -58,19 +58,19 @@ std::filesystem::path locate(std::string_view identifier, const ScriptLibrary& l
 ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
   const auto file = locate(identifier, library);
   const auto kind = filesystem::entry(file);
-  if (!kind) throw RPCError::invalidParams("Nothing at " + quoted(identifier));
+  if (!kind) throw RPCError::invalidParams("Nothing at " + inQuotes(identifier));
   if (*kind == filesystem::EntryKind::directory) {
     return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
   }
   if (extensionOf(file) != library.fileExtension())
-    throw RPCError::invalidParams(quoted(identifier) + " is not a script");
+    throw RPCError::invalidParams(inQuotes(identifier) + " is not a script");
   return {library.identifier(file), file.stem().string(), ScriptItem::Kind::script, std::nullopt};
 }
 
 ScriptItem scriptAt(std::string_view identifier, const ScriptLibrary& library) {
   auto item = itemAt(identifier, library);
   if (item.kind != ScriptItem::Kind::script)
-    throw RPCError::invalidParams(quoted(identifier) + " is a folder, not a script");
+    throw RPCError::invalidParams(inQuotes(identifier) + " is a folder, not a script");
   return item;
 }
 
@@ -78,7 +78,7 @@ std::optional<std::string> folderAt(const std::optional<std::string_view>& ident
   if (!identifier) return std::nullopt;
   auto item = itemAt(*identifier, library);
   if (item.kind != ScriptItem::Kind::folder)
-    throw RPCError::invalidParams(quoted(*identifier) + " is a script, not a folder");
+    throw RPCError::invalidParams(inQuotes(*identifier) + " is a script, not a folder");
   return std::move(item.identifier);
 }
 

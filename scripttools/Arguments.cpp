@@ -1,0 +1,11 @@
+#include "scripttools/Arguments.h"
+
+namespace kelvane {
+
+std::optional<std::string_view> suppliedString(std::string_view key, const JSON::Object& arguments) {
+  const JSON* const value = arguments.find(key);
+  const auto text = value ? value->string() : std::nullopt;
+  return text && !text->empty() ? text : std::nullopt;
+}
+
+}  // namespace kelvane

@@ -1,0 +1,168 @@
+#include "scripttools/ChapterEditingTools.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/Unicode.h"
+#include "protocol/RPCError.h"
+#include "scripttools/Arguments.h"
+#include "scripttools/Chapters.h"
+#include "scripttools/Resolution.h"
+
+namespace kelvane {
+
+using quorvel::ChapterEdits;
+using quorvel::Script;
+using quorvel::ScriptHeadings;
+using quorvel::TextEdit;
+
+namespace {
+
+// The new text, and what the version of the one before is called. The note is asked for only when there is something to
+// keep; it quotes arguments as they were sent.
+using Change = std::string (*)(const JSON::Object& arguments, const Script& script);
+using Note = std::string (*)(const JSON::Object& arguments);
+
+std::string editChapters(const JSON::Object& arguments, WritingTurn& turn, Change change, Note note) {
+  const auto item = scriptAt(requiredString("id", arguments), turn.library());
+  const Script script(turn.library().read(item));
+  auto text = change(arguments, script);
+  if (unicode::equivalent(text, script.text())) return chapterList(script);
+  turn.keepPrevious(item, note(arguments));
+  turn.write(text, item);
+  return chapterList(Script(std::move(text)));
+}
+
+Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
+  return turns.running([change, note](const JSON::Object& arguments, WritingTurn& turn) {
+    return editChapters(arguments, turn, change, note);
+  });
+}
+
+// A script with words but no chapters becomes one whose words are chapter 1, as it must before a chapter is added.
+std::optional<Script> withFirstChapter(const JSON::Object& arguments, const Script& script) {
+  if (!script.headings().empty() || script.wordCount() == 0) return std::nullopt;
+  const auto title = suppliedString("first_title", arguments);
+  if (!title) {
+    throw RPCError::invalidParams(
+        "This script has no chapters yet. Give \"first_title\", a title for the text already there, so it becomes "
+        "chapter 1.");
+  }
+  return Script(std::string(ScriptHeadings::marker).append(*title).append("\n\n").append(script.text()));
+}
+
+std::size_t requiredChapter(std::string_view key, const JSON::Object& arguments, const Script& script) {
+  return chapterIndex(requiredString(key, arguments), script);
+}
+
+bool keepsText(const JSON::Object& arguments) {
+  const auto answer = unicode::lowercased(requiredString("keep_text", arguments));
+  if (answer != "yes" && answer != "no") throw RPCError::invalidParams("\"keep_text\" is \"yes\" or \"no\"");
+  return answer == "yes";
+}
+
+std::string noteNaming(std::string_view edit, std::string_view key, const JSON::Object& arguments) {
+  return std::string(edit).append(requiredString(key, arguments));
+}
+
+}  // namespace
+
+Tool addChapter(const WritingTurns& turns) {
+  return {"add_chapter",
+          "Adds a chapter with a title and, optionally, its text: at the end, or before another chapter. A script with "
+          "text but no chapters needs \"first_title\" as well, which names the text already there as chapter 1.",
+          schema({{"id", "Identifier of the script"},
+                  {"title", "The new chapter's title"},
+                  {"text", "Its text. Optional."},
+                  {"before", "Position of the chapter to put it before. Omit to add it at the end."},
+                  {"first_title", "For a script with no chapters yet: the title for the text already there."}},
+                 {"id", "title"}),
+          editing(
+              turns,
+              [](const JSON::Object& arguments, const Script& script) {
+                const auto titled = withFirstChapter(arguments, script);
+                const Script& base = titled ? *titled : script;
+                std::optional<std::size_t> before;
+                if (const auto position = suppliedString("before", arguments)) before = chapterIndex(*position, base);
+                const auto title = requiredString("title", arguments);
+                const auto edit =
+                    ChapterEdits::add(title, suppliedString("text", arguments).value_or(""), before, base);
+                if (!edit) throw RPCError::invalidParams("Could not add that chapter");
+                return edit->applied(base.text());
+              },
+              [](const JSON::Object& arguments) { return noteNaming("added chapter ", "title", arguments); })};
+}
+
+Tool renameChapter(const WritingTurns& turns) {
+  return {"rename_chapter", "Changes a chapter's title. Its text stays as it is.",
+          schema({{"id", "Identifier of the script"},
+                  {"chapter", "Position of the chapter, 1 for the first"},
+                  {"title", "The new title"}},
+                 {"id", "chapter", "title"}),
+          editing(
+              turns,
+              [](const JSON::Object& arguments, const Script& script) {
+                const auto chapter = requiredChapter("chapter", arguments, script);
+                const auto title = requiredString("title", arguments);
+                return owedEdit(ChapterEdits::rename(chapter, title, script)).applied(script.text());
+              },
+              [](const JSON::Object& arguments) { return noteNaming("renamed chapter ", "chapter", arguments); })};
+}
+
+Tool updateChapter(const WritingTurns& turns) {
+  return {"update_chapter", "Replaces one chapter's text, keeping its heading and every other chapter as they are.",
+          schema({{"id", "Identifier of the script"},
+                  {"chapter", "Position of the chapter, 1 for the first"},
+                  {"text", "The chapter's new text, without the heading"}},
+                 {"id", "chapter", "text"}),
+          editing(
+              turns,
+              [](const JSON::Object& arguments, const Script& script) {
+                const auto chapter = requiredChapter("chapter", arguments, script);
+                const auto text = requiredString("text", arguments);
+                return owedEdit(ChapterEdits::replaceText(chapter, text, script)).applied(script.text());
+              },
+              [](const JSON::Object& arguments) { return noteNaming("rewrote chapter ", "chapter", arguments); })};
+}
+
+Tool moveChapter(const WritingTurns& turns) {
+  return {"move_chapter", "Moves a chapter, heading and text, to another position.",
+          schema({{"id", "Identifier of the script"},
+                  {"chapter", "Position of the chapter to move"},
+                  {"to", "The position it should end up at"}},
+                 {"id", "chapter", "to"}),
+          editing(
+              turns,
+              [](const JSON::Object& arguments, const Script& script) {
+                const auto chapter = requiredChapter("chapter", arguments, script);
+                const auto to = requiredChapter("to", arguments, script);
+                const auto edit = ChapterEdits::move(chapter, to, script);
+                return edit ? edit->applied(script.text()) : script.text();
+              },
+              [](const JSON::Object& arguments) {
+                return noteNaming("moved chapter ", "chapter", arguments) + noteNaming(" to ", "to", arguments);
+              })};
+}
+
+Tool removeChapter(const WritingTurns& turns) {
+  return {"remove_chapter",
+          "Takes a chapter's heading away. With keep_text \"yes\" its text joins the chapter before; with \"no\" the "
+          "text goes too.",
+          schema({{"id", "Identifier of the script"},
+                  {"chapter", "Position of the chapter"},
+                  {"keep_text", "\"yes\" to keep the text, \"no\" to remove it as well"}},
+                 {"id", "chapter", "keep_text"}),
+          editing(
+              turns,
+              [](const JSON::Object& arguments, const Script& script) {
+                const auto chapter = requiredChapter("chapter", arguments, script);
+                const bool keepingText = keepsText(arguments);
+                return owedEdit(ChapterEdits::remove(chapter, keepingText, script)).applied(script.text());
+              },
+              [](const JSON::Object& arguments) { return noteNaming("removed chapter ", "chapter", arguments); })};
+}
+
+}  // namespace kelvane
