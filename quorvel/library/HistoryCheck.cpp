@@ -1,6 +1,5 @@
 #include "quorvel/library/HistoryCheck.h"
 
-#include "quorvel/library/HistoryError.h"
 #include "quorvel/library/HistoryTexts.h"
 #include "quorvel/library/LibraryError.h"
 
@@ -9,7 +8,7 @@ namespace {
 
 using sqlite::Connection;
 
-/// A query whose rows are violations; the first column names the script, or what else the sentence is about.
+/// A query for the scripts whose history breaks a rule, and how the sentence about each of them goes on.
 struct Rule {
   std::string_view violations;
   std::string_view sentence;
@@ -22,9 +21,8 @@ constexpr Rule rules[] = {
      "lacks a version: their numbers have a gap"},
     {"SELECT identifier FROM scripts GROUP BY identifier HAVING max(earlier) <> sum(earlier > 0)",
      "lacks an earlier script: their numbers have a gap"},
-    {"SELECT identifier FROM versions LEFT JOIN scripts ON scripts.id = versions.script"
-     " LEFT JOIN texts ON texts.id = versions.text"
-     " WHERE length(texts.bytes) IS NOT versions.size",
+    {"SELECT DISTINCT identifier FROM scripts JOIN versions ON script = scripts.id LEFT JOIN texts ON texts.id = text"
+     " WHERE length(bytes) IS NOT size",
      "has a version whose text is missing or has another size"},
 };
 
@@ -33,6 +31,19 @@ void checkFile(Connection& connection, std::vector<std::string>& problems) {
   while (check.next()) {
     const std::string answer = check.bytes(0);
     if (answer != "ok") problems.push_back("The file of the version history is damaged: " + answer + ".");
+  }
+}
+
+void checkRules(Connection& connection, std::vector<std::string>& problems) {
+  for (const Rule& rule : rules) {
+    auto violations = connection.prepare(rule.violations);
+    while (violations.next()) {
+      const std::string script = quorvel::quoted(violations.bytes(0));
+      problems.push_back("The history of " + script + ' ' + std::string(rule.sentence) + '.');
+    }
+  }
+  if (connection.integer("SELECT EXISTS (SELECT 1 FROM versions WHERE script NOT IN (SELECT id FROM scripts))") != 0) {
+    problems.push_back("The version history has versions of a script that it does not list.");
   }
 }
 
@@ -51,13 +62,7 @@ std::vector<std::string> historyProblems(Connection& connection) {
   std::vector<std::string> problems;
   checkFile(connection, problems);
   if (!problems.empty()) return problems;
-  for (const Rule& rule : rules) {
-    auto violations = connection.prepare(rule.violations);
-    while (violations.next()) {
-      problems.push_back("The history of " + quorvel::quoted(violations.bytes(0)) + ' ' + std::string(rule.sentence) +
-                         '.');
-    }
-  }
+  checkRules(connection, problems);
   checkTexts(connection, problems);
   return problems;
 }

@@ -139,6 +139,37 @@ TEST_F(HistoryCrash, whatHappensToTheFilesAfterwardsMisleadsNobody) {
   }
 }
 
+TEST_F(HistoryCrash, whatHappensToTheFoldersAfterwardsMisleadsNobody) {
+  const struct {
+    const char* what;
+    Death death;
+    std::function<void()> meanwhile;
+    const char* expected;
+  } cases[] = {
+      {"the old name is taken anew", Death::afterTheRename, [&] { put("F/a.md"); }, "N/a.md: 1"},
+      {"the new name is taken by another", Death::afterWritingDown, [&] { put("N/a.md"); }, "F/a.md: 1"},
+      {"the folder that was not renamed is deleted and the new name taken by another", Death::afterWritingDown,
+       [&] {
+         put("N/a.md");
+         std::filesystem::remove_all(root / "F");
+       },
+       "F/a.md: 1"},
+      {"what is inside is saved as new files", Death::afterTheRename,
+       [&] {
+         std::filesystem::remove(root / "N/a.md");
+         put("N/a.md");
+       },
+       "N/a.md: 1"},
+  };
+  for (const auto& [what, death, meanwhile, expected] : cases) {
+    startAfresh();
+    script("F/a.md");
+    renameAndDie("F", "N", death);
+    meanwhile();
+    expectScripts({expected}, what);
+  }
+}
+
 TEST_F(HistoryCrash, theNextRenameOfTheSameScriptFindsItsHistory) {
   script("b.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);

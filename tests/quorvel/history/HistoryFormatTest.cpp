@@ -1,0 +1,125 @@
+// How a history of an earlier format becomes one of today's, shown with made-up formats.
+#include "quorvel/library/HistoryFile.h"
+#include "tests/quorvel/history/HistoryHouse.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr std::string_view one = "CREATE TABLE old (x BLOB); INSERT INTO old VALUES ('kept')";
+constexpr std::string_view two =
+    "CREATE TABLE new (x BLOB, y INTEGER); INSERT INTO new SELECT x, length(x) FROM old; DROP TABLE old";
+constexpr std::string_view three = "UPDATE new SET y = y + 100";
+constexpr std::string_view broken = "CREATE TABLE half (x BLOB); INSERT INTO nowhere VALUES (1)";
+
+class HistoryFormats : public HistoryHouse {
+ protected:
+  using Steps = std::vector<std::string_view>;
+
+  void makeOf(const Steps& steps) const { HistoryFile(root, patience, steps).writing().run("COMMIT"); }
+
+  std::int64_t format() const { return integer("PRAGMA user_version"); }
+};
+
+TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewhere) {
+  const HistoryFile file(root, patience);
+  sqlite::Connection writing = file.writing();
+  EXPECT_EQ(writing.integer("PRAGMA synchronous"), 3) << "extra";
+  EXPECT_EQ(writing.integer("PRAGMA temp_store"), 2) << "in memory";
+  auto mode = writing.prepare("PRAGMA journal_mode");
+  ASSERT_TRUE(mode.next());
+  EXPECT_EQ(mode.bytes(0), "delete");
+  writing.run("COMMIT");
+  EXPECT_EQ(file.reading()->integer("PRAGMA temp_store"), 2) << "in memory";
+}
+
+TEST_F(HistoryFormats, anEmptyDatabaseTakesAllStepsAndAnEarlierOneThoseThatItLacks) {
+  const struct {
+    const char* what;
+    Steps before;
+  } cases[] = {
+      {"nothing yet", {}},
+      {"the first format", {one}},
+      {"the second", {one, two}},
+      {"the last", {one, two, three}},
+  };
+  for (const auto& [what, before] : cases) {
+    std::filesystem::remove_all(root / ".kelvane");
+    if (!before.empty()) makeOf(before);
+    makeOf({one, two, three});
+    EXPECT_EQ(format(), 3) << what;
+    EXPECT_EQ(integer("PRAGMA application_id"), historyApplicationID) << what;
+    EXPECT_EQ(integer("SELECT y FROM new WHERE x = 'kept'"), 104) << what;
+  }
+}
+
+TEST_F(HistoryFormats, aFileWithoutAByteTakesAllSteps) {
+  write(database, "");
+  makeOf({one, two});
+  EXPECT_EQ(format(), 2);
+}
+
+TEST_F(HistoryFormats, aReaderBringsAnEarlierFormatUpToDateFirst) {
+  makeOf({one});
+  const Steps steps{one, two};
+  auto connection = HistoryFile(root, patience, steps).reading();
+  ASSERT_TRUE(connection);
+  EXPECT_EQ(connection->integer("SELECT y FROM new"), 4);
+  EXPECT_EQ(format(), 2);
+}
+
+TEST_F(HistoryFormats, aReaderWhoMayNotWriteCannotAndLeavesIt) {
+  makeOf({one});
+  std::filesystem::permissions(root, std::filesystem::perms(0755));
+  std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));
+  std::filesystem::permissions(database, std::filesystem::perms(0444));
+  EXPECT_EQ(kelvane::tests::inChild([this] {
+              kelvane::tests::becomeNobody();
+              const Steps steps{one, two};
+              const HistoryFile file(root, patience, steps);
+              try {
+                file.reading();
+              } catch (const sqlite::Error& error) {
+                return std::string(file.failure(error, HistoryUse::reading).what());
+              }
+              return std::string("(no failure)");
+            }),
+            "The version history of this library (.kelvane/history.sqlite) could not be read, because the system does "
+            "not permit it. Check who may read and write in the folder .kelvane.");
+  EXPECT_EQ(format(), 1);
+}
+
+TEST_F(HistoryFormats, aStepThatFailsLeavesTheEarlierFormatWhole) {
+  makeOf({one});
+  const std::string before = read(database);
+  const Steps steps{one, two, broken};
+  EXPECT_THROW(HistoryFile(root, patience, steps).writing(), sqlite::Error);
+  EXPECT_THROW(HistoryFile(root, patience, steps).reading(), sqlite::Error);
+  EXPECT_EQ(read(database), before);
+}
+
+TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormatWhole) {
+  makeOf({one});
+  kelvane::tests::inChild([this]() -> std::string {
+    const Steps steps{one, two};
+    const auto connection = HistoryFile(root, patience, steps).writing();
+    kelvane::tests::dieAtOnce();
+  });
+  EXPECT_EQ(format(), 1);
+  EXPECT_EQ(integer("SELECT count(*) FROM old"), 1);
+}
+
+TEST_F(HistoryFormats, aLaterFormatIsLeftAlone) {
+  makeOf({one, two, three});
+  const std::string before = read(database);
+  const Steps steps{one, two};
+  const HistoryFile file(root, patience, steps);
+  EXPECT_THAT(sentenceOf([&] { file.reading(); }), HasSubstr("newer version"));
+  EXPECT_THAT(sentenceOf([&] { file.writing(); }), HasSubstr("newer version"));
+  EXPECT_EQ(read(database), before);
+}
+
+}  // namespace
+}  // namespace quorvel

@@ -1,0 +1,93 @@
+#include "quorvel/library/OwnFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <functional>
+#include <system_error>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quorvel {
+namespace {
+
+class OwnFolder : public ::testing::Test {
+ protected:
+  static int errorOf(const std::function<void()>& attempt) {
+    try {
+      attempt();
+    } catch (const std::system_error& error) {
+      return error.code().value();
+    }
+    return 0;
+  }
+
+  static ino_t inode(const Descriptor& descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor.get(), &status) == 0 ? status.st_ino : 0;
+  }
+
+  const kelvane::tests::TemporaryFolder folder;
+  const std::filesystem::path root = folder.path();
+  const std::filesystem::path own = root / ".kelvane";
+};
+
+TEST_F(OwnFolder, isNotMadeByOpening) {
+  EXPECT_FALSE(openOwnFolder(root));
+  EXPECT_FALSE(openOwnFolder(root / "gone"));
+  EXPECT_TRUE(std::filesystem::is_empty(root));
+}
+
+TEST_F(OwnFolder, isMadeForItsOwnerAloneAndThenTheSame) {
+  const Descriptor made = makeOwnFolder(root);
+  struct stat status {};
+  ASSERT_EQ(::stat(own.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0700U);
+  EXPECT_EQ(inode(made), status.st_ino);
+  EXPECT_EQ(inode(makeOwnFolder(root)), status.st_ino);
+  EXPECT_EQ(inode(openOwnFolder(root)), status.st_ino);
+}
+
+TEST_F(OwnFolder, keepsTheModeThatItHas) {
+  std::filesystem::create_directory(own);
+  std::filesystem::permissions(own, std::filesystem::perms(0755));
+  makeOwnFolder(root);
+  EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms(0755));
+}
+
+TEST_F(OwnFolder, isNeverSomethingElseOfThatName) {
+  const std::filesystem::path elsewhere = root / "elsewhere";
+  std::filesystem::create_directory(elsewhere);
+  const struct {
+    const char* what;
+    std::function<void()> done;
+  } cases[] = {
+      {"a file", [&] { std::ofstream(own) << "x"; }},
+      {"a link to a folder", [&] { std::filesystem::create_directory_symlink(elsewhere, own); }},
+      {"a dangling link", [&] { std::filesystem::create_directory_symlink(root / "nowhere", own); }},
+      {"a link to itself", [&] { std::filesystem::create_directory_symlink(own, own); }},
+  };
+  for (const auto& [what, done] : cases) {
+    done();
+    EXPECT_EQ(errorOf([&] { openOwnFolder(root); }), ENOTDIR) << what;
+    EXPECT_EQ(errorOf([&] { makeOwnFolder(root); }), ENOTDIR) << what;
+    std::filesystem::remove(own);
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+}
+
+TEST_F(OwnFolder, isNotMadeWhereNothingIsOrMayBeWritten) {
+  EXPECT_EQ(errorOf([&] { makeOwnFolder(root / "gone"); }), ENOENT);
+  std::filesystem::permissions(root, std::filesystem::perms(0555));
+  EXPECT_EQ(kelvane::tests::inChild([&] {
+              kelvane::tests::becomeNobody();
+              return std::to_string(errorOf([&] { makeOwnFolder(root); }));
+            }),
+            std::to_string(EACCES));
+  std::filesystem::permissions(root, std::filesystem::perms(0700));
+}
+
+}  // namespace
+}  // namespace quorvel
