@@ -98,7 +98,7 @@ std::optional<TextEdit> ChapterEdits::replaceText(std::size_t chapter, std::stri
   const std::string_view lineBreak = ownLineBreak(all);
   std::string behind = behindTitle(written, lineBreak, breaksBehind(isLast(chapter, script), all));
   const bool headingHasBreak = finalBreakSize(part(all, heading)) > 0;
-  if (headingHasBreak && !behind.empty()) behind.erase(0, lineBreak.size());
+  if (headingHasBreak) behind.erase(0, lineBreak.size());
   return TextEdit{range, std::move(behind)};
 }
 

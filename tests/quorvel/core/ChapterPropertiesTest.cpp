@@ -278,14 +278,16 @@ TEST(ChapterEdits, workOnAScriptOfTenThousandChapters) {
   ASSERT_EQ(script.headings().size(), count);
   ASSERT_EQ(ScriptChapters::chapters(script).back().startSecond, 19'998);
 
-  const auto after = [&](const std::optional<TextEdit>& edit) { return partsOf(edit->applied(text)).chapters; };
-  EXPECT_EQ(after(ChapterEdits::add("X", "x", 5000, script)).at(5000).heading, "# X\n");
-  EXPECT_EQ(after(ChapterEdits::add("X", "x", {}, script)).at(count).heading, "# X\n");
-  EXPECT_EQ(after(ChapterEdits::rename(5000, "X", script)).at(5000).heading, "# X\n");
-  EXPECT_EQ(after(ChapterEdits::replaceText(5000, "x", script)).at(5000).body, "\nx\n\n");
-  EXPECT_EQ(after(ChapterEdits::move(0, count - 1, script)).at(count - 1).heading, "# Chapter 0\n");
-  EXPECT_EQ(after(ChapterEdits::move(count - 1, 0, script)).at(0).heading, "# Chapter 9999\n");
-  EXPECT_EQ(after(ChapterEdits::remove(5000, false, script)).at(5000).heading, "# Chapter 5001\n");
+  const auto after = [&](const std::optional<TextEdit>& edit) {
+    return ScriptChapters::chapters(Script(edit->applied(text)));
+  };
+  EXPECT_EQ(after(ChapterEdits::add("X", "x", 5000, script)).at(5000).title, "X");
+  EXPECT_EQ(after(ChapterEdits::add("X", "x", {}, script)).at(count).title, "X");
+  EXPECT_EQ(after(ChapterEdits::rename(5000, "X", script)).at(5000).title, "X");
+  EXPECT_EQ(after(ChapterEdits::replaceText(5000, "x", script)).at(5001).words.begin, 25'001U);
+  EXPECT_EQ(after(ChapterEdits::move(0, count - 1, script)).at(count - 1).title, "Chapter 0");
+  EXPECT_EQ(after(ChapterEdits::move(count - 1, 0, script)).at(0).title, "Chapter 9999");
+  EXPECT_EQ(after(ChapterEdits::remove(5000, false, script)).at(5000).title, "Chapter 5001");
   EXPECT_EQ(after(ChapterEdits::remove(5000, true, script)).size(), count - 1);
 }
 

@@ -12,7 +12,7 @@
 namespace quorvel::tests {
 namespace {
 
-constexpr std::size_t editsARun = 5000;
+constexpr std::size_t editsARun = 2000;
 
 class Dice {
  public:
