@@ -16,13 +16,13 @@ const utf8proc_property_t& property(utf8proc_int32_t scalar) noexcept {
   return *utf8proc_get_property(scalar);
 }
 
-// The offset of the first scalar at or behind `offset` at which composing could not start anew, or of the first
-// ill-formed part, or the text's size. A text without either is in canonical form.
+// The offset of the first scalar at or behind `offset` at which composing could not start anew, or the text's size. A
+// text without such a scalar is its own canonical form: it is composed, or it is not UTF-8.
 std::size_t plainEnd(std::string_view text, std::size_t offset) noexcept {
   while ((offset = asciiEnd(text, offset)) < text.size()) {
     do {
       const Decoded decoded = decodedAt(text, offset);
-      if (!decoded.wellFormed || !startsComposition(decoded.scalar)) return offset;
+      if (!startsComposition(decoded.scalar)) return offset;
       offset += decoded.size;
     } while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80);
   }
