@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <system_error>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -67,6 +66,56 @@ inline const char* skippingPlain(const char* at, const char* end) noexcept {
 #endif
   while (at != end && static_cast<signed char>(*at) >= ' ' && *at != '"' && *at != '\\') ++at;
   return at;
+}
+
+#if defined(__SSE2__)
+/// A bit for each of 16 bytes that cannot stand in a text as it is: the quote, the backslash, control characters.
+inline unsigned escapedBytes(__m128i bytes) noexcept {
+  const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
+  const __m128i special = _mm_or_si128(
+      control, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+  return static_cast<unsigned>(_mm_movemask_epi8(special));
+}
+#endif
+
+/// Whether a byte cannot stand in a text as it is.
+inline bool isEscaped(char byte) noexcept {
+  return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
+}
+
+/// Where the run of bytes at the front ends that stand in a text as they are; what is not ASCII does.
+inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
+#if defined(__SSE2__)
+  for (; end - at >= 16; at += 16) {
+    const unsigned mask = escapedBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)));
+    if (mask != 0) return at + std::countr_zero(mask);
+  }
+#endif
+  while (at != end && !isEscaped(*at)) ++at;
+  return at;
+}
+
+/// Copies that run to `to`, which has room for 16 bytes more than there are, and returns its length.
+inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
+  const char* const begin = at;
+#if defined(__SSE2__)
+  for (; end - at >= 16; at += 16, to += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+    const unsigned mask = escapedBytes(bytes);
+    if (mask != 0) return static_cast<std::size_t>(at - begin) + static_cast<std::size_t>(std::countr_zero(mask));
+  }
+  if (end - at >= 8) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), bytes);
+    const unsigned mask = escapedBytes(bytes) & 0xFF;
+    if (mask != 0) return static_cast<std::size_t>(at - begin) + static_cast<std::size_t>(std::countr_zero(mask));
+    at += 8;
+    to += 8;
+  }
+#endif
+  for (; at != end && !isEscaped(*at); ++at) *to++ = *at;
+  return static_cast<std::size_t>(at - begin);
 }
 
 /// The length of the UTF-8 sequence of a scalar above U+007F at the front; 0 where there is none that is well-formed
@@ -202,43 +251,63 @@ inline char* unescaped(const char* at, const char* end, char* out) noexcept {
   }
 }
 
-/// A number (RFC 8259, section 6): ± digits × 10^exponent, where its digits fit.
+/// A number (RFC 8259, section 6): ± digits × 10^exponent.
 struct Number {
+  static constexpr std::size_t mostDigits = 19;  // that surely fit in 64 bits
+
   const char* end;    // where it ends; where reading failed if it is not well-formed
   bool isWellFormed;  // as far as it goes: what follows is the reader's to judge
   bool isNegative;
   bool isInteger;          // it has neither a fraction nor an exponent
-  std::size_t digitCount;  // significant ones: from the first that is not 0
-  std::uint64_t digits;    // of the first 19
-  std::int64_t exponent;   // of ten, for all the digits taken as an integer; held within ± 2^40
+  std::size_t digitCount;  // where there are more than `mostDigits`, without the zeros in front
+  std::uint64_t digits;    // only where they are at most `mostDigits`
+  std::int64_t exponent;   // of ten, for all the digits taken as an integer; held within ± 2^44
 };
+
+/// Takes the digits at the front into `value`, eight at a time where there are as many; what does not fit in 64 bits is
+/// lost. Returns where they end.
+inline const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    while (end - at >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, at, 8);
+      // All eight high halves are 3, and stay so when 6 is added to the low ones.
+      if (((word & (word + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0x3030303030303030) break;
+      // Neighbouring digits become pairs, pairs fours, fours eight.
+      word = (word & 0x0F0F0F0F0F0F0F0F) * 2561 >> 8;
+      word = (word & 0x00FF00FF00FF00FF) * 6553601 >> 16;
+      word = (word & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
+      value = value * 100000000 + word;
+      at += 8;
+    }
+  }
+  for (; at != end && *at >= '0' && *at <= '9'; ++at) value = value * 10 + static_cast<std::uint64_t>(*at - '0');
+  return at;
+}
 
 inline Number scanNumber(const char* at, const char* end) noexcept {
   constexpr std::int64_t exponentBound = std::int64_t{1} << 40;
   Number number{at, false, false, true, 0, 0, 0};
   const auto isDigit = [&](const char* byte) { return byte != end && *byte >= '0' && *byte <= '9'; };
-  const auto take = [&number](char digit) {
-    if (number.digitCount < 19) number.digits = number.digits * 10 + static_cast<std::uint64_t>(digit - '0');
-    if (number.digitCount != 0 || digit != '0') ++number.digitCount;
-  };
   const char*& p = number.end;
   if (p != end && *p == '-') {
     number.isNegative = true;
     ++p;
   }
   if (!isDigit(p)) return number;
-  if (*p == '0') {
-    ++p;
-  } else {
-    for (; isDigit(p); ++p) take(*p);
-  }
+  const char* const whole = p;
+  p = *p == '0' ? p + 1 : takeDigits(p, end, number.digits);
+  number.digitCount = static_cast<std::size_t>(p - whole);
+  const char* fraction = p;
   if (p != end && *p == '.') {
     number.isInteger = false;
-    const char* fraction = ++p;
+    fraction = ++p;
     if (!isDigit(p)) return number;
-    for (; isDigit(p); ++p) take(*p);
+    p = takeDigits(p, end, number.digits);
+    number.digitCount += static_cast<std::size_t>(p - fraction);
     number.exponent = fraction - p;
   }
+  const char* const digitsEnd = p;
   if (p != end && (*p == 'e' || *p == 'E')) {
     number.isInteger = false;
     ++p;
@@ -251,29 +320,18 @@ inline Number scanNumber(const char* at, const char* end) noexcept {
     }
     number.exponent += down ? -exponent : exponent;
   }
+  if (number.digitCount > Number::mostDigits) {
+    // Only the zeros in front tell how large it is; the digits do not fit.
+    for (const char* digit = whole; digit != digitsEnd && (*digit == '0' || *digit == '.'); ++digit) {
+      if (*digit == '0') --number.digitCount;
+    }
+  }
   number.isWellFormed = true;
   return number;
 }
 
-/// The double nearest to the number; nothing when it is too large for one.
-inline std::optional<double> doubleValue(const Number& number, const char* begin) noexcept {
-  static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                           1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  if (number.digitCount <= 19) {
-    const auto digits = static_cast<double>(number.digits);
-    if (number.exponent == 0 || number.digits == 0) return number.isNegative ? -digits : digits;
-    // Both sides exact, so that the one rounding is right (Clinger's fast path).
-    if (number.digits <= std::uint64_t{1} << 53 && number.exponent >= -22 && number.exponent <= 22) {
-      const double value = number.exponent < 0 ? digits / powersOfTen[-number.exponent]  //
-                                               : digits * powersOfTen[number.exponent];
-      return number.isNegative ? -value : value;
-    }
-  }
-  double value = 0;
-  if (std::from_chars(begin, number.end, value).ec == std::errc()) return value;
-  // Out of range on one side or the other, which from_chars does not tell.
-  if (number.exponent + static_cast<std::int64_t>(number.digitCount) > 0) return std::nullopt;
-  return number.isNegative ? -0.0 : 0.0;
-}
+/// The double nearest to a number that was scanned from `begin`, halves going to the even one. Zero for a number too
+/// small for a double; nothing for one too large.
+std::optional<double> doubleValue(const Number& number, const char* begin) noexcept;
 
 }  // namespace kelvane::jsonscanner

@@ -1,57 +1,13 @@
 #include <algorithm>
-#include <memory>
 #include <vector>
 
 #include "platform/JSONScanner.h"
 #include "platform/Unicode.h"
 #include "protocol/JSONArena.h"
 #include "protocol/JSONStorage.h"
+#include "protocol/ScratchStack.h"
 
 namespace kelvane {
-namespace {
-
-/// A stack of plain bytes' worth of elements, the first few of which need no memory from the heap.
-template <class Element, std::size_t inlineCount>
-class ScratchStack {
- public:
-  ScratchStack() = default;
-  ScratchStack(const ScratchStack&) = delete;
-  ScratchStack& operator=(const ScratchStack&) = delete;
-
-  /// Room for one element more, which the caller fills.
-  Element* push() {
-    if (size_ == capacity_) [[unlikely]]
-      grow();
-    return elements_ + size_++;
-  }
-  void cut(std::size_t size) noexcept { size_ = size; }
-  std::size_t size() const noexcept { return size_; }
-  Element* operator+(std::size_t index) noexcept { return elements_ + index; }
-
- private:
-  struct Free {
-    void operator()(Element* memory) const noexcept { std::free(memory); }
-  };
-
-  void grow() {
-    if (capacity_ > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
-    auto* larger = static_cast<Element*>(std::malloc(2 * capacity_ * sizeof(Element)));
-    if (larger == nullptr) throw std::bad_alloc();
-    std::memcpy(static_cast<void*>(larger), elements_, size_ * sizeof(Element));
-    heap_.reset(larger);
-    elements_ = larger;
-    capacity_ *= 2;
-  }
-
-  alignas(Element) unsigned char inline_[inlineCount * sizeof(Element)];
-  std::unique_ptr<Element, Free> heap_;
-  Element* elements_ = reinterpret_cast<Element*>(inline_);
-  std::size_t size_ = 0;
-  std::size_t capacity_ = inlineCount;
-};
-
-}  // namespace
-
 /// Reads one JSON text in one pass. Finished values gather on one stack; an array or object takes its own off it, into
 /// a block of exactly their size, when it closes.
 class JSON::Storage::Decoder {
@@ -62,7 +18,7 @@ class JSON::Storage::Decoder {
   std::optional<JSON> decoded() {
     if (std::string_view(at_, static_cast<std::size_t>(end_ - at_)).substr(0, 3) == "\xEF\xBB\xBF") at_ += 3;
     if (!readDocument()) return std::nullopt;
-    JSON* root = values_ + 0;
+    JSON* root = values_.at(0);
     if (isShared(*root) && block(*root) != nullptr) arena_.handOver();
     return std::move(*root);
   }
@@ -105,7 +61,7 @@ class JSON::Storage::Decoder {
       }
       skipBlanks();
       if (open_.size() == 0) return at_ == end_;
-      const bool inObject = (open_ + (open_.size() - 1))->isObject;
+      const bool inObject = open_.top().isObject;
       valueFollows = take(',');
       if (valueFollows) {
         if (inObject) {
@@ -204,16 +160,16 @@ class JSON::Storage::Decoder {
 
   /// Moves the values of the innermost open array or object into a block, and that onto the stack in their place.
   void close() {
-    const Open open = *(open_ + (open_.size() - 1));
-    open_.cut(open_.size() - 1);
+    const Open open = open_.top();
+    open_.pop();
     const std::size_t count = values_.size() - open.first;
     Block* block = nullptr;
     if (count > 0) {
       block = arena_.newBlock(count, count * sizeof(JSON));
       if (open.isObject) {
-        sortMembers(values_ + open.first, count / 2, block);
+        sortMembers(values_.at(open.first), count / 2, block);
       } else {
-        std::memcpy(static_cast<void*>(block->values()), values_ + open.first, count * sizeof(JSON));
+        std::memcpy(static_cast<void*>(block->values()), values_.at(open.first), count * sizeof(JSON));
       }
     }
     values_.cut(open.first);

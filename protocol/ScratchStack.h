@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace kelvane {
+
+/// A stack whose first elements need no memory from the heap. Elements are moved about as bytes and never destroyed, so
+/// only what may be treated like that goes here.
+template <class Element, std::size_t inlineCount>
+class ScratchStack {
+ public:
+  ScratchStack() = default;
+  ScratchStack(const ScratchStack&) = delete;
+  ScratchStack& operator=(const ScratchStack&) = delete;
+
+  std::size_t size() const noexcept { return size_; }
+
+  /// The element at that place, counted from the bottom.
+  Element* at(std::size_t place) noexcept { return elements_ + place; }
+  Element& top() noexcept { return elements_[size_ - 1]; }
+
+  /// Room for one element more, which the caller fills. What `at` and `top` gave before may have moved.
+  Element* push() {
+    if (size_ == capacity_) [[unlikely]] {
+      grow();
+    }
+    return elements_ + size_++;
+  }
+
+  void pop() noexcept { --size_; }
+  void cut(std::size_t size) noexcept { size_ = size; }
+
+ private:
+  struct Free {
+    void operator()(Element* memory) const noexcept { std::free(static_cast<void*>(memory)); }
+  };
+
+  void grow() {
+    if (capacity_ > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
+    auto* larger = static_cast<Element*>(std::malloc(2 * capacity_ * sizeof(Element)));
+    if (larger == nullptr) throw std::bad_alloc();
+    std::memcpy(static_cast<void*>(larger), elements_, size_ * sizeof(Element));
+    heap_.reset(larger);
+    elements_ = larger;
+    capacity_ *= 2;
+  }
+
+  alignas(Element) unsigned char inline_[inlineCount * sizeof(Element)];
+  std::unique_ptr<Element, Free> heap_;
+  Element* elements_ = reinterpret_cast<Element*>(inline_);
+  std::size_t size_ = 0;
+  std::size_t capacity_ = inlineCount;
+};
+
+}  // namespace kelvane
