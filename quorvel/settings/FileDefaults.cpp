@@ -1,0 +1,130 @@
+#include "quorvel/settings/FileDefaults.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/HomeFolder.h"
+#include "platform/Unicode.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/settings/FileChange.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::JSONText;
+namespace unicode = kelvane::unicode;
+
+/// What a settings file's text says; nothing when it is damaged.
+std::optional<JSONText> settingsIn(const std::string& text) {
+  auto settings = JSONText::read(text);
+  return settings && settings->root().kind == JSONText::Kind::object ? settings : std::nullopt;
+}
+
+bool isTrue(std::string_view text) {
+  text = unicode::trimmingBlanks(text);
+  if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
+  text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+  constexpr std::string_view first = "YyTt123456789";
+  return !text.empty() && first.find(text.front()) != first.npos && unicode::characterEnd(text, 0) == 1;
+}
+
+/// Makes a folder and those above it, for their owner only. Throws FileError.
+void makeFolder(const std::filesystem::path& folder) {
+  if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return;
+  if (errno == ENOENT && folder.has_relative_path()) {
+    makeFolder(folder.parent_path());
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return;
+  }
+  throw FileError("The folder " + quorvel::quoted(folder.native()) + " could not be made, because " + reason(errno) +
+                  ".");
+}
+
+/// Copies a damaged file's text beside it, under a name that was free.
+std::filesystem::path copyBeside(const std::filesystem::path& file, std::string_view text) {
+  std::filesystem::path copy = file.native() + ".damaged";
+  for (int number = 2; !makeFile(copy, text); ++number) copy = file.native() + ".damaged-" + std::to_string(number);
+  return copy;
+}
+
+}  // namespace
+
+std::shared_ptr<FileDefaults> FileDefaults::domain(std::string_view name) {
+  if (name.empty() || name.starts_with('.') || name.find_first_of(std::string_view("/\0", 2)) != name.npos) return {};
+  const auto home = kelvane::homeFolder();
+  if (!home) return {};
+  return std::make_shared<FileDefaults>(*home / ".config" / "kelvane" / (std::string(name) + ".json"));
+}
+
+FileDefaults::FileDefaults(std::filesystem::path file) : file_(std::move(file)) {
+  read();
+}
+
+void FileDefaults::read() {
+  settings_.reset();
+  problem_.reset();
+  try {
+    const auto text = readFile(file_);
+    if (!text || text->empty()) return;
+    settings_ = settingsIn(*text);
+    if (!settings_) {
+      problem_ = "The settings in " + quorvel::quoted(file_.native()) +
+                 " are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it.";
+    }
+  } catch (const FileError& error) {
+    problem_ = error.what();
+  }
+}
+
+std::optional<JSONText::Value> FileDefaults::find(std::string_view key) const {
+  return settings_ ? settings_->find({key}) : std::nullopt;
+}
+
+bool FileDefaults::boolForKey(std::string_view key) const {
+  const auto value = find(key);
+  if (!value) return false;
+  switch (value->kind) {
+    case JSONText::Kind::boolean:
+      return settings_->written(*value) == "true";
+    case JSONText::Kind::number: {
+      const std::string_view number = settings_->written(*value);
+      return number.substr(0, number.find_first_of("eE")).find_first_of("123456789") != number.npos;
+    }
+    case JSONText::Kind::string:
+      return isTrue(settings_->string(*value));
+    default:
+      return false;
+  }
+}
+
+std::optional<std::string> FileDefaults::textForKey(std::string_view key) const {
+  const auto value = find(key);
+  if (!value || value->kind != JSONText::Kind::string) return std::nullopt;
+  return settings_->string(*value);
+}
+
+std::optional<std::filesystem::path> FileDefaults::set(std::string_view key, std::string_view text) {
+  if (!unicode::isValidUTF8(text)) {
+    throw FileError("The settings can hold text in UTF-8 only, which this is not: " + quorvel::quoted(text) + ".");
+  }
+  return write(key, kelvane::quotedJSON(text));
+}
+
+std::optional<std::filesystem::path> FileDefaults::write(std::string_view key, std::string_view json) {
+  std::optional<std::filesystem::path> copy;
+  makeFolder(file_.parent_path());
+  changeFile(file_, [&](const std::optional<std::string>& text) {
+    auto settings = settingsIn(text.value_or(""));
+    if (!settings) {
+      if (text && !text->empty() && !copy) copy = copyBeside(file_, *text);
+      settings = settingsIn("{}\n");
+    }
+    settings->set({key}, json);
+    return std::optional(settings->text());
+  });
+  read();
+  return copy;
+}
+
+}  // namespace quorvel

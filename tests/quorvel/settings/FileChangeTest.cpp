@@ -1,0 +1,429 @@
+#include "quorvel/settings/FileChange.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quorvel {
+namespace {
+
+namespace fs = std::filesystem;
+using kelvane::tests::TemporaryFolder;
+
+void put(const fs::path& file, std::string_view text) {
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+}
+
+std::string got(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
+}
+
+std::size_t entries(const fs::path& folder) {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+mode_t mode(const fs::path& file) {
+  struct stat status {};
+  return ::lstat(file.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+FileEdit to(std::string text) {
+  return [text](const auto&) { return std::optional(text); };
+}
+
+std::string errorOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(FileChange, replacesTheTextOfAFile) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  const std::string binary("new\0\xFF\r\n", 7);
+  std::optional<std::string> seen;
+  EXPECT_TRUE(changeFile(file, [&](const auto& text) {
+    seen = text;
+    return std::optional(binary);
+  }));
+  EXPECT_EQ(seen, "old");
+  EXPECT_EQ(got(file), binary);
+  EXPECT_EQ(readFile(file), binary);
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
+TEST(FileChange, makesAFileForItsOwnerOnly) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  EXPECT_EQ(readFile(file), std::nullopt);
+  EXPECT_TRUE(
+      changeFile(file, [](const auto& text) { return text ? std::nullopt : std::optional<std::string>("new"); }));
+  EXPECT_EQ(got(file), "new");
+  EXPECT_EQ(mode(file), 0600U);
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
+TEST(FileChange, writesNothingWhenTheTextStaysAsItIs) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  EXPECT_FALSE(changeFile(file, [](const auto&) { return std::nullopt; }));
+  EXPECT_FALSE(fs::exists(file));
+  put(file, "old");
+  struct stat before {};
+  ::stat(file.c_str(), &before);
+  EXPECT_FALSE(changeFile(file, to("old")));
+  EXPECT_FALSE(changeFile(file, [](const auto&) { return std::nullopt; }));
+  struct stat after {};
+  ::stat(file.c_str(), &after);
+  EXPECT_EQ(before.st_ino, after.st_ino);
+  EXPECT_EQ(got(file), "old");
+}
+
+TEST(FileChange, keepsModeAndOwner) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  for (const mode_t wanted : {0600, 0640, 0644, 0755, 0666}) {
+    put(file, "old" + std::to_string(wanted));
+    ASSERT_EQ(::chmod(file.c_str(), wanted), 0);
+    if (::geteuid() == 0) {
+      ASSERT_EQ(::chown(file.c_str(), 65534, 65533), 0);
+    }
+    EXPECT_TRUE(changeFile(file, to("new")));
+    EXPECT_EQ(mode(file), wanted);
+    struct stat status {};
+    ::stat(file.c_str(), &status);
+    if (::geteuid() == 0) {
+      EXPECT_EQ(status.st_uid, 65534U);
+      EXPECT_EQ(status.st_gid, 65533U);
+    }
+  }
+}
+
+struct LinkCase {
+  const char* description;
+  std::vector<std::pair<const char*, const char*>> links;  // from, to; "real/f" is the file
+};
+
+TEST(FileChange, followsLinksAndLeavesThemLinks) {
+  const LinkCase cases[] = {
+      {"a relative link", {{"l", "real/f"}}},
+      {"two hops", {{"m", "real/f"}, {"l", "m"}}},
+      {"a link to a folder on the way", {{"d", "real"}, {"l", "d/f"}}},
+      {"a link from the target's folder", {{"real/g", "f"}, {"l", "real/g"}}},
+      {"a link that climbs", {{"real/up", "../real/f"}, {"l", "real/up"}}},
+  };
+  for (const bool isThere : {true, false}) {
+    for (const LinkCase& row : cases) {
+      SCOPED_TRACE(std::string(row.description) + (isThere ? "" : ", dangling"));
+      const TemporaryFolder folder;
+      fs::create_directory(folder.path() / "real");
+      if (isThere) put(folder.path() / "real/f", "old");
+      for (const auto& [from, target] : row.links) fs::create_symlink(target, folder.path() / from);
+      const fs::path link = folder.path() / "l";
+      EXPECT_EQ(readFile(link), isThere ? std::optional<std::string>("old") : std::nullopt);
+      EXPECT_TRUE(changeFile(link, to("new")));
+      for (const auto& [from, target] : row.links) EXPECT_EQ(fs::read_symlink(folder.path() / from), target);
+      EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder.path() / "real/f")));
+      EXPECT_EQ(got(folder.path() / "real/f"), "new");
+    }
+  }
+}
+
+TEST(FileChange, refusesWhatIsNoFileToChange) {
+  const TemporaryFolder folder;
+  const fs::path at = folder.path();
+  fs::create_directory(at / "folder");
+  ASSERT_EQ(::mkfifo((at / "pipe").c_str(), 0600), 0);
+  fs::create_symlink("loop", at / "loop");
+  fs::create_symlink("nowhere/f", at / "dangling");
+  put(at / "f", "old");
+  const struct {
+    const char* name;
+    const char* sentence;
+  } cases[] = {
+      {"folder", " is not a file. Move it away and try again."},
+      {"pipe", " is not a file. Move it away and try again."},
+      {"loop", " could not be written, because a link or a file has taken the place of it or of a folder above it."},
+      {"dangling", " could not be written, because there is no such folder."},
+      {"nowhere/f", " could not be written, because there is no such folder."},
+      {"f/f", " could not be written, because a link or a file has taken the place of it or of a folder above it."},
+  };
+  for (const auto& row : cases) {
+    EXPECT_EQ(errorOf([&] { changeFile(at / row.name, to("new")); }),
+              '"' + (at / row.name).native() + '"' + row.sentence);
+  }
+  EXPECT_EQ(errorOf([&] { readFile(at / "folder"); }),
+            '"' + (at / "folder").native() + "\" is not a file. Move it away and try again.");
+  EXPECT_EQ(readFile(at / "dangling"), std::nullopt);
+  EXPECT_EQ(entries(at), 5U);
+}
+
+TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
+  const TemporaryFolder folder;
+  ::chmod(folder.path().c_str(), 0777);
+  const fs::path file = folder.path() / "f";
+  const fs::path closed = folder.path() / "closed";
+  fs::create_directory(closed);
+  put(closed / "f", "old");
+  ::chmod((closed / "f").c_str(), 0666);
+  ::chmod(closed.c_str(), 0555);
+  const std::string answer = kelvane::tests::inChild([&] {
+    kelvane::tests::becomeNobody();
+    put(file, "old");
+    ::chmod(file.c_str(), 0444);
+    return errorOf([&] { changeFile(file, to("new")); }) + "|" + errorOf([&] { changeFile(closed / "f", to("new")); }) +
+           "|" + errorOf([&] { changeFile(closed / "g", to("new")); });
+  });
+  const std::string because = " could not be written, because the system does not permit it.";
+  EXPECT_EQ(answer, '"' + file.native() + '"' + because + "|\"" + (closed / "f").native() + '"' + because + "|\"" +
+                        (closed / "g").native() + '"' + because);
+  EXPECT_EQ(got(file), "old");
+  EXPECT_EQ(got(closed / "f"), "old");
+  ::chmod(closed.c_str(), 0755);
+}
+
+TEST(FileChange, doesNotReadWhatItMayNot) {
+  const TemporaryFolder folder;
+  ::chmod(folder.path().c_str(), 0755);
+  const fs::path file = folder.path() / "f";
+  put(file, "secret");
+  ::chmod(file.c_str(), 0200);
+  const std::string answer = kelvane::tests::inChild([&] {
+    kelvane::tests::becomeNobody();
+    return errorOf([&] { readFile(file); });
+  });
+  EXPECT_EQ(answer, '"' + file.native() + "\" could not be read, because the system does not permit it.");
+}
+
+/// A system whose calls can be made to fail, and which runs something just before the files change places.
+class StagedCalls : public SystemCalls {
+ public:
+  bool hasExchange = true;
+  bool hasFreeRename = true;
+  int failingWrite = 0;
+  int failingFlush = 0;  // the number of the flush that fails
+  std::function<void()> beforeSwap = [] {};
+  mutable int flushes = 0;
+  mutable int swaps = 0;
+
+  long write(int file, const void* bytes, std::size_t count) const noexcept override {
+    if (failingWrite != 0) return errno = failingWrite, -1;
+    return SystemCalls::write(file, bytes, std::min<std::size_t>(count, 3));  // short writes are finished
+  }
+  int flush(int file) const noexcept override {
+    return ++flushes == failingFlush ? (errno = EIO, -1) : SystemCalls::flush(file);
+  }
+  int exchange(int folder, const char* one, const char* other) const noexcept override {
+    beforeSwap();
+    ++swaps;
+    return hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
+  }
+  int renameToFreeName(int folder, const char* from, const char* other) const noexcept override {
+    beforeSwap();
+    return hasFreeRename ? SystemCalls::renameToFreeName(folder, from, other) : (errno = EINVAL, -1);
+  }
+};
+
+TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  const struct {
+    int error;
+    const char* because;
+  } cases[] = {{ENOSPC, "the disk is full"}, {EDQUOT, "the disk quota is used up"}, {EIO, "the disk reports an error"}};
+  for (const bool isThere : {false, true}) {
+    if (isThere) put(file, "old");
+    for (const auto& row : cases) {
+      StagedCalls calls;
+      calls.failingWrite = row.error;
+      EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
+                '"' + file.native() + "\" could not be written, because " + row.because + ".");
+    }
+    StagedCalls calls;
+    calls.failingFlush = 1;
+    EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
+              '"' + file.native() + "\" could not be written, because the disk reports an error.");
+    EXPECT_EQ(got(file), isThere ? "old" : "no file");
+    EXPECT_EQ(entries(folder.path()), isThere ? 1U : 0U);
+  }
+}
+
+TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  StagedCalls calls;
+  calls.failingFlush = 2;
+  EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
+            "The new text of \"" + file.native() +
+                "\" is in its place, but it may not outlast a power failure, because the disk reports an error.");
+  EXPECT_EQ(got(file), "new");
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
+TEST(FileChange, startsOverWhenAnotherProgramWritesAtTheSameMoment) {
+  for (const bool hasExchange : {true, false}) {
+    for (int times = 1; times <= 5; ++times) {
+      SCOPED_TRACE(std::to_string(times) + (hasExchange ? " times" : " times, without the exchange"));
+      const TemporaryFolder folder;
+      const fs::path file = folder.path() / "f";
+      put(file, "0");
+      StagedCalls calls;
+      calls.hasExchange = hasExchange;
+      int writes = 0;
+      int calledBack = 0;
+      calls.beforeSwap = [&] {
+        // Once a start, before the first swap; not when the files change back.
+        if (calledBack > writes && writes < times) put(file, std::to_string(++writes));
+      };
+      const auto append = [&](const std::optional<std::string>& text) {
+        ++calledBack;
+        return std::optional(*text + " edited");
+      };
+      if (times <= 3) {
+        EXPECT_TRUE(changeFile(file, append, calls));
+        EXPECT_EQ(got(file), std::to_string(times) + " edited");
+      } else {
+        EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }),
+                  '"' + file.native() + "\" was left as it is, because another program keeps writing it. Close that " +
+                      "program and try again.");
+        EXPECT_EQ(got(file), "4");
+      }
+      EXPECT_EQ(calledBack, std::min(times, 3) + 1);
+      EXPECT_EQ(entries(folder.path()), 1U);
+    }
+  }
+}
+
+TEST(FileChange, startsOverWhenTheFileComesOrGoesMeanwhile) {
+  for (const bool hasCalls : {true, false}) {
+    for (const bool isThere : {true, false}) {
+      const TemporaryFolder folder;
+      const fs::path file = folder.path() / "f";
+      if (isThere) put(file, "old");
+      StagedCalls calls;
+      calls.hasExchange = calls.hasFreeRename = hasCalls;
+      bool isFirst = true;
+      calls.beforeSwap = [&] {
+        if (!std::exchange(isFirst, false)) return;
+        if (isThere) {
+          fs::remove(file);
+        } else {
+          put(file, "another's");
+        }
+      };
+      const auto edit = [](const std::optional<std::string>& text) {
+        return std::optional(text.value_or("nothing") + " edited");
+      };
+      EXPECT_TRUE(changeFile(file, edit, calls));
+      EXPECT_EQ(got(file), isThere ? "nothing edited" : "another's edited");
+      EXPECT_EQ(entries(folder.path()), 1U);
+    }
+  }
+}
+
+TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  StagedCalls calls;
+  calls.beforeSwap = [&] {
+    if (calls.swaps == 0) put(file, "another's");
+    if (calls.swaps == 1) calls.hasExchange = false;
+  };
+  const std::string error = errorOf([&] { changeFile(file, to("new"), calls); });
+  EXPECT_EQ(got(file), "new");
+  ASSERT_EQ(entries(folder.path()), 2U);
+  for (const auto& entry : fs::directory_iterator(folder.path())) {
+    if (entry.path() == file) continue;
+    EXPECT_EQ(got(entry.path()), "another's");
+    EXPECT_EQ(error, "Another program wrote \"" + file.native() + "\" at the same moment. What it wrote is now in \"" +
+                         entry.path().native() + "\"; put it back from there.");
+  }
+}
+
+TEST(FileChange, losesNothingWhenAThirdProgramWritesBetweenTheSwaps) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  StagedCalls calls;
+  calls.beforeSwap = [&] {
+    // Each puts a file of its own in place, as programs that write well do.
+    const fs::path own = folder.path() / "own";
+    put(own, calls.swaps == 0 ? "second" : "third");
+    fs::rename(own, file);
+  };
+  EXPECT_NE(errorOf([&] { changeFile(file, to("new"), calls); }), "no error");
+  EXPECT_EQ(got(file), "second");
+  ASSERT_EQ(entries(folder.path()), 2U);
+  for (const auto& entry : fs::directory_iterator(folder.path())) {
+    if (entry.path() != file) {
+      EXPECT_EQ(got(entry.path()), "third");
+    }
+  }
+}
+
+TEST(FileChange, passesOnWhatTheEditThrows) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  EXPECT_THROW(changeFile(file, [](const auto&) -> std::optional<std::string> { throw std::logic_error("no"); }),
+               std::logic_error);
+  EXPECT_EQ(got(file), "old");
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
+TEST(FileChange, makesAFileOnlyWhereThereIsNone) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  EXPECT_TRUE(makeFile(file, "copy"));
+  EXPECT_EQ(got(file), "copy");
+  EXPECT_EQ(mode(file), 0600U);
+  EXPECT_FALSE(makeFile(file, "other"));
+  EXPECT_EQ(got(file), "copy");
+  fs::create_symlink("nowhere", folder.path() / "link");
+  EXPECT_FALSE(makeFile(folder.path() / "link", "other"));
+  StagedCalls calls;
+  calls.failingWrite = ENOSPC;
+  EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", calls); }),
+            '"' + (folder.path() / "g").native() + "\" could not be written, because the disk is full.");
+  EXPECT_FALSE(fs::exists(folder.path() / "g"));
+}
+
+// Each process adds one line at a time; a line is lost when a change overwrites another's.
+TEST(FileChange, losesNoChangeOfManyProcesses) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  constexpr int each = 60;
+  std::vector<kelvane::tests::ChildProcess> children;
+  for (int child = 0; child < 3; ++child) {
+    children.emplace_back([&, child]() -> std::string {
+      int done = 0;
+      while (done < each) {
+        const std::string line = std::to_string(child) + ":" + std::to_string(done) + "\n";
+        const auto append = [&](const auto& text) { return std::optional(text.value_or("") + line); };
+        // Who is kept from it three times tries again, as a person would.
+        done += errorOf([&] { changeFile(file, append); }) == "no error" ? 1 : 0;
+      }
+      return std::to_string(done);
+    });
+  }
+  for (auto& child : children) EXPECT_EQ(child.answer(), std::to_string(each));
+  const std::string text = got(file);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 * each);
+}
+
+}  // namespace
+}  // namespace quorvel
