@@ -56,155 +56,134 @@ TEST(ChapterIndex, readsAPositionByTheStrictRule) {
 
 TEST(ChapterIndex, refusesAnythingElseQuotingItAsItWasSent) {
   const Script script(chapters(3));
-  const std::string positions[] = {"0",
-                                   "-0",
-                                   "-1",
-                                   "4",
-                                   "7",
-                                   "two",
-                                   "",
-                                   " ",
-                                   " 1",
-                                   "1 ",
-                                   "1\n",
-                                   "1\0"s,
-                                   "\0001"s,
-                                   "\0"s,
-                                   "1.0",
-                                   "1,0",
-                                   "1e0",
-                                   "0x1",
-                                   "+",
-                                   "-",
-                                   "+-1",
-                                   "-+1",
-                                   "++1",
-                                   "--1",
-                                   "+ 1",
-                                   "１",
-                                   "\xff",
-                                   "a \"quoted\" one",
-                                   "9223372036854775807",
-                                   "9223372036854775808",
-                                   "-9223372036854775808",
-                                   "-9223372036854775809",
-                                   "18446744073709551617",
-                                   "99999999999999999999"};
-  for (const auto& position : positions) {
-    { EXPECT_EQ(indexOf(position, script), noChapter(position, 3)); }
+  const struct {
+    std::string_view description;
+    std::vector<std::string> positions;
+  } cases[] = {
+      {"no chapter's number", {"0", "-0", "-1", "4", "7"}},
+      {"no number", {"two", "", " ", "+", "-", "１", "\xff", "a \"quoted\" one"}},
+      {"more than one sign", {"+-1", "-+1", "++1", "--1", "+ 1"}},
+      {"more than a number", {" 1", "1 ", "1\n", "1\0"s, "\0001"s, "\0"s, "1.0", "1,0", "1e0", "0x1"}},
+      {"beyond 64 bits, or nearly",
+       {"9223372036854775807", "9223372036854775808", "-9223372036854775808", "-9223372036854775809",
+        "18446744073709551617", "99999999999999999999"}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.description);
+    for (const auto& position : each.positions) EXPECT_EQ(indexOf(position, script), noChapter(position, 3));
   }
+}
 
-  TEST(ChapterIndex, keepsThePluralForOneChapter) {
-    EXPECT_EQ(indexOf("2", Script(chapters(1))), "There is no chapter 2. This script has 1, numbered 1 to 1.");
-  }
+TEST(ChapterIndex, keepsThePluralForOneChapter) {
+  EXPECT_EQ(indexOf("2", Script(chapters(1))), "There is no chapter 2. This script has 1, numbered 1 to 1.");
+}
 
-  TEST(ChapterIndex, saysOfAScriptWithoutChaptersThatItHasNone) {
-    for (const std::string_view text : {"", "Only words.", "#No heading\n## Nor this"}) {
-      for (const std::string_view position : {"1", "0", "abc", "", "-1"}) {
-        EXPECT_EQ(indexOf(position, Script(std::string(text))),
-                  "This script has no chapters. A chapter is a line starting with \"# \" and everything up to the next "
-                  "one. Scripts without such lines have no chapters.");
-      }
+TEST(ChapterIndex, saysOfAScriptWithoutChaptersThatItHasNone) {
+  for (const std::string_view text : {"", "Only words.", "#No heading\n## Nor this"}) {
+    for (const std::string_view position : {"1", "0", "abc", "", "-1"}) {
+      EXPECT_EQ(indexOf(position, Script(std::string(text))),
+                "This script has no chapters. A chapter is a line starting with \"# \" and everything up to the next "
+                "one. Scripts without such lines have no chapters.");
     }
   }
+}
 
-  // The rule once more, in the plainest words: a sign, digits, a value that is compared as decimal text.
-  std::optional<std::size_t> oracle(std::string text, std::size_t count) {
-    if (!text.empty() && text[0] == '-') return std::nullopt;  // zero or less, or no number
-    if (!text.empty() && text[0] == '+') text.erase(0, 1);
-    if (text.empty() || text.find_first_not_of("0123456789") != text.npos) return std::nullopt;
-    text.erase(0, std::min(text.find_first_not_of('0'), text.size()));
-    for (std::size_t index = 0; index < count; ++index) {
-      if (text == std::to_string(index + 1)) return index;
-    }
-    return std::nullopt;
+// The rule once more, in the plainest words: a sign, digits, a value that is compared as decimal text.
+std::optional<std::size_t> oracle(std::string text, std::size_t count) {
+  if (!text.empty() && text[0] == '-') return std::nullopt;  // zero or less, or no number
+  if (!text.empty() && text[0] == '+') text.erase(0, 1);
+  if (text.empty() || text.find_first_not_of("0123456789") != text.npos) return std::nullopt;
+  text.erase(0, std::min(text.find_first_not_of('0'), text.size()));
+  for (std::size_t index = 0; index < count; ++index) {
+    if (text == std::to_string(index + 1)) return index;
   }
+  return std::nullopt;
+}
 
-  TEST(ChapterIndex, agreesWithAPlainReadingOfRandomPositions) {
-    auto random = tests::seededGenerator();
-    constexpr std::string_view letters("0123456789+-0011 .e\0x", 21);
-    std::size_t accepted = 0;
-    for (int round = 0; round < 20000; ++round) {
-      const std::size_t count = 1 + tests::below(12, random);
-      std::string position(tests::below(5, random), ' ');
-      for (char& letter : position) letter = letters[tests::below(letters.size(), random)];
-      if (tests::below(20, random) == 0) position.insert(0, 20, '0');
-      const auto expected = oracle(position, count);
-      accepted += expected ? 1 : 0;
-      ASSERT_EQ(indexOf(position, Script(chapters(count))),
-                expected ? std::to_string(*expected) : noChapter(position, count));
-    }
-    EXPECT_GT(accepted, 500U);  // the positions are such that both answers occur
+TEST(ChapterIndex, agreesWithAPlainReadingOfRandomPositions) {
+  auto random = tests::seededGenerator();
+  constexpr std::string_view letters("0123456789+-0011 .e\0x", 21);
+  std::size_t accepted = 0;
+  for (int round = 0; round < 20000; ++round) {
+    const std::size_t count = 1 + tests::below(12, random);
+    std::string position(tests::below(5, random), ' ');
+    for (char& letter : position) letter = letters[tests::below(letters.size(), random)];
+    if (tests::below(20, random) == 0) position.insert(0, 20, '0');
+    const auto expected = oracle(position, count);
+    accepted += expected ? 1 : 0;
+    ASSERT_EQ(indexOf(position, Script(chapters(count))),
+              expected ? std::to_string(*expected) : noChapter(position, count));
   }
+  EXPECT_GT(accepted, 500U);  // the positions are such that both answers occur
+}
 
-  TEST(ChapterList, listsPositionStartTitleAndWords) {
-    const struct {
-      std::string_view description;
-      std::string_view text;
-      std::string_view expected;
-    } cases[] = {
-        {"no text", "", "[]"},
-        {"no heading", "Only words.\n#hashtag", "[]"},
-        {"three chapters behind a preamble", talk,
-         R"([{"chapter":1,"starts_at":"0:01","title":"One","words":2},)"
-         R"({"chapter":2,"starts_at":"0:02","title":"Two","words":2},)"
-         R"({"chapter":3,"starts_at":"0:03","title":"Three","words":0}])"},
-        {"a heading without a title", "# \nword", R"([{"chapter":1,"starts_at":"0:00","title":"","words":1}])"},
-        {"a title that JSON escapes", "# \"a\"\\b/c",
-         R"([{"chapter":1,"starts_at":"0:00","title":"\"a\"\\b/c","words":0}])"},
-    };
-    for (const auto& each : cases) {
-      SCOPED_TRACE(each.description);
-      EXPECT_EQ(chapterList(Script(std::string(each.text))), each.expected);
-    }
+TEST(ChapterList, listsPositionStartTitleAndWords) {
+  const struct {
+    std::string_view description;
+    std::string_view text;
+    std::string_view expected;
+  } cases[] = {
+      {"no text", "", "[]"},
+      {"no heading", "Only words.\n#hashtag", "[]"},
+      {"three chapters behind a preamble", talk,
+       R"([{"chapter":1,"starts_at":"0:01","title":"One","words":2},)"
+       R"({"chapter":2,"starts_at":"0:02","title":"Two","words":2},)"
+       R"({"chapter":3,"starts_at":"0:03","title":"Three","words":0}])"},
+      {"a heading without a title", "# \nword", R"([{"chapter":1,"starts_at":"0:00","title":"","words":1}])"},
+      {"a title that JSON escapes", "# \"a\"\\b/c",
+       R"([{"chapter":1,"starts_at":"0:00","title":"\"a\"\\b/c","words":0}])"},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.description);
+    EXPECT_EQ(chapterList(Script(std::string(each.text))), each.expected);
   }
+}
 
-  TEST(ChapterList, isLinearInTheChapters) {
-    const auto list = chapterList(Script(chapters(20000)));
-    EXPECT_TRUE(list.ends_with(R"({"chapter":20000,"starts_at":"0:00","title":"Chapter","words":0}])"));
-  }
+TEST(ChapterList, isLinearInTheChapters) {
+  const auto list = chapterList(Script(chapters(20000)));
+  EXPECT_TRUE(list.ends_with(R"({"chapter":20000,"starts_at":"0:00","title":"Chapter","words":0}])"));
+}
 
-  TEST(ChapterBody, leavesTheHeadingOut) {
-    const Script script{std::string(talk)};
-    const auto all = chaptersOf(script);
-    ASSERT_EQ(all.size(), 3U);
-    EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(0, all, script)), "alpha beta");
-    EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(1, all, script)), "gamma\n\ndelta");
-    EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(2, all, script)), "");
-  }
+TEST(ChapterBody, leavesTheHeadingOut) {
+  const Script script{std::string(talk)};
+  const auto all = chaptersOf(script);
+  ASSERT_EQ(all.size(), 3U);
+  EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(0, all, script)), "alpha beta");
+  EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(1, all, script)), "gamma\n\ndelta");
+  EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(2, all, script)), "");
+}
 
-  TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
-    const Script script{std::string(talk)};
-    const struct {
-      std::string_view description;
-      std::function<void(std::vector<ScriptChapter>&)> broken;
-      const char* message;
-    } cases[] = {
-        {"a chapter too few", [](auto& all) { all.pop_back(); }, "one chapter for each heading"},
-        {"a chapter too many", [](auto& all) { all.push_back(all.back()); }, "one chapter for each heading"},
-        {"an index past the end", [](auto& all) { all[2].index = 3; }, "not at the place"},
-        {"an end past the text", [](auto& all) { all[2].range.end += 1; }, "behind the end"},
-        {"a body that starts after its end", [](auto& all) { all[1].range.end = all[1].range.begin; },
-         "before its text"},
-        {"words counted backwards",
-         [](auto& all) {
-           all[1].words = {4, 3};
-         },
-         "fewer words than none"},
-    };
-    requireConsistent(chaptersOf(script), script);
-    for (const auto& each : cases) {
-      SCOPED_TRACE(each.description);
-      auto all = chaptersOf(script);
-      each.broken(all);
-      EXPECT_DEATH(requireConsistent(all, script), "^Fatal error: .*"s + each.message);
-    }
+TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
+  const Script script{std::string(talk)};
+  const struct {
+    std::string_view description;
+    std::function<void(std::vector<ScriptChapter>&)> broken;
+    const char* message;
+  } cases[] = {
+      {"a chapter too few", [](auto& all) { all.pop_back(); }, "one chapter for each heading"},
+      {"a chapter too many", [](auto& all) { all.push_back(all.back()); }, "one chapter for each heading"},
+      {"an index past the end", [](auto& all) { all[2].index = 3; }, "not at the place"},
+      {"an end past the text", [](auto& all) { all[2].range.end += 1; }, "behind the end"},
+      {"a body that starts after its end", [](auto& all) { all[1].range.end = all[1].range.begin; }, "before its text"},
+      {"words counted backwards",
+       [](auto& all) {
+         all[1].words = {4, 3};
+       },
+       "fewer words than none"},
+  };
+  requireConsistent(chaptersOf(script), script);
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.description);
+    auto all = chaptersOf(script);
+    each.broken(all);
+    EXPECT_DEATH(requireConsistent(all, script), "^Fatal error: .*"s + each.message);
   }
+}
 
-  TEST(ChapterModelDeathTest, stopsTheProcessWhenItOwesAnEdit) {
-    EXPECT_DEATH(owedEdit(std::nullopt), "^Fatal error: There is no edit for a chapter that exists\n");
-    EXPECT_EQ(owedEdit(TextEdit{{1, 2}, "x"}), (TextEdit{{1, 2}, "x"}));
-  }
+TEST(ChapterModelDeathTest, stopsTheProcessWhenItOwesAnEdit) {
+  EXPECT_DEATH(owedEdit(std::nullopt), "^Fatal error: There is no edit for a chapter that exists\n");
+  EXPECT_EQ(owedEdit(TextEdit{{1, 2}, "x"}), (TextEdit{{1, 2}, "x"}));
+}
 
 }  // namespace
 }  // namespace kelvane::tests
