@@ -1,0 +1,146 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tests/end-to-end/Client.h"
+#include "tests/end-to-end/Folder.h"
+
+namespace kelvane::tests {
+namespace {
+
+/// A descriptor of the test's own.
+class Opened {
+ public:
+  Opened(const std::string& path, int flags) : descriptor_(::open(path.c_str(), flags | O_CLOEXEC)) {}
+  Opened(const Opened&) = delete;
+  Opened& operator=(const Opened&) = delete;
+  ~Opened() { ::close(descriptor_); }
+  operator int() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+class Descriptors : public testing::Test {
+ protected:
+  Descriptors() { library.put("Talk.md", "text"); }
+
+  Start serving() const { return {.arguments = {"serve", "--allow-writes", "--library", library.text()}}; }
+
+  Folder library;
+};
+
+TEST_F(Descriptors, aClosedInputIsOneThatHasEnded) {
+  Start start = serving();
+  start.input = Start::closed;
+  EXPECT_EQ(run(start), (Outcome{0, "", ""}));
+}
+
+TEST_F(Descriptors, aClosedOutputIsOneThatNobodyReads) {
+  Start start = serving();
+  start.output = Start::closed;
+  EXPECT_EQ(run(start, ping(1) + '\n'), (Outcome{1, "", ""}));
+  EXPECT_EQ(run(start, "\n"), (Outcome{0, "", ""})) << "nothing to say";
+}
+
+TEST_F(Descriptors, aClosedErrorOutputIsNotNeeded) {
+  Start start = serving();
+  start.errors = Start::closed;
+  EXPECT_EQ(run(start, ping(1) + '\n'), (Outcome{0, pong(1) + '\n', ""}));
+  start.arguments.back() += "/missing";
+  EXPECT_EQ(run(start), (Outcome{1, "", ""}));
+}
+
+TEST_F(Descriptors, noneAtAllIsStillAnEnd) {
+  Start start = serving();
+  start.input = start.output = start.errors = Start::closed;
+  EXPECT_EQ(run(start), (Outcome{0, "", ""}));
+  start.arguments.back() += "/missing";
+  EXPECT_EQ(run(start), (Outcome{1, "", ""}));
+}
+
+// A file of the library that got the number of a closed one would have replies written into it.
+TEST_F(Descriptors, closedOnesAreNeverAFileOfTheLibrary) {
+  const auto write = [&](int id) {
+    return callRequest(id, "update_script", {{"id", "Talk.md"}, {"text", "text " + std::to_string(id)}, {"note", "n"}});
+  };
+  for (const bool output : {false, true}) {
+    for (const bool errors : {false, true}) {
+      SCOPED_TRACE(std::string("closed:") + (output ? " output" : "") + (errors ? " errors" : ""));
+      Start start = serving();
+      if (output) start.output = Start::closed;
+      if (errors) start.errors = Start::closed;
+      const Outcome outcome = run(start, write(1) + '\n' + write(2) + '\n');
+      EXPECT_EQ(outcome.status, output ? 1 : 0);
+      EXPECT_EQ(library.bytes("Talk.md"), output ? "text 1" : "text 2");
+    }
+  }
+  Client client(library.text());
+  const std::optional<JSON> versions = JSON::decoded(client.call("list_versions", {{"id", "Talk.md"}}).text);
+  ASSERT_TRUE(versions);
+  EXPECT_EQ(versions->items()->size(), 6u);
+  client.finish();
+}
+
+TEST_F(Descriptors, aCallWithoutOutputFails) {
+  Start start{.arguments = {"call", "list_scripts", "--library", library.text()}};
+  start.output = Start::closed;
+  EXPECT_EQ(run(start), (Outcome{1, "", ""}));
+}
+
+TEST_F(Descriptors, anInputThatCannotBeReadIsSaid) {
+  const Opened folder(library.text(), O_RDONLY | O_DIRECTORY);
+  Start start = serving();
+  start.input = folder;
+  const Outcome outcome = run(start);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.errors, "The input cannot be read: Is a directory.\n");
+}
+
+TEST_F(Descriptors, anOutputThatIsFullIsSaid) {
+  const Opened full("/dev/full", O_WRONLY);
+  ASSERT_GE(full, 0);
+  Start start = serving();
+  start.output = full;
+  const Outcome outcome = run(start, ping(1) + '\n');
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "The output cannot be written: No space left on device.\n");
+}
+
+TEST_F(Descriptors, anInputThatDoesNotBlockIsWaitedFor) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  ASSERT_EQ(::fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
+  Start start = serving();
+  start.input = ends[0];
+  Program program(start);
+  ::close(ends[0]);
+  for (int id = 1; id <= 3; ++id) {
+    const std::string line = ping(id) + '\n';
+    ASSERT_EQ(::write(ends[1], line.data(), line.size()), static_cast<ssize_t>(line.size()));
+    EXPECT_EQ(program.line(), pong(id));
+  }
+  ::close(ends[1]);
+  EXPECT_EQ(program.finish().status, 0);
+}
+
+TEST_F(Descriptors, filesDoAsInputAndOutput) {
+  const Folder folder;
+  folder.put("input", ping(1) + '\n' + ping(2));
+  folder.put("output", "");
+  {
+    const Opened input((folder / "input").native(), O_RDONLY), output((folder / "output").native(), O_WRONLY);
+    Start start = serving();
+    start.input = input;
+    start.output = output;
+    EXPECT_EQ(run(start), (Outcome{0, "", ""}));
+  }
+  EXPECT_EQ(folder.bytes("output"), pong(1) + '\n' + pong(2) + '\n');
+}
+
+}  // namespace
+}  // namespace kelvane::tests

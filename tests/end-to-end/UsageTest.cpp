@@ -1,0 +1,131 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/end-to-end/Folder.h"
+#include "tests/end-to-end/Program.h"
+
+namespace kelvane::tests {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Usage, thatIsWrongIsStatusTwoAndASentence) {
+  const std::string program = " \"kelvane --help\" says what there is.";
+  const std::string serve = " \"kelvane serve --help\" says what there is.";
+  const std::string howToServe = " \"kelvane serve --help\" says how it is used.";
+  const struct {
+    std::vector<std::string> arguments;
+    std::string sentence;
+  } cases[] = {
+      {{"sevre"}, "There is no command \"sevre\". Did you mean \"serve\"?"},
+      {{"srv"}, "There is no command \"srv\"." + program},
+      {{"Serve"}, "There is no command \"Serve\". Did you mean \"serve\"?"},
+      {{"calls", "list_scripts"}, "There is no command \"calls\". Did you mean \"call\"?"},
+      {{"sevre", "--help"}, "There is no command \"sevre\". Did you mean \"serve\"?"},
+      {{"sevre", "--library", "x"}, "There is no command \"sevre\". Did you mean \"serve\"?"},
+      {{"frobnicate"}, "There is no command \"frobnicate\"." + program},
+      {{""}, "There is no command \"\"." + program},
+      {{"/"}, "There is no command \"/\"." + program},
+      {{"--hlep"}, "\"kelvane\" has no option \"--hlep\". Did you mean \"--help\"?"},
+      {{"--versoin"}, "\"kelvane\" has no option \"--versoin\". Did you mean \"--version\"?"},
+      {{"--library", "x"}, "\"kelvane\" has no option \"--library\"." + program},
+      {{"-x"}, "\"kelvane\" has no option \"-x\"." + program},
+      {{"serve", "--libary", "x"}, "\"kelvane serve\" has no option \"--libary\". Did you mean \"--library\"?"},
+      {{"serve", "--libary=x"}, "\"kelvane serve\" has no option \"--libary=x\". Did you mean \"--library\"?"},
+      {{"serve", "--allow-write"},
+       "\"kelvane serve\" has no option \"--allow-write\". Did you mean \"--allow-writes\"?"},
+      {{"serve", "--zzz"}, "\"kelvane serve\" has no option \"--zzz\"." + serve},
+      {{"serve", "-l", "x"}, "\"kelvane serve\" has no option \"-l\"." + serve},
+      {{"serve", "--version"}, "\"kelvane serve\" has no option \"--version\"." + serve},
+      {{"serve", "folder"}, "\"kelvane serve\" has no use for \"folder\"." + serve},
+      {{"serve", "call"}, "\"kelvane serve\" has no use for \"call\"." + serve},
+      {{"serve", "serve"}, "\"kelvane serve\" has no use for \"serve\"." + serve},
+      {{"serve", "--library"},
+       "\"kelvane serve\" was not understood (--library: 1 required DIR missing)." + howToServe},
+      {{"serve", "--library", ""}, "\"kelvane serve\" was not understood (--library: DIR is empty)." + howToServe},
+      {{"serve", "--library="}, "\"kelvane serve\" was not understood (--library: DIR is empty)." + howToServe},
+      {{"serve", "--library=", "--allow-writes"},
+       "\"kelvane serve\" was not understood (--library: DIR is empty)." + howToServe},
+      {{"serve", "--library", "a", "--library", "b"},
+       "\"kelvane serve\" was not understood (--library: At Most 1 required but received 2)." + howToServe},
+      {{"serve", "--library", "x", "--allow-writes=no"},
+       "\"kelvane serve\" was not understood (allow-writes was given a disallowed flag override)." + howToServe},
+      {{"call"}, "Say which tool to run, such as list_scripts."},
+      {{"call", "--library", "x"}, "Say which tool to run, such as list_scripts."},
+      {{"call", "list_scripts", "--allow"},
+       "\"kelvane call\" has no option \"--allow\". \"kelvane call --help\" says what there is."},
+  };
+  for (const auto& [arguments, sentence] : cases) {
+    EXPECT_EQ(run(arguments), (Outcome{2, "", sentence + '\n'})) << testing::PrintToString(arguments);
+  }
+}
+
+TEST(Usage, withoutAFolderIsStatusOneAndASentence) {
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"serve"}, {"serve", "--allow-writes"}, {"call", "list_scripts"}, {"call", "--", "list_scripts"}}) {
+    EXPECT_EQ(run(arguments), (Outcome{1, "", "Say which folder holds the scripts, with --library DIR.\n"}));
+  }
+}
+
+TEST(Usage, isExplainedWhenAsked) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::vector<std::string> mentions;
+  } cases[] = {
+      {{"--help"}, {"Usage: kelvane COMMAND", "\n  serve ", "\n  call ", "--help", "--version"}},
+      {{"-h"}, {"Usage: kelvane COMMAND"}},
+      {{"serve", "--help"}, {"Usage: kelvane serve", "--library DIR", "--allow-writes", "--help"}},
+      {{"serve", "-h"}, {"Usage: kelvane serve"}},
+      {{"serve", "--library", "/missing", "--help"}, {"Usage: kelvane serve"}},
+      {{"call", "--help"}, {"Usage: kelvane call", "TOOL", "NAME=VALUE", "--library DIR", "--allow-writes", "--help"}},
+      {{"call", "list_scripts", "--help"}, {"Usage: kelvane call"}},
+  };
+  for (const auto& [arguments, mentions] : cases) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
+    for (const std::string& mention : mentions) EXPECT_THAT(outcome.output, HasSubstr(mention));
+    std::size_t longest = 0;
+    for (std::size_t begin = 0, end; (end = outcome.output.find('\n', begin)) != std::string::npos; begin = end + 1) {
+      longest = std::max(longest, end - begin);
+    }
+    EXPECT_LE(longest, 120u);
+    EXPECT_EQ(outcome.output.back(), '\n');
+  }
+}
+
+TEST(Usage, theVersionIsTheOneThatTheServerAnnounces) {
+  EXPECT_EQ(run({"--version"}), (Outcome{0, "kelvane 1.0.0\n", ""}));
+}
+
+TEST(Usage, withoutACommandAndATerminalIsASentence) {
+  EXPECT_EQ(run(std::vector<std::string>()),
+            (Outcome{1, "", "Say which scripts to serve: kelvane serve --library DIR.\n"}));
+}
+
+TEST(Usage, withoutACommandAtATerminalIsAShortHelp) {
+  const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
+  ASSERT_EQ(::grantpt(terminal), 0);
+  ASSERT_EQ(::unlockpt(terminal), 0);
+  const int end = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(end, 0);
+  Start start;
+  start.input = end;
+  EXPECT_EQ(run(start), run({"--help"}));
+  ::close(end);
+  ::close(terminal);
+}
+
+}  // namespace
+}  // namespace kelvane::tests
