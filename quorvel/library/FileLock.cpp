@@ -4,8 +4,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <random>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -59,17 +59,19 @@ bool isStillThere(const Descriptor& file, const Descriptor& folder) {
          locked.st_dev == present.st_dev && locked.st_ino == present.st_ino;
 }
 
-// flock itself can only wait for ever, so it is asked again after pauses that grow.
-bool locksBefore(Clock::time_point deadline, const Descriptor& file) {
-  constexpr std::chrono::microseconds longestPause(5000);
-  std::chrono::microseconds pause(100);
+enum class Outcome { locked, busy, failed };
+
+// flock itself can only wait for ever, so it is asked again after short pauses, of different lengths so that of several
+// who wait each has the same chance.
+Outcome lockBefore(Clock::time_point deadline, const Descriptor& file) {
+  thread_local std::minstd_rand generator(std::random_device{}());
+  std::uniform_int_distribution<int> microseconds(200, 1500);
   while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) throw notLocked(errno);
-    if (Clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(pause);
-    pause = std::min(pause * 2, longestPause);
+    if (errno != EWOULDBLOCK && errno != EINTR) return Outcome::failed;
+    if (Clock::now() >= deadline) return Outcome::busy;
+    std::this_thread::sleep_for(std::chrono::microseconds(microseconds(generator)));
   }
-  return true;
+  return Outcome::locked;
 }
 
 }  // namespace
@@ -81,8 +83,17 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
     Descriptor file(
         ::openat(folder.get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file) throw notLocked(errno);
-    if (!locksBefore(deadline, file)) throw busy(patience);
-    if (isStillThere(file, folder)) return std::make_unique<FileLock>(std::move(file));
+    // Who waits for the lock holds one on the folder meanwhile. Thus who lets go and comes back at once, long before
+    // anybody could notice, has to wait behind it. Where folders cannot be locked, there is only no order.
+    if (lockBefore(deadline, folder) == Outcome::busy) throw busy(patience);
+    switch (lockBefore(deadline, file)) {
+      case Outcome::failed:
+        throw notLocked(errno);
+      case Outcome::busy:
+        throw busy(patience);
+      case Outcome::locked:
+        if (isStillThere(file, folder)) return std::make_unique<FileLock>(std::move(file));
+    }
   }
 }
 

@@ -10,7 +10,8 @@ namespace quorvel {
 
 /// Takes the lock of the library at `root`: a lock of flock(2) on the file "lock" in the library's own folder, made
 /// where it is missing and never removed. It holds against other processes and against other threads of this one, is
-/// inherited by no program, and is let go by the system when the process dies, however it dies.
+/// inherited by no program, and is let go by the system when the process dies, however it dies. Nobody who lets go of
+/// it gets it again before one who waits.
 ///
 /// Throws LibraryError when others hold it for all of `patience`, or when it cannot be made.
 std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience);

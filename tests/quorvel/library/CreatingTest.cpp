@@ -1,0 +1,278 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "quorvel/library/FreeNumber.h"
+#include "tests/quorvel/library/LibraryHouse.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::tests::becomeNobody;
+using kelvane::tests::ChildProcess;
+using kelvane::tests::inChild;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Kind = ScriptItem::Kind;
+
+class Creating : public LibraryHouse {};
+
+TEST_F(Creating, whateverHasTheNameIsLeftAlone) {
+  std::filesystem::create_symlink("nowhere", root / "Talk.md");
+  std::filesystem::create_directory(root / "Talk 2.md");
+  ASSERT_EQ(::mkfifo((root / "Talk 3.md").c_str(), 0644), 0);
+  put("Talk 4.md", "words");
+  EXPECT_EQ(library.create("Talk", std::nullopt).identifier, "Talk 5.md");
+  EXPECT_TRUE(std::filesystem::is_symlink(root / "Talk.md"));
+  EXPECT_EQ(bytesOf("Talk 4.md"), "words");
+  EXPECT_EQ(library.createFolder("Talk 4.md", std::nullopt).identifier, "Talk 4.md 2");
+}
+
+TEST_F(Creating, numbersStartAgainForEachName) {
+  put("Talk.md");
+  put("Talk 3.md");
+  EXPECT_EQ(library.create("Talk", std::nullopt).name, "Talk 2");
+  EXPECT_EQ(library.create("Talk", std::nullopt).name, "Talk 4");
+}
+
+TEST_F(Creating, aNumberedNameStillFitsTheDisk) {
+  const std::string name(300, 'x');
+  EXPECT_EQ(library.create(name, std::nullopt).name, std::string(240, 'x'));
+  EXPECT_EQ(library.create(name, std::nullopt).name, std::string(240, 'x') + " 2");
+  EXPECT_EQ(library.createFolder(name, std::nullopt).name, std::string(240, 'x'));
+}
+
+TEST_F(Creating, theHistoryOfAScriptThatWasThereBeforeIsNotThatOfTheNewOne) {
+  history->snapshot("words of the first", root / "Talk.md", "kept");
+  library.create("Talk", std::nullopt);
+  EXPECT_EQ(story("Talk.md"), "");
+  EXPECT_EQ(story("Talk.md", 1), "kept: words of the first\n");
+}
+
+TEST_F(Creating, theHistoryOfAScriptThatIsThereIsLeftAlone) {
+  put("Talk.md", "words");
+  history->snapshot("words", root / "Talk.md", "kept");
+  EXPECT_EQ(library.create("Talk", std::nullopt).identifier, "Talk 2.md");
+  EXPECT_EQ(story("Talk.md"), "kept: words\n");
+}
+
+TEST_F(Creating, aDamagedHistoryRefusesANewScriptAndNotAFolder) {
+  put(".kelvane/history.sqlite", std::string(8192, 'x'));
+  EXPECT_THROW(library.create("Talk", std::nullopt), HistoryError);
+  EXPECT_THAT(names(), ElementsAre());
+  EXPECT_NO_THROW(library.createFolder("Scenes", std::nullopt));
+}
+
+TEST_F(Creating, aNameWithNothingLeftIsRefusedWithASentence) {
+  EXPECT_EQ(
+      sentenceOf([&] { library.create(" .. ", std::nullopt); }),
+      "\" .. \" leaves no name for a script once dots at its start, blanks at its ends and the like are taken away. "
+      "Give another name.");
+  EXPECT_EQ(
+      sentenceOf([&] { library.createFolder("...", std::nullopt); }),
+      "\"...\" leaves no name for a folder once dots at its start, blanks at its ends and the like are taken away. "
+      "Give another name.");
+}
+
+TEST_F(Creating, saysWhatIsTrueWhenTheFolderCannotBeFlushed) {
+  calls.lack({"flush"}, EIO);
+  EXPECT_EQ(sentenceOf([&] { library.create("Talk", std::nullopt); }),
+            "The script \"Talk.md\" was made, but that may not outlast a power failure, because the disk reports an "
+            "error. Check the disk.");
+  EXPECT_EQ(
+      sentenceOf([&] { library.createFolder("Talk", std::nullopt); }),
+      "The folder \"Talk\" was made, but that may not outlast a power failure, because the disk reports an error. "
+      "Check the disk.");
+  EXPECT_THAT(names(), ElementsAre("Talk", "Talk.md"));
+}
+
+TEST_F(Creating, aDiskWhoseFoldersNeedNoFlushingIsFine) {
+  calls.lack({"flush"}, EINVAL);
+  EXPECT_NO_THROW(library.create("Talk", std::nullopt));
+}
+
+struct Row {
+  const char* description;
+  std::string folder;
+  const char* reason;
+};
+
+class CreatingInAnUnfitFolder : public LibraryHouse, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(CreatingInAnUnfitFolder, isOneSentenceAndMakesNothing) {
+  put("Talk.md", "words");
+  std::filesystem::create_directory(root / "Closed");
+  put(".kelvane/lock", "");
+  std::filesystem::create_directory_symlink("Closed", root / "link");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0555));
+  const auto before = names();
+  for (const bool isFolder : {false, true}) {
+    const std::string sentence = inChild([&] {
+      if (GetParam().folder == "Closed") becomeNobody();
+      return sentenceOf([&] {
+        isFolder ? library.createFolder("New", GetParam().folder) : library.create("New", GetParam().folder);
+      });
+    });
+    EXPECT_EQ(sentence, std::string("The ") + (isFolder ? "folder" : "script") +
+                            " \"New\" could not be made, because " + GetParam().reason)
+        << GetParam().description;
+  }
+  EXPECT_EQ(names(), before);
+}
+
+const Row rows[] = {
+    {"gone", "Missing", "it is not there any more. List the library again to see what is there now."},
+    {"a script", "Talk.md",
+     "a link or a file has taken the place of it or of a folder above it. List the library again to see what is there "
+     "now."},
+    {"a link", "link",
+     "a link or a file has taken the place of it or of a folder above it. List the library again to see what is there "
+     "now."},
+    {"not permitted", "Closed", "the system does not permit it. Check who may read and write there."},
+    {"the library's own", ".kelvane",
+     "it belongs to the folder that the library keeps its history in. Leave that folder to the library."},
+    {"the library's own, spelt otherwise", "./.kelvane/",
+     "it belongs to the folder that the library keeps its history in. Leave that folder to the library."},
+    {"upwards", "..", "it is not inside the library."},
+    {"absolute", "/tmp", "it is not inside the library."},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, CreatingInAnUnfitFolder, ::testing::ValuesIn(rows),
+                         [](const auto& row) { return "row" + std::to_string(row.index); });
+
+TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
+  std::string parent;
+  const std::string name(240, 'd');
+  while (root.native().size() + parent.size() + 241 + 3 < PATH_MAX - 1) {
+    const auto made = library.createFolder(name, parent.empty() ? std::nullopt : std::optional(parent));
+    parent = made.identifier;
+  }
+  for (const auto& create : {&FolderLibrary::create, &FolderLibrary::createFolder}) {
+    EXPECT_THAT(
+        sentenceOf([&] { (library.*create)(name, parent); }),
+        HasSubstr("could not be made, because its path is too long for the system. Use shorter names or fewer"));
+  }
+  EXPECT_THAT(names(parent), ElementsAre());
+}
+
+// --- Numbers ---
+
+struct Numbers {
+  const char* description;
+  std::size_t first;
+  std::set<std::size_t> taken;
+  std::size_t found;
+};
+
+TEST(FreeNumber, isTheLowestUnlessVeryManyAreTaken) {
+  const auto upTo = [](std::size_t last) {
+    std::set<std::size_t> all;
+    for (std::size_t number = 1; number <= last; ++number) all.insert(number);
+    return all;
+  };
+  auto gap = upTo(5000);
+  gap.erase(50);
+  const Numbers table[] = {
+      {"none taken", 1, {}, 1},         {"the first taken", 1, {1}, 2},
+      {"a gap", 1, {1, 2, 4}, 3},       {"begun later", 7, {1, 2, 7, 8}, 9},
+      {"a hundred", 1, upTo(100), 101}, {"one more", 1, upTo(101), 102},
+      {"many", 1, upTo(5000), 5001},    {"many and a low gap", 1, gap, 50},
+  };
+  for (const Numbers& row : table) {
+    EXPECT_EQ(findFreeNumber(row.first, [&](std::size_t number) { return row.taken.contains(number); }), row.found)
+        << row.description;
+  }
+}
+
+TEST(FreeNumber, isFoundInFewLooksHoweverManyAreTaken) {
+  std::size_t looks = 0;
+  EXPECT_EQ(findFreeNumber(1,
+                           [&](std::size_t number) {
+                             ++looks;
+                             return number <= 1'000'000;
+                           }),
+            1'000'001U);
+  EXPECT_LE(looks, 140U);
+}
+
+// --- Several processes that want the same names ---
+
+TEST_F(Creating, noNameIsGivenTwice) {
+  constexpr int each = 120;
+  std::vector<ChildProcess> writers;
+  for (int writer = 0; writer < 3; ++writer) {
+    writers.emplace_back([&] {
+      std::string made;
+      for (int count = 0; count < each; ++count) {
+        made += library.createFolder("Talk", std::nullopt).identifier + '\n';
+      }
+      return made;
+    });
+  }
+  std::set<std::string> all;
+  int changes = 0;  // how often the next number was another process's
+  std::vector<std::string> owner(3 * each + 1);
+  for (std::size_t writer = 0; writer < writers.size(); ++writer) {
+    std::istringstream lines(writers[writer].answer());
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_TRUE(all.insert(line).second) << line << " was given twice";
+      const std::size_t number = line == "Talk" ? 1 : std::stoul(line.substr(5));
+      ASSERT_LT(number, owner.size());
+      owner[number] = std::to_string(writer);
+    }
+  }
+  EXPECT_EQ(all.size(), std::size_t{3 * each});
+  for (std::size_t number = 2; number < owner.size(); ++number) changes += owner[number] != owner[number - 1];
+  std::cout << "the processes took turns " << changes << " times\n";
+  EXPECT_GT(changes, 2) << "they never met";
+}
+
+// --- A script that is gone and is put back ---
+
+TEST_F(Creating, aScriptPutBackHasItsHistoryAgain) {
+  history->snapshot("words", root / "Scenes/Deep/ Odd name .md", "kept");
+  const ScriptItem item = library.recreate("Scenes/Deep/ Odd name .md");
+  EXPECT_EQ(item, (ScriptItem{"Scenes/Deep/ Odd name .md", " Odd name ", Kind::script, std::nullopt}));
+  library.write("words", item);
+  EXPECT_EQ(bytesOf("Scenes/Deep/ Odd name .md"), "words");
+  EXPECT_EQ(story("Scenes/Deep/ Odd name .md"), "kept: words\n");
+}
+
+TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
+  put("Talk.md", "words");
+  std::filesystem::create_directory_symlink(folder.path(), root / "link");
+  const std::pair<const char*, const char*> table[] = {
+      {"Talk.md", "\"Talk.md\" could not be put back, because there is something of that name."},
+      {"Talk.md/x.md",
+       "\"Talk.md/x.md\" could not be put back, because a link or a file has taken the place of it or of a folder "
+       "above "
+       "it. List the library again to see what is there now."},
+      {"link/x.md",
+       "\"link/x.md\" could not be put back, because a link or a file has taken the place of it or of a folder above "
+       "it. "
+       "List the library again to see what is there now."},
+      {"../x.md", "\"../x.md\" could not be put back, because it is not inside the library."},
+      {".kelvane/x.md",
+       "\".kelvane/x.md\" could not be put back, because it belongs to the folder that the library keeps its history "
+       "in. "
+       "Leave that folder to the library."},
+      {"Scenes", "\"Scenes\" could not be put back, because it is no script."},
+      {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is no script."},
+  };
+  for (const auto& [identifier, sentence] : table) {
+    EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name); }), sentence);
+  }
+  EXPECT_THAT(names(), ElementsAre("Talk.md", "link"));
+  EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+}  // namespace
+}  // namespace quorvel

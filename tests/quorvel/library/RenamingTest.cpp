@@ -1,0 +1,270 @@
+#include "quorvel/library/Renaming.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/quorvel/library/LibraryHouse.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::tests::becomeNobody;
+using kelvane::tests::dieAtOnce;
+using kelvane::tests::inChild;
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+// With and without the system's own way to rename only to a free name.
+class Renaming : public LibraryHouse, public ::testing::WithParamInterface<int> {
+ protected:
+  Renaming() {
+    if (GetParam() != 0) calls.lack({"renameToFreeName"}, GetParam());
+    put("Talk.md", "words");
+    put("Scenes/End.md", "the end");
+    history->snapshot("words", root / "Talk.md", "kept");
+    history->snapshot("the end", root / "Scenes/End.md", "kept");
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Ways, Renaming, ::testing::Values(0, EINVAL, ENOSYS, EPERM), [](const auto& way) {
+  return way.param == 0 ? "own" : "without" + std::to_string(way.param);
+});
+
+TEST_P(Renaming, theHistoryFollowsAScript) {
+  EXPECT_EQ(library.rename(script("Talk.md"), "Speech").identifier, "Speech.md");
+  EXPECT_THAT(names(), ElementsAre("Scenes", "Speech.md"));
+  EXPECT_EQ(bytesOf("Speech.md"), "words");
+  EXPECT_EQ(story("Speech.md"), "kept: words\n");
+  EXPECT_EQ(story("Talk.md"), "");
+}
+
+TEST_P(Renaming, theHistoryFollowsEveryScriptInAFolder) {
+  std::filesystem::permissions(root / "Scenes", std::filesystem::perms(0750));
+  EXPECT_EQ(library.rename(folderItem("Scenes"), "Acts").identifier, "Acts");
+  EXPECT_THAT(names(), ElementsAre("Acts", "Talk.md"));
+  EXPECT_EQ(bytesOf("Acts/End.md"), "the end");
+  EXPECT_EQ(story("Acts/End.md"), "kept: the end\n");
+  EXPECT_EQ(std::filesystem::status(root / "Acts").permissions(), std::filesystem::perms(0750));
+}
+
+TEST_P(Renaming, whateverHasTheNameIsLeftAlone) {
+  std::filesystem::create_symlink("nowhere", root / "New.md");
+  put("New 2.md", "other words");
+  std::filesystem::create_directory(root / "New 3.md");
+  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New 4.md");
+  std::filesystem::create_directory(root / "Acts");  // even empty
+  put("Acts 2", "no folder");
+  EXPECT_EQ(library.rename(folderItem("Scenes"), "Acts").identifier, "Acts 3");
+  EXPECT_THAT(names(), ElementsAre("Acts", "Acts 2", "Acts 3", "New 2.md", "New 3.md", "New 4.md", "New.md"));
+  EXPECT_EQ(bytesOf("New 2.md"), "other words");
+}
+
+TEST_P(Renaming, aNameThatIsTakenAfterTheLookIsNotTaken) {
+  bool taken = false;
+  calls.before = [&](std::string_view call) {
+    if (call == "renameToFreeName" && !std::exchange(taken, true)) put("New.md", "other words");
+    return call == "renameToFreeName" ? GetParam() : 0;
+  };
+  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New 2.md");
+  EXPECT_EQ(bytesOf("New.md"), "other words");
+  EXPECT_EQ(story("New 2.md"), "kept: words\n");
+  EXPECT_EQ(story("New.md"), "");
+}
+
+TEST_P(Renaming, aFolderNameThatIsTakenAfterTheLookIsNotTaken) {
+  bool taken = false;
+  calls.before = [&](std::string_view call) {
+    if (call == "renameToFreeName" && !std::exchange(taken, true)) std::filesystem::create_directory(root / "Acts");
+    return call == "renameToFreeName" ? GetParam() : 0;
+  };
+  EXPECT_EQ(library.rename(folderItem("Scenes"), "Acts").identifier, "Acts 2");
+  EXPECT_EQ(story("Acts 2/End.md"), "kept: the end\n");
+}
+
+TEST_P(Renaming, aScriptThatIsGoneHasNoNewName) {
+  std::filesystem::remove(root / "Talk.md");
+  EXPECT_THAT(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+              HasSubstr("\"Talk.md\" could not be renamed, because it is not there any more."));
+  EXPECT_EQ(story("Talk.md"), "kept: words\n");
+}
+
+TEST_P(Renaming, aScriptThatBecameAFolderIsRefusedAndTheOtherWayRound) {
+  EXPECT_EQ(sentenceOf([&] { library.rename(script("Scenes"), "New"); }),
+            "\"Scenes\" could not be renamed, because it is no script any more. List the library again to see what is "
+            "there now.");
+  EXPECT_EQ(sentenceOf([&] { library.rename(folderItem("Talk.md"), "New"); }),
+            "\"Talk.md\" could not be renamed, because it is no folder any more. List the library again to see what is "
+            "there now.");
+}
+
+TEST_P(Renaming, saysWhatIsTrueWhenTheFolderCannotBeFlushed) {
+  calls.before = [&](std::string_view call) {
+    return call == "flush" ? EIO : call == "renameToFreeName" ? GetParam() : 0;
+  };
+  EXPECT_EQ(
+      sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+      "\"Talk.md\" was renamed to \"New.md\", but that may not outlast a power failure, because the disk reports an "
+      "error. Check the disk.");
+  EXPECT_EQ(bytesOf("New.md"), "words");
+  EXPECT_EQ(story("New.md"), "kept: words\n");
+}
+
+TEST_P(Renaming, aDamagedHistoryRefusesIt) {
+  put(".kelvane/history.sqlite", std::string(8192, 'x'));
+  EXPECT_THROW(library.rename(script("Talk.md"), "New"), HistoryError);
+  EXPECT_THROW(library.rename(folderItem("Scenes"), "Acts"), HistoryError);
+  EXPECT_THAT(names(), ElementsAre("Scenes", "Talk.md"));
+}
+
+TEST_P(Renaming, aPresentNameThatCleaningWouldChangeStays) {
+  put(" odd .md", "words");
+  EXPECT_EQ(library.rename(script(" odd .md"), " odd ").identifier, " odd .md");
+  EXPECT_EQ(library.rename(script(" odd .md"), "odd").identifier, "odd.md");
+}
+
+TEST_P(Renaming, aProcessThatDiesAtAnyCallLosesNeitherTheTextNorItsHistory) {
+  int deaths = 0;
+  for (int time = 1;; ++time) {
+    const std::string from = "From " + std::to_string(time) + ".md";
+    const std::string to = "To " + std::to_string(time) + ".md";
+    put(from, "words");
+    history->snapshot("words", root / from, "kept");
+    const std::string answer = inChild([&]() -> std::string {
+      calls.before = [&, made = 0](std::string_view call) mutable {
+        if (call == "openBeneath") return 0;
+        if (++made == time) dieAtOnce();
+        return call == "renameToFreeName" ? GetParam() : 0;
+      };
+      library.rename(script(from), to);
+      return "renamed";
+    });
+    EXPECT_EQ(tree().find(".kelvane"), std::string::npos);
+    const bool isAtOldPlace = std::filesystem::exists(root / from);
+    const bool isAtNewPlace = std::filesystem::exists(root / to);
+    EXPECT_TRUE(isAtOldPlace || isAtNewPlace) << time;
+    EXPECT_EQ(bytesOf(isAtNewPlace ? to : from), "words");
+    if (isAtOldPlace != isAtNewPlace) {
+      EXPECT_EQ(story(isAtNewPlace ? to : from), "kept: words\n") << time;
+    }
+    EXPECT_TRUE(history->holds("words", from) || history->holds("words", to)) << time;
+    if (answer == "renamed") break;
+    ASSERT_EQ(answer, "killed by signal 9");
+    ++deaths;
+  }
+  EXPECT_GE(deaths, 2);
+}
+
+TEST_F(LibraryHouse, aFileThatIsReplacedWhileItIsRenamedIsNotUnlinked) {
+  put("Talk.md", "words");
+  class Swapping : public StagedCalls {
+   public:
+    std::function<void()> afterLink;
+    int link(int folder, const char* from, const char* to) const noexcept override {
+      const int result = SystemCalls::link(folder, from, to);
+      afterLink();
+      return result;
+    }
+  } swapping;
+  swapping.lack({"renameToFreeName"}, EINVAL);
+  swapping.afterLink = [&] {
+    put("Talk.md~", "theirs");
+    std::filesystem::rename(root / "Talk.md~", root / "Talk.md");
+  };
+  FolderLibrary slow(root, history, {swapping, std::chrono::milliseconds(50)});
+  EXPECT_THAT(sentenceOf([&] { slow.rename(script("Talk.md"), "New"); }), HasSubstr("another program is using it"));
+  EXPECT_EQ(bytesOf("Talk.md"), "theirs");
+}
+
+TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
+  put("Closed/Talk.md", "words");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  ASSERT_TRUE(::geteuid() != 0 || ::chown(root.c_str(), 65534, 65534) == 0);
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0555));
+  EXPECT_EQ(
+      inChild([&] {
+        becomeNobody();
+        return sentenceOf([&] { library.rename(script("Closed/Talk.md"), "New"); });
+      }),
+      "\"Closed/Talk.md\" could not be renamed, because the system does not permit it. Check who may read and write "
+      "there.");
+  EXPECT_THAT(names("Closed"), ElementsAre("Talk.md"));
+}
+
+// --- The library's own folder ---
+
+class OwnFolder : public LibraryHouse {
+ protected:
+  static constexpr const char* why =
+      ", because it belongs to the folder that the library keeps its history in. Leave that folder to the library.";
+};
+
+TEST_F(OwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
+  put(".kelvane/notes.md", "words");
+  put(".kelvane/folder/notes.md", "words");
+  for (const char* identifier : {".kelvane", "./.kelvane", ".kelvane/", ".kelvane/folder", ".//.kelvane/folder"}) {
+    EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
+              quorvel::quoted(identifier) + " could not be renamed" + why);
+    EXPECT_EQ(sentenceOf([&] { library.create("New", identifier); }),
+              std::string("The script \"New\" could not be made") + why);
+    EXPECT_EQ(sentenceOf([&] { library.createFolder("New", identifier); }),
+              std::string("The folder \"New\" could not be made") + why);
+  }
+  for (const char* identifier : {".kelvane/notes.md", "./.kelvane//notes.md", ".kelvane/folder/notes.md"}) {
+    EXPECT_EQ(sentenceOf([&] { library.rename(script(identifier), "New"); }),
+              quorvel::quoted(identifier) + " could not be renamed" + why);
+    EXPECT_EQ(sentenceOf([&] { library.write("new", script(identifier)); }),
+              quorvel::quoted(identifier) + " could not be written" + why);
+  }
+  EXPECT_EQ(bytesOf(".kelvane/notes.md"), "words");
+  EXPECT_THAT(names(".kelvane"), ElementsAre("folder", "notes.md"));
+  EXPECT_THAT(names(), ElementsAre());
+}
+
+TEST_F(OwnFolder, isRefusedBeforeItIsThere) {
+  EXPECT_THAT(sentenceOf([&] { library.create("New", ".kelvane"); }), HasSubstr(why));
+  EXPECT_THAT(sentenceOf([&] { library.rename(folderItem(".kelvane"), "New"); }), HasSubstr(why));
+  EXPECT_FALSE(std::filesystem::exists(root / ".kelvane"));
+}
+
+TEST_F(OwnFolder, isKnownByWhatItIsWhereItsNameLeadsElsewhere) {
+  put("Hidden/notes.md", "words");
+  std::filesystem::create_directory_symlink("Hidden", root / ".kelvane");
+  EXPECT_THAT(sentenceOf([&] { library.write("new", script("Hidden/notes.md")); }), HasSubstr(why));
+  EXPECT_THAT(sentenceOf([&] { library.create("New", "Hidden"); }), HasSubstr(why));
+  EXPECT_THAT(sentenceOf([&] { library.rename(folderItem("Hidden"), "New"); }), HasSubstr(why));
+}
+
+TEST_F(OwnFolder, mayBeTheNameOfAFolderFurtherDown) {
+  put("Scenes/.kelvane/notes.md", "words");
+  put(".kelvane/lock", "");
+  EXPECT_NO_THROW(library.write("new", script("Scenes/.kelvane/notes.md")));
+}
+
+TEST_F(OwnFolder, cannotComeFromAName) {
+  EXPECT_EQ(library.createFolder(".kelvane", std::nullopt).identifier, "kelvane");
+  EXPECT_EQ(library.create(".kelvane", std::nullopt).identifier, "kelvane.md");
+  EXPECT_EQ(library.rename(folderItem("kelvane"), ".kelvane").identifier, "kelvane");
+}
+
+TEST_F(OwnFolder, theRootHasNoNameToChange) {
+  for (const char* identifier : {"", ".", "./"}) {
+    EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
+              quorvel::quoted(identifier) + " could not be renamed, because it is the library's own root folder.");
+  }
+}
+
+TEST_F(OwnFolder, aFolderCannotGoIntoItself) {
+  put("Scenes/End.md");
+  EXPECT_EQ(library.rename(folderItem("Scenes"), "Scenes/Inside").identifier, "Scenes-Inside");
+  EXPECT_THAT(names(), ElementsAre("Scenes-Inside"));
+}
+
+}  // namespace
+}  // namespace quorvel
