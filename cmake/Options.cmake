@@ -10,12 +10,9 @@ endif()
 if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(KELVANE_CCACHE ccache)
   if(KELVANE_CCACHE)
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${KELVANE_CCACHE})
+    # It looks into precompiled headers only when told that their time stamps do not matter.
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${KELVANE_CCACHE})
   endif()
-endif()
-
-if(KELVANE_TIDY)
-  set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
 endif()
 
 add_library(kelvane_options INTERFACE)
