@@ -25,12 +25,13 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (slash == std::string::npos) continue;
       const std::string task = name.substr(0, slash);
       if (!times_.contains(task)) tasks_.push_back(task);
-      times_[task][name.substr(slash + 1)].push_back(run.GetAdjustedCPUTime());
+      const bool isRealTime = run.run_name.time_type == "real_time";
+      times_[task][name.substr(slash + 1)].push_back(isRealTime ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
     }
   }
 
   void printRatios() const {
-    std::printf("\nTime relative to kelvane's in this run, by medians of CPU time (above 1: the peer took longer)\n");
+    std::printf("\nTime relative to kelvane's in this run, by medians (above 1: the peer took longer)\n");
     for (const std::string& task : tasks_) {
       const auto& peers = times_.at(task);
       const auto mine = peers.find(ours);
