@@ -1,0 +1,113 @@
+#include "program/configuration/ClaudeConfigFile.h"
+
+#include "host/ClaudeConfig.h"
+#include "platform/JSONText.h"
+#include "platform/Unicode.h"
+#include "protocol/JSON.h"
+
+namespace kelvane {
+namespace {
+
+using Kind = JSONText::Kind;
+using Value = JSONText::Value;
+
+constexpr std::string_view serversKey = "mcpServers";
+constexpr std::string_view entryKey = ClaudeConfig::serverName;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+bool isBlank(std::string_view text) noexcept {
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  return text.find_first_not_of(" \t\r\n") == text.npos;
+}
+
+JSONText read(std::string_view text) {
+  auto document = JSONText::read(std::string(text));
+  if (document) return *std::move(document);
+  throw ConfigRefused("The file is not JSON: it cannot be read from " + placeIn(text, *JSONText::fault(text)) +
+                      " on. It was left as it is; mend it there and try again.");
+}
+
+/// What a value holds beyond what we write.
+void describe(const Value& entry, const JSONText& document, std::vector<std::string>& dropped) {
+  if (entry.kind != Kind::object) {
+    dropped.push_back("The entry was no object: " + std::string(document.written(entry)));
+    return;
+  }
+  for (const JSONText::Member& member : document.members(entry)) {
+    const std::string written(document.written(member.value));
+    const bool isOurs = (member.key == "command" && member.value.kind == Kind::string) ||
+                        (member.key == "args" && JSON::decoded(written) == JSON(JSON::Array{}));
+    if (!isOurs) dropped.push_back("The entry had " + quotedJSON(member.key) + ": " + written);
+  }
+}
+
+/// Throws unless the new text says what it must and the old one stands in it but for [begin, end).
+void prove(const JSON& expected, std::size_t begin, std::size_t end, std::string_view before, std::string_view after) {
+  if (JSON::decoded(after) == expected && differsOnlyWithin(begin, end, before, after)) return;
+  throw ConfigRefused(
+      "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
+      "hand.");
+}
+
+}  // namespace
+
+ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view to) {
+  if (!unicode::isValidUTF8(command)) {
+    throw ConfigRefused(
+        "The path of this program is not UTF-8, so no JSON file can hold it. Move the program to another folder.");
+  }
+  const std::optional<JSON> old = JSON::decoded(to);
+  const JSON expected = ClaudeConfig::adding(command, old);
+  if (old == expected) return {std::string(to), {}};
+  if (isBlank(to)) {
+    const std::string_view mark = to.substr(0, to.starts_with(byteOrderMark) ? byteOrderMark.size() : 0);
+    return {std::string(mark).append(example(command)), {}};
+  }
+
+  const JSONText before = read(to);
+  ConfigEdit edit;
+  Value place = before.root();
+  if (place.kind != Kind::object) {
+    edit.dropped.push_back("The file held no object: " + std::string(before.written(place)));
+  } else if (const auto servers = before.find({serversKey})) {
+    place = *servers;
+    if (place.kind != Kind::object) {
+      edit.dropped.push_back("\"mcpServers\" was no object: " + std::string(before.written(place)));
+    } else if (const auto entry = before.find({serversKey, entryKey})) {
+      place = *entry;
+      describe(place, before, edit.dropped);
+    }
+  }
+
+  JSONText after = before;
+  after.set({serversKey, entryKey}, "{}");
+  after.set({serversKey, entryKey, "args"}, "[]");
+  after.set({serversKey, entryKey, "command"}, JSON(command).encoded());
+  edit.text = after.text();
+  prove(expected, place.begin, place.end, to, edit.text);
+  return edit;
+}
+
+ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
+  ConfigEdit edit{std::string(from), {}};
+  if (isBlank(from)) return edit;
+  JSONText document = read(from);
+  const auto servers = document.find({serversKey});
+  if (!servers || servers->kind != Kind::object) return edit;
+  for (const JSONText::Member& member : document.members(*servers)) {
+    if (member.key == entryKey) describe(member.value, document, edit.dropped);
+  }
+  if (!document.erase({serversKey, entryKey})) return edit;
+  edit.text = document.text();
+  prove(ClaudeConfig::removing(JSON::decoded(from)), servers->begin, servers->end, from, edit.text);
+  return edit;
+}
+
+std::string ClaudeConfigFile::example(std::string_view command) {
+  JSONText document = read("{}\n");
+  document.set({serversKey, entryKey, "args"}, "[]");
+  document.set({serversKey, entryKey, "command"}, JSON(command).encoded());
+  return document.text();
+}
+
+}  // namespace kelvane

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "program/configuration/ConfigEdit.h"
+
+namespace kelvane {
+
+/// `ClaudeConfig` for the text that a person has in a file: the same documents, with every byte outside our entry as it
+/// was. Both operations read back what they made and compare it with what `ClaudeConfig` says before they return it.
+///
+/// A text of nothing but blanks is no document, and gets one. Of members with equal keys the last counts, as for every
+/// reader of JSON that we know.
+struct ClaudeConfigFile {
+  ClaudeConfigFile() = delete;
+
+  /// The text with our entry for this command. A new member comes last in its object and is laid out like its
+  /// neighbours; an entry that is there keeps its place. An entry that is right already stays as it is written.
+  /// Throws ConfigRefused when the text is not JSON, or the command not UTF-8.
+  static ConfigEdit adding(std::string_view command, std::string_view to);
+
+  /// The text without our entry; as it is where there is none, whatever else it is.
+  /// Throws ConfigRefused when the text is not JSON.
+  static ConfigEdit removing(std::string_view from);
+
+  /// A whole document with nothing but our entry, for a person to paste from.
+  static std::string example(std::string_view command);
+};
+
+}  // namespace kelvane

@@ -1,0 +1,144 @@
+#include "program/configuration/CodexConfigFile.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "host/CodexConfig.h"
+#include "host/CodexLines.h"
+#include "platform/JSONText.h"
+#include "platform/Unicode.h"
+#include "program/configuration/TOMLText.h"
+
+namespace kelvane {
+namespace {
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+std::string replacingAll(std::string_view old, std::string_view fresh, std::string_view text) {
+  std::string result;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t found = std::min(text.find(old, at), text.size());
+    result.append(text.substr(at, found - at));
+    if (found < text.size()) result.append(fresh);
+    at = found + old.size();
+  }
+  return result;
+}
+
+/// A text as `CodexConfig` can take it, and the way back.
+class Lines {
+ public:
+  explicit Lines(std::string_view text) {
+    mark_ = text.substr(0, text.starts_with(byteOrderMark) ? byteOrderMark.size() : 0);
+    text.remove_prefix(mark_.size());
+    const auto feeds = std::count(text.begin(), text.end(), '\n');
+    text_ = replacingAll("\r\n", "\n", text);
+    isAllCRLF_ = feeds > 0 && text.size() - text_.size() == static_cast<std::size_t>(feeds);
+    if (!isAllCRLF_) text_ = text;
+  }
+
+  const std::string& text() const noexcept { return text_; }
+
+  std::string back(std::string_view text) const {
+    return std::string(mark_).append(isAllCRLF_ ? replacingAll("\n", "\r\n", text) : text);
+  }
+
+ private:
+  std::string_view mark_;
+  std::string text_;
+  bool isAllCRLF_ = false;
+};
+
+void requireCommandThatStandsForItself(std::string_view command) {
+  if (!unicode::isValidUTF8(command)) {
+    throw ConfigRefused(
+        "The path of this program is not UTF-8, so no TOML file can hold it. Move the program to another folder.");
+  }
+  const bool isPlain = std::none_of(command.begin(), command.end(), [](char byte) {
+    return byte == '"' || byte == '\\' || static_cast<unsigned char>(byte) < ' ' || byte == '\x7F';
+  });
+  if (isPlain) return;
+  throw ConfigRefused(
+      "The path of this program holds a quote, a backslash or a control character, which would have to be written "
+      "differently in this file. Move the program to another folder, or paste the lines by hand.");
+}
+
+TOMLText read(std::string_view text) {
+  try {
+    return TOMLText(text);
+  } catch (const ConfigRefused&) {
+    throw ConfigRefused(
+        "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table "
+        "of servers in a form that takes no others. It was left as it is; change it by hand.");
+  }
+}
+
+void requireNoEntry(const TOMLText& rest, const TOMLText& whole) {
+  if (!rest.entryLine()) return;
+  throw ConfigRefused("The file registers \"kelvane\" at line " + std::to_string(whole.entryLine().value_or(1)) +
+                      " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a " +
+                      "comment, or line breaks of both kinds. A second entry would keep the client from starting, so " +
+                      "the file was left as it is. Take that entry out by hand and try again.");
+}
+
+void requireProof(bool isProven) {
+  if (isProven) return;
+  throw ConfigRefused(
+      "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
+      "hand.");
+}
+
+/// The lines that go, but for those that we write ourselves.
+std::vector<std::string> dropped(const std::string& text, const TOMLText& whole) {
+  const std::string ours = CodexConfig::adding(whole.command().value_or(""), "");
+  const std::vector<CodexLine> written = codexLines(ours);
+  std::vector<std::string> lines;
+  for (const CodexLine& line : codexLines(text)) {
+    const std::string_view trimmed = unicode::trimmingBlanks(line.text);
+    const bool isOurs = std::any_of(written.begin(), written.end(),
+                                    [trimmed](const CodexLine& known) { return known.text == trimmed; });
+    if (line.isOwned && !isOurs) lines.emplace_back(line.text);
+  }
+  return lines;
+}
+
+}  // namespace
+
+ConfigEdit CodexConfigFile::adding(std::string_view command, std::string_view to) {
+  requireCommandThatStandsForItself(command);
+  const TOMLText old(to);
+  const Lines lines(to);
+  ConfigEdit edit{lines.back(CodexConfig::adding(command, lines.text())), {}};
+  if (edit.text == to) return edit;
+  requireNoEntry(read(lines.back(CodexConfig::removing(lines.text()))), old);
+  const TOMLText fresh = read(edit.text);
+  requireProof(fresh.registersOnly(command) && fresh.equalsBesidesEntry(old));
+  edit.dropped = dropped(lines.text(), old);
+  return edit;
+}
+
+ConfigEdit CodexConfigFile::removing(std::string_view from) {
+  const TOMLText old(from);
+  const Lines lines(from);
+  const std::vector<CodexLine> all = codexLines(lines.text());
+  ConfigEdit edit{std::string(from), {}};
+  if (std::any_of(all.begin(), all.end(), [](const CodexLine& line) { return line.isOwned; })) {
+    edit.text = lines.back(CodexConfig::removing(lines.text()));
+    edit.dropped = dropped(lines.text(), old);
+  }
+  const TOMLText fresh = read(edit.text);
+  requireNoEntry(fresh, old);
+  requireProof(fresh.equalsBesidesEntry(old));
+  return edit;
+}
+
+std::optional<std::string> CodexConfigFile::command(std::string_view in) {
+  return TOMLText(in).command();
+}
+
+std::string CodexConfigFile::example(std::string_view command) {
+  // TOML has the escapes of JSON, and wants one character more escaped.
+  return "[mcp_servers.kelvane]\nargs = []\ncommand = " + replacingAll("\x7F", "\\u007f", quotedJSON(command)) + "\n";
+}
+
+}  // namespace kelvane

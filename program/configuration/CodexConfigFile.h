@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "program/configuration/ConfigEdit.h"
+
+namespace kelvane {
+
+/// `CodexConfig` for the text that a person has in a file. What it makes is read by a TOML parser and compared with the
+/// old text before it is returned: every other key must be there with the same value, and our entry be the command
+/// given. So what `CodexConfig` would break, because it looks at lines only, is refused with a reason:
+///
+/// - an entry of our name in a form that is not ours (dotted keys, an inline table, a quoted name, a comment behind the
+///   header), to which ours would be a second definition that keeps the client from starting;
+/// - a line in a text or an array that looks like a header;
+/// - a command with a quote, a backslash or a control character.
+///
+/// A text whose line breaks are all CR LF is edited as if they were LF, and keeps them. A byte-order mark stays.
+struct CodexConfigFile {
+  CodexConfigFile() = delete;
+
+  /// The text that `CodexConfig::adding` makes. Throws ConfigRefused.
+  static ConfigEdit adding(std::string_view command, std::string_view to);
+
+  /// The text that `CodexConfig::removing` makes; as it is where there is nothing of ours. Throws ConfigRefused.
+  static ConfigEdit removing(std::string_view from);
+
+  /// The command of our entry, in whatever form that is written; nothing when there is none, or its command is no text.
+  /// Throws ConfigRefused when the text is not TOML.
+  static std::optional<std::string> command(std::string_view in);
+
+  /// The lines of our entry alone, for a person to paste, with a command of any UTF-8 written as TOML has it.
+  static std::string example(std::string_view command);
+};
+
+}  // namespace kelvane

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kelvane {
+
+/// A TOML text as its own readers take it, with an eye to the table `mcp_servers.kelvane`, however that is written.
+class TOMLText {
+ public:
+  /// Throws ConfigRefused, with the place and the reason, when the text is not TOML.
+  explicit TOMLText(std::string_view text);
+  TOMLText(TOMLText&&) noexcept;
+  TOMLText& operator=(TOMLText&&) noexcept;
+  ~TOMLText();
+
+  /// The line, from 1, on which our entry begins; nothing when there is none.
+  std::optional<std::size_t> entryLine() const;
+
+  /// Our entry's command; nothing when there is no entry, or its command is no text.
+  std::optional<std::string> command() const;
+
+  /// Whether our entry is this command and no arguments, and nothing else.
+  bool registersOnly(std::string_view command) const;
+
+  /// Whether all keys but our entry are there in both, with the same values. A table of servers that has no other
+  /// server, or is not there, is all the same.
+  bool equalsBesidesEntry(const TOMLText& other) const;
+
+ private:
+  struct Document;
+  std::unique_ptr<Document> document_;
+};
+
+}  // namespace kelvane

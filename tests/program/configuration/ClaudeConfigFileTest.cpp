@@ -1,0 +1,233 @@
+#include "program/configuration/ClaudeConfigFile.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "host/ClaudeConfig.h"
+#include "protocol/JSON.h"
+
+namespace kelvane {
+namespace {
+
+using Dropped = std::vector<std::string>;
+
+struct EditCase {
+  const char* description;
+  std::string before;
+  std::string after;
+  Dropped dropped;
+};
+
+constexpr std::string_view fresh = R"({
+  "mcpServers": {
+    "kelvane": {
+      "args": [],
+      "command": "/bin/k"
+    }
+  }
+}
+)";
+
+std::string refusal(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const ConfigRefused& error) {
+    return error.what();
+  }
+  return "not refused";
+}
+
+std::string with(std::string text, std::string_view from, std::string_view to) {
+  for (std::size_t at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+TEST(ClaudeConfigFile, addsTheEntryAndLeavesEveryOtherByte) {
+  const EditCase cases[] = {
+      {"no file", "", std::string(fresh), {}},
+      {"blanks", " \r\n\t", std::string(fresh), {}},
+      {"a byte-order mark alone", "\xEF\xBB\xBF", "\xEF\xBB\xBF" + std::string(fresh), {}},
+      {"an empty object", "{}", std::string(fresh.substr(0, fresh.size() - 1)), {}},
+      {"an empty object and a line break", "{ }\n", std::string(fresh), {}},
+      {"other members, numbers as they are spelled",
+       "{\n  \"n\": 12345678901234567890,\n  \"x\": 1.50e+1\n}",
+       "{\n  \"n\": 12345678901234567890,\n  \"x\": 1.50e+1,\n  \"mcpServers\": {\n    \"kelvane\": {\n      \"args\": "
+       "[],\n      \"command\": \"/bin/k\"\n    }\n  }\n}",
+       {}},
+      {"another server, in tabs",
+       "{\n\t\"mcpServers\": {\n\t\t\"other\": {\"command\": \"x\"}\n\t},\n\t\"z\": 0\n}\n",
+       "{\n\t\"mcpServers\": {\n\t\t\"other\": {\"command\": \"x\"},\n\t\t\"kelvane\": {\n\t\t\t\"args\": "
+       "[],\n\t\t\t\"command\": \"/bin/k\"\n\t\t}\n\t},\n\t\"z\": 0\n}\n",
+       {}},
+      {"an empty table of servers",
+       "{\n    \"mcpServers\": {},\n    \"z\": 0\n}",
+       "{\n    \"mcpServers\": {\n        \"kelvane\": {\n            \"args\": [],\n            \"command\": "
+       "\"/bin/k\"\n        }\n    },\n    \"z\": 0\n}",
+       {}},
+      {"one line",
+       R"({"b":[1, 2],"mcpServers":{"other":{}},"a":null})",
+       R"({"b":[1, 2],"mcpServers":{"other":{},"kelvane":{"args":[],"command":"/bin/k"}},"a":null})",
+       {}},
+      {"one line with blanks",
+       R"({"a": 1})",
+       R"({"a": 1, "mcpServers": {"kelvane": {"args": [], "command": "/bin/k"}}})",
+       {}},
+      {"CR LF and a byte-order mark",
+       "\xEF\xBB\xBF{\r\n  \"a\": 1\r\n}\r\n",
+       "\xEF\xBB\xBF{\r\n  \"a\": 1,\r\n  \"mcpServers\": {\r\n    \"kelvane\": {\r\n      \"args\": [],\r\n      "
+       "\"command\": \"/bin/k\"\r\n    }\r\n  }\r\n}\r\n",
+       {}},
+      {"an entry of another command keeps its place",
+       "{\n  \"mcpServers\": {\n    \"kelvane\": {\n      \"command\": \"/old\",\n      \"args\": [ ]\n    },\n    "
+       "\"other\": {}\n  }\n}",
+       "{\n  \"mcpServers\": {\n    \"kelvane\": {\n      \"args\": [],\n      \"command\": \"/bin/k\"\n    },\n    "
+       "\"other\": {}\n  }\n}",
+       {}},
+      {"the entry already, written differently",
+       R"({"mcpServers": { "kelvane" : {"command":"\/bin/k", "args":[ ]}}})",
+       R"({"mcpServers": { "kelvane" : {"command":"\/bin/k", "args":[ ]}}})",
+       {}},
+      {"more in the entry",
+       R"({"mcpServers":{"kelvane":{"env": {"TOKEN": "x y"},"command":"/old","args":["--v"],"type":"stdio"}}})",
+       R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {R"(The entry had "env": {"TOKEN": "x y"})", R"(The entry had "args": ["--v"])",
+        R"(The entry had "type": "stdio")"}},
+      {"a command that is no text",
+       R"({"mcpServers":{"kelvane":{"command":[1]}}})",
+       R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {R"(The entry had "command": [1])"}},
+      {"an entry that is no object",
+       R"({"mcpServers":{"kelvane":"/old"}})",
+       R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {R"(The entry was no object: "/old")"}},
+      {"servers that are no object",
+       R"({"mcpServers":["x"],"z":1})",
+       R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}},"z":1})",
+       {R"("mcpServers" was no object: ["x"])"}},
+      {"a root that is no object", "[1, 2]\n", std::string(fresh), {"The file held no object: [1, 2]"}},
+      {"a root that is null",
+       "null",
+       std::string(fresh.substr(0, fresh.size() - 1)),
+       {"The file held no object: null"}},
+      {"the last of equal tables of servers",
+       R"({"mcpServers":{"kelvane":1},"mcpServers":{}})",
+       R"({"mcpServers":{"kelvane":1},"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {}},
+      {"the last of equal entries",
+       R"({"mcpServers":{"kelvane":1,"b":2,"kelvane":{"x":3}}})",
+       R"({"mcpServers":{"kelvane":1,"b":2,"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {R"(The entry had "x": 3)"}},
+      {"an entry by an escaped name",
+       R"({"mcpServers":{"kelv\u0061ne":{"command":"/old"}}})",
+       R"({"mcpServers":{"kelv\u0061ne":{"args":[],"command":"/bin/k"}}})",
+       {}},
+      {"a table of servers elsewhere",
+       R"({"projects":{"p":{"mcpServers":{"kelvane":{}}}}})",
+       R"({"projects":{"p":{"mcpServers":{"kelvane":{}}}},"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
+       {}},
+  };
+  for (const EditCase& row : cases) {
+    const ConfigEdit edit = ClaudeConfigFile::adding("/bin/k", row.before);
+    EXPECT_EQ(edit.text, row.after) << row.description;
+    EXPECT_EQ(edit.dropped, row.dropped) << row.description;
+    EXPECT_EQ(JSON::decoded(edit.text), ClaudeConfig::adding("/bin/k", JSON::decoded(row.before))) << row.description;
+    EXPECT_EQ(ClaudeConfigFile::adding("/bin/k", edit.text), (ConfigEdit{edit.text, {}})) << row.description;
+  }
+}
+
+TEST(ClaudeConfigFile, writesAnyCommandThatIsText) {
+  for (const std::string command :
+       {"", "/a b/k", R"(C:\k "x".exe)", "/caf\u00E9", "/cafe\u0301", "/a\nb\t\x01", "/\x7F"}) {
+    const ConfigEdit edit = ClaudeConfigFile::adding(command, "{}");
+    EXPECT_EQ(ClaudeConfig::command(JSON::decoded(edit.text)), command);
+    EXPECT_EQ(ClaudeConfig::command(JSON::decoded(ClaudeConfigFile::example(command))), command);
+  }
+  EXPECT_EQ(ClaudeConfigFile::example("/bin/k"), fresh);
+  EXPECT_EQ(refusal([] { ClaudeConfigFile::adding("/\xFF", "{}"); }),
+            "The path of this program is not UTF-8, so no JSON file can hold it. Move the program to another folder.");
+}
+
+TEST(ClaudeConfigFile, removesTheEntryAndLeavesEveryOtherByte) {
+  const EditCase cases[] = {
+      {"no file", "", "", {}},
+      {"blanks", " \n", " \n", {}},
+      {"the only server", std::string(fresh), "{\n  \"mcpServers\": {}\n}\n", {}},
+      {"the first of two",
+       R"({"mcpServers": {"kelvane": {"command": "x"}, "other": {}}})",
+       R"({"mcpServers": {"other": {}}})",
+       {}},
+      {"the last of two",
+       "{\r\n\t\"mcpServers\": {\r\n\t\t\"other\": {},\r\n\t\t\"kelvane\": {}\r\n\t},\r\n\t\"n\": 1.0\r\n}",
+       "{\r\n\t\"mcpServers\": {\r\n\t\t\"other\": {}\r\n\t},\r\n\t\"n\": 1.0\r\n}",
+       {}},
+      {"more in the entry",
+       R"({"mcpServers":{"kelvane":{"command":"x","args":[],"env":{"A":"b"}}}})",
+       R"({"mcpServers":{}})",
+       {R"(The entry had "env": {"A":"b"})"}},
+      {"an entry that is no object",
+       R"({"mcpServers":{"kelvane":null}})",
+       R"({"mcpServers":{}})",
+       {"The entry was no object: null"}},
+      {"all of equal entries",
+       R"({"mcpServers":{"kelvane":1,"b":2,"kelvane":{"command":"x"}}})",
+       R"({"mcpServers":{"b":2}})",
+       {"The entry was no object: 1"}},
+      {"the last of equal tables of servers",
+       R"({"mcpServers":{"kelvane":1},"mcpServers":{"kelvane":2}})",
+       R"({"mcpServers":{"kelvane":1},"mcpServers":{}})",
+       {"The entry was no object: 2"}},
+      {"no entry", R"({"mcpServers":{ "other":1 }})", R"({"mcpServers":{ "other":1 }})", {}},
+      {"no servers", "{ }", "{ }", {}},
+      {"servers that are no object", R"({"mcpServers":["kelvane"]})", R"({"mcpServers":["kelvane"]})", {}},
+      {"a root that is no object", "[1]", "[1]", {}},
+  };
+  for (const EditCase& row : cases) {
+    const ConfigEdit edit = ClaudeConfigFile::removing(row.before);
+    EXPECT_EQ(edit.text, row.after) << row.description;
+    EXPECT_EQ(edit.dropped, row.dropped) << row.description;
+    EXPECT_EQ(ClaudeConfigFile::removing(edit.text), (ConfigEdit{edit.text, {}})) << row.description;
+    if (edit.text != row.before) {
+      EXPECT_EQ(JSON::decoded(edit.text), ClaudeConfig::removing(JSON::decoded(row.before))) << row.description;
+    }
+  }
+}
+
+TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
+  const struct {
+    const char* description;
+    std::string text;
+    const char* place;
+  } cases[] = {
+      {"a comment", "{\n  // servers\n  \"a\": 1\n}", "line 2, column 3"},
+      {"a comment behind a member", "{\n  \"a\": 1 /* x */\n}", "line 2, column 10"},
+      {"a comma at the end", "{\r\n  \"a\": 1,\r\n}", "line 3, column 1"},
+      {"cut short", "{\"a\": \"b", "line 1, column 9"},
+      {"a number too large", "{\"a\":\n1e400}", "line 2, column 1"},
+      {"not UTF-8", "{\"\u00E9\": \"\xFF\"}", "line 1, column 8"},
+      {"two documents", "{}\n{}", "line 2, column 1"},
+      {"behind a byte-order mark", "\xEF\xBB\xBFx", "line 1, column 1"},
+      {"TOML", "[a]\nb = 1", "line 1, column 2"},
+  };
+  for (const auto& row : cases) {
+    const std::string sentences = std::string("The file is not JSON: it cannot be read from ") + row.place +
+                                  " on. It was left as it is; mend it there and try again.";
+    EXPECT_EQ(refusal([&] { ClaudeConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
+    EXPECT_EQ(refusal([&] { ClaudeConfigFile::removing(row.text); }), sentences) << row.description;
+  }
+}
+
+TEST(ClaudeConfigFile, givesTheTextBackWhenTheEntryGoesAgain) {
+  for (const char* lineEnd : {"\n", "\r\n"}) {
+    for (const char* before : {"{\n  \"mcpServers\": {\n    \"other\": {}\n  }\n}\n", "{\"mcpServers\":{\"a\":1}}",
+                               "{\n  \"mcpServers\": {}\n}", "{\"mcpServers\":{},\"x\":[1, 2]}"}) {
+      const std::string text = with(before, "\n", lineEnd);
+      EXPECT_EQ(ClaudeConfigFile::removing(ClaudeConfigFile::adding("/bin/k", text).text).text, text);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvane
