@@ -1,11 +1,9 @@
 #include "tests/end-to-end/Folder.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -24,19 +22,8 @@ struct stat statusOf(const std::filesystem::path& path) {
 
 }  // namespace
 
-Folder::Folder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "kelvane-XXXXXX").native();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
-  path_ = std::filesystem::canonical(pattern);
-}
-
-Folder::~Folder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 void Folder::put(std::string_view name, std::string_view bytes) const {
-  const std::filesystem::path file = path_ / name;
+  const std::filesystem::path file = path() / name;
   std::filesystem::create_directories(file.parent_path());
   std::ofstream out(file, std::ios::binary);
   out << bytes;
@@ -45,8 +32,8 @@ void Folder::put(std::string_view name, std::string_view bytes) const {
 }
 
 std::string Folder::bytes(std::string_view name) const {
-  std::ifstream in(path_ / name, std::ios::binary);
-  if (!in) throw std::runtime_error("Could not read " + (path_ / name).native());
+  std::ifstream in(path() / name, std::ios::binary);
+  if (!in) throw std::runtime_error("Could not read " + (path() / name).native());
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
@@ -58,8 +45,8 @@ std::map<std::string, std::string> Folder::census() const {
                             std::to_string(status.st_size) + ' ' + std::to_string(status.st_ctim.tv_sec) + '.' +
                             std::to_string(status.st_ctim.tv_nsec);
   };
-  count(path_);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) count(entry.path());
+  count(path());
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path())) count(entry.path());
   return census;
 }
 
@@ -70,8 +57,8 @@ void Folder::giveToNobody() const {
       throw std::system_error(errno, std::generic_category(), path.native());
     }
   };
-  give(path_);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) give(entry.path());
+  give(path());
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path())) give(entry.path());
 }
 
 }  // namespace kelvane::tests

@@ -5,19 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/TemporaryFolder.h"
+
 namespace kelvane::tests {
 
-/// A folder of its own for a test, gone with the value.
-class Folder {
+/// A temporary folder with what tests of the program do to it and ask of it. Names are paths relative to it.
+class Folder : public TemporaryFolder {
  public:
-  Folder();
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder();
-
-  const std::filesystem::path& path() const noexcept { return path_; }
-  std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
-  std::string text() const { return path_.native(); }  ///< The path, as an argument.
+  std::filesystem::path operator/(std::string_view name) const { return path() / name; }
+  std::string text() const { return path().native(); }  ///< The path, as an argument.
 
   /// Writes a file, with the folders above it.
   void put(std::string_view name, std::string_view bytes) const;
@@ -28,11 +24,8 @@ class Folder {
   /// Everything below: kind, number, mode, size and moment of change of each entry.
   std::map<std::string, std::string> census() const;
 
-  /// Lets nobody in and own everything below, if the test has root's rights.
+  /// Gives it and everything below to the user "nobody", if the test has root's rights.
   void giveToNobody() const;
-
- private:
-  std::filesystem::path path_;
 };
 
 }  // namespace kelvane::tests
