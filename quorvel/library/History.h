@@ -41,6 +41,7 @@ struct HistoryOfScript {
 /// A rename that the history knows of and that is about to be made, being made, or made. Its destruction without
 /// `done` looks where the thing is and lets the history follow only if it is at the new place, so leaving by an
 /// exception at any point is right; so is the end of the process, after which the next to open the history looks.
+/// Not to outlive its History.
 class PendingRename {
  public:
   PendingRename(PendingRename&& other) noexcept;
@@ -73,8 +74,9 @@ class PendingRename {
 /// for its `patience` and then fails. From `beginAnew` to the creation of the file, and from `willRename` to the end of
 /// its result, the library's lock must be held, as it must by whoever calls `snapshot` meanwhile.
 ///
-/// Operations throw HistoryError: the history is damaged, from a newer version of the program, no history at all, in
-/// use, behind a symbolic link, not permitted, the disk full.
+/// Operations throw HistoryError, and leave everything as it was: the history is damaged, in use, from a newer version
+/// of the program, another program's database, behind a symbolic link, not permitted to be read or written, the disk
+/// full.
 class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;

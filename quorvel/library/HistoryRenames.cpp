@@ -87,8 +87,9 @@ struct stat statusAt(const std::filesystem::path& path, bool& isThere) {
 }
 
 /// The thing's inode tells, at the old place first: where a rename is made of two names and one removal, it has not
-/// happened before the removal. The inode of a script may be at neither place, because an editor has since saved it as
-/// a new file; then the one place that is taken tells. When that does not tell either, the history stays where it was.
+/// happened before the removal. The inode may be at neither place, because an editor has since saved the script as a
+/// new file, or the file system numbers anew when it is mounted; then the one place that is taken tells. When both or
+/// none are, the history stays where it was.
 bool wasMade(const Rename& rename, const std::filesystem::path& root) {
   bool atFrom = false;
   bool atTo = false;
@@ -96,7 +97,7 @@ bool wasMade(const Rename& rename, const std::filesystem::path& root) {
   const struct stat to = statusAt(root / rename.to, atTo);
   if (atFrom && from.st_ino == rename.inode) return false;
   if (atTo && to.st_ino == rename.inode) return true;
-  return !rename.isFolder && atTo && !atFrom;
+  return atTo && !atFrom;
 }
 
 void flushParent(const std::filesystem::path& path) {

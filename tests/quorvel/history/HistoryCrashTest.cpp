@@ -148,12 +148,15 @@ TEST_F(HistoryCrash, whatHappensToTheFoldersAfterwardsMisleadsNobody) {
   } cases[] = {
       {"the old name is taken anew", Death::afterTheRename, [&] { put("F/a.md"); }, "N/a.md: 1"},
       {"the new name is taken by another", Death::afterWritingDown, [&] { put("N/a.md"); }, "F/a.md: 1"},
-      {"the folder that was not renamed is deleted and the new name taken by another", Death::afterWritingDown,
+      {"the folder that was not renamed is deleted", Death::afterWritingDown,
+       [&] { std::filesystem::remove_all(root / "F"); }, "F/a.md: 1"},
+      {"the renamed folder is copied anew, so that its number is another", Death::afterTheRename,
        [&] {
-         put("N/a.md");
-         std::filesystem::remove_all(root / "F");
+         std::filesystem::copy(root / "N", root / "copy", std::filesystem::copy_options::recursive);
+         std::filesystem::remove_all(root / "N");
+         std::filesystem::rename(root / "copy", root / "N");
        },
-       "F/a.md: 1"},
+       "N/a.md: 1"},
       {"what is inside is saved as new files", Death::afterTheRename,
        [&] {
          std::filesystem::remove(root / "N/a.md");

@@ -28,9 +28,11 @@ TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewher
   sqlite::Connection writing = file.writing();
   EXPECT_EQ(writing.integer("PRAGMA synchronous"), 3) << "extra";
   EXPECT_EQ(writing.integer("PRAGMA temp_store"), 2) << "in memory";
-  auto mode = writing.prepare("PRAGMA journal_mode");
-  ASSERT_TRUE(mode.next());
-  EXPECT_EQ(mode.bytes(0), "delete");
+  {
+    auto mode = writing.prepare("PRAGMA journal_mode");
+    ASSERT_TRUE(mode.next());
+    EXPECT_EQ(mode.bytes(0), "delete");
+  }
   writing.run("COMMIT");
   EXPECT_EQ(file.reading()->integer("PRAGMA temp_store"), 2) << "in memory";
 }
