@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "protocol/JSON.h"
+#include "tests/support/Random.h"
 
 namespace kelvane {
 namespace {
@@ -161,6 +163,29 @@ TEST(JSONDecoding, looksAtNothingBehindTheText) {
     EXPECT_FALSE(JSON::decoded({alone.data(), length})) << length;
   }
   EXPECT_EQ(JSON::decoded("123456"sv.substr(0, 3))->number(), 123);
+}
+
+TEST(JSONDecoding, numbersAreRoundedLikeTheSystemRoundsThem) {
+  auto generator = tests::seededGenerator();
+  const auto digit = [&](char lowest) {
+    return static_cast<char>(lowest + tests::below(static_cast<std::size_t>('9' - lowest + 1), generator));
+  };
+  for (int i = 0; i < 200000; ++i) {
+    std::string text = tests::below(2, generator) == 0 ? "-" : "";
+    if (tests::below(4, generator) == 0) {
+      text += "0." + std::string(tests::below(25, generator), '0');
+    } else {
+      text += digit('1');
+      for (std::size_t more = tests::below(12, generator); more > 0; --more) text += digit('0');
+      text += '.';
+    }
+    for (std::size_t more = 1 + tests::below(20, generator); more > 0; --more) text += digit('0');
+    if (tests::below(2, generator) == 0)
+      text += "e" + std::to_string(static_cast<int>(tests::below(80, generator)) - 40);
+    const auto value = JSON::decoded(text);
+    ASSERT_TRUE(value) << text;
+    ASSERT_EQ(*value->number(), std::strtod(text.c_str(), nullptr)) << text;
+  }
 }
 
 TEST(JSONDecoding, manyMembersInAnyOrderAreFoundAndWrittenInOrder) {
