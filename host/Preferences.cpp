@@ -9,10 +9,10 @@ Preferences::Preferences(const UserDefaults* defaults)
       allowsWrites_(isEnabled_ && defaults->boolForKey("mcpAllowsWrites")) {
 }
 
-std::shared_ptr<const UserDefaults> Preferences::defaults(std::string_view bundleID,
+std::shared_ptr<const UserDefaults> Preferences::defaults(std::string_view domain,
                                                           std::optional<std::string_view> running) {
-  if (running && unicode::equivalent(*running, bundleID)) return UserDefaults::standard();
-  return UserDefaults::suite(bundleID);
+  if (running && unicode::equivalent(*running, domain)) return UserDefaults::standard();
+  return UserDefaults::suite(domain);
 }
 
 }  // namespace kelvane

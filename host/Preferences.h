@@ -24,12 +24,11 @@ class Preferences {
   /// Whether they may change the library; never true while `isEnabled` is false.
   bool allowsWrites() const noexcept { return allowsWrites_; }
 
-  /// The store that holds the settings of the domain `bundleID`: the process's own when `running`, its bundle
-  /// identifier, is that domain, else the suite of that name. Nothing where the platform has no such store; it may be
-  /// handed to the constructor all the same. `running` is nothing for a process without an identifier, such as a
-  /// command-line program.
-  static std::shared_ptr<const UserDefaults> defaults(std::string_view bundleID,
-                                                      std::optional<std::string_view> running);
+  /// The store that holds the settings of a domain, which is `bundleID` for the application's: the process's own when
+  /// `running`, its bundle identifier, is that domain, else the suite of that name. Nothing where the platform has no
+  /// such store; it may be handed to the constructor all the same. `running` is nothing for a process without an
+  /// identifier, such as a command-line program.
+  static std::shared_ptr<const UserDefaults> defaults(std::string_view domain, std::optional<std::string_view> running);
 
   bool operator==(const Preferences&) const = default;
 

@@ -1,0 +1,17 @@
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "platform/FatalError.h"
+#include "tests/program/configuration/ConfigProperties.h"
+
+/// The input is a command, a NUL and the text of a file; a text alone where there is no NUL.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view input(reinterpret_cast<const char*>(data), size);
+  const std::size_t end = input.find('\0');
+  const std::string_view command = end == input.npos ? "/bin/k" : input.substr(0, end);
+  const std::string_view text = end == input.npos ? input : input.substr(end + 1);
+  const std::string broken = kelvane::brokenByCodexConfig(text, command);
+  if (!broken.empty()) kelvane::fatalError(broken);
+  return 0;
+}
