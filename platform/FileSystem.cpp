@@ -55,7 +55,8 @@ LinkLookUp lookUp(const std::string& path) {
 }
 
 std::string orRoot(std::string path) {
-  return path.empty() ? "/" : path;
+  if (path.empty()) path = "/";
+  return path;
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ const struct {
 
 TEST(LineReader, linesEndInLFOrCRLFWhateverTheChunks) {
   for (const auto& row : inputs) {
-    for (const std::size_t size : {1, 2, 3, 5, 1000}) {
+    for (const std::size_t size : {1u, 2u, 3u, 5u, 1000u}) {
       EXPECT_EQ(linesOf(inChunksOf(size, row.input)), row.lines) << row.what << ", " << size << " bytes at a time";
       EXPECT_EQ(linesOf(inChunksOf(size, row.input), false), row.lines) << row.what << ", without blocking";
     }
