@@ -19,8 +19,8 @@ std::optional<std::int64_t> ordinal(std::string_view digits) {
 
 std::optional<VersionNumber> VersionNumber::parse(std::string_view text) {
   const std::size_t dot = text.find('.');
-  const auto number = ordinal(text.substr(dot == text.npos ? 0 : dot + 1));
-  const auto earlier = dot == text.npos ? std::optional<std::int64_t>(0) : ordinal(text.substr(0, dot));
+  const auto number = ordinal(text.substr(dot == std::string_view::npos ? 0 : dot + 1));
+  const auto earlier = dot == std::string_view::npos ? std::optional<std::int64_t>(0) : ordinal(text.substr(0, dot));
   if (!number || !earlier) return std::nullopt;
   return VersionNumber{*earlier, *number};
 }

@@ -162,7 +162,8 @@ TEST_F(HistoryReading, aPathOutsideTheRootIsRefused) {
       {"a relative path", "Talk.md"},
       {"nothing", ""},
   };
-  for (const auto& [what, path] : cases) {
+  for (const auto& [what, given] : cases) {
+    const std::filesystem::path& path = given;
     const std::string sentence = "\"" + path.string() + "\" is not inside the library.";
     EXPECT_EQ(sentenceOf([&] { history.versions(path); }), sentence) << what;
     EXPECT_EQ(sentenceOf([&] { history.snapshot("words", path, ""); }), sentence) << what;
