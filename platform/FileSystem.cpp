@@ -77,7 +77,7 @@ std::filesystem::path standardized(const std::filesystem::path& path) {
     pushPieces(error ? "/proc/self/cwd" : folder.native(), pieces);
   }
   std::string result;
-  for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) enter(*piece, result);
+  for (; !pieces.empty(); pieces.pop_back()) enter(pieces.back(), result);
   return orRoot(std::move(result));
 }
 
