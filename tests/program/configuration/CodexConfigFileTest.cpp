@@ -61,6 +61,10 @@ TEST(CodexConfigFile, addsTheTableAsTheConfigurationDoes) {
        inCRLF("a = \"\"\"x\ny\"\"\"\n"),
        inCRLF("a = \"\"\"x\ny\"\"\"\n\n" SECTION),
        {}},
+      {"a letter outside ASCII behind a folded line",
+       "a = \"\"\"x \\\n \u00E9\"\"\"\n",
+       "a = \"\"\"x \\\n \u00E9\"\"\"\n\n" SECTION,
+       {}},
       {"line breaks of both kinds, where it can be proven", "a = 1\r\nb = 2\n", "a = 1\r\nb = 2\n\n" SECTION, {}},
       {"a byte-order mark",
        "\xEF\xBB\xBF"
