@@ -7,7 +7,9 @@ namespace quorvel {
 namespace {
 
 std::string twoDigits(std::int64_t number) {
-  return (number < 10 ? "0" : "") + std::to_string(number);
+  std::string digits = std::to_string(number);
+  if (number < 10) digits.insert(digits.begin(), '0');
+  return digits;
 }
 
 }  // namespace
