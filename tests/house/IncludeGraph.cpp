@@ -14,6 +14,7 @@ namespace {
 using Folders = std::set<std::string_view>;
 
 const Folders all = {"platform", "protocol", "scripttools", "host", "quorvel", "program"};
+const Folders allAndTests = {"platform", "protocol", "scripttools", "host", "quorvel", "program", "tests"};
 
 const std::map<std::string_view, Folders> mayKnow = {
     {"platform", {}},
@@ -24,7 +25,7 @@ const std::map<std::string_view, Folders> mayKnow = {
     {"program", {"scripttools", "host", "protocol", "platform", "quorvel"}},
     {"tests", all},
     {"benchmarks", all},
-    {"fuzz", all},
+    {"fuzz", allAndTests},  // what is looked for in random inputs is looked for in all
     {"examples", all},
 };
 

@@ -23,6 +23,7 @@ std::vector<Source> orderly() {
       {"program/main.cpp", "#include \"scripttools/S.h\"\n#include \"host/H.h\"\n#include \"quorvel/core/Q.h\"\n"},
       {"tests/house/T.cpp", "#include \"program/Command.h\"\n#include \"tests/house/T.h\"\n"},
       {"tests/house/T.h", ""},
+      {"fuzz/F.cpp", "#include \"tests/house/T.h\"\n#include \"host/H.h\"\n"},
       {"program/Command.h", ""},
   };
 }
@@ -75,6 +76,9 @@ TEST(IncludeGraph, aWrongIncludeIsFound) {
       {"the program does not know its tests",
        {"program/X.cpp", "#include \"tests/house/T.h\"\n"},
        "program/X.cpp: \"tests/house/T.h\" points where program may not look."},
+      {"a benchmark does not lean on tests",
+       {"benchmarks/X.cpp", "#include \"tests/house/T.h\"\n"},
+       "benchmarks/X.cpp: \"tests/house/T.h\" points where benchmarks may not look."},
       {"a neighbour is named from the root too",
        {"protocol/X.cpp", "#include \"J.h\"\n"},
        "protocol/X.cpp: \"J.h\" is not written from the root of the tree."},
