@@ -55,7 +55,7 @@ LinkLookUp lookUp(const std::string& path) {
 }
 
 std::string orRoot(std::string path) {
-  if (path.empty()) path = "/";
+  if (path.empty()) path.push_back('/');
   return path;
 }
 
