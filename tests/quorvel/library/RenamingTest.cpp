@@ -199,13 +199,13 @@ TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
 
 // --- The library's own folder ---
 
-class OwnFolder : public LibraryHouse {
+class TheOwnFolder : public LibraryHouse {
  protected:
   static constexpr const char* why =
       ", because it belongs to the folder that the library keeps its history in. Leave that folder to the library.";
 };
 
-TEST_F(OwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
+TEST_F(TheOwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
   put(".kelvane/notes.md", "words");
   put(".kelvane/folder/notes.md", "words");
   for (const char* identifier : {".kelvane", "./.kelvane", ".kelvane/", ".kelvane/folder", ".//.kelvane/folder"}) {
@@ -227,13 +227,13 @@ TEST_F(OwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
   EXPECT_THAT(names(), ElementsAre());
 }
 
-TEST_F(OwnFolder, isRefusedBeforeItIsThere) {
+TEST_F(TheOwnFolder, isRefusedBeforeItIsThere) {
   EXPECT_THAT(sentenceOf([&] { library.create("New", ".kelvane"); }), HasSubstr(why));
   EXPECT_THAT(sentenceOf([&] { library.rename(folderItem(".kelvane"), "New"); }), HasSubstr(why));
   EXPECT_FALSE(std::filesystem::exists(root / ".kelvane"));
 }
 
-TEST_F(OwnFolder, isKnownByWhatItIsWhereItsNameLeadsElsewhere) {
+TEST_F(TheOwnFolder, isKnownByWhatItIsWhereItsNameLeadsElsewhere) {
   put("Hidden/notes.md", "words");
   std::filesystem::create_directory_symlink("Hidden", root / ".kelvane");
   EXPECT_THAT(sentenceOf([&] { library.write("new", script("Hidden/notes.md")); }), HasSubstr(why));
@@ -241,26 +241,26 @@ TEST_F(OwnFolder, isKnownByWhatItIsWhereItsNameLeadsElsewhere) {
   EXPECT_THAT(sentenceOf([&] { library.rename(folderItem("Hidden"), "New"); }), HasSubstr(why));
 }
 
-TEST_F(OwnFolder, mayBeTheNameOfAFolderFurtherDown) {
+TEST_F(TheOwnFolder, mayBeTheNameOfAFolderFurtherDown) {
   put("Scenes/.kelvane/notes.md", "words");
   put(".kelvane/lock", "");
   EXPECT_NO_THROW(library.write("new", script("Scenes/.kelvane/notes.md")));
 }
 
-TEST_F(OwnFolder, cannotComeFromAName) {
+TEST_F(TheOwnFolder, cannotComeFromAName) {
   EXPECT_EQ(library.createFolder(".kelvane", std::nullopt).identifier, "kelvane");
   EXPECT_EQ(library.create(".kelvane", std::nullopt).identifier, "kelvane.md");
   EXPECT_EQ(library.rename(folderItem("kelvane"), ".kelvane").identifier, "kelvane");
 }
 
-TEST_F(OwnFolder, theRootHasNoNameToChange) {
+TEST_F(TheOwnFolder, theRootHasNoNameToChange) {
   for (const char* identifier : {"", ".", "./"}) {
     EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
               quorvel::quoted(identifier) + " could not be renamed, because it is the library's own root folder.");
   }
 }
 
-TEST_F(OwnFolder, aFolderCannotGoIntoItself) {
+TEST_F(TheOwnFolder, aFolderCannotGoIntoItself) {
   put("Scenes/End.md");
   EXPECT_EQ(library.rename(folderItem("Scenes"), "Scenes/Inside").identifier, "Scenes-Inside");
   EXPECT_THAT(names(), ElementsAre("Scenes-Inside"));
