@@ -54,11 +54,12 @@ bool readFolder(const SystemCalls& calls, int root, std::string_view identifier,
   }
 }
 
-std::string joined(std::string_view folder, std::string_view name) {
+std::string joined(std::string_view folder, std::string_view name, std::string_view suffix = {}) {
   std::string identifier;
-  identifier.reserve(folder.size() + 1 + name.size());
+  identifier.reserve(folder.size() + 1 + name.size() + suffix.size());
   if (!folder.empty()) identifier.append(folder).push_back('/');
-  return identifier.append(name), identifier;
+  identifier.append(name).append(suffix);
+  return identifier;
 }
 
 std::size_t joinedSize(std::string_view folder, std::string_view name) {
@@ -81,33 +82,52 @@ class Walk {
   }
 
  private:
+  // What was found in a folder, before it is in order. The bytes lie in one text each, used again for every folder.
   struct Found {
-    std::string key;
-    ScriptItem item;
-
-    bool operator<(const Found& other) const {
-      if (item.kind != other.item.kind) return item.kind == Kind::folder;
-      if (const int order = key.compare(other.key); order != 0) return order < 0;
-      return tieOrder(item.name, other.item.name) < 0;
-    }
+    Kind kind;
+    std::size_t name, nameEnd;
+    std::size_t key, keyEnd;
   };
+
+  std::string_view nameOf(const Found& found) const {
+    return std::string_view(names_).substr(found.name, found.nameEnd - found.name);
+  }
+  std::string_view keyOf(const Found& found) const {
+    return std::string_view(keys_).substr(found.key, found.keyEnd - found.key);
+  }
+
+  bool isBefore(const Found& one, const Found& other) const {
+    if (one.kind != other.kind) return one.kind == Kind::folder;
+    if (const int order = keyOf(one).compare(keyOf(other)); order != 0) return order < 0;
+    return tieOrder(nameOf(one), nameOf(other)) < 0;
+  }
 
   // Fills in one folder's items, and remembers the folders among them: their places no longer change.
   bool fill(std::string_view identifier, std::vector<ScriptItem>& items) {
     found_.clear();
+    names_.clear();
+    keys_.clear();
     const bool complete = readFolder(calls_, place_.root, identifier, [&](std::string_view name, Kind kind) {
       if (joinedSize(identifier, name) > place_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
-      std::string itemIdentifier = joined(identifier, name);
       if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
-      Found& found = found_.emplace_back();
-      found.key = naturalKey(name);
-      found.item = {std::move(itemIdentifier), std::string(name), kind, std::nullopt};
-      if (kind == Kind::folder) found.item.children.emplace();
+      Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
+      names_ += name;
+      appendNaturalKey(name, keys_);
+      found.keyEnd = keys_.size();
+      found_.push_back(found);
     });
     if (!complete) return false;
-    std::sort(found_.begin(), found_.end());
+    std::sort(found_.begin(), found_.end(),
+              [this](const Found& one, const Found& other) { return isBefore(one, other); });
     items.reserve(found_.size());
-    for (Found& found : found_) items.push_back(std::move(found.item));
+    for (const Found& found : found_) {
+      const std::string_view name = nameOf(found);
+      ScriptItem& item = items.emplace_back();
+      item.identifier = joined(identifier, name, found.kind == Kind::script ? scriptSuffix : std::string_view());
+      item.name = name;
+      item.kind = found.kind;
+      if (found.kind == Kind::folder) item.children.emplace();
+    }
     for (auto item = items.rbegin(); item != items.rend(); ++item) {
       if (item->kind == Kind::folder) unread_.push_back(&*item);
     }
@@ -117,6 +137,8 @@ class Walk {
   const SystemCalls& calls_;
   const ListingPlace& place_;
   std::vector<Found> found_;
+  std::string names_;
+  std::string keys_;
   std::vector<ScriptItem*> unread_;
 };
 

@@ -17,27 +17,39 @@ void appendCount(std::size_t count, std::string& key) {
   key.push_back(static_cast<char>(count % 255));
 }
 
-}  // namespace
-
 // A number becomes a "0", which puts it where digits stand among the other characters, then how many digits it has
-// without its leading zeros, then these: of two numbers the longer is the greater.
-std::string naturalKey(std::string_view name) {
-  const std::string folded = unicode::folded(name);
-  std::string key;
-  key.reserve(folded.size() + 8);
-  for (std::size_t at = 0; at < folded.size();) {
-    if (!isDigit(folded[at])) {
-      key.push_back(folded[at++]);
+// without its leading zeros, then these: of two numbers the longer is the greater. `lower` turns a byte that is no
+// digit into what it is in the key.
+template <class Lower>
+void appendKey(std::string_view text, std::string& key, Lower lower) {
+  for (std::size_t at = 0; at < text.size();) {
+    if (!isDigit(text[at])) {
+      key.push_back(lower(text[at++]));
       continue;
     }
     std::size_t end = at;
-    while (end < folded.size() && isDigit(folded[end])) ++end;
-    while (at < end && folded[at] == '0') ++at;
+    while (end < text.size() && isDigit(text[end])) ++end;
+    while (at < end && text[at] == '0') ++at;
     key.push_back('0');
     appendCount(end - at, key);
-    key.append(folded, at, end - at);
+    key.append(text, at, end - at);
     at = end;
   }
+}
+
+}  // namespace
+
+void appendNaturalKey(std::string_view name, std::string& keys) {
+  if (unicode::isASCII(name)) {  // what folding makes of it is known without asking
+    appendKey(name, keys, [](char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte; });
+  } else {
+    appendKey(unicode::folded(name), keys, [](char byte) { return byte; });
+  }
+}
+
+std::string naturalKey(std::string_view name) {
+  std::string key;
+  appendNaturalKey(name, key);
   return key;
 }
 

@@ -12,6 +12,9 @@ namespace quorvel {
 /// accents and the zeros in front of numbers. Numbers are runs of the digits 0 to 9 of any length.
 std::string naturalKey(std::string_view name);
 
+/// Puts the key at the end of a text that holds others.
+void appendNaturalKey(std::string_view name, std::string& keys);
+
 /// What decides between names of equal keys: accents, then letter case, then the bytes; equal only for equal bytes.
 std::strong_ordering tieOrder(std::string_view left, std::string_view right);
 
