@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -53,9 +54,12 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   }
 
   std::unique_ptr<quorvel::LibraryLock> lock() override {
-    std::unique_lock lock(writers_, patience_);
-    if (!lock) throw std::runtime_error("The library is busy.");
-    return std::make_unique<Lock>(std::move(lock));
+    std::unique_lock guard(writers_.mutex);
+    if (!writers_.left.wait_for(guard, patience_, [this] { return !writers_.isThere; })) {
+      throw std::runtime_error("The library is busy.");
+    }
+    writers_.isThere = true;
+    return std::make_unique<Lock>(writers_);
   }
 
   void write(std::string_view text, const Item& script) override {
@@ -88,12 +92,26 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   }
 
  private:
+  // Room for one. (A std::timed_mutex would do, but the thread sanitizer does not see one being locked.)
+  struct Writers {
+    std::mutex mutex;
+    std::condition_variable left;
+    bool isThere = false;
+  };
+
   class Lock : public quorvel::LibraryLock {
    public:
-    explicit Lock(std::unique_lock<std::timed_mutex> lock) : lock_(std::move(lock)) {}
+    explicit Lock(Writers& writers) : writers_(writers) {}
+    ~Lock() override {
+      {
+        const std::lock_guard guard(writers_.mutex);
+        writers_.isThere = false;
+      }
+      writers_.left.notify_one();
+    }
 
    private:
-    std::unique_lock<std::timed_mutex> lock_;
+    Writers& writers_;
   };
 
   static std::string parentOf(const std::string& identifier) {
@@ -169,7 +187,7 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   const std::filesystem::path root_;
   const std::chrono::milliseconds patience_;
   mutable std::mutex mutex_;
-  std::timed_mutex writers_;
+  Writers writers_;
   std::map<std::string, std::optional<std::string>> entries_;  // a script's text; none for a folder
 };
 
