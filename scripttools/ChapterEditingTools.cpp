@@ -17,7 +17,6 @@ namespace kelvane {
 using quorvel::ChapterEdits;
 using quorvel::Script;
 using quorvel::ScriptHeadings;
-using quorvel::TextEdit;
 
 namespace {
 

@@ -45,9 +45,7 @@ std::string chapterList(const Script& script) {
 
 std::size_t chapterIndex(std::string_view position, const Script& script) {
   const std::size_t count = script.headings().size();
-  if (count == 0) {
-    throw RPCError::invalidParams("This script has no chapters. " + std::string(chapterRule));
-  }
+  if (count == 0) throw RPCError::invalidParams("This script has no chapters. " + std::string(chapterRule));
   const auto value = strictInteger(position);
   if (!value || *value < 1 || static_cast<std::uint64_t>(*value) > count) {
     const auto number = std::to_string(count);

@@ -62,23 +62,26 @@ ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
   if (*kind == filesystem::EntryKind::directory) {
     return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
   }
-  if (extensionOf(file) != library.fileExtension())
+  if (extensionOf(file) != library.fileExtension()) {
     throw RPCError::invalidParams(inQuotes(identifier) + " is not a script");
+  }
   return {library.identifier(file), file.stem().string(), ScriptItem::Kind::script, std::nullopt};
 }
 
 ScriptItem scriptAt(std::string_view identifier, const ScriptLibrary& library) {
   auto item = itemAt(identifier, library);
-  if (item.kind != ScriptItem::Kind::script)
+  if (item.kind != ScriptItem::Kind::script) {
     throw RPCError::invalidParams(inQuotes(identifier) + " is a folder, not a script");
+  }
   return item;
 }
 
 std::optional<std::string> folderAt(const std::optional<std::string_view>& identifier, const ScriptLibrary& library) {
   if (!identifier) return std::nullopt;
   auto item = itemAt(*identifier, library);
-  if (item.kind != ScriptItem::Kind::folder)
+  if (item.kind != ScriptItem::Kind::folder) {
     throw RPCError::invalidParams(inQuotes(*identifier) + " is a script, not a folder");
+  }
   return std::move(item.identifier);
 }
 
