@@ -13,7 +13,7 @@ bool isBlank(char byte) noexcept {
 /// The part of some blanks that begins with the last line break; nothing where there is none.
 std::optional<std::string_view> lastLine(std::string_view blanks) noexcept {
   const std::size_t feed = blanks.rfind('\n');
-  if (feed == blanks.npos) return std::nullopt;
+  if (feed == std::string_view::npos) return std::nullopt;
   return blanks.substr(feed > 0 && blanks[feed - 1] == '\r' ? feed - 1 : feed);
 }
 
@@ -61,7 +61,7 @@ std::string_view indentation(std::size_t offset, std::string_view text) noexcept
 
 std::string_view newline(std::string_view text) noexcept {
   const std::size_t feed = text.find('\n');
-  return feed != text.npos && feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
+  return feed != std::string_view::npos && feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
 }
 
 }  // namespace

@@ -42,6 +42,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& command) : replies_
   posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   const int error = posix_spawn(&process_, command.front().c_str(), &actions, nullptr, arguments.data(), environ);
