@@ -37,7 +37,7 @@ bool CodexConfig::names(std::string_view command, std::string_view in) {
   // Counting characters before and after removing comes to the same: a table of ours has a header to lose.
   const auto lines = codexLines(in);
   return std::any_of(lines.begin(), lines.end(), [](const CodexLine& line) { return line.isOwned; }) &&
-         in.find(commandAssignment(command)) != in.npos;
+         in.find(commandAssignment(command)) != std::string_view::npos;
 }
 
 }  // namespace kelvane

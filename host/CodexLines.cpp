@@ -13,7 +13,7 @@ constexpr std::string_view ownedHeaderPrefix = "[mcp_servers.kelvane.";
 /// Where the line that starts at `begin` ends: at its line break or at the end of the text.
 std::size_t lineEnd(std::string_view text, std::size_t begin) noexcept {
   std::size_t end = text.find('\n', begin);
-  while (end != text.npos && end > begin && text[end - 1] == '\r') end = text.find('\n', end + 1);
+  while (end != std::string_view::npos && end > begin && text[end - 1] == '\r') end = text.find('\n', end + 1);
   return std::min(end, text.size());
 }
 
