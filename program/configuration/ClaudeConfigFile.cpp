@@ -17,7 +17,7 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 bool isBlank(std::string_view text) noexcept {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-  return text.find_first_not_of(" \t\r\n") == text.npos;
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
 JSONText read(std::string_view text) {

@@ -1,9 +1,9 @@
 #include "quorvel/library/Beneath.h"
 
 #include <fcntl.h>
-#include <limits.h>
 
 #include <algorithm>
+#include <climits>
 #include <string>
 
 namespace quorvel {

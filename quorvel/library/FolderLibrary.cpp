@@ -1,11 +1,11 @@
 #include "quorvel/library/FolderLibrary.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <utility>
 
 #include "platform/FileSystem.h"

@@ -1,19 +1,49 @@
 #include "quorvel/library/OpenWriters.h"
 
 #include <fcntl.h>
-#include <signal.h>
 
 #include <cerrno>
+#include <csignal>
 #include <thread>
 
+#ifdef F_SETLEASE
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#endif
+
 namespace quorvel {
+
+#ifdef F_SETLEASE
+namespace {
+
+// Network disks refuse a lease for reasons of their own with the same error, so only disks count that are known to
+// refuse it for no other reason than an open writer.
+bool tellsWriters(int file) {
+  struct statfs disk;
+  if (::fstatfs(file, &disk) != 0) return false;
+  constexpr long f2fs = 0xF2F52010;
+  constexpr long xfs = 0x58465342;
+  switch (static_cast<long>(disk.f_type)) {
+    case EXT4_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case f2fs:
+    case xfs:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+#endif
 
 // A read lease is granted only while nobody has the file open for writing. It is given back at once; should somebody
 // open the file just then, the system would send SIGIO, which ends a program, unless another signal is asked for.
 bool waitForWriters([[maybe_unused]] int file, [[maybe_unused]] std::chrono::milliseconds patience) {
 #ifdef F_SETLEASE
+  if (!tellsWriters(file) || ::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
   const auto deadline = std::chrono::steady_clock::now() + patience;
-  if (::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
   while (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) {
     if (errno != EAGAIN) return true;
     if (std::chrono::steady_clock::now() >= deadline) return false;

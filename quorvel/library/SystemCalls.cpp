@@ -1,10 +1,10 @@
 #include "quorvel/library/SystemCalls.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #ifdef __linux__
 #include <linux/openat2.h>

@@ -202,6 +202,9 @@ bool makeFile(const std::filesystem::path& file, std::string_view text, const Sy
   if (!made) throw failed(file, "written", errno);
   try {
     finish(std::move(made), text, file, calls);
+    const std::filesystem::path parent = file.parent_path();
+    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder || calls.flush(folder.get()) != 0) throw failed(file, "written", errno);
   } catch (...) {
     ::unlink(file.c_str());
     throw;

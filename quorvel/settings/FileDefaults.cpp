@@ -27,7 +27,7 @@ bool isTrue(std::string_view text) {
   if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
   constexpr std::string_view first = "YyTt123456789";
-  return !text.empty() && first.find(text.front()) != first.npos && unicode::characterEnd(text, 0) == 1;
+  return !text.empty() && first.find(text.front()) != std::string_view::npos && unicode::characterEnd(text, 0) == 1;
 }
 
 /// Makes a folder and those above it, for their owner only. Throws FileError.
@@ -51,7 +51,8 @@ std::filesystem::path copyBeside(const std::filesystem::path& file, std::string_
 }  // namespace
 
 std::shared_ptr<FileDefaults> FileDefaults::domain(std::string_view name) {
-  if (name.empty() || name.starts_with('.') || name.find_first_of(std::string_view("/\0", 2)) != name.npos) return {};
+  if (name.empty() || name.starts_with('.') || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos)
+    return {};
   const auto home = kelvane::homeFolder();
   if (!home) return {};
   return std::make_shared<FileDefaults>(*home / ".config" / "kelvane" / (std::string(name) + ".json"));
@@ -89,7 +90,7 @@ bool FileDefaults::boolForKey(std::string_view key) const {
       return settings_->written(*value) == "true";
     case JSONText::Kind::number: {
       const std::string_view number = settings_->written(*value);
-      return number.substr(0, number.find_first_of("eE")).find_first_of("123456789") != number.npos;
+      return number.substr(0, number.find_first_of("eE")).find_first_of("123456789") != std::string_view::npos;
     }
     case JSONText::Kind::string:
       return isTrue(settings_->string(*value));
@@ -117,7 +118,7 @@ std::optional<std::filesystem::path> FileDefaults::write(std::string_view key, s
   changeFile(file_, [&](const std::optional<std::string>& text) {
     auto settings = settingsIn(text.value_or(""));
     if (!settings) {
-      if (text && !text->empty() && !copy) copy = copyBeside(file_, *text);
+      if (text && !text->empty()) copy = copyBeside(file_, *text);
       settings = settingsIn("{}\n");
     }
     settings->set({key}, json);

@@ -145,7 +145,7 @@ TEST_F(Call, runsEveryToolThatWrites) {
       {{"rename_chapter", "id=Talks/Opening.md", "chapter=1", "title=Thank you"}, R"("title":"Thank you")"},
       {{"update_chapter", "id=Talks/Opening.md", "chapter=1", "text=Many thanks."}, R"("title":"Thank you")"},
       {{"remove_chapter", "id=Talks/Opening.md", "chapter=1", "keep_text=no"}, R"("title":"Hello")"},
-      {{"save_version", "id=Talks/Opening.md", "note=short"}, ""},
+      {{"save_version", "id=Talks/Opening.md", "note=short"}, R"("name":"short","saved":"2)"},
       {{"update_script", "id=Talks/Opening.md", "text=All new.", "note=again"}, R"("words":2)"},
       {{"rename", "id=Talks", "name=Speeches"}, R"({"id":"Speeches","kind":"folder","name":"Speeches"})"},
   };

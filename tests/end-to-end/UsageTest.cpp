@@ -8,15 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/end-to-end/Client.h"
 #include "tests/end-to-end/Folder.h"
-#include "tests/end-to-end/Program.h"
 
 namespace kelvane::tests {
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 TEST(Usage, thatIsWrongIsStatusTwoAndASentence) {
   const std::string program = " \"kelvane --help\" says what there is.";
@@ -105,7 +103,13 @@ TEST(Usage, isExplainedWhenAsked) {
 }
 
 TEST(Usage, theVersionIsTheOneThatTheServerAnnounces) {
-  EXPECT_EQ(run({"--version"}), (Outcome{0, "kelvane 1.0.0\n", ""}));
+  const Folder library;
+  Client client(library.text());
+  const JSON result = client.request("initialize");
+  const JSON* info = result["serverInfo"];
+  ASSERT_TRUE(info != nullptr && (*info)["version"] != nullptr);
+  EXPECT_EQ(run({"--version"}), (Outcome{0, "kelvane " + std::string(*(*info)["version"]->string()) + '\n', ""}));
+  client.finish();
 }
 
 TEST(Usage, withoutACommandAndATerminalIsASentence) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "quorvel/library/OpenWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Random.h"
@@ -235,11 +236,35 @@ class HalfSaved : public OtherPrograms {
   bool systemTells() const {
     const Descriptor writer(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
     const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
-    return ::fcntl(reader.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+    return !waitForWriters(reader.get(), std::chrono::milliseconds(0));
   }
 
   Descriptor editor_;
 };
+
+TEST_F(HalfSaved, isSeenWhileItIsOpenForWritingOnly) {
+  if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
+  const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor otherReader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_TRUE(waitForWriters(reader.get(), std::chrono::milliseconds(0)));
+  begin();
+  EXPECT_FALSE(waitForWriters(reader.get(), std::chrono::milliseconds(0)));
+  EXPECT_FALSE(waitForWriters(reader.get(), std::chrono::milliseconds(5)));
+  finish();
+  EXPECT_TRUE(waitForWriters(reader.get(), std::chrono::milliseconds(0)));
+}
+
+// Asking must not disturb a program that begins to save just then, nor must its beginning end us.
+TEST_F(HalfSaved, isNotDisturbedByBeingAskedFor) {
+  kelvane::tests::ChildProcess asker([&] {
+    const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
+    for (int count = 0; count < 20'000; ++count) waitForWriters(reader.get(), std::chrono::milliseconds(0));
+    return std::string("alive");
+  });
+  for (int count = 0; count < 2000; ++count) saveInPlace("text " + std::to_string(count));
+  EXPECT_EQ(asker.answer(), "alive");
+  EXPECT_EQ(bytesOf("Talk.md"), "text 1999");
+}
 
 TEST_F(HalfSaved, isWaitedForAndKeptWhole) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";

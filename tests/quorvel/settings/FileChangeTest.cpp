@@ -399,6 +399,12 @@ TEST(FileChange, makesAFileOnlyWhereThereIsNone) {
   calls.failingWrite = ENOSPC;
   EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", calls); }),
             '"' + (folder.path() / "g").native() + "\" could not be written, because the disk is full.");
+  for (const int failing : {1, 2}) {
+    StagedCalls failingCalls;
+    failingCalls.failingFlush = failing;
+    EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", failingCalls); }),
+              '"' + (folder.path() / "g").native() + "\" could not be written, because the disk reports an error.");
+  }
   EXPECT_FALSE(fs::exists(folder.path() / "g"));
 }
 
