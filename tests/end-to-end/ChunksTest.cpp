@@ -63,7 +63,7 @@ TEST_F(Chunks, oneHundredRequestsInOneWriteAreAnswered) {
 }
 
 TEST_F(Chunks, anyChunkingOfOneHundredRequestsGivesTheSameReplies) {
-  for (const std::size_t size : {1, 2, 3, 7, 64, 100, 1000, 4096}) {
+  for (const std::size_t size : {1U, 2U, 3U, 7U, 64U, 100U, 1000U, 4096U}) {
     SCOPED_TRACE("pieces of " + std::to_string(size));
     EXPECT_EQ(served(all.input, [&] { return size; }), (Outcome{0, all.output, ""}));
   }
@@ -71,7 +71,7 @@ TEST_F(Chunks, anyChunkingOfOneHundredRequestsGivesTheSameReplies) {
 
 TEST_F(Chunks, chunksOfRandomSizesGiveTheSameReplies) {
   std::mt19937_64 random = seededGenerator();
-  for (const std::size_t most : {3, 30, 300, 3000}) {
+  for (const std::size_t most : {3U, 30U, 300U, 3000U}) {
     SCOPED_TRACE("pieces of up to " + std::to_string(most));
     EXPECT_EQ(served(all.input, [&] { return 1 + below(most, random); }), (Outcome{0, all.output, ""}));
   }

@@ -156,10 +156,10 @@ TEST_P(DeathInAWrite, leavesTheOldTextOrTheNewAndNothingForAPersonToRepair) {
     const std::string name = "Talk " + std::to_string(time) + ".md";
     put(name, "old");
     history->snapshot("old", root / name, "kept");
-    const std::string answer = inChild([&, swaps = exchanges]() -> std::string {
+    const std::string answer = inChild([&, swaps = exchanges, savesToo = savedMeanwhile]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
         if (call == "openBeneath") return 0;
-        if (savedMeanwhile && call == "exchange" && bytesOf(name) == "old") put(name, "theirs");
+        if (savesToo && call == "exchange" && bytesOf(name) == "old") put(name, "theirs");
         if (++made == time) dieAtOnce();
         return call == "exchange" && !swaps ? EINVAL : 0;
       };

@@ -167,7 +167,8 @@ struct Fault {
 class WritingFault : public LibraryHouse, public ::testing::WithParamInterface<std::tuple<Fault, bool>> {};
 
 TEST_P(WritingFault, isOneSentenceAndChangesNothing) {
-  const auto& [fault, exchanges] = GetParam();
+  const Fault& fault = std::get<0>(GetParam());
+  const bool exchanges = std::get<1>(GetParam());
   put("Talk.md", "old");
   history->snapshot("old", root / "Talk.md", "kept");
   calls.before = [&, left = fault.time](std::string_view call) mutable {

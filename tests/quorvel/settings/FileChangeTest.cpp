@@ -94,7 +94,7 @@ TEST(FileChange, writesNothingWhenTheTextStaysAsItIs) {
 TEST(FileChange, keepsModeAndOwner) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
-  for (const mode_t wanted : {0600, 0640, 0644, 0755, 0666}) {
+  for (const mode_t wanted : {0600U, 0640U, 0644U, 0755U, 0666U}) {
     put(file, "old" + std::to_string(wanted));
     ASSERT_EQ(::chmod(file.c_str(), wanted), 0);
     if (::geteuid() == 0) {
