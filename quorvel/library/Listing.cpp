@@ -128,8 +128,8 @@ class Walk {
       item.kind = found.kind;
       if (found.kind == Kind::folder) item.children.emplace();
     }
-    for (auto item = items.rbegin(); item != items.rend(); ++item) {
-      if (item->kind == Kind::folder) unread_.push_back(&*item);
+    for (std::size_t left = items.size(); left > 0; --left) {
+      if (items[left - 1].kind == Kind::folder) unread_.push_back(&items[left - 1]);
     }
     return true;
   }
