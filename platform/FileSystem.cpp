@@ -90,14 +90,15 @@ std::filesystem::path resolvingSymbolicLinks(const std::filesystem::path& path) 
   std::size_t behind = left.size();
   int links = 0;
   // How long the result was before the piece at which following ended; a ".." in a link may lead back up to it.
-  std::optional<std::size_t> stuck;
+  constexpr std::size_t following = std::string::npos;
+  std::size_t stuck = following;
   while (!left.empty()) {
     const std::string piece = std::move(left.back());
     left.pop_back();
     const std::size_t parent = result.size();
     enter(piece, result);
-    if (piece == ".." && stuck && result.size() <= *stuck) stuck.reset();
-    if (piece == ".." || stuck) continue;
+    if (piece == ".." && result.size() <= stuck) stuck = following;
+    if (piece == ".." || stuck != following) continue;
     const LinkLookUp found = lookUp(result);
     if (found.answer == LinkLookUp::Answer::cannotTell) stuck = parent;
     if (found.answer != LinkLookUp::Answer::link) continue;
