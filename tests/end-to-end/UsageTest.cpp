@@ -119,7 +119,7 @@ TEST(Usage, withoutACommandAndATerminalIsASentence) {
 
 TEST(Usage, withoutACommandAtATerminalIsAShortHelp) {
   const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(terminal, 0);
+  if (terminal < 0) GTEST_SKIP() << "this machine has no terminals to give";
   ASSERT_EQ(::grantpt(terminal), 0);
   ASSERT_EQ(::unlockpt(terminal), 0);
   const int end = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
