@@ -37,6 +37,18 @@ TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewher
   EXPECT_EQ(file.reading()->integer("PRAGMA temp_store"), 2) << "in memory";
 }
 
+TEST_F(HistoryFormats, aReaderSeesOneStateForAsLongAsItLooks) {
+  keep("one", "Talk.md");
+  {
+    auto reading = HistoryFile(root, patience).reading();
+    ASSERT_TRUE(reading);
+    EXPECT_THAT(sentenceOf([&] { keep("two", "Talk.md"); }), HasSubstr("in use by another program"));
+    EXPECT_EQ(reading->integer("SELECT count(*) FROM versions"), 1);
+  }
+  keep("two", "Talk.md");
+  EXPECT_EQ(HistoryFile(root, patience).reading()->integer("SELECT count(*) FROM versions"), 2);
+}
+
 TEST_F(HistoryFormats, anEmptyDatabaseTakesAllStepsAndAnEarlierOneThoseThatItLacks) {
   const struct {
     const char* what;
