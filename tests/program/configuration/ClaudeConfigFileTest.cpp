@@ -39,7 +39,7 @@ std::string refusal(const std::function<void()>& body) {
 }
 
 std::string with(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
     text.replace(at, from.size(), to);
   }
   return text;

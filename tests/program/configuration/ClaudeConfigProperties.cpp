@@ -36,7 +36,7 @@ Members others(std::string_view text, JSONText::Path path, std::string_view key)
 
 bool isBlank(std::string_view text) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  return text.find_first_not_of(" \t\r\n") == text.npos;
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
 std::string brokenByRemoving(std::string_view text) {
@@ -71,7 +71,7 @@ std::string brokenByClaudeConfig(std::string_view text, std::string_view command
   const auto added = adding(command, text);
   const bool isPossible = unicode::isValidUTF8(command) && (document || isBlank(text));
   if (added.has_value() != isPossible) return "Adding is refused without need, or not refused.";
-  if (const std::string broken = brokenByRemoving(text); !broken.empty()) return broken;
+  if (std::string broken = brokenByRemoving(text); !broken.empty()) return broken;
   if (!added) return "";
   if (JSON::decoded(added->text) != expected) return "Adding says something else in the file than in the document.";
   if (ClaudeConfig::command(JSON::decoded(added->text)) != command) return "The file does not give the command back.";
@@ -82,7 +82,7 @@ std::string brokenByClaudeConfig(std::string_view text, std::string_view command
   }
   const Members servers = others(text, {"mcpServers"}, "kelvane");
   if (others(added->text, {"mcpServers"}, "kelvane") != servers) return "Adding changes how another server is written.";
-  if (const std::string broken = brokenByRemoving(added->text); !broken.empty()) return broken;
+  if (std::string broken = brokenByRemoving(added->text); !broken.empty()) return broken;
   const JSON* present = isObject ? (*document)["mcpServers"] : nullptr;
   const bool isNew = present != nullptr && (*present)["kelvane"] == nullptr && !servers.empty();
   if (isNew && ClaudeConfigFile::removing(added->text).text != text) return "Removing does not give the text back.";

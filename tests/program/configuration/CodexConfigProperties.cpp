@@ -24,7 +24,7 @@ std::string brokenByLines(std::string_view text, std::string_view command) {
   if (CodexConfig::removing(rest) != rest) return "Removing twice is not once.";
   if (CodexConfig::names(command, rest)) return "What was removed is still named.";
   // A command may break its line in the middle; what follows is no line of ours then.
-  const bool isOneLine = command.find_first_of("\r\n") == command.npos;
+  const bool isOneLine = command.find_first_of("\r\n") == std::string_view::npos;
   // A CR at the end joins the line break behind it.
   if (!isOneLine || rest.ends_with('\r')) return "";
   if (!CodexConfig::names(command, added)) return "What was added is not named.";
@@ -35,7 +35,7 @@ std::string brokenByLines(std::string_view text, std::string_view command) {
 
 std::string brokenByFile(std::string_view text, std::string_view command) {
   const auto old = unlessRefused([&] { return TOMLText(text); });
-  const bool isPlain = text.find('\r') == text.npos && !text.starts_with("\xEF\xBB\xBF");
+  const bool isPlain = text.find('\r') == std::string_view::npos && !text.starts_with("\xEF\xBB\xBF");
   if (const auto added = unlessRefused([&] { return CodexConfigFile::adding(command, text); })) {
     if (!old) return "What is no TOML is changed.";
     if (CodexConfigFile::command(added->text) != command) return "The file does not give the command back.";

@@ -35,7 +35,7 @@ mode_t mode(const fs::path& file) {
   return ::lstat(file.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
 }
 
-FileEdit to(std::string text) {
+FileEdit to(const std::string& text) {
   return [text](const auto&) { return std::optional(text); };
 }
 
@@ -143,7 +143,7 @@ TEST(FileChange, followsLinksAndLeavesThemLinks) {
 
 TEST(FileChange, refusesWhatIsNoFileToChange) {
   const TemporaryFolder folder;
-  const fs::path at = folder.path();
+  const fs::path& at = folder.path();
   fs::create_directory(at / "folder");
   ASSERT_EQ(::mkfifo((at / "pipe").c_str(), 0600), 0);
   fs::create_symlink("loop", at / "loop");
@@ -413,8 +413,10 @@ TEST(FileChange, losesNoChangeOfManyProcesses) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   constexpr int each = 60;
+  constexpr int processes = 3;
   std::vector<kelvane::tests::ChildProcess> children;
-  for (int child = 0; child < 3; ++child) {
+  children.reserve(processes);
+  for (int child = 0; child < processes; ++child) {
     children.emplace_back([&, child]() -> std::string {
       int done = 0;
       while (done < each) {
@@ -428,7 +430,7 @@ TEST(FileChange, losesNoChangeOfManyProcesses) {
   }
   for (auto& child : children) EXPECT_EQ(child.answer(), std::to_string(each));
   const std::string text = got(file);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 * each);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), processes * each);
 }
 
 }  // namespace
