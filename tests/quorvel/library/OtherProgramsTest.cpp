@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -311,16 +312,23 @@ TEST_P(Races, noTextOfAProgramThatSavesAllTheTimeIsLost) {
   for (int count = 0; count < 10; ++count) writeNew();
   const auto aWrite =
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - began) / 10;
-  constexpr int rounds = 60;
+  // Starting a process can take longer than a write, so either side may be the one that waits; and there are rounds
+  // until each has been the last.
+  const auto longest = std::max(2 * aWrite, std::chrono::microseconds(3000));
+  const auto aWhile = [&] { return longest * static_cast<long>(kelvane::tests::below(1000, generator)) / 1000; };
+  constexpr int fewest = 60;
+  constexpr int most = 5000;
+  int rounds = 0;
   int ours = 0;
-  for (int round = 0; round < rounds; ++round) {
-    const std::string theirs = "theirs " + std::to_string(round);
-    const auto later = aWrite * static_cast<long>(kelvane::tests::below(1000, generator)) / 600;
+  for (; rounds < fewest || (rounds < most && (ours == 0 || ours == rounds)); ++rounds) {
+    const std::string theirs = "theirs " + std::to_string(rounds);
+    const auto later = aWhile();
     kelvane::tests::ChildProcess editor([&]() -> std::string {
       std::this_thread::sleep_for(later);
       renaming ? saveByRenaming(theirs) : saveInPlace(theirs);
       return "saved";
     });
+    std::this_thread::sleep_for(aWhile());
     writeNew();
     ASSERT_EQ(editor.answer(), "saved");
     const std::string now = bytesOf("Talk.md");
