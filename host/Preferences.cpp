@@ -5,8 +5,8 @@
 namespace kelvane {
 
 Preferences::Preferences(const UserDefaults* defaults)
-    : isEnabled_(defaults != nullptr && defaults->boolForKey("mcpEnabled")),
-      allowsWrites_(isEnabled_ && defaults->boolForKey("mcpAllowsWrites")) {
+    : isEnabled_(defaults != nullptr && defaults->boolForKey(enabledKey)),
+      allowsWrites_(isEnabled_ && defaults->boolForKey(allowsWritesKey)) {
 }
 
 std::shared_ptr<const UserDefaults> Preferences::defaults(std::string_view domain,

@@ -14,8 +14,12 @@ class Preferences {
   /// The domain in which the application keeps its settings.
   static constexpr std::string_view bundleID = "org.quorvel.Quorvel";
 
-  /// Reads "mcpEnabled" and, only when that is on, "mcpAllowsWrites". Both switches are off for no store, and each for
-  /// a key that is not set. The store is not kept.
+  /// The keys of the two switches there, for whoever writes them.
+  static constexpr std::string_view enabledKey = "mcpEnabled";
+  static constexpr std::string_view allowsWritesKey = "mcpAllowsWrites";
+
+  /// Reads the first and, only when that is on, the second. Both switches are off for no store, and each for a key that
+  /// is not set. The store is not kept.
   explicit Preferences(const UserDefaults* defaults);
 
   /// Whether AI clients may be served at all.

@@ -17,11 +17,11 @@ namespace {
 constexpr std::string_view help =
     R"(Runs one tool on a folder of scripts, as an AI client would, and prints the text that it answers with.
 
-Usage: kelvane call TOOL [NAME=VALUE ...] --library DIR [--allow-writes]
+Usage: kelvane call TOOL [NAME=VALUE ...] [--library DIR] [--allow-writes]
 
   TOOL              The tool's name, such as list_scripts or read_script.
   NAME=VALUE        An argument of the tool. All that stands behind the first "=" is the value, as it is.
-  --library DIR     The folder that holds the scripts.
+  --library DIR     The folder that holds the scripts; without it, the one of the settings.
   --allow-writes    Let the tools that change scripts be run too.
   -h, --help        Print this.
 
@@ -97,7 +97,7 @@ JSON::Object argumentsFor(const Tool& tool, const std::vector<std::string>& type
 
 int call(const CallOptions& options) {
   if (options.tool.empty()) throw UsageError("Say which tool to run, such as list_scripts.");
-  const ScriptTools scripts = options.library.open();
+  const ScriptTools scripts = options.library.open().tools();
   const std::vector<Tool> tools = scripts.tools(options.library.allowsWrites);
   const Tool* tool = find(options.tool, tools);
   if (tool == nullptr) refuseTool(options.tool, scripts);

@@ -103,6 +103,11 @@ ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
   return edit;
 }
 
+std::optional<std::string> ClaudeConfigFile::command(std::string_view in) {
+  if (!isBlank(in)) read(in);
+  return ClaudeConfig::command(JSON::decoded(in));
+}
+
 std::string ClaudeConfigFile::example(std::string_view command) {
   JSONText document = read("{}\n");
   document.set({serversKey, entryKey, "args"}, "[]");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,10 @@ struct ClaudeConfigFile {
   /// The text without our entry; as it is where there is none, whatever else it is.
   /// Throws ConfigRefused when the text is not JSON.
   static ConfigEdit removing(std::string_view from);
+
+  /// The command of our entry; nothing when there is no entry, or its command is no text.
+  /// Throws ConfigRefused when the text is not JSON.
+  static std::optional<std::string> command(std::string_view in);
 
   /// A whole document with nothing but our entry, for a person to paste from.
   static std::string example(std::string_view command);

@@ -212,6 +212,21 @@ bool makeFile(const std::filesystem::path& file, std::string_view text, const Sy
   return true;
 }
 
+void putPrivateFile(const std::filesystem::path& file, std::string_view text, const SystemCalls& calls) {
+  const std::filesystem::path folderPath = file.has_parent_path() ? file.parent_path() : ".";
+  const std::string name = file.filename();
+  const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) throw failed(file, "written", errno);
+  const std::string temporary = TemporaryName::fresh(name).text();
+  if (!makeFile(folderPath / temporary, text, calls)) throw failed(file, "written", EEXIST);
+  if (calls.rename(folder.get(), temporary.c_str(), name.c_str()) != 0) {
+    const int error = errno;
+    calls.unlink(folder.get(), temporary.c_str());
+    throw failed(file, "written", error);
+  }
+  if (calls.flush(folder.get()) != 0) throw failed(file, "written", errno);
+}
+
 bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const SystemCalls& calls) {
   for (int start = 0; start <= mostNewStarts; ++start) {
     const Change::Outcome outcome = Change(file, calls).make(edit);

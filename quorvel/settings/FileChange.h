@@ -28,6 +28,11 @@ std::optional<std::string> readFile(const std::filesystem::path& file);
 bool makeFile(const std::filesystem::path& file, std::string_view text,
               const SystemCalls& calls = SystemCalls::ofTheSystem());
 
+/// Puts a file with this text, for its owner only, under a name in one step, in the place of the file or link that has it
+/// already, and returns when it is on the disk. Throws FileError: what had the name has it still.
+void putPrivateFile(const std::filesystem::path& file, std::string_view text,
+                    const SystemCalls& calls = SystemCalls::ofTheSystem());
+
 /// What a file's text is to become: the new text, or nothing to leave it. It gets nothing when there is no file.
 using FileEdit = std::function<std::optional<std::string>(const std::optional<std::string>& text)>;
 

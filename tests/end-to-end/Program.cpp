@@ -30,9 +30,10 @@ void closeOnce(int& descriptor) {
   descriptor = -1;
 }
 
-// Only what sanitizers and coverage want to know.
-std::vector<std::string> environment() {
-  std::vector<std::string> environment = {"HOME=/nonexistent"};
+// Beyond that, only what sanitizers and coverage want to know.
+std::vector<std::string> environmentOf(const Start& start) {
+  std::vector<std::string> environment = start.environment;
+  environment.push_back("HOME=" + start.home.native());
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "GCOV_PREFIX", "GCOV_PREFIX_STRIP"}) {
     if (const char* value = std::getenv(name)) environment.push_back(std::string(name) + '=' + value);
   }
@@ -104,7 +105,7 @@ Program::Program(const Start& start) {
   std::signal(SIGPIPE, SIG_IGN);
   const int program = ::open(KELVANE_PROGRAM, O_RDONLY | O_CLOEXEC);
   if (program < 0) fail(KELVANE_PROGRAM);
-  std::vector<std::string> arguments = {"kelvane"}, environment = tests::environment();
+  std::vector<std::string> arguments = {"kelvane"}, environment = environmentOf(start);
   arguments.insert(arguments.end(), start.arguments.begin(), start.arguments.end());
   const std::vector<char*> argumentPointers = pointers(arguments), environmentPointers = pointers(environment);
   const Stream input = stream(start.input, true, start.inputInPackets);

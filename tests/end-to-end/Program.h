@@ -35,9 +35,11 @@ struct Start {
   bool inputInPackets = false;        ///< Each write to the piped input is read alone, however small it is.
   bool asNobody = false;              ///< Without root's rights, if the test has them.
   std::filesystem::path folder = {};  ///< The current folder, if it matters.
+  std::filesystem::path home = "/nonexistent";
+  std::vector<std::string> environment = {};  ///< Further variables: "NAME=VALUE".
 };
 
-/// The built program, running, with nothing in its environment but a home that is not there. What it prints is gathered
+/// The built program, running, with nothing in its environment but what the start says. What it prints is gathered
 /// whenever it is waited for, so that neither side waits for the other. A program that hangs hangs the test.
 class Program {
  public:

@@ -70,7 +70,9 @@ TEST(Usage, thatIsWrongIsStatusTwoAndASentence) {
 TEST(Usage, withoutAFolderIsStatusOneAndASentence) {
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
            {"serve"}, {"serve", "--allow-writes"}, {"call", "list_scripts"}, {"call", "--", "list_scripts"}}) {
-    EXPECT_EQ(run(arguments), (Outcome{1, "", "Say which folder holds the scripts, with --library DIR.\n"}));
+    EXPECT_EQ(run(arguments), (Outcome{1, "",
+                                       "Say which folder holds the scripts: with --library DIR, or for good with "
+                                       "\"kelvane settings library DIR\".\n"}));
   }
 }
 
@@ -110,11 +112,6 @@ TEST(Usage, theVersionIsTheOneThatTheServerAnnounces) {
   ASSERT_TRUE(info != nullptr && (*info)["version"] != nullptr);
   EXPECT_EQ(run({"--version"}), (Outcome{0, "kelvane " + std::string(*(*info)["version"]->string()) + '\n', ""}));
   client.finish();
-}
-
-TEST(Usage, withoutACommandAndATerminalIsASentence) {
-  EXPECT_EQ(run(std::vector<std::string>()),
-            (Outcome{1, "", "Say which scripts to serve: kelvane serve --library DIR.\n"}));
 }
 
 TEST(Usage, withoutACommandAtATerminalIsAShortHelp) {

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "program/configuration/ConfigEdit.h"
+
+namespace kelvane {
+
+/// An AI client that can be told to start this program: where it keeps its configuration, and how that is edited.
+struct AIClient {
+  std::string_view name;   ///< As it is typed: "claude".
+  std::string_view title;  ///< As sentences have it: "Claude".
+
+  /// The files to register with: all that exist, else the one to make. Throws an error with a complete sentence when
+  /// there is no home folder.
+  std::vector<std::filesystem::path> (*files)();
+
+  /// The operations of ClaudeConfigFile and CodexConfigFile.
+  ConfigEdit (*adding)(std::string_view command, std::string_view to);
+  ConfigEdit (*removing)(std::string_view from);
+  std::optional<std::string> (*command)(std::string_view in);
+  std::string (*example)(std::string_view command);
+};
+
+/// All that are known.
+const std::vector<AIClient>& aiClients();
+
+/// The absolute path of the file that this process runs, its links resolved. Throws an error with a complete sentence
+/// when it cannot be known, or the file is not there any more.
+std::filesystem::path ownExecutable();
+
+}  // namespace kelvane

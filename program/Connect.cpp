@@ -1,0 +1,205 @@
+#include "program/Connect.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Unicode.h"
+#include "program/AIClient.h"
+#include "program/Nearest.h"
+#include "program/OwnSettings.h"
+#include "program/Process.h"
+#include "program/configuration/LineDiff.h"
+#include "quorvel/settings/FileChange.h"
+
+namespace kelvane {
+namespace {
+
+constexpr std::string_view connectHelp =
+    R"(Registers this program with an AI client, which then starts it by itself.
+
+Usage: kelvane connect claude|codex [--config FILE] [--dry-run]
+
+  claude           Claude: ~/.claude.json, or .claude.json in CLAUDE_CONFIG_DIR, for the command line, and the desktop
+                   app's claude_desktop_config.json; all of them that exist.
+  codex            Codex: ~/.codex/config.toml, or config.toml in CODEX_HOME.
+  --config FILE    Register in this file instead.
+  --dry-run        Show what would change, and change nothing.
+  -h, --help       Print this.
+
+Nothing else in the file is changed, not even its layout. The text before the change is kept beside it in
+FILE.before-kelvane. What the client then gets is what "kelvane settings" shows.
+)";
+
+constexpr std::string_view disconnectHelp =
+    R"(Takes this program out of an AI client's configuration.
+
+Usage: kelvane disconnect claude|codex [--config FILE] [--dry-run]
+
+  claude, codex    Where it was registered: see "kelvane connect --help".
+  --config FILE    Take it out of this file instead.
+  --dry-run        Show what would change, and change nothing.
+  -h, --help       Print this.
+
+Nothing else in the file is changed, not even its layout. The text before the change is kept beside it in
+FILE.before-kelvane.
+)";
+
+struct ConnectOptions {
+  std::string client;
+  std::string file;  // as typed; empty when it was not
+  bool isDryRun = false;
+};
+
+using File = std::filesystem::path;
+
+std::string named(const File& file) {
+  return '"' + file.native() + '"';
+}
+
+const AIClient& clientNamed(const std::string& name, const std::string& command) {
+  std::vector<std::string> names;
+  for (const AIClient& client : aiClients()) {
+    if (client.name == name) return client;
+    names.emplace_back(client.name);
+  }
+  if (name.empty()) throw UsageError("Say which AI client: kelvane " + command + " claude, or codex.");
+  throw UsageError("There is no AI client \"" + name + "\" that is known." + suggestion(name, names) +
+                   " The clients are claude and codex.");
+}
+
+// A client that was never started has no folder yet. One that a person names has to be there: it may be a slip.
+void makeFolderOf(const File& file) {
+  std::error_code isShownByTheWrite;
+  if (std::filesystem::create_directories(file.parent_path(), isShownByTheWrite)) {
+    std::filesystem::permissions(file.parent_path(), std::filesystem::perms::owner_all, isShownByTheWrite);
+  }
+}
+
+/// A registration to be made or taken back, in one file after the other.
+class Registration {
+ public:
+  Registration(const AIClient& client, File executable, bool isConnecting, bool isDryRun)
+      : client_(client), executable_(std::move(executable)), isConnecting_(isConnecting), isDryRun_(isDryRun) {}
+
+  /// False when it could not be done, which was said then.
+  bool make(const File& file) const {
+    try {
+      isDryRun_ ? show(file) : change(file);
+      return true;
+    } catch (const ConfigRefused& reason) {
+      complain(named(file) + ": " + reason.what());
+    } catch (const quorvel::FileError& error) {
+      complain(error.what());
+    }
+    // A path that is no text cannot be pasted either.
+    if (isConnecting_ && unicode::isValidUTF8(executable_.native())) {
+      complain("These lines are what belongs there:\n\n" + client_.example(executable_.native()));
+    }
+    return false;
+  }
+
+ private:
+  ConfigEdit edited(std::string_view text) const {
+    return isConnecting_ ? client_.adding(executable_.native(), text) : client_.removing(text);
+  }
+
+  void show(const File& file) const {
+    const std::string before = quorvel::readFile(file).value_or("");
+    const ConfigEdit edit = edited(before);
+    if (edit.text == before) return sayUnchanged(file);
+    print(named(file) + " would change so:\n" + lineDiff(before, edit.text));
+    sayDropped(edit);
+  }
+
+  void change(const File& file) const {
+    ConfigEdit edit;
+    std::optional<std::string> before;
+    const bool isChanged = quorvel::changeFile(file, [&](const std::optional<std::string>& text) {
+      before = text;
+      edit = edited(text.value_or(""));
+      if (edit.text == text.value_or("")) return std::optional<std::string>();
+      if (text) quorvel::putPrivateFile(copyOf(file), *text);
+      return std::optional(edit.text);
+    });
+    if (!isChanged) return sayUnchanged(file);
+    std::string text(client_.title);
+    text.append(isConnecting_ ? " starts this program now: it was registered in "
+                              : " starts this program no more: it was taken out of ");
+    text.append(named(file)).append(".\n");
+    if (before) text.append("The text before is in ").append(named(copyOf(file))).append(".\n");
+    print(text);
+    sayDropped(edit);
+  }
+
+  static File copyOf(const File& file) { return file.native() + ".before-kelvane"; }
+
+  void sayUnchanged(const File& file) const {
+    print(named(file) + (isConnecting_ ? " registers this program already" : " does not register this program") +
+          ": nothing to change.\n");
+  }
+
+  static void sayDropped(const ConfigEdit& edit) {
+    if (edit.dropped.empty()) return;
+    std::string text = "What goes beyond our command:\n";
+    for (const std::string& dropped : edit.dropped) text.append("  ").append(dropped).append("\n");
+    print(text);
+  }
+
+  const AIClient& client_;
+  File executable_;
+  bool isConnecting_;
+  bool isDryRun_;
+};
+
+// What is still to be done before a client that is connected gets anything.
+void sayWhatIsMissing() {
+  const OwnSettings settings;
+  if (const auto problem = settings.problem()) print(*problem + '\n');
+  if (!settings.namedLibraryFolder()) {
+    print("It is not known yet where the scripts are: \"kelvane settings library DIR\" says it.\n");
+  }
+  if (!settings.preferences().isEnabled()) {
+    print("The server is still switched off: \"kelvane settings enable\" switches it on.\n");
+  }
+}
+
+int run(const ConnectOptions& options, bool isConnecting) {
+  const AIClient& client = clientNamed(options.client, isConnecting ? "connect" : "disconnect");
+  const Registration registration(client, isConnecting ? ownExecutable() : File(), isConnecting, options.isDryRun);
+  const std::vector<File> files = options.file.empty() ? client.files() : std::vector<File>{options.file};
+  bool isDone = true;
+  for (const File& file : files) {
+    if (isConnecting && !options.isDryRun && options.file.empty()) makeFolderOf(file);
+    isDone = registration.make(file) && isDone;
+  }
+  if (isConnecting && isDone && !options.isDryRun) sayWhatIsMissing();
+  return isDone ? done : failed;
+}
+
+void add(std::string_view name, std::string_view help, bool isConnecting, CLI::App& program, Action& chosen) {
+  const auto options = std::make_shared<ConnectOptions>();
+  CLI::App& command =
+      addCommand(program, name, help, chosen, [options, isConnecting] { return run(*options, isConnecting); });
+  command.add_option("CLIENT", options->client);
+  command.add_option("--config", options->file)->type_name("FILE")->check([](const std::string& typed) {
+    return std::string(typed.empty() ? "FILE is empty" : "");
+  });
+  command.add_flag("--dry-run", options->isDryRun)->disable_flag_override();
+}
+
+}  // namespace
+
+void addConnect(CLI::App& program, Action& chosen) {
+  add("connect", connectHelp, true, program, chosen);
+}
+
+void addDisconnect(CLI::App& program, Action& chosen) {
+  add("disconnect", disconnectHelp, false, program, chosen);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,117 @@
+#include "program/History.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Unicode.h"
+#include "program/Process.h"
+#include "program/ScriptHistory.h"
+
+namespace kelvane {
+namespace {
+
+constexpr std::string_view help =
+    R"(Lists what was kept of a script, newest first; without a script, all the scripts of which something was kept.
+
+Usage: kelvane history [SCRIPT] [--library DIR]
+
+  SCRIPT            The script, such as "Talks/Opening"; its ".md" may be left out. It may be gone.
+  --library DIR     The folder that holds the scripts; without it, the one of the settings.
+  -h, --help        Print this.
+
+A version keeps its number whatever is added later; "kelvane show" and "kelvane restore" take it. "change" is how many
+bytes it has more or less than the version below it. Versions of scripts that had the same name earlier are numbered
+1.1, 1.2 and so on for the first of them.
+)";
+
+struct HistoryOptions {
+  std::string script;
+  LibraryOptions library;
+};
+
+using Row = std::vector<std::string>;
+
+// Columns of numbers end under each other, the last column is as long as it is.
+std::string table(const std::vector<Row>& rows, std::size_t columnsOfNumbers) {
+  std::vector<std::size_t> widths;
+  for (const Row& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], unicode::characterCount(row[i]));
+  }
+  std::string text;
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const std::string padding(widths[i] - unicode::characterCount(row[i]), ' ');
+      if (i > 0) text.append("  ");
+      if (i < columnsOfNumbers) text.append(padding);
+      text.append(row[i]);
+      if (i >= columnsOfNumbers && i + 1 < row.size()) text.append(padding);
+    }
+    text.append("\n");
+  }
+  return text;
+}
+
+std::string signedDifference(std::size_t size, std::size_t below) {
+  return size < below ? "-" + std::to_string(below - size) : "+" + std::to_string(size - below);
+}
+
+void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>& rows) {
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const quorvel::HistoryEntry& entry = entries[i];
+    const bool isOldest = i + 1 == entries.size();
+    rows.push_back({entry.version.text(), shown(entry.saved), std::to_string(entry.words), std::to_string(entry.size),
+                    isOldest ? "" : signedDifference(entry.size, entries[i + 1].size), onOneLine(entry.label)});
+  }
+}
+
+int listVersions(const std::string& typed, const OpenedLibrary& opened) {
+  const NamedScript script = scriptNamed(typed, opened);
+  const std::string name = "\"" + onOneLine(script.identifier) + "\"";
+  const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
+  if (histories.empty()) {
+    print("Nothing was kept of " + name + " yet.\n");
+    return done;
+  }
+  std::vector<Row> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
+  for (const quorvel::HistoryOfScript& each : histories) {
+    append(opened.history->entries(script.identifier, each.earlier), rows);
+  }
+  const auto count = static_cast<std::int64_t>(rows.size()) - 1;
+  print(counted(count, "version") + " of " + name + (script.item ? "" : ", which is gone") + ", newest first\n\n" +
+        table(rows, 5));
+  return done;
+}
+
+int listScripts(const OpenedLibrary& opened) {
+  std::vector<Row> rows = {{"versions", "newest", "script"}};
+  for (const quorvel::HistoryOfScript& each : opened.history->scripts()) {
+    std::string name = onOneLine(each.identifier);
+    if (each.earlier > 0) {
+      name += " (an earlier one: " + std::to_string(each.earlier) + ".1 and on)";
+    } else if (!isThere(each.identifier, opened)) {
+      name += " (gone)";
+    }
+    rows.push_back({std::to_string(each.versions), shown(each.newest), name});
+  }
+  print(rows.size() == 1 ? std::string("Nothing was kept in this library yet.\n") : table(rows, 1));
+  return done;
+}
+
+int history(const HistoryOptions& options) {
+  const OpenedLibrary opened = options.library.open();
+  return options.script.empty() ? listScripts(opened) : listVersions(options.script, opened);
+}
+
+}  // namespace
+
+void addHistory(CLI::App& program, Action& chosen) {
+  const auto options = std::make_shared<HistoryOptions>();
+  CLI::App& command = addCommand(program, "history", help, chosen, [options] { return history(*options); });
+  command.add_option("SCRIPT", options->script);
+  options->library.addLibraryTo(command);
+}
+
+}  // namespace kelvane

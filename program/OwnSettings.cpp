@@ -1,0 +1,44 @@
+#include "program/OwnSettings.h"
+
+#include <stdexcept>
+
+namespace kelvane {
+namespace {
+
+constexpr const char* noHome = "There is no home folder to keep settings in: let HOME name one.";
+
+}  // namespace
+
+OwnSettings::OwnSettings() : store_(quorvel::FileDefaults::domain(Preferences::bundleID)) {
+}
+
+quorvel::FileDefaults& OwnSettings::store() const {
+  if (!store_) throw std::runtime_error(noHome);
+  return *store_;
+}
+
+std::optional<std::string> OwnSettings::problem() const {
+  return store_ ? store_->problem() : noHome;
+}
+
+std::optional<std::filesystem::path> OwnSettings::namedLibraryFolder() const {
+  auto folder = store_ ? store_->textForKey(libraryFolderKey) : std::nullopt;
+  if (!folder || folder->empty()) return std::nullopt;
+  return std::filesystem::path(*std::move(folder));
+}
+
+std::filesystem::path OwnSettings::libraryFolder() const {
+  const auto folder = namedLibraryFolder();
+  if (!folder) {
+    const std::string why = problem() ? *problem() + ' ' : std::string();
+    throw std::runtime_error(why +
+                             "Say which folder holds the scripts: with --library DIR, or for good with \"kelvane "
+                             "settings library DIR\".");
+  }
+  // A relative one would be another folder wherever a client starts the server.
+  if (folder->is_absolute()) return *folder;
+  throw std::runtime_error("The settings name the library \"" + folder->native() +
+                           "\", which is no absolute path: set it with \"kelvane settings library DIR\".");
+}
+
+}  // namespace kelvane

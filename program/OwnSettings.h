@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/Preferences.h"
+#include "quorvel/settings/FileDefaults.h"
+
+namespace kelvane {
+
+/// The settings of this program, as they stood when the value was made: the two switches of `Preferences`, and the
+/// folder of scripts. Damaged settings, and those of a person without a home folder, read as none.
+class OwnSettings {
+ public:
+  static constexpr std::string_view libraryFolderKey = "libraryFolder";
+
+  OwnSettings();
+
+  Preferences preferences() const { return Preferences(store_.get()); }
+
+  /// Where they are kept. Throws an error with complete sentences when there is no home folder.
+  quorvel::FileDefaults& store() const;
+
+  /// What is wrong with the place where they are kept, as complete sentences; nothing when all is well.
+  std::optional<std::string> problem() const;
+
+  /// The folder of scripts, which need not be there; nothing when none is set.
+  std::optional<std::filesystem::path> namedLibraryFolder() const;
+
+  /// The same. Throws an error that says how to set it when none is set, or it is no absolute path.
+  std::filesystem::path libraryFolder() const;
+
+ private:
+  std::shared_ptr<quorvel::FileDefaults> store_;
+};
+
+}  // namespace kelvane
