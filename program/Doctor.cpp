@@ -117,7 +117,7 @@ std::optional<OpenedLibrary> lookAtLibrary(const LibraryOptions& options, bool i
 void lookAtHistory(const quorvel::History& history, Findings& findings) {
   try {
     const std::vector<std::string> problems = history.problems();
-    for (const std::string& problem : problems) findings.wrong("The version history: " + problem);
+    for (const std::string& problem : problems) findings.wrong(problem);
     if (!problems.empty()) return;
     const std::vector<quorvel::HistoryOfScript> scripts = history.scripts();
     std::int64_t versions = 0;
@@ -143,16 +143,18 @@ Registration lookAtEntry(const AIClient& client, const std::filesystem::path& fi
       findings.right(named(file) + " lets " + title + " start this program.");
       return Registration::right;
     }
+    // A relative path is another file in every folder that a client starts in.
     std::error_code error;
-    const bool isSame = std::filesystem::equivalent(*command, executable, error);
-    const bool isThere = std::filesystem::exists(*command, error);
-    if (isSame && std::filesystem::path(*command).is_absolute()) {
+    const bool isAbsolute = std::filesystem::path(*command).is_absolute();
+    if (isAbsolute && std::filesystem::equivalent(*command, executable, error)) {
       findings.right(named(file) + " lets " + title + " start this program, as \"" + *command + "\".");
       return Registration::right;
     }
-    findings.wrong(named(file) + " lets " + title + " start \"" + *command + "\", which is " +
-                   (isThere ? "not this program" : "not there") + ": \"kelvane connect " + std::string(client.name) +
-                   "\" registers this one.");
+    const std::string_view fault = !isAbsolute                                ? "no absolute path"
+                                   : std::filesystem::exists(*command, error) ? "not this program"
+                                                                              : "not there";
+    findings.wrong(named(file) + " lets " + title + " start \"" + *command + "\", which is " + std::string(fault) +
+                   ": \"kelvane connect " + std::string(client.name) + "\" registers this one.");
   } catch (const ConfigRefused& error) {
     findings.wrong(named(file) + ": " + error.what());
   } catch (const std::exception& error) {

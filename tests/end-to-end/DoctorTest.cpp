@@ -1,0 +1,175 @@
+#include <algorithm>
+#include <fstream>
+
+#include "tests/end-to-end/Home.h"
+
+namespace kelvane::tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class Doctor : public Home {
+ protected:
+  // Everything as a newcomer has it after the first commands.
+  void setUp() const {
+    home.put("Scripts/Talk.md", "hello");
+    home.put("Scripts/Talks/Other.md", "hello");
+    printed({"settings", "library", at("Scripts")});
+    printed({"settings", "enable"});
+    printed({"connect", "claude"});
+    printed({"connect", "codex"});
+  }
+
+  std::string claude() const { return "ok     \"" + at(".claude.json") + "\" lets Claude start this program.\n"; }
+  std::string codex() const { return "ok     \"" + at(".codex/config.toml") + "\" lets Codex start this program.\n"; }
+
+  static constexpr const char* reading =
+      "ok     The server is switched on. AI clients may only read; \"kelvane settings allow-writes\" lets them "
+      "write.\n";
+  static constexpr const char* noHistory = "ok     There is no version history yet; the first change begins it.\n";
+  static constexpr const char* answers =
+      "ok     Started as an AI client starts it, this program answers, with 6 tools.\n";
+
+  std::string holds(const std::string& count) const {
+    return "ok     \"" + at("Scripts") + "\" holds " + count + ".\n";
+  }
+};
+
+TEST_F(Doctor, findsAllRightAfterTheFirstCommandsAndChangesNothing) {
+  setUp();
+  const auto before = home.census();
+  EXPECT_EQ(kelvane({"doctor"}),
+            (Outcome{0, reading + holds("2 scripts") + noHistory + claude() + codex() + answers, ""}));
+  EXPECT_EQ(home.census(), before);
+}
+
+TEST_F(Doctor, saysWhatToDoInAHomeWhereNothingIsSetUp) {
+  EXPECT_EQ(kelvane({"doctor"}),
+            (Outcome{1,
+                     "wrong  The server is switched off: \"kelvane settings enable\" switches it on.\n"
+                     "wrong  Say which folder holds the scripts: with --library DIR, or for good with \"kelvane "
+                     "settings library DIR\".\n"
+                     "wrong  Claude does not start this program: \"kelvane connect claude\" registers it in \"" +
+                         at(".claude.json") +
+                         "\".\n"
+                         "wrong  Codex does not start this program: \"kelvane connect codex\" registers it in \"" +
+                         at(".codex/config.toml") + "\".\n",
+                     ""}));
+}
+
+TEST_F(Doctor, tellsOfWritesAndTheirHistory) {
+  setUp();
+  printed({"settings", "allow-writes"});
+  printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
+  const std::string output = printed({"doctor"});
+  EXPECT_THAT(output, StartsWith("ok     The server is switched on, and AI clients may change scripts.\n"));
+  EXPECT_THAT(output, HasSubstr("ok     The version history is sound: 1 version of 1 script.\n"));
+  EXPECT_THAT(output, HasSubstr("answers, with 17 tools.\n"));
+}
+
+TEST_F(Doctor, looksAtTheLibraryThatIsTyped) {
+  setUp();
+  home.put("Other/One.md", "x");
+  printed({"settings", "disable"});
+  const Outcome outcome = kelvane({"doctor", "--library", at("Other")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, HasSubstr("ok     \"" + at("Other") + "\" holds 1 script.\n"));
+  EXPECT_THAT(outcome.output, HasSubstr(answers));
+}
+
+// What is done to a home that is right, and the line that tells of it.
+struct Ailment {
+  const char* name;
+  void (*inflict)(const Folder& home);
+  std::string line;
+  int status = 1;
+  bool answers = true;  // whether the handshake succeeds all the same
+};
+
+class Ailing : public Doctor, public testing::WithParamInterface<Ailment> {};
+
+TEST_P(Ailing, isFoundAndSaid) {
+  setUp();
+  printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
+  GetParam().inflict(home);
+  const Outcome outcome = kelvane({"doctor"});
+  std::string line = GetParam().line;
+  for (std::size_t found; (found = line.find("HOME")) != std::string::npos;) line.replace(found, 4, home.text());
+  EXPECT_THAT(outcome.output, HasSubstr("\n" + line + "\n"));
+  EXPECT_EQ(outcome.status, GetParam().status) << outcome;
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.output.find("\n" + std::string(answers)) != std::string::npos, GetParam().answers) << outcome;
+}
+
+const Ailment ailments[] = {
+    {"theLibraryIsGone", [](const Folder& home) { std::filesystem::rename(home / "Scripts", home / "Moved"); },
+     "wrong  There is no folder \"HOME/Scripts\": give one that exists with \"kelvane settings library DIR\".", 1,
+     false},
+    {"anotherProgramIsRegistered",
+     [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"/bin/sh"}}})"); },
+     "wrong  \"HOME/.claude.json\" lets Claude start \"/bin/sh\", which is not this program: \"kelvane connect "
+     "claude\" "
+     "registers this one."},
+    {"whatIsRegisteredIsGone",
+     [](const Folder& home) { home.put(".codex/config.toml", "[mcp_servers.kelvane]\ncommand = \"/gone\"\n"); },
+     "wrong  \"HOME/.codex/config.toml\" lets Codex start \"/gone\", which is not there: \"kelvane connect codex\" "
+     "registers this one."},
+    {"aRelativePathIsRegistered",
+     [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"kelvane"}}})"); },
+     "wrong  \"HOME/.claude.json\" lets Claude start \"kelvane\", which is no absolute path: \"kelvane connect "
+     "claude\" "
+     "registers this one."},
+    {"aLinkToThisProgramIsRegistered",
+     [](const Folder& home) {
+       std::filesystem::create_symlink(KELVANE_PROGRAM, home / "link");
+       home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":")" + home.text() + R"(/link"}}})");
+     },
+     "ok     \"HOME/.claude.json\" lets Claude start this program, as \"HOME/link\".", 0},
+    {"oneClientIsNotConnected", [](const Folder& home) { home.put(".claude.json", "{}"); },
+     "note   Claude does not start this program: \"kelvane connect claude\" registers it in \"HOME/.claude.json\".", 0},
+    {"theDesktopAppIsNotConnected",
+     [](const Folder& home) { home.put(".config/Claude/claude_desktop_config.json", ""); },
+     "note   Claude does not start this program: \"kelvane connect claude\" registers it in "
+     "\"HOME/.config/Claude/claude_desktop_config.json\".",
+     0},
+    {"aConfigurationIsNoJSON", [](const Folder& home) { home.put(".claude.json", "{\n  // mine\n}"); },
+     "wrong  \"HOME/.claude.json\": The file is not JSON: it cannot be read from line 2, column 3 on. It was left as "
+     "it "
+     "is; mend it there and try again."},
+    {"theHistoryIsDamaged",
+     [](const Folder& home) { home.put("Scripts/.kelvane/history.sqlite", std::string(8192, 'x')); },
+     "wrong  The version history of this library (.kelvane/history.sqlite) is damaged, so it cannot be read. Move that "
+     "file away to start a new one, or restore it from a backup."},
+    {"aNameIsNotUTF8", [](const Folder& home) { home.put("Scripts/\xFF.md", "x"); },
+     "note   1 name in it cannot be listed, being no UTF-8. Rename the files for AI clients to see them.", 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(Ailments, Ailing, testing::ValuesIn(ailments),
+                         [](const auto& ailment) { return std::string(ailment.param.name); });
+
+TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
+  setUp();
+  home.giveToNobody();
+  std::filesystem::permissions(home / "Scripts",
+                               std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  Start asking = start({"doctor"});
+  asking.asNobody = true;
+  const auto ending = [&] {
+    const Outcome outcome = run(asking);
+    EXPECT_EQ(outcome.errors, "");
+    return std::to_string(outcome.status) + '\n' + outcome.output;
+  };
+  EXPECT_THAT(ending(), HasSubstr("ok     \"" + at("Scripts") + "\" holds 2 scripts. It can be read only.\n"));
+  home.put(settingsFile, "{\"mcpEnabled\":true,\"mcpAllowsWrites\":true,\"libraryFolder\":\"" + at("Scripts") + "\"}");
+  const std::string output = ending();
+  EXPECT_THAT(output, StartsWith("1\n"));
+  EXPECT_THAT(output, HasSubstr("wrong  \"" + at("Scripts") +
+                                "\" holds 2 scripts. It cannot be written, because the system does not permit it. Let "
+                                "your user write there, or say \"kelvane settings read-only\".\n"));
+  std::filesystem::permissions(home / "Scripts", std::filesystem::perms::owner_all);
+}
+
+}  // namespace
+}  // namespace kelvane::tests

@@ -1,0 +1,294 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <regex>
+#include <thread>
+
+#include "tests/end-to-end/Home.h"
+
+namespace kelvane::tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+// The history at hand: its list, one version's bytes, and putting one back.
+class HistoryAtHand : public Home {
+ protected:
+  HistoryAtHand() { printed({"settings", "library", at("Scripts")}); }
+
+  void put(std::string_view text) const { home.put("Scripts/Talk.md", text); }
+  std::string present() const { return home.bytes("Scripts/Talk.md"); }
+
+  // Lets a tool replace the text.
+  void replace(const std::string& text, const std::string& note, const std::string& id = "Talk.md") const {
+    printed({"call", "update_script", "id=" + id, "text=" + text, "note=" + note, "--allow-writes"});
+  }
+
+  // What is printed, with "MOMENT" for each moment.
+  std::string list(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "history");
+    static const std::regex moment("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}");
+    return std::regex_replace(printed(std::move(arguments)), moment, "MOMENT");
+  }
+};
+
+TEST_F(HistoryAtHand, listsTheVersionsOfAScriptNewestFirst) {
+  put("one two three\n");
+  replace("four five", "Shorter");
+  replace("six", "Two\nlines \x1B[31m");
+  put("");
+  replace("empty before", "Kept nothing");
+  put("six");
+  replace("seven eight nine ten", "Longer");
+  const std::string expected =
+      "3 versions of \"Talk.md\", newest first\n\n"
+      "version                saved  words  bytes  change  label\n"
+      "      3  MOMENT      1      3      -6  Before — Longer\n"
+      "      2  MOMENT      2      9      -5  Before — Two\xEF\xBF\xBDlines \xEF\xBF\xBD[31m\n"
+      "      1  MOMENT      3     14          Before — Shorter\n";
+  for (const std::string& typed : std::vector<std::string>{"Talk.md", "Talk", "./Talk"}) {
+    EXPECT_EQ(list({typed}), expected) << typed;
+  }
+}
+
+TEST_F(HistoryAtHand, showsMomentsInThePersonsTimeZone) {
+  put("one");
+  replace("two", "n");
+  Start here = start({"history", "Talk"});
+  Start there = here;
+  there.environment = {"TZ=UTC"};
+  const auto moment = [](const std::string& text) {
+    std::smatch found;
+    std::regex_search(text, found, std::regex("([0-9]{2}):([0-9]{2}):[0-9]{2}"));
+    return std::stoi(found[1]) * 60 + std::stoi(found[2]);
+  };
+  const int difference = moment(run(here).output) - moment(run(there).output);
+  EXPECT_EQ((difference + 24 * 60) % (24 * 60), 5 * 60 + 30);
+}
+
+TEST_F(HistoryAtHand, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
+  EXPECT_EQ(list({}), "Nothing was kept in this library yet.\n");
+  put("one");
+  home.put("Scripts/Talks/Other.md", "one");
+  home.put("Scripts/Talks/Never changed.md", "one");
+  replace("two", "n");
+  replace("three", "n");
+  replace("two", "n", "Talks/Other.md");
+  std::filesystem::remove(home / "Scripts/Talks/Other.md");
+  EXPECT_EQ(list({}),
+            "versions  newest               script\n"
+            "       2  MOMENT  Talk.md\n"
+            "       1  MOMENT  Talks/Other.md (gone)\n");
+  EXPECT_EQ(list({"Talks/Never changed"}), "Nothing was kept of \"Talks/Never changed.md\" yet.\n");
+}
+
+TEST_F(HistoryAtHand, showsAVersionsExactBytes) {
+  const std::string texts[] = {"one",
+                               "line\n",
+                               "CR LF\r\n\r\n",
+                               std::string("NUL \0 and \xFF\xFE", 11),
+                               "\xEF\xBB\xBFmark",
+                               std::string(300'000, 'x') + "\n"};
+  int number = 0;
+  for (const std::string& text : texts) {
+    put(text);
+    replace("next", "n");
+    ++number;
+    EXPECT_EQ(kelvane({"show", "Talk", std::to_string(number)}), (Outcome{0, text, ""}));
+  }
+}
+
+TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
+  put("first\r\n\xFF");
+  replace("second", "n");
+  EXPECT_EQ(printed({"restore", "Talk", "1"}),
+            "\"Talk.md\" is as it was in version 1 again.\nThe text that it replaced is version 2.\n");
+  EXPECT_EQ(present(), "first\r\n\xFF");
+  EXPECT_THAT(list({"Talk"}), HasSubstr("2  MOMENT      1      6      -2  Before — restoring version 1\n"));
+  EXPECT_EQ(printed({"restore", "Talk.md", "2"}),
+            "\"Talk.md\" is as it was in version 2 again.\nThe text that it replaced is version 3.\n");
+  EXPECT_EQ(present(), "second");
+}
+
+TEST_F(HistoryAtHand, restoringWhatIsThereChangesNothing) {
+  put("first");
+  replace("second", "n");
+  put("first");
+  const auto before = home.census();
+  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is what it was in version 1: nothing to change.\n");
+  EXPECT_EQ(home.census(), before);
+}
+
+TEST_F(HistoryAtHand, restoringOverAnEmptyTextKeepsNoneOfIt) {
+  put("first");
+  replace("second", "n");
+  put("");
+  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is as it was in version 1 again.\n");
+  EXPECT_EQ(present(), "first");
+  EXPECT_THAT(list({"Talk"}), StartsWith("1 version of"));
+}
+
+TEST_F(HistoryAtHand, putsBackAScriptThatIsGoneWithItsFolders) {
+  home.put("Scripts/Talks/Old/Talk.md", "first");
+  replace("second", "n", "Talks/Old/Talk.md");
+  std::filesystem::remove_all(home / "Scripts/Talks");
+  EXPECT_THAT(list({"Talks/Old/Talk"}),
+              StartsWith("1 version of \"Talks/Old/Talk.md\", which is gone, newest first\n"));
+  EXPECT_EQ(printed({"show", "Talks/Old/Talk", "1"}), "first");
+  EXPECT_EQ(printed({"restore", "Talks/Old/Talk", "1"}),
+            "\"Talks/Old/Talk.md\" was gone and is there again, as it was in version 1.\n");
+  EXPECT_EQ(home.bytes("Scripts/Talks/Old/Talk.md"), "first");
+  EXPECT_THAT(list({"Talks/Old/Talk"}), StartsWith("1 version of \"Talks/Old/Talk.md\", newest first\n"));
+}
+
+TEST_F(HistoryAtHand, reachesScriptsThatHadTheSameNameEarlier) {
+  put("first");
+  replace("second", "n");
+  std::filesystem::remove(home / "Scripts/Talk.md");
+  printed({"call", "create_script", "name=Talk", "text=another", "--allow-writes"});
+  EXPECT_EQ(list({"Talk"}),
+            "1 version of \"Talk.md\", newest first\n\n"
+            "version                saved  words  bytes  change  label\n"
+            "    1.1  MOMENT      1      5          Before — n\n");
+  EXPECT_EQ(list({}),
+            "versions  newest               script\n"
+            "       1  MOMENT  Talk.md (an earlier one: 1.1 and on)\n");
+  EXPECT_EQ(printed({"show", "Talk", "1.1"}), "first");
+  EXPECT_EQ(printed({"restore", "Talk", "1.1"}),
+            "\"Talk.md\" is as it was in version 1.1 again.\nThe text that it replaced is version 1.\n");
+  EXPECT_EQ(present(), "first");
+  EXPECT_EQ(printed({"show", "Talk", "1"}), "another");
+}
+
+TEST_F(HistoryAtHand, keepsNumbersWhateverIsAddedMeanwhile) {
+  put("first");
+  replace("second", "n");
+  replace("third", "n");
+  EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
+  replace("fourth", "n");
+  EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
+  EXPECT_EQ(printed({"show", "Talk", "2"}), "second");
+}
+
+TEST_F(HistoryAtHand, followsARename) {
+  put("first");
+  replace("second", "n");
+  printed({"call", "rename", "id=Talk.md", "name=Speech", "--allow-writes"});
+  EXPECT_THAT(list({"Speech"}), StartsWith("1 version of \"Speech.md\", newest first"));
+  EXPECT_THAT(list({}), Not(HasSubstr("Talk.md")));
+}
+
+TEST_F(HistoryAtHand, prefersTheNameAsItIsTyped) {
+  put("first");
+  home.put("Scripts/Talk.md.md", "other");
+  replace("x", "plain");
+  replace("y", "double", "Talk.md.md");
+  EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
+  EXPECT_EQ(printed({"show", "Talk.md", "1"}), "first");
+  EXPECT_EQ(printed({"show", "Talk.md.md", "1"}), "other");
+  std::filesystem::remove(home / "Scripts/Talk.md");
+  EXPECT_EQ(printed({"show", "Talk.md", "1"}), "other") << "the script that is there comes before one that is gone";
+}
+
+TEST_F(HistoryAtHand, refusesWhatIsNotThereAndChangesNothing) {
+  put("first");
+  replace("second", "n");
+  std::filesystem::create_directory(home / "Scripts/Folder.md");
+  const std::string list = " \"kelvane history\" lists the scripts of which something was kept.\n";
+  const std::string numbers = ": \"kelvane history SCRIPT\" lists them.\n";
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string sentence;
+  } cases[] = {
+      {{"history", "Other"}, 1, "Nothing at \"Other.md\"." + list},
+      {{"history", "../Talk"}, 1, "\"../Talk.md\" is not inside the library." + list},
+      {{"history", "Folder"}, 1, "\"Folder.md\" is a folder, not a script." + list},
+      {{"history", "a", "b"},
+       2,
+       "\"kelvane history\" has no use for \"b\". \"kelvane history --help\" says what there is.\n"},
+      {{"show", "Talk", "2"}, 1, "\"Talk.md\" has no version 2: \"kelvane history SCRIPT\" lists those that it has.\n"},
+      {{"show", "Talk", "1.1"},
+       1,
+       "\"Talk.md\" has no version 1.1: \"kelvane history SCRIPT\" lists those that it has.\n"},
+      {{"show", "Talk", "first"}, 2, "\"first\" is no version's number" + numbers},
+      {{"show", "Talk", "0"}, 2, "\"0\" is no version's number" + numbers},
+      {{"show", "Talk", "99999999999999999999"}, 2, "\"99999999999999999999\" is no version's number" + numbers},
+      {{"show", "Talk"}, 2, "Say which version: \"kelvane history SCRIPT\" lists their numbers.\n"},
+      {{"show"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
+      {{"show", "", "1"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
+      {{"restore"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
+      {{"restore", "Talk", "7"},
+       1,
+       "\"Talk.md\" has no version 7: \"kelvane history SCRIPT\" lists those that it has.\n"},
+      {{"restore", "Other", "1"}, 1, "Nothing at \"Other.md\"." + list},
+      {{"restore", "Talk", "-1"}, 2, "\"-1\" is no version's number" + numbers},
+  };
+  for (const auto& [arguments, status, sentence] : cases) {
+    EXPECT_EQ(kelvane(arguments), (Outcome{status, "", sentence})) << testing::PrintToString(arguments);
+  }
+  EXPECT_EQ(present(), "second");
+  EXPECT_THAT(this->list({"Talk"}), StartsWith("1 version of"));
+}
+
+TEST_F(HistoryAtHand, doesNotRestoreIntoAPlaceThatIsTaken) {
+  put("first");
+  replace("second", "n");
+  std::filesystem::remove(home / "Scripts/Talk.md");
+  std::filesystem::create_directory(home / "Scripts/Talk.md");
+  const Outcome outcome = kelvane({"restore", "Talk", "1"});
+  EXPECT_EQ(outcome, (Outcome{1, "", "\"Talk.md\" could not be put back, because there is something of that name.\n"}));
+  EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
+}
+
+TEST_F(HistoryAtHand, isReadButNotRestoredInALibraryThatMayOnlyBeRead) {
+  put("first");
+  replace("second", "n");
+  home.giveToNobody();
+  for (const char* name : {"Scripts", "Scripts/.kelvane"}) {
+    std::filesystem::permissions(home / name, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  }
+  for (const char* name : {"Scripts/Talk.md", "Scripts/.kelvane/history.sqlite", "Scripts/.kelvane/lock"}) {
+    std::filesystem::permissions(home / name, std::filesystem::perms::owner_read);
+  }
+  const auto asNobody = [&](std::vector<std::string> arguments) {
+    Start asking = start(std::move(arguments));
+    asking.asNobody = true;
+    return run(asking);
+  };
+  EXPECT_EQ(asNobody({"show", "Talk", "1"}), (Outcome{0, "first", ""}));
+  const Outcome outcome = asNobody({"restore", "Talk", "1"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_THAT(outcome.errors, HasSubstr("the system does not permit it"));
+  EXPECT_EQ(present(), "second");
+  for (const char* name : {"Scripts", "Scripts/.kelvane"}) {
+    std::filesystem::permissions(home / name, std::filesystem::perms::owner_all);
+  }
+}
+
+TEST_F(HistoryAtHand, waitsForTheLibrarysLockToRestore) {
+  put("first");
+  replace("second", "n");
+  const int lock = ::open(at("Scripts/.kelvane/lock").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(lock, 0);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  Program restoring(start({"restore", "Talk", "1"}));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(present(), "second");
+  put("what the one with the lock wrote");
+  ::close(lock);
+  EXPECT_EQ(restoring.finish(), (Outcome{0,
+                                         "\"Talk.md\" is as it was in version 1 again.\n"
+                                         "The text that it replaced is version 2.\n",
+                                         ""}));
+  EXPECT_EQ(printed({"show", "Talk", "2"}), "what the one with the lock wrote");
+}
+
+}  // namespace
+}  // namespace kelvane::tests
