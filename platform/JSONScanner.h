@@ -12,6 +12,7 @@
 #endif
 
 #include "platform/JSONRuns.h"
+#include "platform/UTF8.h"
 
 /// The lowest level of reading JSON text: where blanks, texts and numbers end, and what they say. Shared by everything
 /// that reads JSON, so that all agree to the byte. Nothing here allocates or throws; every function takes [at, end) and
@@ -98,26 +99,6 @@ inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noex
   return stop == at + 4 ? std::optional(value) : std::nullopt;
 }
 
-inline char* appendUTF8(char* out, unsigned scalar) noexcept {
-  const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
-  if (scalar < 0x80) {
-    put(scalar);
-  } else if (scalar < 0x800) {
-    put(0xC0 | scalar >> 6);
-    put(0x80 | (scalar & 0x3F));
-  } else if (scalar < 0x10000) {
-    put(0xE0 | scalar >> 12);
-    put(0x80 | (scalar >> 6 & 0x3F));
-    put(0x80 | (scalar & 0x3F));
-  } else {
-    put(0xF0 | scalar >> 18);
-    put(0x80 | (scalar >> 12 & 0x3F));
-    put(0x80 | (scalar >> 6 & 0x3F));
-    put(0x80 | (scalar & 0x3F));
-  }
-  return out;
-}
-
 /// Writes the text [at, end), as `scanText` found it, with its escapes replaced to `out`, which has room for as many
 /// bytes; returns the end of what was written, or nullptr where an escape is none, or half of a surrogate pair.
 inline char* unescaped(const char* at, const char* end, char* out) noexcept {
@@ -162,7 +143,7 @@ inline char* unescaped(const char* at, const char* end, char* out) noexcept {
           scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
           at += 6;
         }
-        out = appendUTF8(out, scalar);
+        out = unicode::encode(scalar, out);
         break;
       }
       default:

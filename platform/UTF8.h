@@ -47,9 +47,9 @@ inline Decoded decodedBefore(std::string_view text, std::size_t offset) noexcept
   return {};
 }
 
-/// Adds a scalar's UTF-8 to the end of a text.
-inline void append(char32_t scalar, std::string& text) {
-  const auto put = [&](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+/// Writes a scalar's UTF-8, up to four bytes, and returns where it ends.
+inline char* encode(char32_t scalar, char* out) noexcept {
+  const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
   if (scalar < 0x80) {
     put(scalar);
   } else if (scalar < 0x800) {
@@ -65,6 +65,13 @@ inline void append(char32_t scalar, std::string& text) {
     put(0x80 | (scalar >> 6 & 0x3F));
     put(0x80 | (scalar & 0x3F));
   }
+  return out;
+}
+
+/// Adds a scalar's UTF-8 to the end of a text.
+inline void append(char32_t scalar, std::string& text) {
+  char bytes[4];
+  text.append(bytes, static_cast<std::size_t>(encode(scalar, bytes) - bytes));
 }
 
 /// The offset of the first byte at or behind `offset` that is not ASCII, or the text's size.
