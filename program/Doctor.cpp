@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/FileSystem.h"
 #include "program/AIClient.h"
 #include "program/Handshake.h"
 #include "program/LibraryOptions.h"
@@ -18,6 +19,7 @@
 #include "program/Process.h"
 #include "program/ScriptHistory.h"
 #include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OwnFolder.h"
 #include "quorvel/settings/FileChange.h"
 
 namespace kelvane {
@@ -88,20 +90,31 @@ std::int64_t countOfScripts(const quorvel::FolderLibrary& library) {
   return count;
 }
 
+// Why a tool that writes could not, as the end of a sentence; nothing when it could. Leaves everything as it is.
+std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) {
+  const std::filesystem::path own = root / quorvel::ownFolderName;
+  for (const std::filesystem::path& path : {root, own, own / "lock", own / "history.sqlite"}) {
+    const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
+    if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
+    return named(path) + " cannot be written, because " + quorvel::reason(errno);
+  }
+  return std::nullopt;
+}
+
 std::optional<OpenedLibrary> lookAtLibrary(const LibraryOptions& options, bool isToBeWritten, Findings& findings) {
   try {
     OpenedLibrary opened = options.open();
     const quorvel::FolderLibrary& library = *opened.library;
-    const std::string holds = named(library.root()) + " holds " + counted(countOfScripts(library), "script") + ".";
-    const bool isWritable = ::faccessat(AT_FDCWD, library.root().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-    const int error = errno;
-    if (isWritable) {
-      findings.right(holds);
+    const std::string folder = named(library.root());
+    const std::string scripts = counted(countOfScripts(library), "script");
+    const auto obstacle = obstacleToWriting(library.root());
+    if (!obstacle) {
+      findings.right(folder + " can be read and written, and holds " + scripts + ".");
     } else if (isToBeWritten) {
-      findings.wrong(holds + " It cannot be written, because " + quorvel::reason(error) +
+      findings.wrong(folder + " holds " + scripts + ", but " + *obstacle +
                      ". Let your user write there, or say \"kelvane settings read-only\".");
     } else {
-      findings.right(holds + " It can be read only.");
+      findings.right(folder + " can be read, though not written, and holds " + scripts + ".");
     }
     if (const std::size_t count = library.countOfUnlistableNames(); count > 0) {
       findings.remark(counted(static_cast<std::int64_t>(count), "name") +

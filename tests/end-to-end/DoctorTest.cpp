@@ -33,7 +33,7 @@ class Doctor : public Home {
       "ok     Started as an AI client starts it, this program answers, with 6 tools.\n";
 
   std::string holds(const std::string& count) const {
-    return "ok     \"" + at("Scripts") + "\" holds " + count + ".\n";
+    return "ok     \"" + at("Scripts") + "\" can be read and written, and holds " + count + ".\n";
   }
 };
 
@@ -75,7 +75,8 @@ TEST_F(Doctor, looksAtTheLibraryThatIsTyped) {
   printed({"settings", "disable"});
   const Outcome outcome = kelvane({"doctor", "--library", at("Other")});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.output, HasSubstr("ok     \"" + at("Other") + "\" holds 1 script.\n"));
+  EXPECT_THAT(outcome.output,
+              HasSubstr("ok     \"" + at("Other") + "\" can be read and written, and holds 1 script.\n"));
   EXPECT_THAT(outcome.output, HasSubstr(answers));
 }
 
@@ -151,24 +152,30 @@ INSTANTIATE_TEST_SUITE_P(Ailments, Ailing, testing::ValuesIn(ailments),
 
 TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
   setUp();
-  home.giveToNobody();
-  std::filesystem::permissions(home / "Scripts",
-                               std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-  Start asking = start({"doctor"});
-  asking.asNobody = true;
-  const auto ending = [&] {
+  printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
+  const std::string holds = "\"" + at("Scripts") + "\" holds 2 scripts, but \"";
+  const std::string refused =
+      "\" cannot be written, because the system does not permit it. Let your user write there, or say \"kelvane "
+      "settings read-only\".\n";
+  for (const char* name : {"Scripts", "Scripts/.kelvane", "Scripts/.kelvane/lock", "Scripts/.kelvane/history.sqlite"}) {
+    SCOPED_TRACE(name);
+    home.giveToNobody();
+    const auto usual = std::filesystem::status(home / name).permissions();
+    std::filesystem::permissions(home / name, usual & ~std::filesystem::perms::owner_write);
+    Start asking = start({"doctor"});
+    asking.asNobody = true;
+    printed({"settings", "read-only"});
+    home.giveToNobody();
+    EXPECT_THAT(run(asking).output,
+                HasSubstr("ok     \"" + at("Scripts") + "\" can be read, though not written, and holds 2 scripts.\n"));
+    printed({"settings", "allow-writes"});
+    home.giveToNobody();
     const Outcome outcome = run(asking);
+    EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.errors, "");
-    return std::to_string(outcome.status) + '\n' + outcome.output;
-  };
-  EXPECT_THAT(ending(), HasSubstr("ok     \"" + at("Scripts") + "\" holds 2 scripts. It can be read only.\n"));
-  home.put(settingsFile, "{\"mcpEnabled\":true,\"mcpAllowsWrites\":true,\"libraryFolder\":\"" + at("Scripts") + "\"}");
-  const std::string output = ending();
-  EXPECT_THAT(output, StartsWith("1\n"));
-  EXPECT_THAT(output, HasSubstr("wrong  \"" + at("Scripts") +
-                                "\" holds 2 scripts. It cannot be written, because the system does not permit it. Let "
-                                "your user write there, or say \"kelvane settings read-only\".\n"));
-  std::filesystem::permissions(home / "Scripts", std::filesystem::perms::owner_all);
+    EXPECT_THAT(outcome.output, HasSubstr("wrong  " + holds + at(name) + refused));
+    std::filesystem::permissions(home / name, usual);
+  }
 }
 
 }  // namespace
