@@ -22,9 +22,8 @@ namespace filesystem = kelvane::filesystem;
 // What is left of a path behind the folder that it lies in; nothing when it lies elsewhere.
 std::optional<std::string> relative(const std::string& path, const std::string& folder) {
   if (path == folder) return std::string();
-  const std::size_t size = folder == "/" ? 0 : folder.size();
-  if (path.compare(0, size, folder, 0, size) != 0 || path.size() <= size || path[size] != '/') return std::nullopt;
-  return path.substr(size + 1);
+  if (!path.starts_with(folder + '/')) return std::nullopt;
+  return path.substr(folder.size() + 1);
 }
 
 }  // namespace

@@ -48,14 +48,14 @@ class FolderLibrary final : public ScriptLibrary {
   const std::filesystem::path& root() const noexcept override { return root_; }
   std::string fileExtension() const override;
 
-  /// Folders first, then scripts, each in natural order. A folder below that cannot be read has no children. What has
-  /// too long a path for the system to open it is left out.
+  /// Folders first, then scripts, each in natural order. A folder below that may not be read has no children; any other
+  /// failure to read one is a failure of the whole. What has too long a path for the system to open it is left out.
   std::vector<ScriptItem> contents(const std::filesystem::path& folder) const override;
 
   /// The script's exact bytes.
   std::string read(const ScriptItem& script) const override;
 
-  /// For a path as `root()` spells it or with the links on it resolved.
+  /// For a path as `root()` spells it or with the links on it resolved. Nothing is inside the whole disk, "/".
   std::string identifier(const std::filesystem::path& file) const override;
 
   /// The lock is one on ".kelvane/lock", held against other threads and processes, and let go by the system when the

@@ -11,6 +11,7 @@
 
 #include "platform/Unicode.h"
 #include "quorvel/library/Beneath.h"
+#include "quorvel/library/LibraryError.h"
 #include "quorvel/library/NaturalOrder.h"
 
 namespace quorvel {
@@ -19,21 +20,37 @@ namespace {
 using Kind = ScriptItem::Kind;
 
 struct CloseFolder {
-  void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+  void operator()(DIR* folder) const noexcept {
+    const int error = errno;  // still to be read by whoever gave up before this went
+    ::closedir(folder);
+    errno = error;
+  }
 };
 
-// What kind of item an entry is, links not followed; nothing for what is none.
-std::optional<Kind> kindOf(const dirent& entry, std::string_view name, int folder) {
-  if (name.starts_with('.')) return std::nullopt;
-  unsigned char type = entry.d_type;
-  if (type == DT_UNKNOWN) {  // a file system that does not keep types with the entries
-    struct stat status;
-    if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
-    type = S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_CHR;
+// Whether a failure tells something about the one thing that was asked for: that we may not look at it, or that it went
+// or gave way to something else since its name was read. Any other, such as too many open files or a disk that reports
+// an error, could have struck anything, and a listing that went on would miss what is there.
+bool concernsOnlyWhatWasAsked(int error) noexcept {
+  switch (error) {
+    case EACCES:
+    case EPERM:
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case ESTALE:
+      return true;
+    default:
+      return false;
   }
-  if (type == DT_DIR) return Kind::folder;
-  if (type == DT_REG && name.ends_with(scriptSuffix)) return Kind::script;
-  return std::nullopt;
+}
+
+// The type of an entry as the file system keeps it, asked of the entry itself where it does not; links not followed.
+// DT_UNKNOWN, with the reason in errno, when that fails.
+unsigned char typeOf(const dirent& entry, int folder) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+  struct stat status;
+  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+  return S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_CHR;
 }
 
 // Hands over the name and kind of each item directly in a folder. False, with the reason in errno, when the folder
@@ -47,10 +64,14 @@ bool readFolder(const SystemCalls& calls, int root, std::string_view identifier,
   opened.release();
   while (true) {
     errno = 0;
-    const dirent* entry = ::readdir(folder.get());
+    const dirent* entry = calls.nextEntry(folder.get());
     if (entry == nullptr) return errno == 0;
     const std::string_view name = entry->d_name;
-    if (const auto kind = kindOf(*entry, name, ::dirfd(folder.get()))) take(name, *kind);
+    if (name.starts_with('.')) continue;
+    const unsigned char type = typeOf(*entry, ::dirfd(folder.get()));
+    if (type == DT_UNKNOWN && !concernsOnlyWhatWasAsked(errno)) return false;
+    if (type == DT_DIR) take(name, Kind::folder);
+    if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);
   }
 }
 
@@ -66,6 +87,10 @@ std::size_t joinedSize(std::string_view folder, std::string_view name) {
   return folder.empty() ? name.size() : folder.size() + 1 + name.size();
 }
 
+LibraryError incomplete(std::string_view folder, int error) {
+  return failure("The library could not be listed: the folder " + quoted(folder) + " could not be read", error);
+}
+
 class Walk {
  public:
   Walk(const SystemCalls& calls, const ListingPlace& place) : calls_(calls), place_(place) {}
@@ -76,7 +101,9 @@ class Walk {
     while (!unread_.empty()) {
       ScriptItem& folder = *unread_.back();
       unread_.pop_back();
-      if (!fill(folder.identifier, *folder.children)) folder.children->clear();
+      if (!fill(folder.identifier, *folder.children) && !concernsOnlyWhatWasAsked(errno)) {
+        throw incomplete(folder.identifier, errno);
+      }
     }
     return top;
   }
@@ -164,7 +191,7 @@ std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, cons
   while (!unread.empty()) {
     const std::string folder = std::move(unread.back());
     unread.pop_back();
-    read(folder);
+    if (!read(folder) && !concernsOnlyWhatWasAsked(errno)) throw incomplete(folder, errno);
   }
   return count;
 }

@@ -24,12 +24,14 @@ struct ListingPlace {
 };
 
 /// The items in the folder, each folder with its children filled in: folders first, then scripts, each in natural
-/// order. A folder below that cannot be read has no children. Nothing, with the reason in errno, when the folder itself
-/// cannot be read. Asks the system for nothing but the entries, and holds one folder open at a time beside the root.
+/// order. Nothing, with the reason in errno, when the folder itself cannot be read. A folder below that may not be
+/// read, or that went meanwhile, has no children; any other failure there, such as too many open files, throws
+/// LibraryError, since what is listed then would not be all. Asks the system for nothing but the entries, and holds one
+/// folder open at a time beside the root.
 std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
 
 /// How many scripts and folders the listing leaves out because their names are not UTF-8; what is below such a folder
-/// is not counted. Nothing, with the reason in errno, when the folder itself cannot be read.
+/// is not counted. Fails as the listing does.
 std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
 
 }  // namespace quorvel

@@ -43,6 +43,10 @@ int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const
 #endif
 }
 
+const dirent* SystemCalls::nextEntry(DIR* folder) const noexcept {
+  return ::readdir(folder);
+}
+
 long SystemCalls::write(int file, const void* bytes, std::size_t count) const noexcept {
   return ::write(file, bytes, count);
 }

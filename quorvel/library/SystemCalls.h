@@ -1,5 +1,7 @@
 #pragma once
 
+#include <dirent.h>
+
 #include <cstddef>
 
 namespace quorvel {
@@ -16,6 +18,9 @@ class SystemCalls {
 
   /// Opens a path beneath a folder without following a symbolic link and without leaving the folder.
   virtual int openBeneath(int folder, const char* path, int flags) const noexcept;
+
+  /// The next entry of a folder; nothing at its end, and nothing with errno set when it could not be read.
+  virtual const dirent* nextEntry(DIR* folder) const noexcept;
 
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
 

@@ -48,6 +48,9 @@ class StagedCalls : public SystemCalls {
   int openBeneath(int folder, const char* path, int flags) const noexcept override {
     return made("openBeneath") ? SystemCalls::openBeneath(folder, path, flags) : -1;
   }
+  const dirent* nextEntry(DIR* folder) const noexcept override {
+    return made("nextEntry") ? SystemCalls::nextEntry(folder) : nullptr;
+  }
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
     return made("write") ? SystemCalls::write(file, bytes, count) : -1;
   }

@@ -1,5 +1,6 @@
 #include "quorvel/library/Listing.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,9 +10,12 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 #include "platform/Unicode.h"
 #include "tests/quorvel/library/LibraryHouse.h"
@@ -22,6 +26,7 @@ namespace {
 
 using kelvane::tests::becomeNobody;
 using kelvane::tests::inChild;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -111,6 +116,80 @@ TEST_F(Listing, aFolderThatCannotBeReadIsListedWithoutChildren) {
   EXPECT_EQ(listed, "[Closed]\n[Open]\n  Talk\n");
 }
 
+TEST_F(Listing, aFolderThatMayNotBeReadOrWentMeanwhileIsListedWithoutChildren) {
+  put("Scenes/Talk.md");
+  put("Zoo.md");
+  for (const int error : {EACCES, ENOENT, ENOTDIR, ELOOP, ESTALE}) {
+    SCOPED_TRACE(::strerrorname_np(error));
+    calls.before = [error, left = 2](std::string_view call) mutable {
+      return call == "openBeneath" && --left == 0 ? error : 0;
+    };
+    EXPECT_EQ(tree(), "[Scenes]\nZoo\n");
+    EXPECT_EQ(library.countOfUnlistableNames(), 0U);
+  }
+}
+
+TEST_F(Listing, aFailureThatIsNotTheFoldersOwnIsOneOfTheWholeAndNoShorterListing) {
+  const struct {
+    int error;
+    const char* why;
+  } rows[] = {
+      {EMFILE, "too many files are open. Close some programs and try again."},
+      {ENFILE, "too many files are open. Close some programs and try again."},
+      {ENOMEM, "the system is out of memory. Close some programs and try again."},
+      {EIO, "the disk reports an error. Check the disk."},
+      {EINTR, "the system says: Interrupted system call."},
+      {ENOTCONN, "the system says: Transport endpoint is not connected."},
+  };
+  put("Scenes/Deep/Talk.md");
+  put("Zoo.md");
+  for (const auto& [error, why] : rows) {
+    SCOPED_TRACE(::strerrorname_np(error));
+    const std::string deep = "The library could not be listed: the folder \"Scenes/Deep\" could not be read, because ";
+    for (const auto& [call, time, happened] :
+         {std::tuple{"openBeneath", 3, deep}, std::tuple{"nextEntry", 12, deep},
+          std::tuple{"openBeneath", 1, "The folder \"" + root.native() + "\" could not be read, because "},
+          std::tuple{"nextEntry", 2, "The folder \"" + root.native() + "\" could not be read, because "}}) {
+      const auto fail = [call = std::string_view(call), error = error, left = time](std::string_view made) mutable {
+        return made == call && --left == 0 ? error : 0;
+      };
+      calls.before = fail;
+      EXPECT_EQ(sentenceOf([&] { tree(); }), happened + why);
+      calls.before = fail;
+      EXPECT_THAT(sentenceOf([&] { library.countOfUnlistableNames(); }), EndsWith(std::string("because ") + why));
+    }
+  }
+}
+
+// A file system that does not keep the types of entries beside their names.
+TEST_F(Listing, theTypesOfEntriesAreAskedForWhereTheDiskDoesNotTellThem) {
+  class Typeless : public SystemCalls {
+   public:
+    const dirent* nextEntry(DIR* folder) const noexcept override {
+      const dirent* entry = SystemCalls::nextEntry(folder);
+      if (entry != nullptr) const_cast<dirent*>(entry)->d_type = DT_UNKNOWN;
+      return entry;
+    }
+  };
+  put("Scenes/Deep/Talk.md");
+  put("Closed/Talk.md");
+  put("Zoo.md");
+  put("notes.txt");
+  std::filesystem::create_symlink("Zoo.md", root / "link.md");
+  std::filesystem::create_symlink("Scenes", root / "link");
+  ASSERT_EQ(::mkfifo((root / "pipe.md").c_str(), 0600), 0);
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0444));  // its names may be read, and no more
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  const Typeless typeless;
+  const FolderLibrary onIt(root, history, {typeless});
+  const std::string listed = inChild([&] {
+    becomeNobody();
+    return tree(onIt.contents(root));
+  });
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
+  EXPECT_EQ(listed, "[Closed]\n[Scenes]\n  [Deep]\n    Talk\nZoo\n");
+}
+
 TEST_F(Listing, aLibraryThatCannotBeReadIsAFailure) {
   put("Talk.md");
   std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
@@ -181,10 +260,11 @@ TEST_F(Listing, theRootIsMadeAbsoluteAtOnce) {
   std::filesystem::current_path(before);
 }
 
-TEST_F(Listing, theWholeDiskMayBeALibrary) {
+// What is inside begins with the root's path and a slash, and no path begins with two.
+TEST_F(Listing, nothingIsInsideALibraryThatIsTheWholeDisk) {
   const FolderLibrary disk("/", std::make_shared<History>("/"));
   EXPECT_EQ(disk.identifier("/"), "");
-  EXPECT_EQ(disk.identifier("/etc/x.md"), "etc/x.md");
+  EXPECT_EQ(sentenceOf([&] { disk.identifier("/etc/x.md"); }), "\"/etc/x.md\" is not inside the library.");
 }
 
 // What has so long a path that nobody could open it by that path.
