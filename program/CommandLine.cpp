@@ -68,11 +68,16 @@ const CLI::App& typedCommand(const CLI::App& program) {
   return commands.empty() ? program : *commands.front();
 }
 
-void refuseExtras(const CLI::App& program) {
-  for (const CLI::App* command : {&program, &typedCommand(program)}) {
-    const std::vector<std::string> extras = command->remaining(false);
-    if (!extras.empty()) refuse(extras.front(), *command);
-  }
+// `first` is the first argument.
+void refuseExtras(const CLI::App& program, const std::string& first) {
+  const CLI::App& command = typedCommand(program);
+  // Behind the command all is the command's, though what stands behind "--" there is left to the program.
+  const bool isAllTheCommands = first == command.get_name();
+  const std::vector<std::string> extras = command.remaining(false);
+  if (isAllTheCommands && !extras.empty()) refuse(extras.front(), command);
+  const std::vector<std::string> others = program.remaining(false);
+  if (!others.empty()) refuse(others.front(), isAllTheCommands ? command : program);
+  if (!extras.empty()) refuse(extras.front(), command);
 }
 
 }  // namespace
@@ -86,18 +91,19 @@ CLI::App& addCommand(CLI::App& program, std::string_view name, std::string_view 
 
 bool parse(CLI::App& program, int argc, const char* const* argv) {
   std::vector<std::string> typed = arguments(argc, argv);
+  const std::string first = typed.empty() ? std::string() : typed.front();
   std::reverse(typed.begin(), typed.end());  // as CLI11 wants them
   try {
     program.parse(std::move(typed));
   } catch (const CLI::CallForHelp&) {
-    if (program.get_subcommands().empty()) refuseExtras(program);  // help on a command that there is not
+    if (program.get_subcommands().empty()) refuseExtras(program, first);  // help on a command that there is not
     print(program.help());
     return true;
   } catch (const CLI::CallForVersion& version) {
     print(std::string(version.what()) + '\n');
     return true;
   } catch (const CLI::ExtrasError&) {
-    refuseExtras(program);
+    refuseExtras(program, first);
   } catch (const CLI::ParseError& error) {
     const std::string name = commandName(typedCommand(program));
     throw UsageError("\"" + name + "\" was not understood (" + error.what() + "). \"" + name +

@@ -18,6 +18,9 @@ void requireFolder(const std::filesystem::path& folder, std::string_view howToGi
   if (std::filesystem::status_known(status) && !std::filesystem::is_directory(status)) {
     throw std::runtime_error(name + " is not a folder: give the folder that holds the scripts " + how);
   }
+  if (filesystem::resolvingSymbolicLinks(folder) == folder.root_path()) {  // whose items no identifier names
+    throw std::runtime_error(name + " is the whole disk: give the folder that holds the scripts " + how);
+  }
 }
 
 }  // namespace

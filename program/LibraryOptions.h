@@ -21,8 +21,8 @@ struct OpenedLibrary {
   ScriptTools tools() const { return {library, history}; }
 };
 
-/// Throws an error with complete sentences when the folder is not there or cannot be read; `howToGiveIt` is how a
-/// person gives another, as the end of a sentence.
+/// Throws an error with complete sentences when the folder is not there, cannot be read or is the whole disk;
+/// `howToGiveIt` is how a person gives another, as the end of a sentence.
 OpenedLibrary openLibrary(const std::filesystem::path& folder, std::string_view howToGiveIt);
 
 /// The library that the settings name. Throws an error with complete sentences, as above or when they name none.

@@ -46,6 +46,20 @@ TEST(LibraryFolder, thatIsMissingOrNoFolderEndsTheServerAtOnce) {
   EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
 }
 
+TEST(LibraryFolder, thatIsTheWholeDiskEndsTheServerAtOnce) {
+  const Folder folder;
+  std::filesystem::create_symlink("/", folder / "link");
+  for (const auto& [typed, path] : {std::pair<std::string, std::string>{"/", "/"},
+                                    {"//", "/"},
+                                    {"/tmp/..", "/"},
+                                    {(folder / "link").native(), (folder / "link").native()}}) {
+    EXPECT_EQ(run({"call", "list_scripts", "--library", typed}),
+              (Outcome{1, "",
+                       '"' + path + "\" is the whole disk: give the folder that holds the scripts with --library.\n"}));
+    expectRefused(Start{.arguments = {"serve", "--library", typed}}, path);
+  }
+}
+
 TEST(LibraryFolder, thatCannotBeReadEndsTheServerAtOnce) {
   const Folder folder;
   std::filesystem::create_directories(folder / "closed/below");
@@ -144,6 +158,25 @@ TEST(LibraryFolder, withAHistoryIsLeftAsItIsByReading) {
   Client client(library.text());
   readEverything(client);
   EXPECT_THAT(client.call("list_versions", {{"id", "Talk.md"}}).text, HasSubstr("Before — n"));
+  client.finish();
+  EXPECT_EQ(library.census(), before);
+}
+
+// Nothing looks at the history before a tool needs it.
+TEST(LibraryFolder, withADamagedHistoryIsServedAllTheSame) {
+  const Folder library;
+  library.put("Talk.md", "# One\n\nWords\n");
+  library.put(".kelvane/history.sqlite",
+              "this is no database, though it is long enough for the head of one: " + std::string(200, 'x'));
+  const auto before = library.census();
+  Client client(library.text(), true);
+  EXPECT_EQ(client.call("list_scripts"), success(onlyTalk));
+  EXPECT_EQ(client.call("read_script", {{"id", "Talk.md"}}), success("# One\n\nWords\n"));
+  EXPECT_EQ(client.call("read_chapter", {{"id", "Talk.md"}, {"chapter", "1"}}), success("Words"));
+  const Answer versions = client.call("list_versions", {{"id", "Talk.md"}});
+  EXPECT_TRUE(versions.isError);
+  EXPECT_THAT(versions.text, AllOf(HasSubstr("history"), EndsWith(".")));
+  EXPECT_EQ(client.call("list_folders"), success("[]"));
   client.finish();
   EXPECT_EQ(library.census(), before);
 }
