@@ -1,9 +1,16 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <map>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "tests/end-to-end/Client.h"
 #include "tests/end-to-end/Folder.h"
@@ -62,27 +69,50 @@ TEST_F(Descriptors, noneAtAllIsStillAnEnd) {
   EXPECT_EQ(run(start), (Outcome{1, "", ""}));
 }
 
-// A file of the library that got the number of a closed one would have replies written into it.
+// What each descriptor of a process leads to.
+std::map<int, std::string> openFiles(pid_t process) {
+  std::map<int, std::string> files;
+  std::error_code closedMeanwhile;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
+    files[std::stoi(entry.path().filename())] = std::filesystem::read_symlink(entry, closedMeanwhile);
+  }
+  return files;
+}
+
+// A file of the library that got the number of a closed one would have replies or complaints written into it. The
+// server is looked at while it waits for the library's lock, with files of the library open.
 TEST_F(Descriptors, closedOnesAreNeverAFileOfTheLibrary) {
-  const auto write = [&](int id) {
-    return callRequest(id, "update_script", {{"id", "Talk.md"}, {"text", "text " + std::to_string(id)}, {"note", "n"}});
-  };
+  library.put(".kelvane/lock", "");
+  const std::string lock = (library / ".kelvane/lock").native();
+  int id = 0;
   for (const bool output : {false, true}) {
     for (const bool errors : {false, true}) {
       SCOPED_TRACE(std::string("closed:") + (output ? " output" : "") + (errors ? " errors" : ""));
+      const std::string text = "text " + std::to_string(++id);
       Start start = serving();
       if (output) start.output = Start::closed;
       if (errors) start.errors = Start::closed;
-      const Outcome outcome = run(start, write(1) + '\n' + write(2) + '\n');
-      EXPECT_EQ(outcome.status, output ? 1 : 0);
-      EXPECT_EQ(library.bytes("Talk.md"), output ? "text 1" : "text 2");
+      Program program(start);
+      std::map<int, std::string> files;
+      {
+        const Opened held(lock, O_RDWR);
+        ASSERT_EQ(::flock(held, LOCK_EX), 0);
+        program.write(callRequest(id, "update_script", {{"id", "Talk.md"}, {"text", text}, {"note", "n"}}) + '\n');
+        const auto isLock = [&](const auto& file) { return file.second == lock; };
+        while (std::none_of(files.begin(), files.end(), isLock)) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(1));
+          files = openFiles(program.id());
+          ASSERT_FALSE(files.empty()) << "the server has ended";
+        }
+      }
+      for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        ASSERT_TRUE(files.contains(number)) << number;
+        EXPECT_THAT(files[number], testing::Not(testing::StartsWith(library.text()))) << number;
+      }
+      EXPECT_EQ(program.finish().status, output ? 1 : 0);
+      EXPECT_EQ(library.bytes("Talk.md"), text);
     }
   }
-  Client client(library.text());
-  const std::optional<JSON> versions = JSON::decoded(client.call("list_versions", {{"id", "Talk.md"}}).text);
-  ASSERT_TRUE(versions);
-  EXPECT_EQ(versions->items()->size(), 6u);
-  client.finish();
 }
 
 TEST_F(Descriptors, aCallWithoutOutputFails) {
