@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/Unicode.h"
 #include "protocol/RPCError.h"
 
 namespace kelvane {
@@ -52,7 +53,8 @@ JSON toolList(const std::vector<Tool>& tools) {
 
 JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
   const std::string_view name = requiredString("name", params);
-  const auto tool = std::find_if(tools.begin(), tools.end(), [&](const Tool& each) { return each.name() == name; });
+  const auto tool = std::find_if(tools.begin(), tools.end(),
+                                 [&](const Tool& each) { return unicode::equivalent(each.name(), name); });
   if (tool == tools.end()) throw RPCError::invalidParams(std::string("No such tool: ").append(name));
 
   const JSON* given = params.find("arguments");

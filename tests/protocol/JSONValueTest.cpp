@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <limits>
+#include <new>
 #include <thread>
+#include <vector>
 
 #include "protocol/JSON.h"
 
@@ -173,6 +176,37 @@ TEST(JSONValue, objectsFromListsKeepTheLastOfEqualKeys) {
   const JSON::Object object(std::move(members));
   EXPECT_EQ(object.size(), 100);
   EXPECT_EQ(*object.find("7"), 7);
+}
+
+TEST(JSONValue, smallValuesAndCopiesTakeNoMemory) {
+  // The system keeps a few small pieces of memory at hand without counting them, so there are many of each.
+  constexpr std::size_t many = 100;
+  const auto taken = [] { return ::mallinfo2().uordblks; };
+  const auto isTakenByCopies = [&](const JSON& value) {
+    std::vector<JSON> copies(many);
+    std::vector<JSON> assigned(many);
+    const auto before = taken();
+    for (JSON& copy : copies) ::new (&copy) JSON(value);
+    for (std::size_t i = 0; i < many; ++i) assigned[i] = copies[i];
+    return taken() != before;
+  };
+  const auto isTakenByMaking = [&](const auto& content) {
+    std::vector<JSON> values(many);
+    const auto before = taken();
+    for (JSON& value : values) value = content;
+    return taken() != before;
+  };
+  if (!isTakenByMaking(std::string(15, 'x'))) {
+    GTEST_SKIP() << "The memory that is taken cannot be told here, as under a sanitizer.";
+  }
+  EXPECT_FALSE(isTakenByMaking(nullptr));
+  EXPECT_FALSE(isTakenByMaking(true));
+  EXPECT_FALSE(isTakenByMaking(-1.5));
+  EXPECT_FALSE(isTakenByMaking(std::string(14, 'x')));
+  for (const JSON& value : {JSON(std::string(15, 'x')), JSON(JSON::Array{1, "a"}), JSON(JSON::Object{{"a", 1}}),
+                            *JSON::decoded(R"({"a":["a text that is not short"]})")}) {
+    EXPECT_FALSE(isTakenByCopies(value)) << value.encoded();
+  }
 }
 
 TEST(JSONValue, threadsMayShareStorage) {

@@ -218,6 +218,14 @@ TEST(Server, runsAToolOnceForACall) {
   EXPECT_EQ(runs, 1);
 }
 
+TEST(Server, findsAToolWhoseNameIsCanonicallyTheSame) {
+  const Server server("s",
+                      {Tool("cafe", "", schema({}, {}), [](const JSON::Object&) { return std::string("plain"); }),
+                       Tool("caf\u00e9", "", schema({}, {}), [](const JSON::Object&) { return std::string("é"); })});
+  EXPECT_EQ(server.handle("{\"id\":1,\"method\":\"tools/call\",\"params\":{\"name\":\"cafe\u0301\"}}"),
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"é","type":"text"}],"isError":false}})");
+}
+
 TEST(Server, isCalledFromEightThreads) {
   std::atomic<int> right = 0;
   std::vector<std::thread> threads;
