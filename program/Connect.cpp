@@ -83,8 +83,12 @@ void makeFolderOf(const File& file) {
 /// A registration to be made or taken back, in one file after the other.
 class Registration {
  public:
-  Registration(const AIClient& client, File executable, bool isConnecting, bool isDryRun)
-      : client_(client), executable_(std::move(executable)), isConnecting_(isConnecting), isDryRun_(isDryRun) {}
+  Registration(const AIClient& client, File executable, bool isConnecting, const ConnectOptions& options)
+      : client_(client),
+        executable_(std::move(executable)),
+        isConnecting_(isConnecting),
+        isDryRun_(options.isDryRun),
+        makesFolders_(options.file.empty()) {}
 
   /// False when it could not be done, which was said then.
   bool make(const File& file) const {
@@ -117,21 +121,27 @@ class Registration {
   }
 
   void change(const File& file) const {
+    if (!quorvel::readFile(file)) {
+      if (!isConnecting_) return sayUnchanged(file);
+      edited("");  // what is refused makes no folder
+      if (makesFolders_) makeFolderOf(file);
+    }
     ConfigEdit edit;
-    std::optional<std::string> before;
-    const bool isChanged = quorvel::changeFile(file, [&](const std::optional<std::string>& text) {
-      before = text;
+    bool isKept = false;
+    const auto editing = [&](const std::optional<std::string>& text) {
       edit = edited(text.value_or(""));
-      if (edit.text == text.value_or("")) return std::optional<std::string>();
-      if (text) quorvel::putPrivateFile(copyOf(file), *text);
-      return std::optional(edit.text);
-    });
-    if (!isChanged) return sayUnchanged(file);
+      return edit.text != text.value_or("") ? std::optional(edit.text) : std::nullopt;
+    };
+    const auto keeping = [&](const std::string& text) {
+      quorvel::putPrivateFile(copyOf(file), text);
+      isKept = true;
+    };
+    if (!quorvel::changeFile(file, editing, keeping)) return sayUnchanged(file);
     std::string text(client_.title);
     text.append(isConnecting_ ? " starts this program now: it was registered in "
                               : " starts this program no more: it was taken out of ");
     text.append(named(file)).append(".\n");
-    if (before) text.append("The text before is in ").append(named(copyOf(file))).append(".\n");
+    if (isKept) text.append("The text before is in ").append(named(copyOf(file))).append(".\n");
     print(text);
     sayDropped(edit);
   }
@@ -154,6 +164,7 @@ class Registration {
   File executable_;
   bool isConnecting_;
   bool isDryRun_;
+  bool makesFolders_;
 };
 
 // What is still to be done before a client that is connected gets anything.
@@ -170,13 +181,10 @@ void sayWhatIsMissing() {
 
 int run(const ConnectOptions& options, bool isConnecting) {
   const AIClient& client = clientNamed(options.client, isConnecting ? "connect" : "disconnect");
-  const Registration registration(client, isConnecting ? ownExecutable() : File(), isConnecting, options.isDryRun);
+  const Registration registration(client, isConnecting ? ownExecutable() : File(), isConnecting, options);
   const std::vector<File> files = options.file.empty() ? client.files() : std::vector<File>{options.file};
   bool isDone = true;
-  for (const File& file : files) {
-    if (isConnecting && !options.isDryRun && options.file.empty()) makeFolderOf(file);
-    isDone = registration.make(file) && isDone;
-  }
+  for (const File& file : files) isDone = registration.make(file) && isDone;
   if (isConnecting && isDone && !options.isDryRun) sayWhatIsMissing();
   return isDone ? done : failed;
 }

@@ -103,7 +103,7 @@ class Change {
 
   enum class Outcome { done, nothingToDo, startOver };
 
-  Outcome make(const FileEdit& edit) {
+  Outcome make(const FileEdit& edit, const FileKeeper& keep) {
     const Descriptor old = openFile(folder_.get(), name_.c_str(), shown_);
     std::optional<std::string> before;
     if (old) before = textOf(old, shown_);
@@ -111,6 +111,7 @@ class Change {
     if (!after || after == before) return Outcome::nothingToDo;
     if (old && ::faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) throw notWritten(errno);
     prepare(*after, old);
+    if (old) keep(*before);
     const Descriptor lock = lockedForAWhile(folderPath_);
     if (!(old ? replaces(*before, *after) : takesFreeName())) return Outcome::startOver;
     if (calls_.flush(folder_.get()) != 0) {
@@ -228,8 +229,14 @@ void putPrivateFile(const std::filesystem::path& file, std::string_view text, co
 }
 
 bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const SystemCalls& calls) {
+  const auto nothingIsKept = [](const std::string&) {};
+  return changeFile(file, edit, nothingIsKept, calls);
+}
+
+bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const FileKeeper& keep,
+                const SystemCalls& calls) {
   for (int start = 0; start <= mostNewStarts; ++start) {
-    const Change::Outcome outcome = Change(file, calls).make(edit);
+    const Change::Outcome outcome = Change(file, calls).make(edit, keep);
     if (outcome != Change::Outcome::startOver) return outcome == Change::Outcome::done;
   }
   throw FileError(quorvel::quoted(file.native()) +

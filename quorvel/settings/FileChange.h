@@ -28,13 +28,16 @@ std::optional<std::string> readFile(const std::filesystem::path& file);
 bool makeFile(const std::filesystem::path& file, std::string_view text,
               const SystemCalls& calls = SystemCalls::ofTheSystem());
 
-/// Puts a file with this text, for its owner only, under a name in one step, in the place of the file or link that has it
-/// already, and returns when it is on the disk. Throws FileError: what had the name has it still.
+/// Puts a file with this text, for its owner only, under a name in one step, in the place of the file or link that has
+/// it already, and returns when it is on the disk. Throws FileError: what had the name has it still.
 void putPrivateFile(const std::filesystem::path& file, std::string_view text,
                     const SystemCalls& calls = SystemCalls::ofTheSystem());
 
 /// What a file's text is to become: the new text, or nothing to leave it. It gets nothing when there is no file.
 using FileEdit = std::function<std::optional<std::string>(const std::optional<std::string>& text)>;
+
+/// What is done with the old text of a file that is there, when all else is ready for the new one.
+using FileKeeper = std::function<void(const std::string& text)>;
 
 /// Changes a file's whole text, and returns when the new one is on the disk for good; false when the edit leaves the
 /// text as it is.
@@ -42,17 +45,20 @@ using FileEdit = std::function<std::optional<std::string>(const std::optional<st
 ///  1. Symbolic links are followed to the file; they stay.
 ///  2. The file is read and edited. A new file is for its owner only; an old one must be writable to us.
 ///  3. A temporary file beside it gets the new text and the old one's owner, mode and access lists, and is flushed.
-///  4. The two change places in one step, and what came back is read. If that is not the text that was edited, another
+///  4. The old text is kept, if there is a file and a keeper.
+///  5. The two change places in one step, and what came back is read. If that is not the text that was edited, another
 ///     program wrote it in between: the two change back, and everything starts over, three times at most.
-///  5. The temporary file goes, and the folder is flushed.
+///  6. The temporary file goes, and the folder is flushed.
 ///
 /// A process that dies in between leaves the file with the old or the new text whole, and at most a hidden temporary
 /// file. Where the system lacks the exchange, the file is read once more instead and then renamed over, so that what
 /// another program writes in that moment is lost. Hard links are broken.
 ///
-/// Throws FileError, or what the edit throws; the file is as it was then, unless the sentence says otherwise. The edit
-/// is called anew at each start.
+/// Throws FileError, or what the edit or the keeper throws; the file is as it was then, unless the sentence says
+/// otherwise. Both are called anew at each start.
 bool changeFile(const std::filesystem::path& file, const FileEdit& edit,
+                const SystemCalls& calls = SystemCalls::ofTheSystem());
+bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const FileKeeper& keep,
                 const SystemCalls& calls = SystemCalls::ofTheSystem());
 
 }  // namespace quorvel
