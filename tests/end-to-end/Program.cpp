@@ -103,8 +103,8 @@ std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
 
 Program::Program(const Start& start) {
   std::signal(SIGPIPE, SIG_IGN);
-  const int program = ::open(KELVANE_PROGRAM, O_RDONLY | O_CLOEXEC);
-  if (program < 0) fail(KELVANE_PROGRAM);
+  const int program = ::open(start.program.c_str(), O_RDONLY | O_CLOEXEC);
+  if (program < 0) fail(start.program.c_str());
   std::vector<std::string> arguments = {"kelvane"}, environment = environmentOf(start);
   arguments.insert(arguments.end(), start.arguments.begin(), start.arguments.end());
   const std::vector<char*> argumentPointers = pointers(arguments), environmentPointers = pointers(environment);

@@ -35,6 +35,7 @@ struct Start {
   bool inputInPackets = false;        ///< Each write to the piped input is read alone, however small it is.
   bool asNobody = false;              ///< Without root's rights, if the test has them.
   std::filesystem::path folder = {};  ///< The current folder, if it matters.
+  std::filesystem::path program = KELVANE_PROGRAM;
   std::filesystem::path home = "/nonexistent";
   std::vector<std::string> environment = {};  ///< Further variables: "NAME=VALUE".
 };

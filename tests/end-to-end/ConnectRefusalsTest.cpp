@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/end-to-end/ClientHome.h"
+
+namespace kelvane::tests {
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct RefusalCase {
+  const char* description;
+  const char* client;
+  std::string text;
+  std::string sentences;
+};
+
+constexpr const char* notOurs =
+    " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a comment, or line "
+    "breaks of both kinds. A second entry would keep the client from starting, so the file was left as it is. Take "
+    "that entry out by hand and try again.";
+constexpr const char* inTheWay =
+    "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table of "
+    "servers in a form that takes no others. It was left as it is; change it by hand.";
+constexpr const char* changesMore =
+    "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
+    "hand.";
+
+std::string notJSON(const std::string& place) {
+  return "The file is not JSON: it cannot be read from " + place +
+         " on. It was left as it is; mend it there and try again.";
+}
+
+std::string notTOML(const std::string& place, const std::string& reason) {
+  return "The file is not TOML: it cannot be read at " + place + " (" + reason +
+         "). It was left as it is; mend it there and try again.";
+}
+
+std::string entryAt(const std::string& line) {
+  return "The file registers \"kelvane\" at line " + line + notOurs;
+}
+
+// By connecting and by disconnecting, tried or not, and nothing is written.
+TEST(ConnectRefusals, leaveWhatCannotBeReadOrProvenAndShowWhatToPaste) {
+  const RefusalCase cases[] = {
+      {"a comment in JSON", "claude", "{\n  // servers\n  \"a\": 1\n}\n", notJSON("line 2, column 3")},
+      {"a comment in JSON, in CR LF", "claude", "{\r\n  \"\u00E9\": 1 /* x */\r\n}", notJSON("line 2, column 10")},
+      {"a comma too many", "claude", "\xEF\xBB\xBF{\"a\": 1,}", notJSON("line 1, column 9")},
+      {"a text cut short", "claude", "{\"mcpServers\": {\"ke", notJSON("line 1, column 20")},
+      {"bytes that are not UTF-8", "claude", "{\"a\": \"\xFF\"}", notJSON("line 1, column 8")},
+      {"TOML where JSON belongs", "claude", "a = 1\n", notJSON("line 1, column 1")},
+      {"a key twice", "codex", "a = 1\na = 2\n",
+       notTOML("line 2, column 5", "Error while parsing key-value pair: cannot redefine existing integer 'a'")},
+      {"JSON where TOML belongs", "codex", "{}\n",
+       notTOML("line 1, column 1",
+               "Error while parsing root table: expected keys, tables, whitespace or comments, saw '{'")},
+      {"our table twice", "codex", codexLines() + codexLines(),
+       notTOML("line 4, column 1",
+               "Error while parsing table header: cannot redefine existing table 'mcp_servers.kelvane'")},
+      {"a quoted name", "codex", "a = 1\n[mcp_servers.\"kelvane\"]\ncommand = \"/old\"\n", entryAt("2")},
+      {"dotted keys", "codex", "mcp_servers.kelvane.command = \"/old\"\n", entryAt("1")},
+      {"dotted keys in the table of servers", "codex", "[mcp_servers]\nkelvane.command = \"/old\"\n", entryAt("2")},
+      {"an inline table", "codex", "[mcp_servers]\nkelvane = { command = \"/old\" }\n", entryAt("2")},
+      {"an inline table of servers", "codex", "mcp_servers = { kelvane = { command = \"/old\" } }\n", entryAt("1")},
+      {"a header with a comment", "codex", "[mcp_servers.kelvane] # mine\ncommand = \"/old\"\n", entryAt("1")},
+      {"line breaks of both kinds around our table", "codex", "a = 1\n[mcp_servers.kelvane]\r\ncommand = \"/old\"\r\n",
+       entryAt("2")},
+      {"our lines in the middle of a value", "codex", "a = \"\"\"\n[mcp_servers.kelvane]\n\"\"\"\n", inTheWay},
+      {"our lines and another header in the middle of a value", "codex",
+       "a = \"\"\"\n[mcp_servers.kelvane]\nx\n[y]\n\"\"\"\n", changesMore},
+  };
+  for (const RefusalCase& row : cases) {
+    SCOPED_TRACE(row.description);
+    const ClientHome home;
+    const bool isClaude = row.client == std::string("claude");
+    const std::string name = isClaude ? ".claude.json" : ".codex/config.toml";
+    home.put(name, row.text);
+    const auto census = home.census();
+    const std::string sentences = home.quoted(name) + ": " + row.sentences;
+    const std::string withLines = refused(sentences, isClaude ? claudeLines() : codexLines());
+    for (const Words& option : {Words{}, Words{"--dry-run"}}) {
+      Words words = {"connect", row.client};
+      words.insert(words.end(), option.begin(), option.end());
+      EXPECT_EQ(home.kelvane(words), (Outcome{1, "", withLines}));
+      words.front() = "disconnect";
+      EXPECT_EQ(home.kelvane(words), (Outcome{1, "", sentences + '\n'}));
+    }
+    EXPECT_EQ(home.census(), census);
+  }
+}
+
+TEST(ConnectRefusals, areOfConnectingAloneWhereNothingOfOursIsThere) {
+  for (const char* text : {"mcp_servers = { b = { command = \"x\" } }\n", "mcp_servers = \"none\"\n"}) {
+    const ClientHome home;
+    home.put(".codex/config.toml", text);
+    const auto census = home.census();
+    EXPECT_EQ(home.kelvane({"connect", "codex"}),
+              (Outcome{1, "", refused(home.quoted(".codex/config.toml") + ": " + inTheWay, codexLines())}));
+    EXPECT_EQ(home.kelvane({"disconnect", "codex"}), (Outcome{0, home.notConnected(".codex/config.toml"), ""}));
+    EXPECT_EQ(home.census(), census);
+  }
+}
+
+TEST(ConnectUsage, thatIsWrongIsStatusTwoAndASentence) {
+  const struct {
+    Words words;
+    std::string sentences;
+  } cases[] = {
+      {{"connect"}, "Say which AI client: kelvane connect claude, or codex."},
+      {{"disconnect"}, "Say which AI client: kelvane disconnect claude, or codex."},
+      {{"connect", "--dry-run"}, "Say which AI client: kelvane connect claude, or codex."},
+      {{"connect", "cladue"},
+       "There is no AI client \"cladue\" that is known. Did you mean \"claude\"? The clients are claude and codex."},
+      {{"disconnect", "codx"},
+       "There is no AI client \"codx\" that is known. Did you mean \"codex\"? The clients are claude and codex."},
+      {{"connect", "editor"}, "There is no AI client \"editor\" that is known. The clients are claude and codex."},
+      {{"connect", "Claude"},
+       "There is no AI client \"Claude\" that is known. Did you mean \"claude\"? The clients are claude and codex."},
+      {{"connect", "claude", "codex"},
+       "\"kelvane connect\" has no use for \"codex\". \"kelvane connect --help\" says what there is."},
+      {{"connect", "claude", "--dryrun"},
+       "\"kelvane connect\" has no option \"--dryrun\". Did you mean \"--dry-run\"?"},
+      {{"disconnect", "claude", "--library", "x"},
+       "\"kelvane disconnect\" has no option \"--library\". \"kelvane disconnect --help\" says what there is."},
+      {{"connect", "claude", "--config"},
+       "\"kelvane connect\" was not understood (--config: 1 required FILE missing). \"kelvane connect --help\" says "
+       "how it is used."},
+      {{"connect", "claude", "--config="},
+       "\"kelvane connect\" was not understood (--config: FILE is empty). \"kelvane connect --help\" says how it is "
+       "used."},
+      {{"connect", "claude", "--config", ""},
+       "\"kelvane connect\" was not understood (--config: FILE is empty). \"kelvane connect --help\" says how it is "
+       "used."},
+      {{"connect", "claude", "--config", "a", "--config", "b"},
+       "\"kelvane connect\" was not understood (--config: At Most 1 required but received 2). \"kelvane connect "
+       "--help\" says how it is used."},
+      {{"connect", "claude", "--dry-run=no"},
+       "\"kelvane connect\" was not understood (dry-run was given a disallowed flag override). \"kelvane connect "
+       "--help\" says how it is used."},
+  };
+  const ClientHome home;
+  const auto census = home.census();
+  for (const auto& row : cases) {
+    EXPECT_EQ(home.kelvane(row.words), (Outcome{2, "", row.sentences + '\n'})) << testing::PrintToString(row.words);
+  }
+  EXPECT_EQ(home.census(), census);
+}
+
+}  // namespace
+}  // namespace kelvane::tests

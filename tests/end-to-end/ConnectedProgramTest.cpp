@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/end-to-end/ClientHome.h"
+
+namespace kelvane::tests {
+namespace {
+
+const std::string commandLine = ".claude.json";
+
+TEST(ConnectedProgram, isWhereItRunsFromWithEveryLinkResolved) {
+  const ClientHome home;
+  copyProgramTo(home / "real/kelvane");
+  std::filesystem::create_directory_symlink("real", home / "apps");
+  std::filesystem::create_symlink("apps/kelvane", home / "kelvane");
+  Start start = home.start({"connect", "codex"});
+  start.program = home / "kelvane";
+  EXPECT_EQ(run(start), (Outcome{0, home.connected("Codex", ".codex/config.toml"), ""}));
+  EXPECT_EQ(home.bytes(".codex/config.toml"), codexLines((home / "real/kelvane").native()));
+
+  // A newer one at another place takes over.
+  EXPECT_EQ(home.kelvane({"connect", "codex"}),
+            (Outcome{0, home.connected("Codex", ".codex/config.toml") + home.keptBeside(".codex/config.toml"), ""}));
+  EXPECT_EQ(home.bytes(".codex/config.toml"), codexLines());
+}
+
+TEST(ConnectedProgram, mayLieWhereATOMLFileCannotSay) {
+  const struct {
+    const char* folder;
+    const char* json;  // the folder as the two formats escape it
+  } cases[] = {{"my \"best\" apps", R"(my \"best\" apps)"},
+               {"back\\slash", R"(back\\slash)"},
+               {"a\x01"
+                "b",
+                R"(a\u0001b)"}};
+  for (const auto& row : cases) {
+    const ClientHome home;
+    copyProgramTo(home / row.folder / "kelvane");
+    Start start = home.start({"connect", "codex"});
+    start.program = home / row.folder / "kelvane";
+    const auto census = home.census();
+    const std::string lines = home.text() + "/" + row.json + "/kelvane";
+    for (const bool isDryRun : {true, false}) {
+      start.arguments = {"connect", "codex"};
+      if (isDryRun) start.arguments.emplace_back("--dry-run");
+      EXPECT_EQ(run(start),
+                (Outcome{1, "",
+                         refused(home.quoted(".codex/config.toml") +
+                                     ": The path of this program holds a quote, a backslash or a control character, "
+                                     "which would have to be written differently in this file. Move the program to "
+                                     "another folder, or paste the lines by hand.",
+                                 codexLines(lines))}));
+      EXPECT_EQ(home.census(), census);
+    }
+    start.arguments = {"connect", "claude"};
+    EXPECT_EQ(run(start), (Outcome{0, home.connected("Claude", commandLine), ""}));
+    EXPECT_EQ(home.bytes(commandLine), claudeLines(lines));
+    EXPECT_EQ(run(start), (Outcome{0, home.connectedAlready(commandLine), ""}));
+  }
+}
+
+TEST(ConnectedProgram, mayLieWhereNoTextCanSay) {
+  const ClientHome home;
+  copyProgramTo(home / "a\xFF" / "kelvane");
+  const auto census = home.census();
+  Start start = home.start({"connect", "claude"});
+  start.program = home / "a\xFF" / "kelvane";
+  EXPECT_EQ(run(start), (Outcome{1, "",
+                                 home.quoted(commandLine) +
+                                     ": The path of this program is not UTF-8, so no JSON file can hold it. Move the "
+                                     "program to another folder.\n"}));
+  start.arguments = {"connect", "codex"};
+  EXPECT_EQ(run(start), (Outcome{1, "",
+                                 home.quoted(".codex/config.toml") +
+                                     ": The path of this program is not UTF-8, so no TOML file can hold it. Move the "
+                                     "program to another folder.\n"}));
+  EXPECT_EQ(home.census(), census);
+}
+
+TEST(ConnectedProgram, isNotServedUntilTheRestIsSetUpWhichIsSaid) {
+  const std::string folder = "It is not known yet where the scripts are: \"kelvane settings library DIR\" says it.\n";
+  const std::string off = "The server is still switched off: \"kelvane settings enable\" switches it on.\n";
+  const struct {
+    const char* description;
+    const char* settings;
+    std::string said;
+  } cases[] = {
+      {"nothing set", nullptr, folder + off},
+      {"the switch alone", R"({"mcpEnabled": true})", folder},
+      {"the folder alone", R"({"libraryFolder": "/s"})", off},
+      {"both", R"({"libraryFolder": "/s", "mcpEnabled": true})", ""},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    const ClientHome home;
+    const std::string settings = ".config/kelvane/org.quorvel.Quorvel.json";
+    std::filesystem::remove(home / settings);
+    if (row.settings != nullptr) home.put(settings, row.settings);
+    EXPECT_EQ(home.kelvane({"connect", "claude"}), (Outcome{0, home.connected("Claude", commandLine) + row.said, ""}));
+    EXPECT_EQ(home.kelvane({"connect", "claude"}), (Outcome{0, home.connectedAlready(commandLine) + row.said, ""}));
+    EXPECT_EQ(home.kelvane({"disconnect", "claude"}),
+              (Outcome{0, home.disconnected("Claude", commandLine) + home.keptBeside(commandLine), ""}));
+  }
+}
+
+}  // namespace
+}  // namespace kelvane::tests
