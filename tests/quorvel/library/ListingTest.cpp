@@ -161,6 +161,21 @@ TEST_F(Listing, aFailureThatIsNotTheFoldersOwnIsOneOfTheWholeAndNoShorterListing
   }
 }
 
+// Where names may be read and nothing behind them may be looked at, as this is, asking the disk for more would fail.
+TEST_F(Listing, takesNoMoreThanTheNamesAndTypesOfEntries) {
+  put("Names/Deep/Talk.md");
+  put("Names/Talk.md");
+  put("Names/notes.txt");
+  std::filesystem::permissions(root / "Names", std::filesystem::perms(0444));
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  const std::string listed = inChild([&] {
+    becomeNobody();
+    return tree();
+  });
+  std::filesystem::permissions(root / "Names", std::filesystem::perms::owner_all);
+  EXPECT_EQ(listed, "[Names]\n  [Deep]\n  Talk\n");
+}
+
 // A file system that does not keep the types of entries beside their names.
 TEST_F(Listing, theTypesOfEntriesAreAskedForWhereTheDiskDoesNotTellThem) {
   class Typeless : public SystemCalls {
