@@ -102,12 +102,14 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     const std::string file = fileOf(number);
     std::string identifier = place.identifierOf(file);
     if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
-    if (kind == Kind::script) history_->beginAnew(identifier);
+    const bool beginsAnew = kind == Kind::script && history_->beginAnew(identifier);
     if (makeEntry(place, file, kind)) {
       flush(means_.calls, place, "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made");
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
     }
-    if (errno != EEXIST) throw failure(happened, errno);
+    const int error = errno;
+    if (beginsAnew) history_->goOn(identifier);
+    if (error != EEXIST) throw failure(happened, error);
     first = number + 1;
   }
 }

@@ -182,11 +182,20 @@ bool History::holds(std::string_view text, std::string_view identifier) const {
   });
 }
 
-void History::beginAnew(std::string_view identifier) {
+bool History::beginAnew(std::string_view identifier) {
   const bool isKnown = reading(file_, false, [&](Connection& connection) {
     return hasPendingRenames(connection) || scriptID(connection, identifier, 0);
   });
-  if (isKnown) writing(file_, [&](Connection& connection) { makeEarlier(connection, identifier); });
+  bool begins = false;
+  if (isKnown) writing(file_, [&](Connection& connection) { begins = makeEarlier(connection, identifier); });
+  return begins;
+}
+
+void History::goOn(std::string_view identifier) noexcept {
+  try {
+    writing(file_, [&](Connection& connection) { makePresent(connection, identifier); });
+  } catch (...) {  // it stays that of an earlier script, where it can be listed and restored from
+  }
 }
 
 PendingRename History::willRename(std::string_view from, std::string_view to) {

@@ -116,7 +116,11 @@ class History final : public VersionStore {
   /// The earlier history keeps the identifier and gets the next number of its own: `kelvane history Talk` lists the
   /// versions of the script as 1, 2, 3 and below them those of earlier scripts of the name as 1.1, 1.2, and
   /// `kelvane show Talk 1.2` and `kelvane restore Talk 1.2` take such a number as they take 2.
-  void beginAnew(std::string_view identifier);
+  ///
+  /// The answer is whether there was one. When the script is not created after all, `goOn` then gives it back to the
+  /// place, as far as the history can be written.
+  bool beginAnew(std::string_view identifier);
+  void goOn(std::string_view identifier) noexcept;
 
   /// To be called before a script or a folder is renamed on the disk, to a place where nothing is; `from` must be
   /// there. The history of what was at the new place before becomes that of earlier scripts; that of the thing renamed,

@@ -112,10 +112,16 @@ void strikeOut(Connection& connection, std::int64_t record) {
 
 }  // namespace
 
-void makeEarlier(Connection& connection, std::string_view identifier) {
-  for (const Row& row : rowsOf(connection, identifier, false)) {
-    place(connection, row.id, identifier, nextEarlier(connection, identifier));
-  }
+bool makeEarlier(Connection& connection, std::string_view identifier) {
+  const std::vector<Row> present = rowsOf(connection, identifier, false);
+  for (const Row& row : present) place(connection, row.id, identifier, nextEarlier(connection, identifier));
+  return !present.empty();
+}
+
+void makePresent(Connection& connection, std::string_view identifier) {
+  if (!rowsOf(connection, identifier, false).empty()) return;
+  connection.run("UPDATE scripts SET earlier = 0 WHERE identifier = ? AND earlier = ?", identifier,
+                 nextEarlier(connection, identifier) - 1);
 }
 
 std::optional<Rename> plannedRename(const std::filesystem::path& root, std::string_view from, std::string_view to) {

@@ -22,8 +22,12 @@ struct Rename {
   std::uint64_t inode = 0;
 };
 
-/// The history of the script with that identifier becomes that of an earlier one. Nothing where there is none.
-void makeEarlier(sqlite::Connection& connection, std::string_view identifier);
+/// The history of the script with that identifier becomes that of an earlier one. False where there is none.
+bool makeEarlier(sqlite::Connection& connection, std::string_view identifier);
+
+/// The other way round, for the last of the earlier ones. Nothing where there is none, or where the script has a
+/// history of its own.
+void makePresent(sqlite::Connection& connection, std::string_view identifier);
 
 /// The rename of what is at `from` now; nothing when nothing is there.
 std::optional<Rename> plannedRename(const std::filesystem::path& root, std::string_view from, std::string_view to);

@@ -184,6 +184,22 @@ TEST_F(HistoryRenames, scriptsThatBeginAnewAgainAndAgainAreNumberedInThatOrder) 
   EXPECT_EQ(story("Talk.md", 2), "second");
 }
 
+TEST_F(HistoryRenames, aBeginningThatComesToNothingIsTakenBack) {
+  EXPECT_FALSE(history.beginAnew("Talk.md"));
+  for (const auto* text : {"first", "second"}) {
+    keep(text, "Talk.md");
+    EXPECT_TRUE(history.beginAnew("Talk.md"));
+  }
+  for (int time = 0; time < 2; ++time) {  // the second time there is nothing to take back
+    history.goOn("Talk.md");
+    EXPECT_THAT(scripts(), ElementsAre("Talk.md: 1", "Talk.md (earlier 1): 1"));
+    EXPECT_EQ(story("Talk.md"), "second");
+  }
+  history.goOn("Other.md");
+  EXPECT_EQ(scripts().size(), 2U);
+  EXPECT_THAT(history.problems(), IsEmpty());
+}
+
 TEST_F(HistoryRenames, aRenameThatTheHistoryHasNothingToDoWithIsNotWrittenDown) {
   script("Other.md");
   put("Talk.md");

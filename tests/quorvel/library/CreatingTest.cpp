@@ -56,6 +56,25 @@ TEST_F(Creating, theHistoryOfAScriptThatWasThereBeforeIsNotThatOfTheNewOne) {
   EXPECT_EQ(story("Talk.md", 1), "kept: words of the first\n");
 }
 
+TEST_F(Creating, theHistoryOfTheScriptBeforeStaysWhereTheNewOneCannotBeMade) {
+  for (const char* label : {"first", "second"}) {
+    history->snapshot("words", root / "Closed/Talk.md", label);
+    if (label == std::string("first")) history->beginAnew("Closed/Talk.md");
+  }
+  std::filesystem::create_directory(root / "Closed");
+  giveToNobody();
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0555));
+  EXPECT_EQ(inChild([&] {
+              becomeNobody();
+              return sentenceOf([&] { library.create("Talk", "Closed"); });
+            }),
+            "The script \"Talk\" could not be made, because the system does not permit it. Check who may read and "
+            "write there.");
+  EXPECT_EQ(story("Closed/Talk.md"), "second: words\n");
+  EXPECT_EQ(story("Closed/Talk.md", 1), "first: words\n");
+  EXPECT_THAT(history->problems(), ElementsAre());
+}
+
 TEST_F(Creating, theHistoryOfAScriptThatIsThereIsLeftAlone) {
   put("Talk.md", "words");
   history->snapshot("words", root / "Talk.md", "kept");
@@ -205,14 +224,19 @@ TEST(FreeNumber, isFoundInFewLooksHoweverManyAreTaken) {
 
 // --- Several processes that want the same names ---
 
-TEST_F(Creating, noNameIsGivenTwice) {
+class CreatingAtOnce : public LibraryHouse, public ::testing::WithParamInterface<Kind> {};
+
+TEST_P(CreatingAtOnce, noNameIsGivenTwice) {
+  const Kind kind = GetParam();
   constexpr int each = 120;
   std::vector<ChildProcess> writers;
   for (int writer = 0; writer < 3; ++writer) {
     writers.emplace_back([&] {
       std::string made;
       for (int count = 0; count < each; ++count) {
-        made += library.createFolder("Talk", std::nullopt).identifier + '\n';
+        const ScriptItem item =
+            kind == Kind::folder ? library.createFolder("Talk", std::nullopt) : library.create("Talk", std::nullopt);
+        made += item.name + '\n';
       }
       return made;
     });
@@ -234,6 +258,9 @@ TEST_F(Creating, noNameIsGivenTwice) {
   std::cout << "the processes took turns " << changes << " times\n";
   EXPECT_GT(changes, 2) << "they never met";
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce, ::testing::Values(Kind::script, Kind::folder),
+                         [](const auto& kind) { return kind.param == Kind::script ? "scripts" : "folders"; });
 
 // --- A script that is gone and is put back ---
 

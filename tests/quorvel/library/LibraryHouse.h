@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
@@ -142,6 +143,16 @@ class LibraryHouse : public ::testing::Test {
       lines += entry->label + ": " + history->text(identifier, entry->version).value_or("(none)") + "\n";
     }
     return lines;
+  }
+
+  /// Gives the library to the user that `becomeNobody` makes us.
+  void giveToNobody() const {
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    if (::geteuid() != 0) return;
+    ASSERT_EQ(::chown(root.c_str(), 65534, 65534), 0);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+      ASSERT_EQ(::chown(entry.path().c_str(), 65534, 65534), 0);
+    }
   }
 
   static std::string sentenceOf(const std::function<void()>& attempt) {
