@@ -64,6 +64,8 @@ HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   if (use == HistoryUse::writing) text.append(", so nothing was changed");
   text.append(".");
   if (error == ENOSPC || error == EDQUOT) text.append(" Free some space and try again.");
+  if (error == EROFS) text.append(" Make the disk writable and try again.");
+  if (error == EIO) text.append(" Check the disk.");
   if (error == EACCES || error == EPERM) text.append(" Check who may read and write in the folder .kelvane.");
   return HistoryError(text);
 }

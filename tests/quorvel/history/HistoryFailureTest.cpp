@@ -1,9 +1,12 @@
 // What cannot be used as a history: one sentence each, and everything as it was.
 #include <sched.h>
+#include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 
+#include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
@@ -252,6 +255,24 @@ TEST_F(HistoryFailures, aFullDiskKeepsTheHistoryAsItWas) {
                                "could not be written, because the disk is full, so nothing was changed. Free "
                                "some space and try again.";
   EXPECT_EQ(answer, sentence + "\nwords, 0 problems, \n" + sentence + "\nwords more");
+}
+
+// What cannot be staged here: SQLite reports it as a failed write, with the system's reason.
+TEST_F(HistoryFailures, theSystemsReasonBehindAFailedWriteIsASentence) {
+  const std::pair<int, const char*> reasons[] = {
+      {EDQUOT, "the disk quota is used up, so nothing was changed. Free some space and try again."},
+      {ENOSPC, "the disk is full, so nothing was changed. Free some space and try again."},
+      {EROFS, "the disk is read-only, so nothing was changed. Make the disk writable and try again."},
+      {EIO, "the disk reports an error, so nothing was changed. Check the disk."},
+  };
+  for (const auto& [reason, sentence] : reasons) {
+    const sqlite::Error error(SQLITE_IOERR_WRITE, reason, "disk I/O error");
+    EXPECT_EQ(HistoryFailure::of(error, HistoryUse::writing, patience).what(),
+              subject + "could not be written, because " + sentence);
+  }
+  const sqlite::Error unexplained(SQLITE_IOERR_WRITE, 0, "disk I/O error");
+  EXPECT_EQ(HistoryFailure::of(unexplained, HistoryUse::writing, patience).what(),
+            subject + "could not be used (SQLite says: disk I/O error), so nothing was changed. Check the disk.");
 }
 
 TEST_F(HistoryFailures, aPathThatSQLiteCannotTakeIsASentence) {
