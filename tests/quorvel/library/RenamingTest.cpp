@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "tests/quorvel/library/LibraryHouse.h"
@@ -116,6 +119,41 @@ TEST_P(Renaming, saysWhatIsTrueWhenTheFolderCannotBeFlushed) {
   EXPECT_EQ(story("New.md"), "kept: words\n");
 }
 
+TEST_P(Renaming, thatFailsLeavesTheNameAndTheHistory) {
+  const auto fail = [&](std::string_view lastCall) {
+    calls.before = [&, lastCall](std::string_view call) {
+      if (call == "renameToFreeName" && GetParam() != 0) return GetParam();
+      return call == "renameToFreeName" || call == lastCall ? EIO : 0;
+    };
+  };
+  const std::string why = " could not be renamed, because the disk reports an error. Check the disk.";
+  fail("link");
+  EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }), "\"Talk.md\"" + why);
+  fail("rename");
+  EXPECT_EQ(sentenceOf([&] { library.rename(folderItem("Scenes"), "Acts"); }), "\"Scenes\"" + why);
+  EXPECT_THAT(names(), ElementsAre("Scenes", "Talk.md"));
+  EXPECT_EQ(bytesOf("Talk.md"), "words");
+  EXPECT_EQ(story("Talk.md"), "kept: words\n");
+  EXPECT_EQ(story("Scenes/End.md"), "kept: the end\n");
+}
+
+TEST_P(Renaming, toANameThatMakesThePathTooLongIsRefused) {
+  std::optional<std::string> parent;
+  const auto room = [&] { return PATH_MAX - 1 - root.native().size() - 1 - (parent ? parent->size() + 1 : 0); };
+  while (room() > 52)
+    parent = library.createFolder(std::string(std::min<std::size_t>(240, room() - 51), 'd'), parent).identifier;
+  const ScriptItem talk = library.create("Talk", parent);
+  const ScriptItem scenes = library.createFolder("Scenes", parent);
+  history->snapshot("words", root / talk.identifier, "kept");
+  const std::string why =
+      " could not be renamed, because its path is too long for the system. Use shorter names or fewer nested folders.";
+  EXPECT_EQ(sentenceOf([&] { library.rename(talk, std::string(60, 'x')); }), quorvel::quoted(talk.identifier) + why);
+  EXPECT_EQ(sentenceOf([&] { library.rename(scenes, std::string(60, 'x')); }),
+            quorvel::quoted(scenes.identifier) + why);
+  EXPECT_THAT(names(*parent), ElementsAre("Scenes", "Talk.md"));
+  EXPECT_EQ(story(talk.identifier), "kept: words\n");
+}
+
 TEST_P(Renaming, aDamagedHistoryRefusesIt) {
   put(".kelvane/history.sqlite", std::string(8192, 'x'));
   EXPECT_THROW(library.rename(script("Talk.md"), "New"), HistoryError);
@@ -154,6 +192,35 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLosesNeitherTheTextNorItsHistory) {
       EXPECT_EQ(story(isAtNewPlace ? to : from), "kept: words\n") << time;
     }
     EXPECT_TRUE(history->holds("words", from) || history->holds("words", to)) << time;
+    if (answer == "renamed") break;
+    ASSERT_EQ(answer, "killed by signal 9");
+    ++deaths;
+  }
+  EXPECT_GE(deaths, 2);
+}
+
+TEST_P(Renaming, aProcessThatDiesAtAnyCallLeavesTheHistoriesBelowAFolderWhereTheFolderIs) {
+  int deaths = 0;
+  for (int time = 1;; ++time) {
+    const std::string from = "From " + std::to_string(time);
+    const std::string to = "To " + std::to_string(time);
+    put(from + "/Deep/End.md", "words");
+    history->snapshot("words", root / from / "Deep/End.md", "kept");
+    const std::string answer = inChild([&]() -> std::string {
+      calls.before = [&, made = 0](std::string_view call) mutable {
+        if (call == "openBeneath") return 0;
+        if (++made == time) dieAtOnce();
+        return call == "renameToFreeName" ? GetParam() : 0;
+      };
+      library.rename(folderItem(from), to);
+      return "renamed";
+    });
+    const std::string is = std::filesystem::exists(root / from) ? from : to;
+    const std::string isNot = is == from ? to : from;
+    EXPECT_EQ(bytesOf(is + "/Deep/End.md"), "words") << time;
+    EXPECT_FALSE(std::filesystem::exists(root / isNot / "Deep")) << time;
+    EXPECT_EQ(story(is + "/Deep/End.md"), "kept: words\n") << time;
+    EXPECT_EQ(story(isNot + "/Deep/End.md"), "") << time;
     if (answer == "renamed") break;
     ASSERT_EQ(answer, "killed by signal 9");
     ++deaths;
