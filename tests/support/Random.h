@@ -7,12 +7,17 @@
 
 namespace kelvane::tests {
 
-/// A generator whose seed is printed, and taken from KELVANE_SEED where that is set, so that a failure can be repeated.
-inline std::mt19937_64 seededGenerator() {
+/// The seed to begin with: printed, and taken from KELVANE_SEED where that is set, so that a failure can be repeated.
+inline std::uint64_t firstSeed() {
   const char* given = std::getenv("KELVANE_SEED");
   const std::uint64_t seed = given ? std::strtoull(given, nullptr, 10) : std::random_device{}();
   std::cout << "KELVANE_SEED=" << seed << '\n';
-  return std::mt19937_64(seed);
+  return seed;
+}
+
+/// A generator with that seed.
+inline std::mt19937_64 seededGenerator() {
+  return std::mt19937_64(firstSeed());
 }
 
 /// A number from 0 to `bound` - 1.

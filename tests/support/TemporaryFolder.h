@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -7,11 +9,11 @@
 
 namespace kelvane::tests {
 
-/// A folder of its own below the temporary folder; it goes, with all in it, at the object's end.
+/// A folder of its own below the temporary folder or another one; it goes, with all in it, at the object's end.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::canonical(std::filesystem::temp_directory_path()) / "kelvane-XXXXXX").string();
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string name = (std::filesystem::canonical(parent) / "kelvane-XXXXXX").string();
     if (!::mkdtemp(name.data())) throw std::runtime_error("No temporary folder could be made.");
     path_ = name;
   }
@@ -27,5 +29,13 @@ class TemporaryFolder {
  private:
   std::filesystem::path path_;
 };
+
+/// Where files are in memory, for tests that write much and look at no disk; the temporary folder where the system has
+/// no such place.
+inline std::filesystem::path folderInMemory() {
+  const std::filesystem::path memory("/dev/shm");
+  const bool isUsable = std::filesystem::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;
+  return isUsable ? memory : std::filesystem::temp_directory_path();
+}
 
 }  // namespace kelvane::tests

@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <iostream>
 #include <random>
 
 #include "tests/quorvel/core/Texts.h"
+#include "tests/support/Random.h"
 
 namespace quorvel::tests {
 namespace {
@@ -133,11 +132,6 @@ void shrink(std::vector<std::string>& pieces, const std::function<bool()>& still
   }
 }
 
-std::uint64_t firstSeed() {
-  const char* fromEnvironment = std::getenv("KELVANE_SEED");
-  return fromEnvironment ? std::strtoull(fromEnvironment, nullptr, 10) : std::random_device{}();
-}
-
 }  // namespace
 
 std::string GeneratedEdit::text() const {
@@ -196,8 +190,7 @@ GeneratedEdit shrunk(GeneratedEdit failing, const Property& property) {
 }
 
 void expectForGeneratedEdits(const Generator& generator, const Property& property) {
-  const std::uint64_t first = firstSeed();
-  std::cout << "KELVANE_SEED=" << first << '\n';
+  const std::uint64_t first = kelvane::tests::firstSeed();
   for (std::uint64_t seed = first; seed < first + editsARun; ++seed) {
     const GeneratedEdit edit = generator(seed);
     if (!property(edit)) continue;

@@ -3,6 +3,7 @@
 
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ModelHistory.h"
 #include "tests/support/Random.h"
 
 namespace quorvel {
@@ -10,59 +11,23 @@ namespace {
 
 using kelvane::tests::below;
 
-/// What a history is, said as simply as possible: for each place the texts kept of the script that is or was last
-/// there, if any, and those of the scripts before it.
-class Model {
- public:
-  void keep(const std::string& identifier, const std::string& text) { places_[identifier].present.push_back(text); }
+/// "F/a.md 0: one two" and "F/a.md 1: one", a line for each history that has versions.
+std::string line(const std::string& identifier, std::size_t earlier, const std::vector<std::string>& texts) {
+  std::string line = identifier + " " + std::to_string(earlier) + ":";
+  for (const std::string& text : texts) line += " " + text;
+  return line;
+}
 
-  void beginAnew(const std::string& identifier) {
-    Place& place = places_[identifier];
-    if (!place.present.empty()) place.earlier.push_back(std::exchange(place.present, {}));
+using Model = kelvane::tests::ModelHistory<std::string>;
+
+std::vector<std::string> linesOf(const Model& model) {
+  std::vector<std::string> lines;
+  for (const auto& [identifier, place] : model.places()) {
+    if (!place.present.empty()) lines.push_back(line(identifier, 0, place.present));
+    for (std::size_t i = 0; i < place.earlier.size(); ++i) lines.push_back(line(identifier, i + 1, place.earlier[i]));
   }
-
-  void renameScript(const std::string& from, const std::string& to) {
-    beginAnew(to);
-    places_[to].present = std::exchange(places_[from].present, {});
-  }
-
-  void renameFolder(const std::string& from, const std::string& to) {
-    std::map<std::string, Place> moved;
-    for (auto& [identifier, place] : places_) {
-      if (identifier.starts_with(to + "/")) beginAnew(identifier);
-      if (identifier.starts_with(from + "/")) moved[to + identifier.substr(from.size())] = std::exchange(place, {});
-    }
-    for (auto& [identifier, place] : moved) {
-      Place& target = places_[identifier];
-      target.present = place.present;
-      target.earlier.insert(target.earlier.end(), place.earlier.begin(), place.earlier.end());
-    }
-  }
-
-  /// "F/a.md: one two" and "F/a.md 1: one", a line for each history that has versions.
-  std::vector<std::string> lines() const {
-    std::vector<std::string> lines;
-    for (const auto& [identifier, place] : places_) {
-      if (!place.present.empty()) lines.push_back(line(identifier, 0, place.present));
-      for (std::size_t i = 0; i < place.earlier.size(); ++i) lines.push_back(line(identifier, i + 1, place.earlier[i]));
-    }
-    return lines;
-  }
-
-  static std::string line(const std::string& identifier, std::size_t earlier, const std::vector<std::string>& texts) {
-    std::string line = identifier + " " + std::to_string(earlier) + ":";
-    for (const std::string& text : texts) line += " " + text;
-    return line;
-  }
-
- private:
-  struct Place {
-    std::vector<std::string> present;
-    std::vector<std::vector<std::string>> earlier;
-  };
-
-  std::map<std::string, Place> places_;
-};
+  return lines;
+}
 
 struct Step;
 
@@ -79,7 +44,7 @@ class HistoryModel : public HistoryHouse {
       for (std::int64_t number = 1; number <= script.versions; ++number) {
         texts.push_back(history.text(script.identifier, {script.earlier, number}).value_or("(none)"));
       }
-      lines.push_back(Model::line(script.identifier, static_cast<std::size_t>(script.earlier), texts));
+      lines.push_back(line(script.identifier, static_cast<std::size_t>(script.earlier), texts));
     }
     return lines;
   }
@@ -176,7 +141,7 @@ std::string HistoryModel::difference(const std::vector<Step>& steps) {
   model = {};
   for (std::size_t i = 0; i < steps.size(); ++i) {
     take(steps[i], "t" + std::to_string(i));
-    const auto expected = model.lines();
+    const auto expected = linesOf(model);
     const auto found = lines();
     if (found != expected) {
       return "after step " + std::to_string(i) + ": " + ::testing::PrintToString(found) + " instead of " +
@@ -203,7 +168,7 @@ TEST_F(HistoryModel, isWhatTheDiskHoldsWhateverHappened) {
   const std::vector<Step> steps = anyStory(250);
   if (difference(steps).empty()) {
     EXPECT_THAT(history.problems(), ::testing::IsEmpty());
-    EXPECT_GT(model.lines().size(), 3U) << "Too little happened to show anything.";
+    EXPECT_GT(linesOf(model).size(), 3U) << "Too little happened to show anything.";
     return;
   }
   const std::vector<Step> fewest = shrunk(steps);
