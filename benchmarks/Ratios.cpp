@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelvane::benchmarks {
@@ -44,6 +46,26 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
+  /// For tasks that are called "WHAT-of-SIZE".
+  void printGrowth() const {
+    std::printf("\nTime for that many times the size (the same number where time follows size)\n");
+    std::map<std::string, std::string> smaller;  // the task of the size before
+    for (const std::string& task : tasks_) {
+      const std::size_t of = task.find("-of-");
+      if (of == std::string::npos) continue;
+      const auto sizeIn = [of](const std::string& name) { return std::strtod(name.c_str() + of + 4, nullptr); };
+      const std::string before = std::exchange(smaller[task.substr(0, of)], task);
+      if (before.empty()) continue;
+      std::printf("%-28s  %g times:", task.c_str(), sizeIn(task) / sizeIn(before));
+      for (const auto& [peer, times] : times_.at(task)) {
+        const auto earlier = times_.at(before).find(peer);
+        if (earlier == times_.at(before).end()) continue;
+        std::printf("  %s %.2f", peer.c_str(), median(times) / median(earlier->second));
+      }
+      std::printf("\n");
+    }
+  }
+
  private:
   static double median(std::vector<double> times) {
     const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
@@ -63,6 +85,7 @@ int runWithRatios(int argc, char** argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.printRatios();
+  reporter.printGrowth();
   benchmark::Shutdown();
   return 0;
 }
