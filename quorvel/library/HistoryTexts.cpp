@@ -1,6 +1,15 @@
 #include "quorvel/library/HistoryTexts.h"
 
 namespace quorvel {
+namespace {
+
+std::optional<std::int64_t> findHashed(sqlite::Connection& connection, std::string_view text, std::int64_t hash) {
+  auto found = connection.prepare("SELECT id FROM texts WHERE hash = ? AND bytes = ?", hash, text);
+  if (!found.next()) return std::nullopt;
+  return found.integer(0);
+}
+
+}  // namespace
 
 std::int64_t textHash(std::string_view text) noexcept {
   std::uint64_t hash = 0xcbf29ce484222325;
@@ -9,14 +18,13 @@ std::int64_t textHash(std::string_view text) noexcept {
 }
 
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text) {
-  auto found = connection.prepare("SELECT id FROM texts WHERE hash = ? AND bytes = ?", textHash(text), text);
-  if (!found.next()) return std::nullopt;
-  return found.integer(0);
+  return findHashed(connection, text, textHash(text));
 }
 
 std::int64_t keepText(sqlite::Connection& connection, std::string_view text) {
-  if (const auto id = findText(connection, text)) return *id;
-  connection.run("INSERT INTO texts (hash, bytes) VALUES (?, ?)", textHash(text), text);
+  const std::int64_t hash = textHash(text);
+  if (const auto id = findHashed(connection, text, hash)) return *id;
+  connection.run("INSERT INTO texts (hash, bytes) VALUES (?, ?)", hash, text);
   return connection.lastInserted();
 }
 
