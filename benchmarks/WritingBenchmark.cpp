@@ -103,7 +103,7 @@ std::string chapters(std::size_t count) {
 }
 
 void writing() {
-  for (const std::size_t kilobytes : {10, 100, 1000}) {
+  for (const std::size_t kilobytes : {10U, 100U, 1000U}) {
     const std::string size = "-of-" + std::to_string(kilobytes) + "KB";
     const std::string text = prose(kilobytes * 1000);
     measure({"update_script" + size, text, "update_script", [text](std::size_t round) {
@@ -113,7 +113,7 @@ void writing() {
                return JSON::Object{{"note", "more"}, {"text", "And one more line."}};
              }});
   }
-  for (const std::size_t count : {1000, 10000, 100000}) {
+  for (const std::size_t count : {1000U, 10000U, 100000U}) {
     const std::string first = "1", last = std::to_string(count);
     measure({"move_chapter-of-" + last, chapters(count), "move_chapter", [first, last](std::size_t round) {
                const bool isForth = round % 2 == 0;
@@ -137,7 +137,7 @@ const Folder& scriptWithVersions(std::size_t count) {
 }
 
 void listing() {
-  for (const std::size_t count : {100, 1000, 10000}) {
+  for (const std::size_t count : {100U, 1000U, 10000U}) {
     measure(
         [count](benchmark::State& state) {
           const Tools tools(scriptWithVersions(count).path());
