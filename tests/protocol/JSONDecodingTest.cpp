@@ -215,5 +215,27 @@ TEST(JSONDecoding, manyMembersInAnyOrderAreFoundAndWrittenInOrder) {
   }
 }
 
+TEST(JSONDecoding, ofManyMembersWithEqualKeysTheLastStays) {
+  for (const std::size_t keys : {1U, 5U, 8U, 9U, 40U, 1000U}) {
+    for (const std::string_view prefix : {"", "profile_background_", "é"}) {
+      constexpr std::size_t times = 3;
+      std::string text = "{";
+      for (std::size_t i = 0; i < times * keys; ++i) {
+        if (i > 0) text += ',';
+        text += '"' + std::string(prefix) + std::to_string(i * 7919 % keys) + "\":" + std::to_string(i);
+      }
+      text += '}';
+      const auto value = JSON::decoded(text);
+      ASSERT_TRUE(value);
+      ASSERT_EQ(value->object()->size(), keys) << prefix;
+      for (std::size_t i = (times - 1) * keys; i < times * keys; ++i) {
+        const JSON* found = (*value)[std::string(prefix) + std::to_string(i * 7919 % keys)];
+        ASSERT_TRUE(found) << prefix << i;
+        EXPECT_EQ(found->number(), static_cast<double>(i)) << prefix << keys;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kelvane

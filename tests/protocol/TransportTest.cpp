@@ -88,6 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
         Lines{"blanks and tabs", " \t \t\n", ""}, Lines{"space separators", "\u00a0\u3000\n", ""},
         Lines{"a carriage return alone on a line is no blank", "\r\r\n", bad},
         Lines{"blanks around a request", " " + p + " \n", q}, Lines{"tabs around a request", "\t" + p + "\t\n", q},
+        Lines{"a line is handed on as it is: JSON knows no other blanks", "\u00a0" + p + "\n", bad},
         Lines{"a bad line between good ones", p + "\n{\n" + p + "\n", q + bad + q},
         Lines{"a notification gets nothing",
               R"({"jsonrpc":"2.0","method":"notifications/initialized"})"

@@ -11,11 +11,13 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "platform/Unicode.h"
 #include "tests/quorvel/library/LibraryHouse.h"
@@ -50,6 +52,19 @@ TEST_F(Listing, isATreeOfFoldersAndScriptsInTheOrderThatAPersonExpects) {
             "Take 2\n"
             "Take 10\n"
             "Zoo\n");
+}
+
+TEST_F(Listing, letterCaseAndAccentsBreakTies) {
+  for (const char* name : {"coté", "COTE", "côte", "cote", "COTÉ", "Côte", "Take 07", "take 7", "Take 7"}) {
+    put(std::string(name) + ".md");
+    put(std::string(name) + "/x.md");
+  }
+  std::string folders, scripts;
+  for (const std::string name : {"COTE", "cote", "COTÉ", "coté", "Côte", "côte", "Take 07", "Take 7", "take 7"}) {
+    folders += '[' + name + "]\n  x\n";
+    scripts += name + '\n';
+  }
+  EXPECT_EQ(tree(), folders + scripts);
 }
 
 TEST_F(Listing, holdsScriptsAndFoldersAndNothingElse) {
@@ -203,6 +218,30 @@ TEST_F(Listing, theTypesOfEntriesAreAskedForWhereTheDiskDoesNotTellThem) {
   });
   std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
   EXPECT_EQ(listed, "[Closed]\n[Scenes]\n  [Deep]\n    Talk\nZoo\n");
+}
+
+TEST_F(Listing, anEntryWhoseTypeCannotBeToldIsAFailure) {
+  // Says once that there is an entry, of a name that the system cannot ask about.
+  class Unaskable : public SystemCalls {
+   public:
+    const dirent* nextEntry(DIR* folder) const noexcept override {
+      if (std::exchange(isTold_, true)) return SystemCalls::nextEntry(folder);
+      alignas(dirent) static char made[sizeof(dirent) + 300];
+      std::memset(made + offsetof(dirent, d_name), 'n', 300);
+      auto* const entry = reinterpret_cast<dirent*>(made);
+      entry->d_type = DT_UNKNOWN;
+      return entry;
+    }
+
+   private:
+    mutable bool isTold_ = false;
+  };
+  const Unaskable unaskable;
+  const FolderLibrary onIt(root, history, {unaskable});
+  EXPECT_EQ(sentenceOf([&] { onIt.contents(root); }),
+            "The folder \"" + root.native() +
+                "\" could not be read, because its path is too long for the system. Use shorter names or fewer nested "
+                "folders.");
 }
 
 TEST_F(Listing, aLibraryThatCannotBeReadIsAFailure) {
