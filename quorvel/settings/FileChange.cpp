@@ -73,6 +73,31 @@ void finish(Descriptor file, std::string_view text, const std::filesystem::path&
   if (calls.flush(file.get()) != 0 || ::close(file.release()) != 0) throw failed(shown, "written", errno);
 }
 
+std::filesystem::path folderOf(const std::filesystem::path& file) {
+  return file.has_parent_path() ? file.parent_path() : ".";
+}
+
+// -1 with the reason in errno when it failed.
+int flushFolderOf(const std::filesystem::path& file, const SystemCalls& calls) {
+  const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return folder ? calls.flush(folder.get()) : -1;
+}
+
+/// Makes a file for its owner only, whose name is not on the disk yet; false when something has the name already.
+bool makeUnflushed(const std::filesystem::path& file, std::string_view text, const std::filesystem::path& shown,
+                   const SystemCalls& calls) {
+  Descriptor made(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!made && errno == EEXIST) return false;
+  if (!made) throw failed(shown, "written", errno);
+  try {
+    finish(std::move(made), text, shown, calls);
+  } catch (...) {
+    ::unlink(file.c_str());
+    throw;
+  }
+  return true;
+}
+
 /// Keeps other changes of ours out of a folder for as long as the result lives. Of two that change places with one file
 /// each finds out about the other; of three, not always. Nobody waits long: who holds a folder for longer is no change.
 Descriptor lockedForAWhile(const std::filesystem::path& folder) {
@@ -198,34 +223,22 @@ std::optional<std::string> readFile(const std::filesystem::path& file) {
 }
 
 bool makeFile(const std::filesystem::path& file, std::string_view text, const SystemCalls& calls) {
-  Descriptor made(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (!made && errno == EEXIST) return false;
-  if (!made) throw failed(file, "written", errno);
-  try {
-    finish(std::move(made), text, file, calls);
-    const std::filesystem::path parent = file.parent_path();
-    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder || calls.flush(folder.get()) != 0) throw failed(file, "written", errno);
-  } catch (...) {
-    ::unlink(file.c_str());
-    throw;
-  }
-  return true;
+  if (!makeUnflushed(file, text, file, calls)) return false;
+  if (flushFolderOf(file, calls) == 0) return true;
+  const int error = errno;
+  ::unlink(file.c_str());
+  throw failed(file, "written", error);
 }
 
 void putPrivateFile(const std::filesystem::path& file, std::string_view text, const SystemCalls& calls) {
-  const std::filesystem::path folderPath = file.has_parent_path() ? file.parent_path() : ".";
-  const std::string name = file.filename();
-  const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throw failed(file, "written", errno);
-  const std::string temporary = TemporaryName::fresh(name).text();
-  if (!makeFile(folderPath / temporary, text, calls)) throw failed(file, "written", EEXIST);
-  if (calls.rename(folder.get(), temporary.c_str(), name.c_str()) != 0) {
+  const std::filesystem::path temporary = folderOf(file) / TemporaryName::fresh(file.filename().native()).text();
+  if (!makeUnflushed(temporary, text, file, calls)) throw failed(file, "written", EEXIST);
+  if (calls.rename(AT_FDCWD, temporary.c_str(), file.c_str()) != 0) {
     const int error = errno;
-    calls.unlink(folder.get(), temporary.c_str());
+    calls.unlink(AT_FDCWD, temporary.c_str());
     throw failed(file, "written", error);
   }
-  if (calls.flush(folder.get()) != 0) throw failed(file, "written", errno);
+  if (flushFolderOf(file, calls) != 0) throw failed(file, "written", errno);
 }
 
 bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const SystemCalls& calls) {

@@ -1,51 +1,13 @@
-#include "quorvel/settings/FileChange.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <fstream>
-
+#include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TemporaryFolder.h"
 
-namespace quorvel {
+namespace quorvel::changes {
 namespace {
-
-namespace fs = std::filesystem;
-using kelvane::tests::TemporaryFolder;
-
-void put(const fs::path& file, std::string_view text) {
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
-}
-
-std::string got(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
-}
-
-std::size_t entries(const fs::path& folder) {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-}
-
-mode_t mode(const fs::path& file) {
-  struct stat status {};
-  return ::lstat(file.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
-}
 
 FileEdit to(const std::string& text) {
   return [text](const auto&) { return std::optional(text); };
-}
-
-std::string errorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const FileError& error) {
-    return error.what();
-  }
-  return "no error";
 }
 
 TEST(FileChange, replacesTheTextOfAFile) {
@@ -207,35 +169,6 @@ TEST(FileChange, doesNotReadWhatItMayNot) {
   EXPECT_EQ(answer, '"' + file.native() + "\" could not be read, because the system does not permit it.");
 }
 
-/// A system whose calls can be made to fail, and which runs something just before the files change places.
-class StagedCalls : public SystemCalls {
- public:
-  bool hasExchange = true;
-  bool hasFreeRename = true;
-  int failingWrite = 0;
-  int failingFlush = 0;  // the number of the flush that fails
-  std::function<void()> beforeSwap = [] {};
-  mutable int flushes = 0;
-  mutable int swaps = 0;
-
-  long write(int file, const void* bytes, std::size_t count) const noexcept override {
-    if (failingWrite != 0) return errno = failingWrite, -1;
-    return SystemCalls::write(file, bytes, std::min<std::size_t>(count, 3));  // short writes are finished
-  }
-  int flush(int file) const noexcept override {
-    return ++flushes == failingFlush ? (errno = EIO, -1) : SystemCalls::flush(file);
-  }
-  int exchange(int folder, const char* one, const char* other) const noexcept override {
-    beforeSwap();
-    ++swaps;
-    return hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
-  }
-  int renameToFreeName(int folder, const char* from, const char* other) const noexcept override {
-    beforeSwap();
-    return hasFreeRename ? SystemCalls::renameToFreeName(folder, from, other) : (errno = EINVAL, -1);
-  }
-};
-
 TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
@@ -385,27 +318,41 @@ TEST(FileChange, passesOnWhatTheEditThrows) {
   EXPECT_EQ(entries(folder.path()), 1U);
 }
 
-TEST(FileChange, makesAFileOnlyWhereThereIsNone) {
+TEST(FileChange, keepsTheOldTextJustBeforeTheNewOneTakesItsPlace) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
-  EXPECT_TRUE(makeFile(file, "copy"));
-  EXPECT_EQ(got(file), "copy");
-  EXPECT_EQ(mode(file), 0600U);
-  EXPECT_FALSE(makeFile(file, "other"));
-  EXPECT_EQ(got(file), "copy");
-  fs::create_symlink("nowhere", folder.path() / "link");
-  EXPECT_FALSE(makeFile(folder.path() / "link", "other"));
+  std::vector<std::string> kept;
+  const FileKeeper keep = [&](const std::string& text) {
+    kept.push_back(text);
+    EXPECT_EQ(got(file), text);
+  };
+  EXPECT_TRUE(changeFile(file, to("1"), keep));  // there is nothing to keep of a file that there is not
+  EXPECT_EQ(kept, std::vector<std::string>());
+  EXPECT_TRUE(changeFile(file, to("2"), keep));
+  EXPECT_FALSE(changeFile(file, to("2"), keep));
+  EXPECT_EQ(kept, std::vector<std::string>{"1"});
+
+  StagedCalls fullDisk;
+  fullDisk.failingWrite = ENOSPC;
+  EXPECT_NE(errorOf([&] { changeFile(file, to("3"), keep, fullDisk); }), "no error");
+  EXPECT_EQ(kept, std::vector<std::string>{"1"});
+
   StagedCalls calls;
-  calls.failingWrite = ENOSPC;
-  EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", calls); }),
-            '"' + (folder.path() / "g").native() + "\" could not be written, because the disk is full.");
-  for (const int failing : {1, 2}) {
-    StagedCalls failingCalls;
-    failingCalls.failingFlush = failing;
-    EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", failingCalls); }),
-              '"' + (folder.path() / "g").native() + "\" could not be written, because the disk reports an error.");
-  }
-  EXPECT_FALSE(fs::exists(folder.path() / "g"));
+  calls.beforeSwap = [&] {
+    if (calls.swaps == 0) put(file, "another's");
+  };
+  EXPECT_TRUE(changeFile(file, to("3"), keep, calls));
+  EXPECT_EQ(kept, (std::vector<std::string>{"1", "2", "another's"}));
+}
+
+TEST(FileChange, leavesTheFileWhenTheOldTextCannotBeKept) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  const auto failing = [](const std::string&) { throw FileError("not kept"); };
+  EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), failing); }), "not kept");
+  EXPECT_EQ(got(file), "old");
+  EXPECT_EQ(entries(folder.path()), 1U);
 }
 
 // Each process adds one line at a time; a line is lost when a change overwrites another's.
@@ -434,4 +381,4 @@ TEST(FileChange, losesNoChangeOfManyProcesses) {
 }
 
 }  // namespace
-}  // namespace quorvel
+}  // namespace quorvel::changes

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <functional>
+
+#include "quorvel/settings/FileChange.h"
+#include "tests/support/TemporaryFolder.h"
+
+/// What the tests of FileChange.h share.
+namespace quorvel::changes {
+
+namespace fs = std::filesystem;
+using kelvane::tests::TemporaryFolder;
+
+inline void put(const fs::path& file, std::string_view text) {
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+}
+
+inline std::string got(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
+}
+
+inline std::size_t entries(const fs::path& folder) {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+inline mode_t mode(const fs::path& file) {
+  struct stat status {};
+  return ::lstat(file.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+inline std::string errorOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+/// A system whose calls can be made to fail, and which runs something just before the files change places.
+class StagedCalls : public SystemCalls {
+ public:
+  bool hasExchange = true;
+  bool hasFreeRename = true;
+  bool hasRename = true;
+  int failingWrite = 0;
+  int failingFlush = 0;  // the number of the flush that fails
+  std::function<void()> beforeSwap = [] {};
+  mutable int flushes = 0;
+  mutable int swaps = 0;
+
+  long write(int file, const void* bytes, std::size_t count) const noexcept override {
+    if (failingWrite != 0) return errno = failingWrite, -1;
+    return SystemCalls::write(file, bytes, std::min<std::size_t>(count, 3));  // short writes are finished
+  }
+  int flush(int file) const noexcept override {
+    return ++flushes == failingFlush ? (errno = EIO, -1) : SystemCalls::flush(file);
+  }
+  int exchange(int folder, const char* one, const char* other) const noexcept override {
+    beforeSwap();
+    ++swaps;
+    return hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
+  }
+  int rename(int folder, const char* from, const char* other) const noexcept override {
+    return hasRename ? SystemCalls::rename(folder, from, other) : (errno = EIO, -1);
+  }
+  int renameToFreeName(int folder, const char* from, const char* other) const noexcept override {
+    beforeSwap();
+    return hasFreeRename ? SystemCalls::renameToFreeName(folder, from, other) : (errno = EINVAL, -1);
+  }
+};
+
+}  // namespace quorvel::changes
