@@ -95,6 +95,19 @@ TEST(ConnectPlaces, thatAreFoldersAreMadeForTheirOwnerOnly) {
   EXPECT_EQ(home.mode(".codex/config.toml"), 0600U);
 }
 
+TEST(ConnectPlaces, areALinkTooThatLeadsToNoFileYet) {
+  const ClientHome home;
+  home.put(desktopOnLinux, "{}\n");
+  std::filesystem::create_symlink("Scripts/claude.json", home / commandLine);
+  EXPECT_EQ(home.kelvane({"connect", "claude"}),
+            (Outcome{0,
+                     home.connected("Claude", commandLine) + home.connected("Claude", desktopOnLinux) +
+                         home.keptBeside(desktopOnLinux),
+                     ""}));
+  EXPECT_EQ(home.bytes("Scripts/claude.json"), claudeLines());
+  EXPECT_EQ(home.bytes(desktopOnLinux), claudeLines());
+}
+
 TEST(ConnectPlaces, areAFileThatThePersonNames) {
   const ClientHome home;
   home.put(commandLine, "{}");

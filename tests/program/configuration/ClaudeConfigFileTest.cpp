@@ -195,6 +195,31 @@ TEST(ClaudeConfigFile, removesTheEntryAndLeavesEveryOtherByte) {
   }
 }
 
+TEST(ClaudeConfigFile, findsTheCommandOfTheEntry) {
+  const struct {
+    const char* description;
+    const char* text;
+    std::optional<std::string> command;
+  } cases[] = {
+      {"no file", "", std::nullopt},
+      {"blanks behind a byte-order mark", "\xEF\xBB\xBF \r\n", std::nullopt},
+      {"the entry", R"({"mcpServers": {"kelvane": {"command": "/bin/k", "env": {}}}})", "/bin/k"},
+      {"escapes", R"({"mcpServers": {"kelv\u0061ne": {"command": "\/caf\u00e9"}}})", "/caf\u00E9"},
+      {"behind a byte-order mark", "\xEF\xBB\xBF{\"mcpServers\":{\"kelvane\":{\"command\":\"\"}}}\r\n", ""},
+      {"the last of equal tables of servers",
+       R"({"mcpServers":{"kelvane":{"command":"1"}},"mcpServers":{"kelvane":{"command":"2"}}})", "2"},
+      {"a last table of servers without it", R"({"mcpServers":{"kelvane":{"command":"1"}},"mcpServers":{}})",
+       std::nullopt},
+      {"the last of equal entries", R"({"mcpServers":{"kelvane":{"command":"1"},"kelvane":{"command":"2"}}})", "2"},
+      {"the last of equal commands", R"({"mcpServers":{"kelvane":{"command":"1","command":"2"}}})", "2"},
+      {"a command that is no text", R"({"mcpServers":{"kelvane":{"command":1}}})", std::nullopt},
+      {"an entry that is no object", R"({"mcpServers":{"kelvane":"/bin/k"}})", std::nullopt},
+      {"no entry", R"({"mcpServers":{}})", std::nullopt},
+      {"a root that is no object", "[]", std::nullopt},
+  };
+  for (const auto& row : cases) EXPECT_EQ(ClaudeConfigFile::command(row.text), row.command) << row.description;
+}
+
 TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
   const struct {
     const char* description;
@@ -216,6 +241,7 @@ TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
                                   " on. It was left as it is; mend it there and try again.";
     EXPECT_EQ(refusal([&] { ClaudeConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
     EXPECT_EQ(refusal([&] { ClaudeConfigFile::removing(row.text); }), sentences) << row.description;
+    EXPECT_EQ(refusal([&] { ClaudeConfigFile::command(row.text); }), sentences) << row.description;
   }
 }
 
