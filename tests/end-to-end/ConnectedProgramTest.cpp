@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -77,6 +79,24 @@ TEST(ConnectedProgram, mayLieWhereNoTextCanSay) {
                                      ": The path of this program is not UTF-8, so no TOML file can hold it. Move the "
                                      "program to another folder.\n"}));
   EXPECT_EQ(home.census(), census);
+}
+
+TEST(ConnectedProgram, isNotRegisteredWhenItIsGone) {
+  const ClientHome home;
+  copyProgramTo(home / "old");
+  const int program = ::open((home / "old").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(program, 0);
+  std::filesystem::remove(home / "old");
+  home.put(commandLine, claudeLines());
+  const auto census = home.census();
+  Start start = home.start({"connect", "codex"});
+  start.program = "/proc/self/fd/" + std::to_string(program);
+  EXPECT_EQ(run(start),
+            (Outcome{1, "", "This program was moved or replaced since it was started. Run the command again.\n"}));
+  EXPECT_EQ(home.census(), census);
+  start.arguments = {"disconnect", "claude"};
+  EXPECT_EQ(run(start), (Outcome{0, home.disconnected("Claude", commandLine) + home.keptBeside(commandLine), ""}));
+  ::close(program);
 }
 
 TEST(ConnectedProgram, isNotServedUntilTheRestIsSetUpWhichIsSaid) {
