@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <set>
@@ -292,6 +294,63 @@ TEST_P(Concurrency, everythingAtOnceLosesNothing) {
   const std::vector<Version> kept = versions("Shared.md");
   ASSERT_EQ(kept.size(), lines.size() - 2);
   for (std::size_t index = 0; index < kept.size(); ++index) EXPECT_EQ(kept[index].name, "Before — " + lines[index + 2]);
+}
+
+TEST_P(Concurrency, whoIsKilledAmongOthersLosesNothingThatWasAcknowledged) {
+  constexpr int lives = 4;
+  std::mt19937_64 seeds = seededGenerator();
+  std::vector<std::mt19937_64> randoms;
+  for (int number = 0; number < clients(); ++number) randoms.emplace_back(seeds());
+  std::vector<std::vector<std::string>> acknowledged(static_cast<std::size_t>(clients()));
+  library.put("Talk.md", "start");
+  const auto append = [](const std::string& line) {
+    return JSON::Object{{"id", "Talk.md"}, {"text", line}, {"note", line}};
+  };
+  atOnce([&](Client&, int number) {
+    for (int life = 0; life < lives; ++life) {
+      Client client(library.text(), true);
+      for (int call = 0; call < calls() / lives; ++call) {
+        const std::string line = mark(number, life * calls() + call);
+        const Answer answer = callPatiently(client, "append_to_script", append(line));
+        EXPECT_FALSE(answer.isError) << answer.text;
+        acknowledged[static_cast<std::size_t>(number)].push_back(line);
+      }
+      const std::string unanswered = "unanswered-" + std::to_string(number) + "-" + std::to_string(life);
+      client.program().write(callRequest(0, "append_to_script", append(unanswered)) + '\n');
+      const auto later = below(20'000, randoms[static_cast<std::size_t>(number)]);
+      std::this_thread::sleep_for(std::chrono::microseconds(later));
+      ::kill(client.program().id(), SIGKILL);
+      EXPECT_EQ(client.program().finish().status, -SIGKILL);
+    }
+  });
+
+  const std::vector<std::string> lines = linesOf(library.bytes("Talk.md"));
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size()) << "a line is there twice";
+  std::vector<std::string> answered(lines.begin() + 1, lines.end());
+  std::erase_if(answered, [](const std::string& line) { return line.starts_with("unanswered"); });
+  std::vector<std::string> expected;
+  for (const auto& each : acknowledged) expected.insert(expected.end(), each.begin(), each.end());
+  EXPECT_THAT(answered, testing::UnorderedElementsAreArray(expected));
+  std::cout << lines.size() - 1 - answered.size() << " of " << lives * clients() << " were killed too late\n";
+
+  // Each line that is there kept what stood before it. Who was killed in between kept it, too, and wrote nothing.
+  std::size_t place = 1;
+  for (const Version& version : versions("Talk.md")) {
+    EXPECT_EQ(version.words, place) << version.name;
+    if (place < lines.size() && version.name == "Before — " + lines[place]) {
+      ++place;
+    } else {
+      EXPECT_THAT(version.name, HasSubstr("unanswered"));
+    }
+  }
+  EXPECT_EQ(place, lines.size());
+  Client next(library.text(), true);
+  EXPECT_FALSE(next.call("append_to_script", append("end")).isError);
+  next.finish();
+  for (const auto& entry : std::filesystem::directory_iterator(library.path())) {
+    EXPECT_THAT(entry.path().filename().native(), testing::AnyOf("Talk.md", ".kelvane"));
+  }
 }
 
 TEST(Lock, ofAServerThatWasKilledIsFree) {
