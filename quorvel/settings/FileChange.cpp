@@ -77,10 +77,15 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
   return file.has_parent_path() ? file.parent_path() : ".";
 }
 
-// -1 with the reason in errno when it failed.
-int flushFolderOf(const std::filesystem::path& file, const SystemCalls& calls) {
+/// Sees what has which name in a folder to the disk. False, with the reason in errno, when it may not be there.
+bool flushFolder(int folder, const SystemCalls& calls) {
+  // EINVAL is how a file system says that its folders need no flushing.
+  return calls.flush(folder) == 0 || errno == EINVAL;
+}
+
+bool flushFolderOf(const std::filesystem::path& file, const SystemCalls& calls) {
   const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return folder ? calls.flush(folder.get()) : -1;
+  return folder && flushFolder(folder.get(), calls);
 }
 
 /// Makes a file for its owner only, whose name is not on the disk yet; false when something has the name already.
@@ -139,7 +144,7 @@ class Change {
     if (old) keep(*before);
     const Descriptor lock = lockedForAWhile(folderPath_);
     if (!(old ? replaces(*before, *after) : takesFreeName())) return Outcome::startOver;
-    if (calls_.flush(folder_.get()) != 0) {
+    if (!flushFolder(folder_.get(), calls_)) {
       throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
                       " is in its place, but it may not outlast a power failure, because " + reason(errno) + ".");
     }
@@ -224,7 +229,7 @@ std::optional<std::string> readFile(const std::filesystem::path& file) {
 
 bool makeFile(const std::filesystem::path& file, std::string_view text, const SystemCalls& calls) {
   if (!makeUnflushed(file, text, file, calls)) return false;
-  if (flushFolderOf(file, calls) == 0) return true;
+  if (flushFolderOf(file, calls)) return true;
   const int error = errno;
   ::unlink(file.c_str());
   throw failed(file, "written", error);
@@ -238,7 +243,7 @@ void putPrivateFile(const std::filesystem::path& file, std::string_view text, co
     calls.unlink(AT_FDCWD, temporary.c_str());
     throw failed(file, "written", error);
   }
-  if (flushFolderOf(file, calls) != 0) throw failed(file, "written", errno);
+  if (!flushFolderOf(file, calls)) throw failed(file, "written", errno);
 }
 
 bool changeFile(const std::filesystem::path& file, const FileEdit& edit, const SystemCalls& calls) {

@@ -206,6 +206,27 @@ TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
   EXPECT_EQ(entries(folder.path()), 1U);
 }
 
+TEST(FileChange, worksWhereFoldersNeedNoFlushing) {
+  const TemporaryFolder folder;
+  const auto calls = [] {
+    StagedCalls staged;
+    staged.failingFlush = 2;
+    staged.flushError = EINVAL;
+    return staged;
+  };
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls()));
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls()));
+  EXPECT_TRUE(makeFile(folder.path() / "g", "made", calls()));
+  putPrivateFile(folder.path() / "g", "put", calls());
+  EXPECT_EQ(got(folder.path() / "f"), "newer");
+  EXPECT_EQ(got(folder.path() / "g"), "put");
+
+  StagedCalls file;
+  file.failingFlush = 1;
+  file.flushError = EINVAL;
+  EXPECT_NE(errorOf([&] { changeFile(folder.path() / "f", to("newest"), file); }), "no error");
+}
+
 TEST(FileChange, startsOverWhenAnotherProgramWritesAtTheSameMoment) {
   for (const bool hasExchange : {true, false}) {
     for (int times = 1; times <= 5; ++times) {

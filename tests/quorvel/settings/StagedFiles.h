@@ -52,6 +52,7 @@ class StagedCalls : public SystemCalls {
   bool hasRename = true;
   int failingWrite = 0;
   int failingFlush = 0;  // the number of the flush that fails
+  int flushError = EIO;
   std::function<void()> beforeSwap = [] {};
   mutable int flushes = 0;
   mutable int swaps = 0;
@@ -61,7 +62,7 @@ class StagedCalls : public SystemCalls {
     return SystemCalls::write(file, bytes, std::min<std::size_t>(count, 3));  // short writes are finished
   }
   int flush(int file) const noexcept override {
-    return ++flushes == failingFlush ? (errno = EIO, -1) : SystemCalls::flush(file);
+    return ++flushes == failingFlush ? (errno = flushError, -1) : SystemCalls::flush(file);
   }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
     beforeSwap();
