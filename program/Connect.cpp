@@ -116,6 +116,8 @@ class Registration {
     const std::string before = quorvel::readFile(file).value_or("");
     const ConfigEdit edit = edited(before);
     if (edit.text == before) return sayUnchanged(file);
+    // Refuses, as the change itself would, a file in a folder that there is not.
+    if (!makesFolders_) quorvel::changeFile(file, [](const auto&) { return std::nullopt; });
     print(named(file) + " would change so:\n" + lineDiff(before, edit.text));
     sayDropped(edit);
   }

@@ -141,13 +141,16 @@ TEST(ConnectPlaces, areReadFromTheCurrentFolderAsTyped) {
 TEST(ConnectPlaces, thatAPersonNamesAndThatHaveNoFolderAreRefused) {
   const ClientHome home;
   const auto census = home.census();
-  EXPECT_EQ(
-      home.kelvane({"connect", "codex", "--config", (home / "slip/config.toml").native()}),
-      (Outcome{1, "",
-               refused(home.quoted("slip/config.toml") + " could not be written, because there is no such folder.",
-                       codexLines())}));
-  EXPECT_EQ(home.kelvane({"disconnect", "codex", "--config", (home / "slip/config.toml").native()}),
-            (Outcome{0, home.notConnected("slip/config.toml"), ""}));
+  const std::string file = (home / "slip/config.toml").native();
+  const std::string sentence =
+      home.quoted("slip/config.toml") + " could not be written, because there is no such folder.";
+  for (const Names& option : {Names{}, Names{"--dry-run"}}) {
+    Names words = {"connect", "codex", "--config", file};
+    words.insert(words.end(), option.begin(), option.end());
+    EXPECT_EQ(home.kelvane(words), (Outcome{1, "", refused(sentence, codexLines())}));
+    words.front() = "disconnect";
+    EXPECT_EQ(home.kelvane(words), (Outcome{0, home.notConnected("slip/config.toml"), ""}));
+  }
   EXPECT_EQ(home.census(), census);
 }
 
