@@ -73,6 +73,9 @@ class FolderLibrary final : public ScriptLibrary {
 
   ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
   ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder) override;
+
+  /// A folder keeps its name when the new one would make the path of something in it too long for the system: that
+  /// would be left out of `contents` from then on.
   ScriptItem rename(const ScriptItem& item, std::string_view name) override;
 
   /// Makes an empty script at exactly this identifier, with the folders above it, for a script that is gone: the
@@ -82,6 +85,7 @@ class FolderLibrary final : public ScriptLibrary {
  private:
   Descriptor openRoot() const;
   std::size_t longestIdentifier() const;
+  bool fitsWith(std::size_t moreBytes, const std::string& folder) const;
   std::filesystem::path pathOf(std::string_view identifier) const;
   void sweep(const ChangingFolder& folder);
   void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);

@@ -114,6 +114,13 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
   }
 }
 
+// Whether what is in a folder can still be opened by its path when the folder's own gets longer.
+bool FolderLibrary::fitsWith(std::size_t moreBytes, const std::string& folder) const {
+  const Descriptor root = openRoot();
+  const std::size_t longest = longestIdentifier();
+  return longestIdentifierBelow(means_.calls, {root.get(), folder, longest}) + moreBytes <= longest;
+}
+
 ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked) {
   const std::string happened = quorvel::quoted(item.identifier) + " could not be renamed";
   const ChangingEntry place = entryToChange(means_.calls, openRoot(), item.identifier, happened);
@@ -143,6 +150,10 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
     ScriptItem result = renamed(number);
     if (file == place.name) return result;
     if (result.identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    if (!isScript && file.size() > place.name.size() && !fitsWith(file.size() - place.name.size(), place.identifier()))
+      throw LibraryError(
+          happened +
+          ", because the path of something in it would be too long for the system then. Use a shorter name.");
     PendingRename pending = history_->willRename(place.identifier(), result.identifier);
     if ((isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file)) {
       flush(means_.calls, place.in,

@@ -196,4 +196,20 @@ std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, cons
   return count;
 }
 
+std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place) {
+  std::size_t longest = place.folder.size();
+  std::vector<std::string> unread(1, std::string(place.folder));
+  while (!unread.empty()) {
+    const std::string folder = std::move(unread.back());
+    unread.pop_back();
+    readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
+      const std::size_t size = joinedSize(folder, name);
+      if (size > place.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
+      longest = std::max(longest, size);
+      if (kind == Kind::folder) unread.push_back(joined(folder, name));
+    });
+  }
+  return longest;
+}
+
 }  // namespace quorvel

@@ -154,6 +154,24 @@ TEST_P(Renaming, toANameThatMakesThePathTooLongIsRefused) {
   EXPECT_EQ(story(talk.identifier), "kept: words\n");
 }
 
+TEST_P(Renaming, ofAFolderLosesNothingBelowItFromSight) {
+  std::string deepest = "Top";
+  std::filesystem::create_directory(root / deepest);
+  const auto room = [&] { return PATH_MAX - 1 - root.native().size() - 1 - (deepest.size() + 1); };
+  while (room() > 50) {
+    deepest = library.createFolder(std::string(room() <= 291 ? room() - 51 : 200, 'd'), deepest).identifier;
+  }
+  ASSERT_EQ(room(), 50U);
+  library.create(std::string(44, 's'), deepest);  // its path may be 3 bytes longer
+  const std::string below = tree(library.contents(root / "Top"));
+  EXPECT_EQ(sentenceOf([&] { library.rename(folderItem("Top"), "Longer."); }),
+            "\"Top\" could not be renamed, because the path of something in it would be too long for the system then. "
+            "Use a shorter name.");
+  EXPECT_EQ(tree(library.contents(root / "Top")), below);
+  EXPECT_EQ(library.rename(folderItem("Top"), "Longer").identifier, "Longer");
+  EXPECT_EQ(tree(library.contents(root / "Longer")), below);
+}
+
 TEST_P(Renaming, aDamagedHistoryRefusesIt) {
   put(".kelvane/history.sqlite", std::string(8192, 'x'));
   EXPECT_THROW(library.rename(script("Talk.md"), "New"), HistoryError);
