@@ -55,6 +55,10 @@ class ScriptLibrary {
   /// A script's whole text.
   virtual std::string read(const ScriptItem& script) const = 0;
 
+  /// The same, for a text that is about to be replaced by what is made of it. A library whose scripts are saved by
+  /// programs that take no lock waits here until such a save is whole.
+  virtual std::string readToReplace(const ScriptItem& script) const { return read(script); }
+
   /// The identifier of the item at a path inside the library: the path relative to the root, a script's with its
   /// extension. It resolves back to the same item.
   virtual std::string identifier(const std::filesystem::path& file) const = 0;

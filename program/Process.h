@@ -16,7 +16,8 @@ class UsageError : public std::runtime_error {
 
 /// To be called before anything else, and before any file is opened.
 ///
-/// A reader that goes away is a failed write from then on and not the end of the process. Standard input, output and
+/// A reader that goes away, and a file that grows beyond what the system allows, are failed writes from then on and not
+/// the end of the process. Standard input, output and
 /// error are open, so that no file of ours gets one of their numbers: a closed input has ended, a closed output is one
 /// whose reader is gone, and what is written to a closed error is dropped.
 void prepareProcess();

@@ -10,7 +10,6 @@
 #include "protocol/RPCError.h"
 #include "scripttools/Arguments.h"
 #include "scripttools/Chapters.h"
-#include "scripttools/Resolution.h"
 
 namespace kelvane {
 
@@ -26,8 +25,8 @@ using Change = std::string (*)(const JSON::Object& arguments, const Script& scri
 using Note = std::string (*)(const JSON::Object& arguments);
 
 std::string editChapters(const JSON::Object& arguments, WritingTurn& turn, Change change, Note note) {
-  const auto item = scriptAt(requiredString("id", arguments), turn.library());
-  const Script script(turn.library().read(item));
+  const auto item = turn.scriptAt(requiredString("id", arguments));
+  const Script script(turn.read(item));
   auto text = change(arguments, script);
   if (unicode::equivalent(text, script.text())) return chapterList(script);
   turn.keepPrevious(item, note(arguments));

@@ -6,7 +6,6 @@
 #include "protocol/RPCError.h"
 #include "scripttools/Arguments.h"
 #include "scripttools/ItemSummary.h"
-#include "scripttools/Resolution.h"
 #include "scripttools/SavedMoment.h"
 
 namespace kelvane {
@@ -20,7 +19,7 @@ Tool createScript(const WritingTurns& turns) {
                   {"text", "The script's opening text. Optional."}},
                  {"name"}),
           turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto folder = folderAt(suppliedString("folder", arguments), turn.library());
+            const auto folder = turn.folderAt(suppliedString("folder", arguments));
             const auto script = turn.create(requiredString("name", arguments), folder);
             if (const auto text = suppliedString("text", arguments)) turn.write(*text, script);
             return JSON(itemSummary(script)).encoded();
@@ -34,7 +33,7 @@ Tool createFolder(const WritingTurns& turns) {
           {{"name", "What to call it"}, {"folder", "Identifier of the folder to nest it in. Omit for the top level."}},
           {"name"}),
       turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-        const auto folder = folderAt(suppliedString("folder", arguments), turn.library());
+        const auto folder = turn.folderAt(suppliedString("folder", arguments));
         return JSON(itemSummary(turn.createFolder(requiredString("name", arguments), folder))).encoded();
       })};
 }
@@ -45,7 +44,7 @@ Tool renameItem(const WritingTurns& turns) {
           "identifier of everything inside it, so use the one that comes back.",
           schema({{"id", "Identifier of the script or folder"}, {"name", "The new name"}}, {"id", "name"}),
           turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto item = itemAt(requiredString("id", arguments), turn.library());
+            const auto item = turn.itemAt(requiredString("id", arguments));
             return JSON(itemSummary(turn.rename(item, requiredString("name", arguments)))).encoded();
           })};
 }
@@ -60,9 +59,9 @@ Tool saveVersion(const WritingTurns& turns) {
                    "cutting the intro\""}},
                  {"id", "note"}),
           turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = scriptAt(requiredString("id", arguments), turn.library());
+            const auto script = turn.scriptAt(requiredString("id", arguments));
             const auto note = requiredString("note", arguments);
-            const auto version = turn.snapshot(turn.library().read(script), script, note);
+            const auto version = turn.snapshot(turn.read(script), script, note);
             if (!version) {
               throw RPCError::invalidParams("\"" + script.identifier + "\" is empty, so there is nothing to keep");
             }
@@ -85,7 +84,7 @@ Tool updateScript(const WritingTurns& turns) {
                    "seconds\""}},
                  {"id", "text", "note"}),
           turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = scriptAt(requiredString("id", arguments), turn.library());
+            const auto script = turn.scriptAt(requiredString("id", arguments));
             const auto text = requiredString("text", arguments);
             turn.keepPrevious(script, requiredString("note", arguments));
             turn.write(text, script);
@@ -102,10 +101,10 @@ Tool appendToScript(const WritingTurns& turns) {
                   {"note", "A few words on what you added, for the version history"}},
                  {"id", "text", "note"}),
           turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = scriptAt(requiredString("id", arguments), turn.library());
+            const auto script = turn.scriptAt(requiredString("id", arguments));
             const auto added = requiredString("text", arguments);
             turn.keepPrevious(script, requiredString("note", arguments));
-            const auto text = quorvel::ScriptText::appending(added, turn.library().read(script));
+            const auto text = quorvel::ScriptText::appending(added, turn.read(script));
             turn.write(text, script);
             return JSON(itemSummary(script, text)).encoded();
           })};

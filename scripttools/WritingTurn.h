@@ -14,17 +14,24 @@ namespace kelvane {
 
 /// One call of a tool that writes: the only way from a tool to the operations that change the library or its history.
 ///
-/// It holds the library's lock for as long as it lives, from before the call's first read to after its last write, so
-/// that what was read is what is replaced. A lock that cannot be had is no failure yet: the call still judges its
-/// arguments and identifiers, and one that turns out to change nothing is answered. The first operation that would
-/// keep, create, rename or write throws the lock's own error instead, and nothing was changed.
+/// It takes the library's lock before the first of these operations, and before the first text is read for them, so
+/// that what was read is what is replaced, and holds it for as long as it lives. Arguments and identifiers can be
+/// judged before that: a bad call waits for nobody and leaves nothing on the disk. A lock that cannot be had is no
+/// failure yet: one that turns out to change nothing is answered. The first operation that would keep, create, rename
+/// or write throws the lock's own error instead, and nothing was changed.
 class WritingTurn {
  public:
-  /// Takes the lock, waiting as long as the library does. Both must outlive the turn.
-  WritingTurn(quorvel::ScriptLibrary& library, quorvel::VersionStore& versions);
+  /// Both must outlive the turn.
+  WritingTurn(quorvel::ScriptLibrary& library, quorvel::VersionStore& versions)
+      : library_(library), versions_(versions) {}
 
-  /// The library, for reading.
-  const quorvel::ScriptLibrary& library() const noexcept { return library_; }
+  /// The operations of scripttools/Resolution.h. A call looks up one identifier, which has to outlive the turn.
+  quorvel::ScriptItem itemAt(std::string_view identifier);
+  quorvel::ScriptItem scriptAt(std::string_view identifier);
+  std::optional<std::string> folderAt(const std::optional<std::string_view>& identifier);
+
+  /// A script's whole text, to be replaced by what is made of it.
+  std::string read(const quorvel::ScriptItem& script);
 
   /// Keeps a text as a version of the script; nothing for an empty text, which needs no lock as it is not kept.
   std::optional<quorvel::ScriptVersion> snapshot(std::string_view text, const quorvel::ScriptItem& script,
@@ -41,11 +48,23 @@ class WritingTurn {
   quorvel::ScriptItem rename(const quorvel::ScriptItem& item, std::string_view name);
 
  private:
-  // Throws the error of a lock that could not be had.
-  void confirm() const;
+  // Looks something up, now and again when the lock is held.
+  template <class LookUp>
+  auto judged(LookUp lookUp) {
+    judgeAgain_ = [lookUp] { static_cast<void>(lookUp()); };
+    return lookUp();
+  }
+
+  // Takes the lock, waiting as long as the library does, unless that was tried before. Throws what is wrong with the
+  // identifier by then.
+  void takeLock();
+  // The same; throws also the error of a lock that could not be had.
+  void requireLock();
 
   quorvel::ScriptLibrary& library_;
   quorvel::VersionStore& versions_;
+  std::function<void()> judgeAgain_;
+  bool wasLockTried_ = false;
   std::unique_ptr<quorvel::LibraryLock> lock_;
   std::exception_ptr lockFailure_;
 };

@@ -12,6 +12,7 @@
 #include "quorvel/library/Beneath.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/Listing.h"
+#include "quorvel/library/OpenWriters.h"
 #include "quorvel/library/WholeFile.h"
 
 namespace quorvel {
@@ -74,6 +75,14 @@ std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& fol
 }
 
 std::string FolderLibrary::read(const ScriptItem& script) const {
+  return read(script, std::chrono::milliseconds(0));
+}
+
+std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
+  return read(script, patienceWithWriters);
+}
+
+std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
   if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
   const Descriptor root = openRoot();
@@ -83,6 +92,7 @@ std::string FolderLibrary::read(const ScriptItem& script) const {
   if (S_ISDIR(status.st_mode)) throw failure(happened, EISDIR);
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
+  if (patience.count() > 0) waitForWriters(file.get(), patience);
   auto text = readToEnd(file.get());
   if (!text) throw failure(happened, errno);
   return std::move(*text);

@@ -55,6 +55,10 @@ class FolderLibrary final : public ScriptLibrary {
   /// The script's exact bytes.
   std::string read(const ScriptItem& script) const override;
 
+  /// The same, once no program has the script open for writing, where the system can tell; after two seconds all the
+  /// same, and `write` refuses then.
+  std::string readToReplace(const ScriptItem& script) const override;
+
   /// For a path as `root()` spells it or with the links on it resolved. Nothing is inside the whole disk, "/".
   std::string identifier(const std::filesystem::path& file) const override;
 
@@ -84,6 +88,7 @@ class FolderLibrary final : public ScriptLibrary {
 
  private:
   Descriptor openRoot() const;
+  std::string read(const ScriptItem& script, std::chrono::milliseconds patienceWithWriters) const;
   std::size_t longestIdentifier() const;
   bool fitsWith(std::size_t moreBytes, const std::string& folder) const;
   std::filesystem::path pathOf(std::string_view identifier) const;

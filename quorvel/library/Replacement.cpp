@@ -19,9 +19,6 @@
 namespace quorvel {
 namespace {
 
-// How long a program may take to save the script while we wait; shorter than other writers wait for the lock.
-constexpr std::chrono::seconds patienceWithWriters(2);
-
 bool lacksTheCall(int error) {
   return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
 }

@@ -66,8 +66,9 @@ Stream stream(int wanted, bool isInput, bool inPackets) {
 
 // Between fork and exec: only what is safe there. Ends the process.
 [[noreturn]] void become(int program, char* const* arguments, char* const* environment, std::array<int, 3> streams,
-                         const char* folder, bool asNobody) {
+                         const char* folder, const Start& start) {
   std::signal(SIGPIPE, SIG_DFL);
+  std::signal(SIGXFSZ, SIG_DFL);
   // Above the standard ones first, so that none overwrites another.
   for (int& stream : streams) {
     if (stream >= 0) stream = ::fcntl(stream, F_DUPFD_CLOEXEC, 3);
@@ -81,7 +82,11 @@ Stream stream(int wanted, bool isInput, bool inPackets) {
     }
   }
   if (folder != nullptr && ::chdir(folder) != 0) ::_exit(126);
-  if (asNobody && ::geteuid() == 0) {
+  if (start.largestFile) {
+    const rlimit limit{*start.largestFile, *start.largestFile};
+    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) ::_exit(126);
+  }
+  if (start.asNobody && ::geteuid() == 0) {
     if (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0) ::_exit(126);
   }
   ::fexecve(program, arguments, environment);  // by descriptor: its folder may be closed to nobody
@@ -114,7 +119,7 @@ Program::Program(const Start& start) {
   if (id_ < 0) fail("fork");
   if (id_ == 0) {
     become(program, argumentPointers.data(), environmentPointers.data(), {input.child, output.child, errors.child},
-           start.folder.empty() ? nullptr : start.folder.c_str(), start.asNobody);
+           start.folder.empty() ? nullptr : start.folder.c_str(), start);
   }
   ::close(program);
   for (const Stream& each : {input, output, errors}) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -32,9 +33,10 @@ struct Start {
   int input = piped;  ///< One of the two above, or a descriptor that stays the test's.
   int output = piped;
   int errors = piped;
-  bool inputInPackets = false;        ///< Each write to the piped input is read alone, however small it is.
-  bool asNobody = false;              ///< Without root's rights, if the test has them.
-  std::filesystem::path folder = {};  ///< The current folder, if it matters.
+  bool inputInPackets = false;             ///< Each write to the piped input is read alone, however small it is.
+  bool asNobody = false;                   ///< Without root's rights, if the test has them.
+  std::optional<rlim_t> largestFile = {};  ///< In bytes.
+  std::filesystem::path folder = {};       ///< The current folder, if it matters.
   std::filesystem::path program = KELVANE_PROGRAM;
   std::filesystem::path home = "/nonexistent";
   std::vector<std::string> environment = {};  ///< Further variables: "NAME=VALUE".

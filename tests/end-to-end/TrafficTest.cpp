@@ -206,5 +206,32 @@ TEST(Traffic, theReaderThatIsGoneDoesNotMatterWhileThereIsNothingToSay) {
   EXPECT_EQ(program.finish().status, 0);
 }
 
+TEST(Traffic, aLimitOnTheSizeOfFilesIsASentenceAndTheNextRequestIsServed) {
+  const Folder library;
+  library.put("Talk.md", "old");
+  Client client(Start{.arguments = {"serve", "--allow-writes", "--library", library.text()}, .largestFile = 65536});
+  const std::string text(200'000, 'x');
+  EXPECT_EQ(client.call("update_script", {{"id", "Talk.md"}, {"text", text}, {"note", "n"}}),
+            failure("\"Talk.md\" could not be written, because it would be larger than the system allows. Split the "
+                    "text into several scripts."));
+  EXPECT_EQ(client.call("read_script", {{"id", "Talk.md"}}), success("old"));
+  client.finish();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(library.path()), {}), 2) << "the script and .kelvane";
+}
+
+TEST(Traffic, aBadCallWaitsForNoLockAndLeavesNothingOnTheDisk) {
+  const Folder library;
+  library.put("Talk.md", "old");
+  const auto before = library.census();
+  Client client(library.text(), true);
+  EXPECT_EQ(client.call("update_script", {{"id", "None.md"}, {"text", "x"}, {"note", "n"}}),
+            failure("Nothing at \"None.md\""));
+  EXPECT_EQ(client.call("rename", {{"name", "x"}}), failure("Missing \"id\""));
+  EXPECT_EQ(client.call("create_script", {{"name", "x"}, {"folder", "../y"}}),
+            failure("\"../y\" is not inside the library"));
+  client.finish();
+  EXPECT_EQ(library.census(), before);
+}
+
 }  // namespace
 }  // namespace kelvane::tests

@@ -123,6 +123,32 @@ TEST(WritingTurns, reportAFailedReadBeforeAFailedLock) {
   EXPECT_EQ(bench.call("update_script", R"({"id": "Talk.md", "text": "x", "note": "n"})"), failed(Watch::failure));
 }
 
+TEST(WritingTurns, judgeArgumentsAndIdentifiersBeforeTheyTakeTheLock) {
+  const struct {
+    std::string_view tool, arguments, message;
+  } cases[] = {
+      {"create_script", R"({"folder": "Scenes"})", "Missing \"name\""},
+      {"create_script", R"({"name": "New", "folder": "None"})", "Nothing at \"None\""},
+      {"create_folder", R"({"name": "New", "folder": "Talk.md"})", "\"Talk.md\" is a script, not a folder"},
+      {"rename", R"({"name": "New"})", "Missing \"id\""},
+      {"rename", R"({"id": "../x", "name": "New"})", "\"../x\" is not inside the library"},
+      {"rename", R"({"id": "Talk.md"})", "Missing \"name\""},
+      {"save_version", R"({"id": "Talk.md"})", "Missing \"note\""},
+      {"update_script", R"({"id": "Scenes", "text": "x", "note": "n"})", "\"Scenes\" is a folder, not a script"},
+      {"update_script", R"({"id": "Talk.md", "note": "n"})", "Missing \"text\""},
+      {"append_to_script", R"({"id": "None.md", "text": "x", "note": "n"})", "Nothing at \"None.md\""},
+      {"append_to_script", R"({"id": "Talk.md", "note": "n"})", "Missing \"text\""},
+      {"add_chapter", R"({"id": "None.md", "title": "x"})", "Nothing at \"None.md\""},
+      {"move_chapter", R"({"chapter": "1", "to": "2"})", "Missing \"id\""},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(named(each));
+    const Workbench bench;
+    EXPECT_EQ(bench.call(each.tool, each.arguments), failed(each.message));
+    EXPECT_EQ(bench.watch->count("lock"), 0U);
+  }
+}
+
 TEST(WritingTurns, needNoLockWhereNothingChanges) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";

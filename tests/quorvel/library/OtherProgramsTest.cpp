@@ -283,6 +283,18 @@ TEST_F(HalfSaved, isWaitedForAndKeptWhole) {
   EXPECT_EQ(story("Talk.md"), std::string("kept: old\n") + meanwhile + "half and whole\n");
 }
 
+TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
+  if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
+  begin();
+  EXPECT_EQ(library.read(script("Talk.md")), "half ") << "a reader waits for nobody";
+  std::thread rest([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    finish();
+  });
+  EXPECT_EQ(library.readToReplace(script("Talk.md")), "half and whole");
+  rest.join();
+}
+
 TEST_F(HalfSaved, andNeverFinishedRefusesTheWriteAndKeepsTheirFile) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   calls.interrupt("exchange", [&] { begin(); });
