@@ -49,7 +49,7 @@ bool makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind)
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
 // \"Talk.md\" was made".
 void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::string& done) {
-  if (calls.flush(folder.folder.get()) == 0 || errno == EINVAL) return;
+  if (calls.flushFolder(folder.folder.get()) == 0) return;
   throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(errno) +
                      ". Check the disk.");
 }

@@ -1,16 +1,15 @@
 #include "quorvel/library/Listing.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <utility>
 
 #include "platform/Unicode.h"
 #include "quorvel/library/Beneath.h"
+#include "quorvel/library/FolderEntries.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/NaturalOrder.h"
 
@@ -18,14 +17,6 @@ namespace quorvel {
 namespace {
 
 using Kind = ScriptItem::Kind;
-
-struct CloseFolder {
-  void operator()(DIR* folder) const noexcept {
-    const int error = errno;  // still to be read by whoever gave up before this went
-    ::closedir(folder);
-    errno = error;
-  }
-};
 
 // Whether a failure tells something about the one thing that was asked for: that we may not look at it, or that it went
 // or gave way to something else since its name was read. Any other, such as too many open files or a disk that reports
@@ -57,18 +48,14 @@ unsigned char typeOf(const dirent& entry, int folder) {
 // could not be read to its end.
 template <class Take>
 bool readFolder(const SystemCalls& calls, int root, std::string_view identifier, Take take) {
-  Descriptor opened = openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
-  if (!opened) return false;
-  const std::unique_ptr<DIR, CloseFolder> folder(::fdopendir(opened.get()));
+  FolderEntries folder(calls, openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK));
   if (!folder) return false;
-  opened.release();
   while (true) {
-    errno = 0;
-    const dirent* entry = calls.nextEntry(folder.get());
+    const dirent* entry = folder.next();
     if (entry == nullptr) return errno == 0;
     const std::string_view name = entry->d_name;
     if (name.starts_with('.')) continue;
-    const unsigned char type = typeOf(*entry, ::dirfd(folder.get()));
+    const unsigned char type = typeOf(*entry, folder.folder());
     if (type == DT_UNKNOWN && !concernsOnlyWhatWasAsked(errno)) return false;
     if (type == DT_DIR) take(name, Kind::folder);
     if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);

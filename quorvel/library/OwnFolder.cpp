@@ -7,6 +7,8 @@
 #include <string>
 #include <system_error>
 
+#include "quorvel/library/SystemCalls.h"
+
 namespace quorvel {
 
 namespace {
@@ -48,8 +50,7 @@ Descriptor makeOwnFolder(const std::filesystem::path& root) {
 }
 
 void flushFolder(const Descriptor& folder) {
-  // EINVAL is how a file system says that its folders need no flushing.
-  if (::fsync(folder.get()) != 0 && errno != EINVAL) fail(errno);
+  if (SystemCalls::ofTheSystem().flushFolder(folder.get()) != 0) fail(errno);
 }
 
 }  // namespace quorvel

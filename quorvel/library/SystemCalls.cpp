@@ -55,6 +55,14 @@ int SystemCalls::flush(int file) const noexcept {
   return ::fsync(file);
 }
 
+int SystemCalls::flushFolder(int folder) const noexcept {
+  return flush(folder) == 0 || errno == EINVAL ? 0 : -1;
+}
+
+bool SystemCalls::isLacking(int error) noexcept {
+  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
+}
+
 int SystemCalls::exchange([[maybe_unused]] int folder, [[maybe_unused]] const char* one,
                           [[maybe_unused]] const char* other) const noexcept {
 #ifdef __linux__

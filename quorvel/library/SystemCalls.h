@@ -24,8 +24,15 @@ class SystemCalls {
 
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
 
+  /// Whether an errno says that the system or the disk does not know the call. Some disks say so by EPERM, which is
+  /// then told from a refusal by trying to do without.
+  static bool isLacking(int error) noexcept;
+
   /// Returns when a file's bytes, or a folder's entries, are on the disk.
   virtual int flush(int file) const noexcept;
+
+  /// The same for a folder. EINVAL, by which a disk says that its folders need no flushing, is no failure.
+  int flushFolder(int folder) const noexcept;
 
   /// Swaps two entries of a folder in one step, whatever they are.
   virtual int exchange(int folder, const char* one, const char* other) const noexcept;
