@@ -161,6 +161,10 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
       pending.done();
       return result;
     }
+    if (errno == EOPNOTSUPP)
+      throw LibraryError(happened +
+                         ", because this disk has no way to rename a file without the danger of replacing another "
+                         "one. Rename it in another program.");
     if (errno != EEXIST) throw failure(happened, errno);
     first = number + 1;
   }

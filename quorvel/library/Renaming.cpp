@@ -6,43 +6,54 @@
 
 #include <cerrno>
 
+#include "quorvel/library/FileIdentity.h"
+#include "quorvel/library/TemporaryName.h"
+
 namespace quorvel {
 namespace {
-
-bool lacksTheCall(int error) {
-  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
-}
-
-bool sameFile(int folder, const std::string& one, const std::string& other) {
-  struct stat first;
-  struct stat second;
-  return ::fstatat(folder, one.c_str(), &first, AT_SYMLINK_NOFOLLOW) == 0 &&
-         ::fstatat(folder, other.c_str(), &second, AT_SYMLINK_NOFOLLOW) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
-}
 
 bool failWith(int error) {
   errno = error;
   return false;
 }
 
+// Gives what is aside its name again. A file stays aside if the name is taken by now, where the next writer keeps its
+// text; a folder has no second name and is renamed.
+void putBack(const SystemCalls& calls, int folder, const std::string& aside, const std::string& name) {
+  if (calls.link(folder, aside.c_str(), name.c_str()) == 0) {
+    calls.unlink(folder, aside.c_str());
+  } else {
+    renameFolder(calls, folder, aside, name);
+  }
+}
+
 }  // namespace
 
 bool renameFile(const SystemCalls& calls, int folder, const std::string& from, const std::string& to) {
   if (calls.renameToFreeName(folder, from.c_str(), to.c_str()) == 0) return true;
-  if (!lacksTheCall(errno)) return false;
-  if (calls.link(folder, from.c_str(), to.c_str()) != 0) return false;
-  // A file that another program has put there meanwhile is not ours to unlink.
-  const int error = sameFile(folder, from, to) ? 0 : EBUSY;
-  if (error == 0 && calls.unlink(folder, from.c_str()) == 0) return true;
-  const int unlinkError = error != 0 ? error : errno;
-  calls.unlink(folder, to.c_str());
-  return failWith(unlinkError);
+  if (!SystemCalls::isLacking(errno)) return false;
+  const std::string aside = TemporaryName::fresh(from).ofTakenFile().text();
+  const auto file = identityOf(folder, from);
+  if (!file) return false;
+  if (calls.link(folder, from.c_str(), to.c_str()) != 0)
+    return failWith(SystemCalls::isLacking(errno) ? EOPNOTSUPP : errno);
+  int error = EBUSY;
+  if (calls.rename(folder, from.c_str(), aside.c_str()) != 0) {
+    error = errno;
+  } else if (identityOf(folder, aside) == file && identityOf(folder, to) == file) {
+    calls.unlink(folder, aside.c_str());
+    return true;
+  } else {
+    putBack(calls, folder, aside, from);
+  }
+  const auto second = identityOf(folder, to);
+  if (second && (second == file || second == identityOf(folder, from))) calls.unlink(folder, to.c_str());
+  return failWith(error);
 }
 
 bool renameFolder(const SystemCalls& calls, int folder, const std::string& from, const std::string& to) {
   if (calls.renameToFreeName(folder, from.c_str(), to.c_str()) == 0) return true;
-  if (!lacksTheCall(errno)) return false;
+  if (!SystemCalls::isLacking(errno)) return false;
   if (::mkdirat(folder, to.c_str(), 0700) != 0) return false;
   // A folder replaces an empty folder and nothing else; this one is empty unless somebody has begun to use it.
   if (calls.rename(folder, from.c_str(), to.c_str()) == 0) return true;

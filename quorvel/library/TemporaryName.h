@@ -12,7 +12,8 @@
 ///
 /// SCRIPT is a hash of the script's file name, RANDOM cannot be guessed, both with 16 hexadecimal digits; INODE is the
 /// number of the file that was made, in hexadecimal digits. A file of the second form whose own number is INODE never
-/// was the script; one with another number was taken out of the script's place, and its text was once to be read there.
+/// was the script; one with another number, of which 0 is no file's, was taken out of the script's place, and its text
+/// was once to be read there.
 namespace quorvel {
 
 struct TemporaryName {
@@ -28,6 +29,9 @@ struct TemporaryName {
 
   /// A name of the first form that nobody had before. Throws std::system_error when the system has no random bytes.
   static TemporaryName fresh(std::string_view scriptName);
+
+  /// The same name for a file that was taken out of the script's place.
+  TemporaryName ofTakenFile() const noexcept { return {script, random, 0}; }
 
   /// Nothing for a name that is none of these.
   static std::optional<TemporaryName> parse(std::string_view name) noexcept;

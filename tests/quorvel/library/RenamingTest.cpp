@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
@@ -194,7 +196,7 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLosesNeitherTheTextNorItsHistory) {
     history->snapshot("words", root / from, "kept");
     const std::string answer = inChild([&]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
-        if (call == "openBeneath") return 0;
+        if (call == "openBeneath" || call == "nextEntry") return 0;
         if (++made == time) dieAtOnce();
         return call == "renameToFreeName" ? GetParam() : 0;
       };
@@ -226,7 +228,7 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLeavesTheHistoriesBelowAFolderWhereThe
     history->snapshot("words", root / from / "Deep/End.md", "kept");
     const std::string answer = inChild([&]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
-        if (call == "openBeneath") return 0;
+        if (call == "openBeneath" || call == "nextEntry") return 0;
         if (++made == time) dieAtOnce();
         return call == "renameToFreeName" ? GetParam() : 0;
       };
@@ -246,25 +248,68 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLeavesTheHistoriesBelowAFolderWhereThe
   EXPECT_GE(deaths, 2);
 }
 
-TEST_F(LibraryHouse, aFileThatIsReplacedWhileItIsRenamedIsNotUnlinked) {
+// Another program saves a file of one of the two names while a script is renamed by a second name.
+struct Meeting {
+  const char* description;
+  const char* call;  // just before which it does
+  const char* name;
+  bool isFolder;
+  bool isRefused;
+  std::vector<std::string> left;
+};
+
+class RenamingByASecondName : public LibraryHouse, public ::testing::WithParamInterface<Meeting> {};
+
+TEST_P(RenamingByASecondName, neverUnlinksAFileOfAnotherProgram) {
+  const Meeting& meeting = GetParam();
   put("Talk.md", "words");
-  class Swapping : public StagedCalls {
-   public:
-    std::function<void()> afterLink;
-    int link(int folder, const char* from, const char* to) const noexcept override {
-      const int result = SystemCalls::link(folder, from, to);
-      afterLink();
-      return result;
+  const auto theirs = meeting.isFolder ? std::filesystem::path(meeting.name) / "theirs" : meeting.name;
+  calls.before = [&, met = false](std::string_view call) mutable {
+    if (call == meeting.call && !std::exchange(met, true)) {
+      if (meeting.isFolder) {
+        std::filesystem::remove(root / meeting.name);
+        put(theirs, "theirs");
+      } else {
+        put("saved~", "theirs");
+        std::filesystem::rename(root / "saved~", root / meeting.name);
+      }
     }
-  } swapping;
-  swapping.lack({"renameToFreeName"}, EINVAL);
-  swapping.afterLink = [&] {
-    put("Talk.md~", "theirs");
-    std::filesystem::rename(root / "Talk.md~", root / "Talk.md");
+    return call == "renameToFreeName" ? EINVAL : 0;
   };
-  FolderLibrary slow(root, history, {swapping, std::chrono::milliseconds(50)});
-  EXPECT_THAT(sentenceOf([&] { slow.rename(script("Talk.md"), "New"); }), HasSubstr("another program is using it"));
-  EXPECT_EQ(bytesOf("Talk.md"), "theirs");
+  const std::string sentence = sentenceOf([&] { library.rename(script("Talk.md"), "New"); });
+  EXPECT_EQ(bytesOf(theirs), "theirs") << meeting.description;
+  EXPECT_EQ(names(), meeting.left) << meeting.description;
+  EXPECT_THAT(sentence, HasSubstr(meeting.isRefused ? "another program is using it" : "(no failure)"))
+      << meeting.description;
+}
+
+const Meeting meetings[] = {
+    {"the old name, before the second one is given", "link", "Talk.md", false, true, {"Talk.md"}},
+    {"the old name, after that", "rename", "Talk.md", false, true, {"Talk.md"}},
+    {"the old name, with a folder", "rename", "Talk.md", true, true, {"Talk.md"}},
+    {"the old name, when the file has lost it", "unlink", "Talk.md", false, false, {"New.md", "Talk.md"}},
+    {"the new name", "rename", "New.md", false, true, {"New.md", "Talk.md"}},
+    {"the new name, with a folder", "rename", "New.md", true, true, {"New.md", "Talk.md"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, RenamingByASecondName, ::testing::ValuesIn(meetings),
+                         [](const auto& row) { return "row" + std::to_string(row.index); });
+
+TEST_F(LibraryHouse, aFileThatCannotLoseItsOldNameKeepsIt) {
+  put("Talk.md", "words");
+  calls.lack({"renameToFreeName", "rename"}, EPERM);
+  EXPECT_THAT(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }), HasSubstr("does not permit it"));
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+  EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+TEST_F(LibraryHouse, renamingIsRefusedWhereItCouldReplaceAnotherFile) {
+  put("Talk.md", "words");
+  calls.before = [](std::string_view call) { return call == "renameToFreeName" ? EINVAL : call == "link" ? EPERM : 0; };
+  EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+            "\"Talk.md\" could not be renamed, because this disk has no way to rename a file without the danger of "
+            "replacing another one. Rename it in another program.");
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
 }
 
 TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
