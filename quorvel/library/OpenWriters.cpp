@@ -26,6 +26,7 @@ bool tellsWriters(int file) {
   switch (static_cast<long>(disk.f_type)) {
     case EXT4_SUPER_MAGIC:
     case BTRFS_SUPER_MAGIC:
+    case OVERLAYFS_SUPER_MAGIC:
     case TMPFS_MAGIC:
     case f2fs:
     case xfs:

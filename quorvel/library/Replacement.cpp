@@ -8,9 +8,11 @@
 #include <cerrno>
 #include <chrono>
 #include <optional>
+#include <utility>
 
 #include "quorvel/library/Descriptor.h"
 #include "quorvel/library/FileAttributes.h"
+#include "quorvel/library/FileIdentity.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/OpenWriters.h"
 #include "quorvel/library/TemporaryName.h"
@@ -19,27 +21,23 @@
 namespace quorvel {
 namespace {
 
-bool lacksTheCall(int error) {
-  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
-}
-
 class Replacement {
  public:
-  Replacement(const SystemCalls& calls, const ReplacedFile& file, const KeepTakenText& keep)
-      : calls_(calls), file_(file), keep_(keep) {}
+  Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep)
+      : calls_(calls), file_(file), text_(text), keep_(keep) {}
 
   ~Replacement() { discard(); }
 
-  void make(std::string_view text) {
+  void make() {
     const Descriptor old = openOld();
     createTemporary();
-    fill(text);
+    fill();
     if (!copyAttributes(old.get(), fresh_.get()))
       throw failure(happened() + " without changing who may read and write it", errno);
     flushTemporary();
     if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0) {
       lookAtWhatCameBack();
-    } else if (lacksTheCall(errno)) {
+    } else if (SystemCalls::isLacking(errno)) {
       renameOver();
     } else {
       throw failed(errno);
@@ -80,25 +78,29 @@ class Replacement {
   // its creation and the lock; then another one is made.
   void createTemporary() {
     while (true) {
-      TemporaryName name = TemporaryName::fresh(file_.name);
-      temporary_ = name.text();
+      name_ = TemporaryName::fresh(file_.name);
+      temporary_ = name_.text();
       fresh_ = Descriptor(::openat(file_.folder, temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                    S_IRUSR | S_IWUSR));
       if (!fresh_) throw failed(errno);
-      struct stat status;
-      if (::fstat(fresh_.get(), &status) != 0) throw failed(errno);
-      name.inode = status.st_ino;
+      const auto made = identityOf(fresh_.get());
+      if (!made) throw failed(errno);
+      name_.inode = made->number;
       if (::flock(fresh_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
-      if (calls_.rename(file_.folder, temporary_.c_str(), name.text().c_str()) == 0) {
-        temporary_ = name.text();
-        return;
-      }
+      if (renameTemporary(name_)) return;
       if (errno != ENOENT) throw failed(errno);
     }
   }
 
-  void fill(std::string_view text) {
-    while (!text.empty()) {
+  bool renameTemporary(const TemporaryName& name) {
+    std::string text = name.text();
+    if (calls_.rename(file_.folder, temporary_.c_str(), text.c_str()) != 0) return false;
+    temporary_ = std::move(text);
+    return true;
+  }
+
+  void fill() {
+    for (std::string_view text = text_; !text.empty();) {
       const long written = calls_.write(fresh_.get(), text.data(), text.size());
       if (written < 0 && errno == EINTR) continue;
       if (written < 0) throw failed(errno);
@@ -117,9 +119,7 @@ class Replacement {
   void lookAtWhatCameBack() {
     inPlace_ = true;
     try {
-      const Descriptor cameBack = openFile(temporary_);
-      if (!waitForWriters(cameBack.get(), patienceWithWriters)) throw beingWritten();
-      keepTextOf(cameBack);
+      keepTextOf(openFile(temporary_));
     } catch (...) {
       undo();
       throw;
@@ -128,22 +128,36 @@ class Replacement {
     calls_.unlink(file_.folder, temporary_.c_str());
   }
 
-  void keepTextOf(const Descriptor& taken) const {
+  void keepTextOf(const Descriptor& taken) {
+    if (!waitForWriters(taken.get(), patienceWithWriters)) throw beingWritten();
     if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(errno);
-    const std::optional<std::string> text = readToEnd(taken.get());
+    std::optional<std::string> text = readToEnd(taken.get());
     if (!text) throw failed(errno);
-    if (!text->empty()) keep_(*text);
+    if (text->empty() || *text == kept_) return;
+    keep_(*text);
+    kept_ = std::move(*text);
   }
 
-  // Puts back what came back. If another program has put a file of its own in place of ours meanwhile, that one is in
-  // our hands then; it goes back to where it was put, and what came back first waits for the next writer.
+  // Puts back what came back. From now on either file was to be read in the script's place once, which the temporary
+  // name has to say before they change places. Where another program has saved onto ours or put a file of its own there
+  // meanwhile, that goes back to where it was saved, and what came back first waits for the next writer.
   void undo() {
+    if (!renameTemporary(name_.ofTakenFile())) throw notKeptYet();
     if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) != 0) throw notKeptYet();
-    if (isSame(fresh_, temporary_)) {
-      inPlace_ = false;
+    if (isUntouched()) {
+      calls_.unlink(file_.folder, temporary_.c_str());
     } else {
       calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str());
     }
+  }
+
+  // Whether the temporary file is the one that we made, as we filled it, and nobody is about to write into it.
+  bool isUntouched() {
+    const Descriptor file(
+        ::openat(file_.folder, temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const bool isOurs = file && identityOf(file.get()) == identityOf(fresh_.get());
+    fresh_ = Descriptor();  // which is open for writing
+    return isOurs && waitForWriters(file.get(), std::chrono::milliseconds(0)) && readToEnd(file.get()) == text_;
   }
 
   LibraryError notKeptYet() const {
@@ -153,13 +167,17 @@ class Replacement {
                         "beside the script, and the next change of the script takes it into the history.");
   }
 
+  LibraryError lost() const {
+    return LibraryError("The new text of " + quorvel::quoted(file_.shownName) +
+                        " is in its place, but what another program had saved there just before could not be put into "
+                        "the version history and is lost. If that program still shows it, save it there again under "
+                        "another name.");
+  }
+
   void renameOver() {
     const Descriptor old = openFile(file_.name);
-    if (!waitForWriters(old.get(), patienceWithWriters)) throw beingWritten();
     keepTextOf(old);
-    TemporaryName name = TemporaryName::fresh(file_.name);
-    name.inode = 0;  // no file's number: what has this name was taken out of the script's place
-    const std::string aside = name.text();
+    const std::string aside = name_.ofTakenFile().text();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
     const auto forgetAside = [&] {
@@ -178,14 +196,13 @@ class Replacement {
     try {
       keepTextOf(old);
     } catch (...) {
-      throw notKeptYet();
+      throw linked ? notKeptYet() : lost();
     }
     forgetAside();
   }
 
   void flushFolder() const {
-    // EINVAL is how a file system says that its folders need no flushing.
-    if (calls_.flush(file_.folder) == 0 || errno == EINVAL) return;
+    if (calls_.flushFolder(file_.folder) == 0) return;
     throw LibraryError("The new text of " + quorvel::quoted(file_.shownName) +
                        " is in its place, but it may not outlast a power "
                        "failure, because " +
@@ -193,30 +210,30 @@ class Replacement {
   }
 
   bool isSame(const Descriptor& file, const std::string& name) const {
-    struct stat opened;
-    struct stat named;
-    return ::fstat(file.get(), &opened) == 0 &&
-           ::fstatat(file_.folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
+    const auto opened = identityOf(file.get());
+    return opened && opened == identityOf(file_.folder, name);
   }
 
-  // Removes the temporary file, unless it holds anything but the text that was to be written.
+  // Removes the temporary file, if it never was in the script's place.
   void discard() {
     if (fresh_ && !inPlace_ && isSame(fresh_, temporary_)) calls_.unlink(file_.folder, temporary_.c_str());
   }
 
   const SystemCalls& calls_;
   const ReplacedFile& file_;
+  const std::string_view text_;
   const KeepTakenText& keep_;
+  std::string kept_;  // the text that was kept last
   Descriptor fresh_;
-  std::string temporary_;
-  bool inPlace_ = false;  // the new text is what the file's name leads to
+  TemporaryName name_;
+  std::string temporary_;  // the name that it has
+  bool inPlace_ = false;   // the new text was what the file's name leads to
 };
 
 }  // namespace
 
 void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep) {
-  Replacement(calls, file, keep).make(text);
+  Replacement(calls, file, text, keep).make();
 }
 
 }  // namespace quorvel

@@ -27,9 +27,12 @@ using KeepTakenText = std::function<void(std::string_view text)>;
 ///  4. It is unlinked, and the folder is flushed.
 ///
 /// A process that dies in between leaves the file with the old or the new text whole, and at most a temporary file for
-/// `sweepLeftovers`. If 3 fails, the two change places again. Where the system lacks the exchange, 3 comes first, the
-/// old file gets a second name, and the new one is renamed over the old; a file that another program renamed there
-/// between the two is then lost, and nothing else is.
+/// `sweepLeftovers`. If 3 fails, the two change places again, unless another program has saved onto the new file or put
+/// one of its own in its place meanwhile: that stays, and what came back is left to `sweepLeftovers`.
+///
+/// Where the system lacks the exchange, 3 comes first, the old file gets a second name, and the new one is renamed over
+/// the old; a file that another program renamed there between the two is then lost. Where the system cannot tell who
+/// has a file open (OpenWriters.h), so is what a program writes into what came back after it was read.
 ///
 /// Throws LibraryError, or what `keep` throws. The file is as it was then, unless the sentence says otherwise.
 void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep);

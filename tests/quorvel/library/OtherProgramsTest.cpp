@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +22,8 @@
 namespace quorvel {
 namespace {
 
+using kelvane::tests::dieAtOnce;
+using kelvane::tests::inChild;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -39,6 +43,12 @@ class OtherPrograms : public LibraryHouse {
   void saveByRenaming(std::string_view text) const {
     put("Talk.md~", text);
     std::filesystem::rename(root / "Talk.md~", root / "Talk.md");
+  }
+
+  bool systemTells() const {
+    const Descriptor writer(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
+    const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
+    return !waitForWriters(reader.get(), std::chrono::milliseconds(0));
   }
 
   void damageHistory() const { put(".kelvane/history.sqlite", std::string(8192, 'x')); }
@@ -139,34 +149,103 @@ class UndoneWrite : public OtherPrograms {
 };
 
 TEST_F(UndoneWrite, metByAThirdSaveLosesNeitherText) {
+  for (const bool renaming : {true, false}) {
+    SCOPED_TRACE(renaming ? "by renaming" : "in place, onto the new text");
+    const std::string third = renaming ? "third" : "fourth";
+    calls.before = [&, exchanges = 0](std::string_view call) mutable {
+      if (call == "exchange" && ++exchanges == 1) {
+        saveByRenaming("not " + third);
+        damageHistory();
+      } else if (call == "exchange" && exchanges == 2) {
+        renaming ? saveByRenaming(third) : saveInPlace(third);
+      }
+      return 0;
+    };
+    EXPECT_THROW(writeNew(), HistoryError);
+    EXPECT_EQ(bytesOf("Talk.md"), third);
+    EXPECT_EQ(leftovers(), 1U);
+
+    repairHistory();
+    writeNew();
+    EXPECT_EQ(bytesOf("Talk.md"), "new");
+    EXPECT_THAT(names(), ElementsAre("Talk.md"));
+    EXPECT_EQ(story("Talk.md"),
+              "kept: old\nBefore — found after an interrupted change: not " + third + "\n" + meanwhile + third + "\n");
+  }
+}
+
+TEST_F(UndoneWrite, leavesAProgramThatBeganToSaveOntoTheNewTextItsFile) {
+  if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
+  Descriptor editor;
   calls.before = [&, exchanges = 0](std::string_view call) mutable {
     if (call == "exchange" && ++exchanges == 1) {
       saveByRenaming("theirs");
       damageHistory();
     } else if (call == "exchange" && exchanges == 2) {
-      saveByRenaming("third");
+      editor = Descriptor(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
     }
     return 0;
   };
   EXPECT_THROW(writeNew(), HistoryError);
+  ASSERT_EQ(::write(editor.get(), "third", 5), 5);
+  editor = Descriptor();
   EXPECT_EQ(bytesOf("Talk.md"), "third");
-  EXPECT_EQ(leftovers(), 1U);
-
   repairHistory();
   writeNew();
-  EXPECT_EQ(bytesOf("Talk.md"), "new");
-  EXPECT_THAT(names(), ElementsAre("Talk.md"));
   EXPECT_EQ(story("Talk.md"),
             std::string("kept: old\nBefore — found after an interrupted change: theirs\n") + meanwhile + "third\n");
 }
 
-TEST_F(UndoneWrite, thatCannotBeUndoneSaysWhatIsTrueAndLeavesTheTextToTheNextWriter) {
-  calls.before = [&, exchanges = 0](std::string_view call) mutable {
-    if (call == "exchange" && ++exchanges == 1) {
+TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
+  int deaths = 0;
+  int thirdSaves = 0;
+  for (int time = 1;; ++time) {
+    SCOPED_TRACE("call " + std::to_string(time));
+    saveByRenaming("old");
+    std::filesystem::remove(root / "saved");
+    const std::string answer = inChild([&]() -> std::string {
+      calls.before = [&, exchanges = 0, made = 0](std::string_view call) mutable {
+        if (call == "openBeneath" || call == "nextEntry") return 0;
+        if (call == "exchange" && ++exchanges == 1) {
+          saveByRenaming("theirs");
+          damageHistory();
+        } else if (call == "exchange" && exchanges == 2) {
+          saveInPlace("third");
+          put("saved", "");
+        }
+        if (++made == time) dieAtOnce();
+        return 0;
+      };
+      return sentenceOf([&] { writeNew(); });
+    });
+    repairHistory();
+    FolderLibrary(root, history).write("next", script("Talk.md"));
+    EXPECT_EQ(leftovers(), 0U);
+    const bool saved = std::filesystem::exists(root / "saved");
+    EXPECT_TRUE(!saved || history->holds("third", "Talk.md"));
+    EXPECT_TRUE(!saved || history->holds("theirs", "Talk.md"));
+    thirdSaves += saved;
+    if (!answer.starts_with("killed")) break;
+    ++deaths;
+  }
+  EXPECT_GE(deaths, 7);
+  EXPECT_GE(thirdSaves, 3);
+}
+
+class UndoneWriteWithout : public UndoneWrite, public ::testing::WithParamInterface<std::pair<const char*, int>> {};
+
+INSTANTIATE_TEST_SUITE_P(Calls, UndoneWriteWithout, ::testing::Values(std::pair("exchange", 2), std::pair("rename", 2)),
+                         [](const auto& row) { return row.param.first; });
+
+TEST_P(UndoneWriteWithout, whatItTakesSaysWhatIsTrueAndLeavesTheTextToTheNextWriter) {
+  calls.before = [&, made = 0](std::string_view call) mutable {
+    if (call == "exchange" && !std::filesystem::exists(root / "saved")) {
+      put("saved", "");
       saveByRenaming("theirs");
       damageHistory();
     }
-    return call == "exchange" && exchanges == 2 ? EIO : 0;
+    const auto& [failing, time] = GetParam();
+    return call == failing && ++made == time ? EIO : 0;
   };
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
             "The new text of \"Talk.md\" is in its place, but what another program had saved there just before could "
@@ -177,9 +256,37 @@ TEST_F(UndoneWrite, thatCannotBeUndoneSaysWhatIsTrueAndLeavesTheTextToTheNextWri
 
   repairHistory();
   library.write("newer", script("Talk.md"));
-  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+  EXPECT_THAT(names(), ElementsAre("Talk.md", "saved"));
   EXPECT_EQ(story("Talk.md"),
             std::string("kept: old\nBefore — found after an interrupted change: theirs\n") + meanwhile + "new\n");
+}
+
+TEST_F(OtherPrograms, withNeitherExchangeNorSecondNamesWhatCannotBeKeptIsSaidToBeLost) {
+  calls.before = [&, renames = 0](std::string_view call) mutable {
+    if (call == "rename" && ++renames == 2) {
+      saveInPlace("theirs");
+      damageHistory();
+    }
+    return call == "exchange" ? EINVAL : call == "link" ? EPERM : 0;
+  };
+  EXPECT_EQ(
+      sentenceOf([&] { writeNew(); }),
+      "The new text of \"Talk.md\" is in its place, but what another program had saved there just before could "
+      "not be put into the version history and is lost. If that program still shows it, save it there again under "
+      "another name.");
+  EXPECT_EQ(bytesOf("Talk.md"), "new");
+  EXPECT_EQ(leftovers(), 0U);
+}
+
+// What is kept before the replacement needs not be kept again behind it.
+TEST_F(OtherPrograms, withoutTheExchangeAHistoryThatIsDamagedAfterTheyWereKeptIsNotMissed) {
+  saveInPlace("theirs");
+  calls.before = [&, renames = 0](std::string_view call) mutable {
+    if (call == "rename" && ++renames == 2) damageHistory();
+    return call == "exchange" ? EINVAL : 0;
+  };
+  EXPECT_NO_THROW(writeNew());
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
 }
 
 struct Swap {
@@ -225,6 +332,19 @@ TEST_F(OtherPrograms, aDeletionMeanwhileIsNotUndone) {
 // Saving in place takes a program several steps, and it holds the file open meanwhile.
 class HalfSaved : public OtherPrograms {
  protected:
+  // In a child: a disk of two layers at a folder, each with a file of its name. False where the system does not let us.
+  static bool mountOverlay(const std::filesystem::path& at) {
+    const int spaces = ::geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER;
+    if (::unshare(spaces) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("tmpfs", at.c_str(), "tmpfs", 0, nullptr) != 0)
+      return false;
+    for (const char* layer : {"lower", "upper", "work"}) std::filesystem::create_directory(at / layer);
+    for (const char* layer : {"lower", "upper"}) std::ofstream(at / layer / layer) << "words";
+    const std::string options = "lowerdir=" + (at / "lower").native() + ",upperdir=" + (at / "upper").native() +
+                                ",workdir=" + (at / "work").native();
+    return ::mount("overlay", at.c_str(), "overlay", 0, options.c_str()) == 0;
+  }
+
   void begin() {
     editor_ = Descriptor(::open((root / "Talk.md").c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
     ASSERT_EQ(::write(editor_.get(), "half ", 5), 5);
@@ -232,12 +352,6 @@ class HalfSaved : public OtherPrograms {
   void finish() {
     ASSERT_EQ(::write(editor_.get(), "and whole", 9), 9);
     editor_ = Descriptor();
-  }
-
-  bool systemTells() const {
-    const Descriptor writer(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
-    const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
-    return !waitForWriters(reader.get(), std::chrono::milliseconds(0));
   }
 
   Descriptor editor_;
@@ -293,6 +407,41 @@ TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
   });
   EXPECT_EQ(library.readToReplace(script("Talk.md")), "half and whole");
   rest.join();
+}
+
+TEST_F(HalfSaved, isWaitedForWithoutTheExchangeToo) {
+  if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
+  std::thread rest;
+  calls.before = [&, renames = 0](std::string_view call) mutable {
+    if (call == "rename" && ++renames == 2) {
+      begin();
+      rest = std::thread([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        finish();
+      });
+    }
+    return call == "exchange" ? EINVAL : 0;
+  };
+  writeNew();
+  rest.join();
+  EXPECT_EQ(bytesOf("Talk.md"), "new");
+  EXPECT_EQ(story("Talk.md"), std::string("kept: old\n") + meanwhile + "half and whole\n");
+}
+
+TEST_F(HalfSaved, isSeenOnTheDisksOfContainersToo) {
+  for (const char* layer : {"lower", "upper"}) {
+    const std::string answer = inChild([&]() -> std::string {
+      if (!mountOverlay(root)) return "no disk";
+      const std::string file = root / layer;
+      const Descriptor reader(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+      std::string seen = waitForWriters(reader.get(), std::chrono::milliseconds(0)) ? "free " : "written ";
+      const Descriptor writer(::open(file.c_str(), O_WRONLY | O_CLOEXEC));
+      const Descriptor another(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+      return seen + (waitForWriters(another.get(), std::chrono::milliseconds(0)) ? "free" : "written");
+    });
+    if (answer == "no disk") GTEST_SKIP() << "the system lets us mount no disk of our own";
+    EXPECT_EQ(answer, "free written") << layer;
+  }
 }
 
 TEST_F(HalfSaved, andNeverFinishedRefusesTheWriteAndKeepsTheirFile) {
