@@ -70,9 +70,18 @@ void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& ide
 }
 
 void FolderLibrary::sweep(const ChangingFolder& folder) {
-  sweepLeftovers(means_.calls, folder.folder.get(), [&](const std::string& name, std::string_view text) {
+  const auto keep = [&](const std::string& name, std::string_view text) {
     keepUnlessHeld(text, folder.identifierOf(name), interrupted);
-  });
+  };
+  const auto remembered = [&] {
+    std::vector<std::string> names;
+    for (const HistoryOfScript& script : history_->scripts()) {
+      std::string name = std::filesystem::path(script.identifier).filename();
+      if (script.identifier == folder.identifierOf(name)) names.push_back(std::move(name));
+    }
+    return names;
+  };
+  sweepLeftovers(means_.calls, folder.folder.get(), keep, remembered);
 }
 
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
@@ -96,6 +105,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
   const std::string happened = "The " + std::string(word(kind)) + " " + quorvel::quoted(name) + " could not be made";
   const ChangingFolder place = folderToChange(means_.calls, openRoot(), folder.value_or(std::string()), happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
+  if (kind == Kind::script) sweep(place);  // what is left of a script that is gone belongs to its history
   for (std::size_t first = 1;;) {
     const std::size_t number =
         findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate)); });

@@ -1,70 +1,104 @@
 #include "quorvel/library/Leftovers.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <memory>
+#include <chrono>
+#include <cstdint>
 #include <optional>
-#include <vector>
+#include <unordered_map>
 
 #include "quorvel/library/Descriptor.h"
+#include "quorvel/library/FolderEntries.h"
+#include "quorvel/library/OpenWriters.h"
 #include "quorvel/library/TemporaryName.h"
 #include "quorvel/library/WholeFile.h"
 
 namespace quorvel {
 namespace {
 
-struct CloseFolder {
-  void operator()(DIR* folder) const noexcept { ::closedir(folder); }
-};
+class Sweep {
+ public:
+  Sweep(const SystemCalls& calls, int folder, const KeepLeftover& keep, const RememberedScripts& remembered)
+      : calls_(calls), folder_(folder), keep_(keep), remembered_(remembered) {}
 
-// Hands over each entry's name. The descriptor given keeps its place among the entries.
-template <class Take>
-void forEachName(int folder, Take take) {
-  Descriptor opened(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!opened) return;
-  const std::unique_ptr<DIR, CloseFolder> stream(::fdopendir(opened.get()));
-  if (!stream) return;
-  opened.release();
-  while (const dirent* entry = ::readdir(stream.get())) take(std::string_view(entry->d_name));
-}
-
-std::optional<std::string> scriptWithHash(int folder, std::uint64_t hash) {
-  std::optional<std::string> found;
-  forEachName(folder, [&](std::string_view name) {
-    if (TemporaryName::hash(name) == hash) found = name;
-  });
-  return found;
-}
-
-void sweep(const SystemCalls& calls, int folder, const std::string& leftover, const TemporaryName& name,
-           const KeepLeftover& keep) {
-  const Descriptor file(::openat(folder, leftover.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-  if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return;
-  if (name.inode && *name.inode != status.st_ino) {
-    const auto script = scriptWithHash(folder, name.script);
-    const auto text = readToEnd(file.get());
-    if (!script || !text) return;
-    if (!text->empty()) keep(*script, *text);
+  void run() {
+    forEachName([this](std::string_view name) {
+      if (const auto leftover = TemporaryName::parse(name)) leftovers_.push_back({std::string(name), *leftover});
+    });
+    for (const Leftover& leftover : leftovers_) clear(leftover);
   }
-  calls.unlink(folder, leftover.c_str());
-}
+
+ private:
+  struct Leftover {
+    std::string file;
+    TemporaryName name;
+  };
+
+  // The descriptor given keeps its place among the entries.
+  template <class Take>
+  void forEachName(Take take) const {
+    FolderEntries entries(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    if (!entries) return;
+    while (const dirent* entry = entries.next()) take(std::string_view(entry->d_name));
+  }
+
+  void clear(const Leftover& leftover) {
+    const Descriptor file(
+        ::openat(folder_, leftover.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status;
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return;
+    const bool wasTheScript = leftover.name.inode && *leftover.name.inode != status.st_ino;
+    if (wasTheScript && !isKept(file, leftover.name.script, status.st_nlink > 1)) return;
+    calls_.unlink(folder_, leftover.file.c_str());
+  }
+
+  bool isKept(const Descriptor& file, std::uint64_t script, bool hasAnotherName) {
+    if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
+    const std::string& name = nameOf(script);
+    if (name.empty()) return hasAnotherName;
+    const auto text = readToEnd(file.get());
+    if (!text) return false;
+    if (!text->empty()) keep_(name, *text);
+    return true;
+  }
+
+  // The name of the script with that hash; empty when nobody knows it.
+  const std::string& nameOf(std::uint64_t script) {
+    if (names_.empty()) findNames();
+    return names_[script];
+  }
+
+  void findNames() {
+    for (const Leftover& leftover : leftovers_) names_[leftover.name.script];
+    std::size_t unknown = names_.size();
+    const auto find = [&](std::string_view name) {
+      const auto wanted = names_.find(TemporaryName::hash(name));
+      if (wanted == names_.end() || !wanted->second.empty()) return;
+      wanted->second = name;
+      --unknown;
+    };
+    forEachName(find);
+    if (unknown == 0) return;
+    for (const std::string& name : remembered_()) find(name);
+  }
+
+  const SystemCalls& calls_;
+  const int folder_;
+  const KeepLeftover& keep_;
+  const RememberedScripts& remembered_;
+  std::vector<Leftover> leftovers_;
+  std::unordered_map<std::uint64_t, std::string> names_;  // by their hashes
+};
 
 }  // namespace
 
-void sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep) {
-  std::vector<std::string> leftovers;
-  forEachName(folder, [&](std::string_view name) {
-    if (name.starts_with(TemporaryName::prefix)) leftovers.emplace_back(name);
-  });
-  for (const std::string& leftover : leftovers) {
-    if (const auto name = TemporaryName::parse(leftover)) sweep(calls, folder, leftover, *name, keep);
-  }
+void sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
+                    const RememberedScripts& remembered) {
+  Sweep(calls, folder, keep, remembered).run();
 }
 
 }  // namespace quorvel

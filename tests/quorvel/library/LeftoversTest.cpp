@@ -6,9 +6,12 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "quorvel/library/OpenWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -43,12 +46,18 @@ class Leftovers : public LibraryHouse {
 
   void sweep() {
     const Descriptor at(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    sweepLeftovers(calls, at.get(), [&](const std::string& name, std::string_view text) {
-      kept += name + ": " + std::string(text) + "\n";
-    });
+    sweepLeftovers(
+        calls, at.get(),
+        [&](const std::string& name, std::string_view text) { kept += name + ": " + std::string(text) + "\n"; },
+        [&] {
+          ++questions;
+          return remembered;
+        });
   }
 
   std::string kept;
+  std::vector<std::string> remembered;  // scripts that were in the folder once
+  int questions = 0;                    // how often they were asked for
 };
 
 TEST_F(Leftovers, ofTextsThatNeverWereVisibleAreDeleted) {
@@ -69,11 +78,68 @@ TEST_F(Leftovers, thatWereTakenOutOfTheScriptsPlaceAreKeptFirst) {
   EXPECT_EQ(kept, "Talk.md: theirs\n");
 }
 
-TEST_F(Leftovers, ofAScriptThatIsNotThereAnyMoreStay) {
+TEST_F(Leftovers, ofAScriptThatIsGoneAreKeptUnderTheNameThatItHad) {
+  leave("Gone.md", "theirs", false);
+  remembered = {"Other.md", "Gone.md"};
+  sweep();
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+  EXPECT_EQ(kept, "Gone.md: theirs\n");
+}
+
+TEST_F(Leftovers, ofAScriptThatNobodyRemembersStay) {
   const std::string name = leave("Gone.md", "theirs", false);
+  remembered = {"Other.md"};
   sweep();
   EXPECT_EQ(bytesOf(name), "theirs");
   EXPECT_EQ(kept, "");
+}
+
+TEST_F(Leftovers, ofAScriptThatHasAnotherNameNowAreDeleted) {
+  const std::string name = leave("Gone.md", "theirs", false);
+  std::filesystem::create_hard_link(root / name, root / "New.md");
+  sweep();
+  EXPECT_THAT(names(), ElementsAre("New.md", "Talk.md"));
+  EXPECT_EQ(kept, "");
+}
+
+TEST_F(Leftovers, thatAProgramIsStillWritingStayUntilItIsDone) {
+  const std::string name = leave("Talk.md", "half ", false);
+  Descriptor editor(::open((root / name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  if (waitForWriters(Descriptor(::open((root / name).c_str(), O_RDONLY | O_CLOEXEC)).get(), std::chrono::seconds(0)))
+    GTEST_SKIP() << "this disk does not tell who has a file open";
+  sweep();
+  EXPECT_EQ(kept, "");
+  ASSERT_EQ(::write(editor.get(), "and whole", 9), 9);
+  editor = Descriptor();
+  sweep();
+  EXPECT_EQ(kept, "Talk.md: half and whole\n");
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+}
+
+TEST_F(Leftovers, areFoundInOneLookAndTheirScriptsInASecondHoweverManyTheyAre) {
+  constexpr int many = 50;
+  for (int count = 0; count < many; ++count) leave("Gone " + std::to_string(count) + ".md", "theirs", false);
+  std::size_t entries = 0;
+  calls.before = [&](std::string_view call) {
+    entries += call == "nextEntry";
+    return 0;
+  };
+  sweep();
+  EXPECT_EQ(leftovers(), std::size_t{many});
+  EXPECT_LE(entries, 2U * (many + 10));
+  EXPECT_EQ(questions, 1);
+}
+
+TEST_F(Leftovers, whereThereAreNoneTakeOneLook) {
+  std::size_t entries = 0;
+  calls.before = [&](std::string_view call) {
+    entries += call == "nextEntry";
+    return 0;
+  };
+  leave("Talk.md", "half wri", true);
+  sweep();
+  EXPECT_LE(entries, names().size() + 6);
+  EXPECT_EQ(questions, 0);
 }
 
 TEST_F(Leftovers, ofLivingWritersStay) {
@@ -98,7 +164,10 @@ TEST_F(Leftovers, areOnlyFilesWithTheirNames) {
 TEST_F(Leftovers, stayWhenTheirTextCannotBeKept) {
   const std::string name = leave("Talk.md", "theirs", false);
   const Descriptor at(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  EXPECT_THROW(sweepLeftovers(calls, at.get(), [](auto&, auto) { throw LibraryError("No."); }), LibraryError);
+  EXPECT_THROW(
+      sweepLeftovers(
+          calls, at.get(), [](auto&, auto) { throw LibraryError("No."); }, [] { return std::vector<std::string>(); }),
+      LibraryError);
   EXPECT_EQ(bytesOf(name), "theirs");
 }
 
@@ -109,6 +178,28 @@ TEST_F(Leftovers, areClearedAwayByTheNextChangeInTheFolder) {
   library.write("new", script("Other.md"));
   EXPECT_THAT(names(), ElementsAre("Other.md", "Talk.md"));
   EXPECT_EQ(story("Talk.md"), "Before — found after an interrupted change: theirs\n");
+}
+
+TEST_F(Leftovers, ofAScriptThatIsGoneGoIntoItsHistoryBeforeANewOneOfItsNameIsMade) {
+  history->snapshot("old", root / "Talk.md", "kept");
+  leave("Talk.md", "theirs", false);
+  std::filesystem::remove(root / "Talk.md");
+  library.create("Talk", std::nullopt);
+  library.write("new", script("Talk.md"));
+  EXPECT_EQ(story("Talk.md"), "");
+  EXPECT_EQ(story("Talk.md", 1), "kept: old\nBefore — found after an interrupted change: theirs\n");
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+}
+
+TEST_F(Leftovers, ofAScriptThatIsGoneGoIntoItsHistoryInItsFolder) {
+  history->snapshot("old", root / "Scenes/Gone.md", "kept");
+  history->snapshot("old", root / "Gone.md", "kept");
+  put("Scenes/End.md");
+  const std::string name = leave("Gone.md", "theirs", false);
+  std::filesystem::rename(root / name, root / "Scenes" / name);
+  library.write("new", script("Scenes/End.md"));
+  EXPECT_EQ(story("Scenes/Gone.md"), "kept: old\nBefore — found after an interrupted change: theirs\n");
+  EXPECT_EQ(story("Gone.md"), "kept: old\n");
 }
 
 TEST_F(Leftovers, areNotKeptTwice) {
@@ -158,7 +249,7 @@ TEST_P(DeathInAWrite, leavesTheOldTextOrTheNewAndNothingForAPersonToRepair) {
     history->snapshot("old", root / name, "kept");
     const std::string answer = inChild([&, swaps = exchanges, savesToo = savedMeanwhile]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
-        if (call == "openBeneath") return 0;
+        if (call == "openBeneath" || call == "nextEntry") return 0;
         if (savesToo && call == "exchange" && bytesOf(name) == "old") put(name, "theirs");
         if (++made == time) dieAtOnce();
         return call == "exchange" && !swaps ? EINVAL : 0;
