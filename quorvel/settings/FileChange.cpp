@@ -77,15 +77,10 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
   return file.has_parent_path() ? file.parent_path() : ".";
 }
 
-/// Sees what has which name in a folder to the disk. False, with the reason in errno, when it may not be there.
-bool flushFolder(int folder, const SystemCalls& calls) {
-  // EINVAL is how a file system says that its folders need no flushing.
-  return calls.flush(folder) == 0 || errno == EINVAL;
-}
-
+/// Sees what has which name in a file's folder to the disk. False, with the reason in errno, when it may not be there.
 bool flushFolderOf(const std::filesystem::path& file, const SystemCalls& calls) {
   const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return folder && flushFolder(folder.get(), calls);
+  return folder && calls.flushFolder(folder.get()) == 0;
 }
 
 /// Makes a file for its owner only, whose name is not on the disk yet; false when something has the name already.
@@ -144,7 +139,7 @@ class Change {
     if (old) keep(*before);
     const Descriptor lock = lockedForAWhile(folderPath_);
     if (!(old ? replaces(*before, *after) : takesFreeName())) return Outcome::startOver;
-    if (!flushFolder(folder_.get(), calls_)) {
+    if (calls_.flushFolder(folder_.get()) != 0) {
       throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
                       " is in its place, but it may not outlast a power failure, because " + reason(errno) + ".");
     }
