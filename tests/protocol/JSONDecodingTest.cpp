@@ -124,6 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
         Rejected{"a control character far into a text", "\"0123456789012345678901234567890\x1f\""},
         Rejected{"a stray continuation byte", "\"\x80\""}, Rejected{"an overlong slash", "\"\xC0\xAF\""},
         Rejected{"an overlong three-byte form", "\"\xE0\x80\xAF\""},
+        Rejected{"an overlong four-byte form", "\"\xF0\x80\x80\xAF\""},
         Rejected{"a surrogate in UTF-8", "\"\xED\xA0\x80\""},
         Rejected{"beyond the last scalar", "\"\xF4\x90\x80\x80\""}, Rejected{"a sequence cut short", "\"\xE2\x82\""},
         Rejected{"a sequence at the end of the input", "\"\xE2"}, Rejected{"a byte that never occurs", "\"\xFF\""},
