@@ -22,8 +22,9 @@ namespace quorvel {
 /// It keeps nothing between two calls and may be used from several threads at once; every call opens the root anew, so
 /// that a folder which vanished is a failure and never an empty library. What an identifier names is opened beneath the
 /// root without following a symbolic link. Links, names that begin with a dot and names that are not UTF-8 are not
-/// listed. What lies in the library's own folder, ".kelvane", can be read but not changed. A folder that another program
-/// moves away while a call is at work in it is worked in to the end of that call, where it is then.
+/// listed. What lies in the library's own folder, ".kelvane", can be read but not changed. A folder that another
+/// program moves away while a call is at work in it is worked in to the end of that call, where it is then; `write`
+/// looks again behind its replacement, and takes it back.
 ///
 /// Operations throw LibraryError, whose sentences name the item and say what is true afterwards; unless they say
 /// otherwise, text, names and history are as they were. Failures of the history pass through.
@@ -70,9 +71,10 @@ class FolderLibrary final : public ScriptLibrary {
   /// Puts a new file in the place of the script in one step, with the old one's mode, owner, access lists and
   /// attributes, and returns when it is on the disk for good; the file's other hard links keep the old text. A text
   /// that another program saved there meanwhile is in the history when this returns. Two things are not promised: where
-  /// the system cannot exchange two files in one step, such a save can be lost if it falls between the last look and the
-  /// replacement; and where it cannot tell who has a file open (disks over the network, FUSE and other rarer kinds, a
-  /// script of another owner), so can what a program that saves in place has not yet written when its file is looked at.
+  /// the system cannot exchange two files in one step, such a save can be lost if it falls between the last look and
+  /// the replacement; and where it cannot tell who has a file open (disks over the network, FUSE and other rarer kinds,
+  /// a script of another owner), so can what a program that saves in place has not yet written when its file is looked
+  /// at.
   ///
   /// Before it does, it clears away what writers that died left in the folder; a text among it that was taken out of
   /// this folder's scripts and that their history does not hold is kept there first. Creating a script and renaming do

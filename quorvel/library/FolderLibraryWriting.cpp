@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "quorvel/library/Beneath.h"
+#include "quorvel/library/FileIdentity.h"
 #include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
 #include "quorvel/library/FreeNumber.h"
@@ -87,8 +89,12 @@ void FolderLibrary::sweep(const ChangingFolder& folder) {
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const ChangingEntry place = entryToChange(means_.calls, openRoot(), script.identifier,
                                             quorvel::quoted(script.identifier) + " could not be written");
+  const auto isInPlace = [&] {
+    const Descriptor folder = openBeneath(means_.calls, openRoot().get(), place.in.identifier, passingFlags());
+    return folder && identityOf(folder.get()) == identityOf(place.in.folder.get());
+  };
   sweep(place.in);
-  replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier}, text,
+  replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier, isInPlace}, text,
               [&](std::string_view taken) { keepUnlessHeld(taken, place.identifier(), savedMeanwhile); });
 }
 

@@ -119,6 +119,7 @@ class Replacement {
   void lookAtWhatCameBack() {
     inPlace_ = true;
     try {
+      requireFolderInPlace();
       keepTextOf(openFile(temporary_));
     } catch (...) {
       undo();
@@ -174,7 +175,12 @@ class Replacement {
                         "another name.");
   }
 
+  void requireFolderInPlace() const {
+    if (!file_.isInPlace()) throw failed(ENOENT);
+  }
+
   void renameOver() {
+    requireFolderInPlace();
     const Descriptor old = openFile(file_.name);
     keepTextOf(old);
     const std::string aside = name_.ofTakenFile().text();

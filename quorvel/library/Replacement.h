@@ -13,6 +13,9 @@ struct ReplacedFile {
   int folder;                  ///< Open for reading.
   std::string name;            ///< The file's name in it.
   std::string_view shownName;  ///< The script's identifier.
+
+  /// Whether the folder still is where the library has it; it may have been moved away since it was opened.
+  std::function<bool()> isInPlace;
 };
 
 /// Makes sure that a text which was taken out of the file's place is not lost: keeps it unless it is kept already.
@@ -23,7 +26,8 @@ using KeepTakenText = std::function<void(std::string_view text)>;
 ///
 ///  1. A temporary file beside it (TemporaryName.h) gets the text and the attributes of the old file, and is flushed.
 ///  2. The two change places in one step.
-///  3. What came back is read once nobody has it open for writing, and handed to `keep`.
+///  3. What came back is read once nobody has it open for writing, and handed to `keep`. The folder must be in its
+///  place.
 ///  4. It is unlinked, and the folder is flushed.
 ///
 /// A process that dies in between leaves the file with the old or the new text whole, and at most a temporary file for

@@ -76,6 +76,7 @@ TEST_F(Leftovers, thatWereTakenOutOfTheScriptsPlaceAreKeptFirst) {
   sweep();
   EXPECT_THAT(names(), ElementsAre("Other.md", "Talk.md"));
   EXPECT_EQ(kept, "Talk.md: theirs\n");
+  EXPECT_EQ(questions, 0);
 }
 
 TEST_F(Leftovers, ofAScriptThatIsGoneAreKeptUnderTheNameThatItHad) {

@@ -281,6 +281,20 @@ TEST_P(Writing, worksWhereFilesHaveNoSecondNames) {
   EXPECT_EQ(story("Talk.md"), "kept: old\nBefore — saved by another program meanwhile: from elsewhere\n");
 }
 
+TEST_P(Writing, aFolderThatIsMovedAwayMeanwhileKeepsTheOldText) {
+  put("Scenes/End.md", "old");
+  const auto outside = folder.path() / "Outside";
+  calls.before = [&](std::string_view call) {
+    if (call == "exchange" && !std::filesystem::exists(outside)) std::filesystem::rename(root / "Scenes", outside);
+    return call == "exchange" && !GetParam() ? EINVAL : 0;
+  };
+  EXPECT_EQ(sentenceOf([&] { library.write("new", script("Scenes/End.md")); }),
+            "\"Scenes/End.md\" could not be written, because it is not there any more. List the library again to see "
+            "what is there now.");
+  EXPECT_EQ(bytesOf(outside / "End.md"), "old");
+  EXPECT_THAT(names(outside), ElementsAre("End.md"));
+}
+
 TEST_P(Writing, aScriptThatIsGoneIsNotMadeAgain) {
   std::filesystem::remove(root / "Talk.md");
   EXPECT_EQ(sentenceOf([&] { library.write("new", script("Talk.md")); }),
