@@ -6,6 +6,7 @@
 #include <string>
 
 #include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OneDatabase.h"
 
 namespace quorvel {
 namespace {
@@ -56,6 +57,20 @@ HistoryError HistoryFailure::noFile(HistoryUse use) {
   return sentence("is not a file but a link or a folder", use, "Move that link or folder away.");
 }
 
+HistoryError HistoryFailure::strangeJournal(HistoryUse use) {
+  return sentence(
+      "has a journal beside it (.kelvane/history.sqlite-journal) that another program left and that leads to "
+      "other files",
+      use, "Move that journal away, and see with \"kelvane doctor\" whether the history is whole.");
+}
+
+HistoryError HistoryFailure::writeAheadLog(HistoryUse use) {
+  return sentence(
+      "was made to use a write-ahead log by another program", use,
+      "In the library's folder, the command sqlite3 .kelvane/history.sqlite \"PRAGMA journal_mode=DELETE\" undoes "
+      "that.");
+}
+
 HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   const std::string_view what =
       use == HistoryUse::reading ? "could not be read, because " : "could not be written, because ";
@@ -76,13 +91,14 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
         "was left half-way through a change by a program that ended early, and may not be repaired by this user", use,
         "Use it once as a user who may write in the folder .kelvane.");
   }
+  if (error.code() == sqlite::OneDatabase::otherFile) return strangeJournal(use);
+  if (error.code() == sqlite::OneDatabase::writeAheadLog) return writeAheadLog(use);
   switch (error.primaryCode()) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return sentence("has been in use by another program for " + seconds(patience), use, "Try again in a moment.");
     case SQLITE_READONLY:
     case SQLITE_PERM:
-    case SQLITE_AUTH:
       return refused(EACCES, use);
     case SQLITE_FULL:
       return refused(ENOSPC, use);

@@ -24,10 +24,12 @@ struct HistoryFailure {
   HistoryFailure() = delete;
 
   static HistoryError damaged(HistoryUse use);
-  static HistoryError foreign(HistoryUse use);   ///< A database, but not a version history.
-  static HistoryError later(HistoryUse use);     ///< From a newer version of the program.
-  static HistoryError noFolder(HistoryUse use);  ///< `.kelvane` is a file or a symbolic link.
-  static HistoryError noFile(HistoryUse use);    ///< The database's name is taken by something that is no file.
+  static HistoryError foreign(HistoryUse use);         ///< A database, but not a version history.
+  static HistoryError later(HistoryUse use);           ///< From a newer version of the program.
+  static HistoryError noFolder(HistoryUse use);        ///< `.kelvane` is a file or a symbolic link.
+  static HistoryError noFile(HistoryUse use);          ///< The database's name is taken by something that is no file.
+  static HistoryError strangeJournal(HistoryUse use);  ///< Its journal leads to other files.
+  static HistoryError writeAheadLog(HistoryUse use);   ///< Another program made it use one.
 
   /// The system refused, for a value of errno.
   static HistoryError refused(int error, HistoryUse use);

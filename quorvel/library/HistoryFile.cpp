@@ -49,7 +49,7 @@ void flushAbove(const Descriptor& folder) {
 }
 
 void prepare(Connection& connection) {
-  connection.runAll("PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
+  connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
 Connection openedForWriting(const std::filesystem::path& file, Connection::Access access,

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <new>
 
+#include "quorvel/library/OneDatabase.h"
+
 namespace quorvel::sqlite {
 
 namespace {
@@ -77,16 +79,18 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
   sqlite3_finalize(statement);
 }
 
-Connection::Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience) {
+Connection::Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience)
+    : files_(new OneDatabase) {
   const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
                   : access == Access::writing ? SQLITE_OPEN_READWRITE
                                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   const int flags = how | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(file.c_str(), &connection, flags, nullptr);
+  const int code = sqlite3_open_v2(file.c_str(), &connection, flags, files_->name());
   connection_.reset(connection);
   check(connection, code);
   check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
+  runAll("PRAGMA temp_store = MEMORY");
 }
 
 void Connection::runAll(std::string_view sql) {
@@ -99,6 +103,10 @@ std::int64_t Connection::lastInserted() const noexcept {
 
 void Connection::Close::operator()(sqlite3* connection) const noexcept {
   sqlite3_close(connection);
+}
+
+void Connection::Forget::operator()(OneDatabase* files) const noexcept {
+  delete files;
 }
 
 }  // namespace quorvel::sqlite

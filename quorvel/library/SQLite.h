@@ -14,6 +14,8 @@ struct sqlite3_stmt;
 /// SQLite's C interface in C++: a connection, a prepared statement, and an exception for whatever goes wrong.
 namespace quorvel::sqlite {
 
+class OneDatabase;
+
 /// SQLite refused or failed. The code is the extended one; the errno is the system's last answer where one is behind
 /// it, else 0.
 class Error : public std::runtime_error {
@@ -60,8 +62,11 @@ class Connection {
   enum class Access { reading, writing, creating };
 
   /// Opens the file, which no symbolic link may lead to. Looks at nothing in it. Operations wait for `patience` while
-  /// another connection has the database locked.
+  /// another connection has the database locked. They touch no file but this one and its rollback journal, whatever is
+  /// in these, and fail where they would have to (see OneDatabase).
   Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience);
+  Connection(Connection&&) = default;
+  Connection& operator=(Connection&&) = delete;
 
   /// A statement with its parameters, integers and bytes, bound in their order.
   template <typename... Parameters>
@@ -96,6 +101,10 @@ class Connection {
   struct Close {
     void operator()(sqlite3* connection) const noexcept;
   };
+  struct Forget {
+    void operator()(OneDatabase* files) const noexcept;
+  };
+  std::unique_ptr<OneDatabase, Forget> files_;  // outlives the connection
   std::unique_ptr<sqlite3, Close> connection_;
 };
 

@@ -1,0 +1,184 @@
+// What lies beside the database, or is written in it, leads to no other file.
+#include "quorvel/library/OneDatabase.h"
+
+#include "tests/quorvel/history/HistoryHouse.h"
+
+namespace quorvel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+const std::string subject = "The version history of this library (.kelvane/history.sqlite) ";
+
+std::string bigEndian(std::size_t number) {
+  std::string bytes;
+  for (const int shift : {24, 16, 8, 0}) bytes.push_back(static_cast<char>(number >> shift & 0xff));
+  return bytes;
+}
+
+class OneDatabase : public HistoryHouse {
+ protected:
+  OneDatabase() { startAfresh(); }
+
+  void startAfresh() {
+    std::filesystem::remove_all(root / ".kelvane");
+    put("Talk.md");
+    keep("words", "Talk.md", "label");
+    write(elsewhere, "of somebody else");
+  }
+
+  /// A journal as a program leaves it that dies in a change of this database and others at once: it names the file
+  /// that lists their journals, and whoever is done with the journal deletes that file.
+  void leaveJournalThatNames(const std::filesystem::path& file) const {
+    constexpr std::size_t pageSize = 4096;
+    const std::string magic = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    const std::string name = file.native();
+    std::size_t checksum = 0;
+    for (const char byte : name) checksum += static_cast<unsigned char>(byte);
+    std::string bytes = magic + bigEndian(0) + bigEndian(0) + bigEndian(read(database).size() / pageSize) +
+                        bigEndian(512) + bigEndian(pageSize);
+    bytes.resize(512, '\0');
+    bytes += bigEndian(0x40000000 / pageSize + 1) + name + bigEndian(name.size()) + bigEndian(checksum) + magic;
+    write(journal, bytes);
+  }
+
+  /// Runs statements as programs do that open the database in the usual way.
+  void asAnotherProgram(const char* sql) const {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(other, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
+  }
+
+  void expectUnusable(const std::string& happened, const std::string& advice, const std::string& what) {
+    const auto before = everything();
+    const std::string reading = subject + happened + ", so it cannot be read. " + advice;
+    const std::string writing = subject + happened + ", so nothing was changed. " + advice;
+    EXPECT_EQ(sentenceOf([&] { history.entries("Talk.md"); }), reading) << what;
+    EXPECT_EQ(sentenceOf([&] { history.text("Talk.md", {0, 1}); }), reading) << what;
+    EXPECT_EQ(sentenceOf([&] { history.willRename("Talk.md", "Speech.md").done(); }), reading) << what;
+    EXPECT_EQ(sentenceOf([&] { keep("words", "Talk.md"); }), writing) << what;
+    EXPECT_THAT(history.problems(), ElementsAre(reading)) << what;
+    EXPECT_EQ(everything(), before) << what;
+    EXPECT_EQ(read(elsewhere), "of somebody else") << what;
+  }
+
+  const kelvane::tests::TemporaryFolder outside;
+  const std::filesystem::path elsewhere = outside.path() / "elsewhere";
+  const std::filesystem::path log = root / ".kelvane/history.sqlite-wal";
+};
+
+TEST_F(OneDatabase, isLeftToNoFileThatAJournalNames) {
+  const std::filesystem::path named[] = {
+      elsewhere,   outside.path() / "none",    root / "Talk.md", database, root / ".kelvane/lock",
+      "elsewhere", outside.path() / "-journal"};
+  for (const auto& file : named) {
+    startAfresh();
+    write(root / ".kelvane/lock", "");
+    leaveJournalThatNames(file);
+    expectUnusable(
+        "has a journal beside it (.kelvane/history.sqlite-journal) that another program left and that leads to other "
+        "files",
+        "Move that journal away, and see with \"kelvane doctor\" whether the history is whole.", file);
+    std::filesystem::remove(journal);
+    EXPECT_EQ(story("Talk.md"), "words") << file;
+  }
+}
+
+TEST_F(OneDatabase, isNotReadThroughAJournalThatIsALink) {
+  leaveJournalThatNames(root / "none");
+  std::filesystem::rename(journal, elsewhere);
+  const std::string bytes = read(elsewhere);
+  std::filesystem::create_symlink(elsewhere, journal);
+  EXPECT_NE(sentenceOf([&] { history.entries("Talk.md"); }), "(no failure)");
+  EXPECT_NE(sentenceOf([&] { keep("more", "Talk.md"); }), "(no failure)");
+  EXPECT_EQ(read(elsewhere), bytes);
+  std::filesystem::remove(journal);
+  EXPECT_EQ(story("Talk.md"), "words");
+}
+
+TEST_F(OneDatabase, hasNoWriteAheadLog) {
+  const struct {
+    const char* what;
+    std::function<void()> done;
+  } cases[] = {
+      {"set to one", [&] { asAnotherProgram("PRAGMA journal_mode = WAL"); }},
+      {"set to one, changed with it",
+       [&] { asAnotherProgram("PRAGMA journal_mode = WAL; UPDATE versions SET saved = 1"); }},
+      {"one beside it", [&] { write(log, "log"); }},
+  };
+  for (const auto& [what, done] : cases) {
+    startAfresh();
+    done();
+    expectUnusable(
+        "was made to use a write-ahead log by another program",
+        "In the library's folder, the command sqlite3 .kelvane/history.sqlite \"PRAGMA journal_mode=DELETE\" undoes "
+        "that.",
+        what);
+    asAnotherProgram("PRAGMA journal_mode = DELETE");
+    EXPECT_EQ(story("Talk.md"), "words") << what;
+    keep("more", "Talk.md");
+    EXPECT_EQ(story("Talk.md"), "words more") << what;
+  }
+}
+
+TEST_F(OneDatabase, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "PRAGMA journal_mode = WAL; UPDATE versions SET saved = 1", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  ASSERT_TRUE(std::filesystem::exists(log));
+  expectUnusable(
+      "was made to use a write-ahead log by another program",
+      "In the library's folder, the command sqlite3 .kelvane/history.sqlite \"PRAGMA journal_mode=DELETE\" undoes "
+      "that.",
+      "open elsewhere");
+  EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
+}
+
+// SQLite sorts, and keeps what it may have to take back, in files unless it is told otherwise.
+TEST_F(OneDatabase, needsNoTemporaryFiles) {
+  sqlite::Connection connection(database, sqlite::Connection::Access::writing, patience);
+  connection.runAll(
+      "PRAGMA cache_size = 1; BEGIN;"
+      "CREATE TABLE numbers (n UNIQUE); CREATE TEMP TABLE own (n);"
+      "WITH RECURSIVE n (i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 50000)"
+      " INSERT INTO numbers SELECT i || hex(zeroblob(50)) FROM n;"
+      "UPDATE numbers SET n = n || 'x';"
+      "INSERT INTO own SELECT n FROM numbers ORDER BY n DESC; COMMIT");
+  EXPECT_EQ(connection.integer("SELECT count(*) FROM own"), 50000);
+}
+
+TEST_F(OneDatabase, isNoOtherThatAStatementNames) {
+  sqlite::Connection connection(database, sqlite::Connection::Access::writing, patience);
+  const std::string attach = "ATTACH '" + elsewhere.native() + "' AS other; SELECT * FROM other.sqlite_schema";
+  try {
+    connection.runAll(attach);
+    ADD_FAILURE() << "opened";
+  } catch (const sqlite::Error& error) {
+    EXPECT_EQ(error.code(), sqlite::OneDatabase::otherFile);
+  }
+}
+
+TEST_F(OneDatabase, isForgottenWithItsConnection) {
+  const auto registered = [] {
+    std::vector<std::string> names;
+    for (const sqlite3_vfs* files = sqlite3_vfs_find(nullptr); files; files = files->pNext)
+      names.push_back(files->zName);
+    return names;
+  };
+  const auto before = registered();
+  {
+    sqlite::Connection one(database, sqlite::Connection::Access::reading, patience);
+    sqlite::Connection other = sqlite::Connection(database, sqlite::Connection::Access::reading, patience);
+    EXPECT_THAT(registered(), SizeIs(before.size() + 2));
+    EXPECT_EQ(one.integer("SELECT count(*) FROM versions"), 1);
+    EXPECT_EQ(other.integer("SELECT count(*) FROM versions"), 1);
+  }
+  EXPECT_EQ(registered(), before);
+}
+
+}  // namespace
+}  // namespace quorvel
