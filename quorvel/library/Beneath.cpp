@@ -4,9 +4,16 @@
 
 #include <algorithm>
 #include <climits>
-#include <string>
 
 namespace quorvel {
+
+std::string joined(std::string_view folder, std::string_view name, std::string_view suffix) {
+  std::string identifier;
+  identifier.reserve(folder.size() + 1 + name.size() + suffix.size());
+  if (!folder.empty()) identifier.append(folder).push_back('/');
+  identifier.append(name).append(suffix);
+  return identifier;
+}
 
 std::vector<std::string_view> pieces(std::string_view identifier) {
   std::vector<std::string_view> found;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -9,6 +10,9 @@
 /// Opening what an identifier names beneath a folder that is already open, so that no link, swapped in at whatever
 /// moment, leads out of it. Paths are bytes.
 namespace quorvel {
+
+/// The identifier of an entry in a folder, whose own is empty for the library's. `suffix` follows the name.
+std::string joined(std::string_view folder, std::string_view name, std::string_view suffix = {});
 
 /// The pieces of an identifier, without empty ones and ".".
 std::vector<std::string_view> pieces(std::string_view identifier);

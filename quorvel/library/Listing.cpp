@@ -62,14 +62,6 @@ bool readFolder(const SystemCalls& calls, int root, std::string_view identifier,
   }
 }
 
-std::string joined(std::string_view folder, std::string_view name, std::string_view suffix = {}) {
-  std::string identifier;
-  identifier.reserve(folder.size() + 1 + name.size() + suffix.size());
-  if (!folder.empty()) identifier.append(folder).push_back('/');
-  identifier.append(name).append(suffix);
-  return identifier;
-}
-
 std::size_t joinedSize(std::string_view folder, std::string_view name) {
   return folder.empty() ? name.size() : folder.size() + 1 + name.size();
 }
@@ -156,6 +148,25 @@ class Walk {
   std::vector<ScriptItem*> unread_;
 };
 
+// Hands over each script and folder below a folder, by the identifier of what it lies in and its name, and looks into
+// those folders for which `take` answers true. Fails as a listing does.
+template <class Take>
+bool walk(const SystemCalls& calls, const ListingPlace& place, Take take) {
+  std::vector<std::string> unread;
+  const auto read = [&](std::string_view folder) {
+    return readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
+      if (take(folder, name) && kind == Kind::folder) unread.push_back(joined(folder, name));
+    });
+  };
+  if (!read(place.folder)) return false;
+  while (!unread.empty()) {
+    const std::string folder = std::move(unread.back());
+    unread.pop_back();
+    if (!read(folder) && !concernsOnlyWhatWasAsked(errno)) throw incomplete(folder, errno);
+  }
+  return true;
+}
+
 }  // namespace
 
 std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place) {
@@ -164,38 +175,24 @@ std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const L
 
 std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place) {
   std::size_t count = 0;
-  std::vector<std::string> unread;
-  const auto read = [&](std::string_view folder) {
-    return readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
-      if (!kelvane::unicode::isValidUTF8(name)) {
-        ++count;
-      } else if (kind == Kind::folder && joinedSize(folder, name) <= place.longestIdentifier) {
-        unread.push_back(joined(folder, name));
-      }
-    });
-  };
-  if (!read(place.folder)) return std::nullopt;
-  while (!unread.empty()) {
-    const std::string folder = std::move(unread.back());
-    unread.pop_back();
-    if (!read(folder) && !concernsOnlyWhatWasAsked(errno)) throw incomplete(folder, errno);
-  }
+  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+    const bool isListable = kelvane::unicode::isValidUTF8(name);
+    if (!isListable) ++count;
+    return isListable && joinedSize(folder, name) <= place.longestIdentifier;
+  });
+  if (!complete) return std::nullopt;
   return count;
 }
 
 std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place) {
   std::size_t longest = place.folder.size();
-  std::vector<std::string> unread(1, std::string(place.folder));
-  while (!unread.empty()) {
-    const std::string folder = std::move(unread.back());
-    unread.pop_back();
-    readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
-      const std::size_t size = joinedSize(folder, name);
-      if (size > place.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
-      longest = std::max(longest, size);
-      if (kind == Kind::folder) unread.push_back(joined(folder, name));
-    });
-  }
+  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+    const std::size_t size = joinedSize(folder, name);
+    const bool isListed = size <= place.longestIdentifier && kelvane::unicode::isValidUTF8(name);
+    if (isListed) longest = std::max(longest, size);
+    return isListed;
+  });
+  if (!complete && !concernsOnlyWhatWasAsked(errno)) throw incomplete(place.folder, errno);
   return longest;
 }
 

@@ -35,7 +35,7 @@ std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const L
 std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
 
 /// The size of the longest identifier of a script or folder below the folder, the folder's own where nothing is. What
-/// the listing leaves out does not count, nor what cannot be read.
+/// the listing leaves out does not count, nor what is below a folder that may not be read. Fails as the listing does.
 std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place);
 
 }  // namespace quorvel

@@ -14,12 +14,6 @@
 namespace quorvel {
 namespace {
 
-std::string joined(std::string_view folder, std::string_view name) {
-  std::string identifier(folder);
-  if (!identifier.empty()) identifier.push_back('/');
-  return identifier.append(name);
-}
-
 // Tells what lies in the library's own folder.
 class OwnFolderGuard {
  public:

@@ -174,6 +174,29 @@ TEST_P(Renaming, ofAFolderLosesNothingBelowItFromSight) {
   EXPECT_EQ(tree(library.contents(root / "Longer")), below);
 }
 
+TEST_P(Renaming, ofAFolderThatMayNotBeReadIsNotRefused) {
+  put("Closed/Talk.md");
+  giveToNobody();
+  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0));
+  EXPECT_EQ(inChild([&] {
+              becomeNobody();
+              return library.rename(folderItem("Closed"), "Closed to all").identifier;
+            }),
+            "Closed to all");
+  std::filesystem::permissions(root / "Closed to all", std::filesystem::perms(0700));
+}
+
+TEST_P(Renaming, ofAFolderThatCannotBeLookedThroughIsRefused) {
+  calls.before = [&](std::string_view call) {
+    return call == "nextEntry" ? EIO : call == "renameToFreeName" ? GetParam() : 0;
+  };
+  EXPECT_EQ(
+      sentenceOf([&] { library.rename(folderItem("Scenes"), "Longer Scenes"); }),
+      "The library could not be listed: the folder \"Scenes\" could not be read, because the disk reports an error. "
+      "Check the disk.");
+  EXPECT_THAT(names(), ElementsAre("Scenes", "Talk.md"));
+}
+
 TEST_P(Renaming, aDamagedHistoryRefusesIt) {
   put(".kelvane/history.sqlite", std::string(8192, 'x'));
   EXPECT_THROW(library.rename(script("Talk.md"), "New"), HistoryError);
