@@ -38,6 +38,10 @@ bool isThere(const ChangingFolder& folder, const std::string& name) {
 std::string requiredName(std::string_view asked, Kind kind) {
   std::string name = cleanedName(asked, kind);
   if (!name.empty()) return name;
+  if (isTooLongToCut(asked, kind))
+    throw LibraryError(quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
+                       ", because its first character alone, with its marks, is longer than a name may be. Give another"
+                       " name.");
   throw LibraryError(quorvel::quoted(asked) + " leaves no name for a " + std::string(word(kind)) +
                      " once dots at its start, blanks at its ends and the like are taken away. Give another name.");
 }

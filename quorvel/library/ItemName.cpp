@@ -1,5 +1,7 @@
 #include "quorvel/library/ItemName.h"
 
+#include <algorithm>
+
 #include "platform/Unicode.h"
 #include "quorvel/library/Listing.h"
 
@@ -46,14 +48,23 @@ std::string_view cutBetweenCharacters(std::string_view text) {
   return unicode::trimmingWhiteSpace(text.substr(0, end));
 }
 
-}  // namespace
-
-std::string cleanedName(std::string_view asked, ScriptItem::Kind kind) {
+std::string uncutName(std::string_view asked, ScriptItem::Kind kind) {
   const std::string text = unicode::replacingInvalidUTF8(asked);
   std::string_view name = text;
   if (kind == ScriptItem::Kind::script && name.ends_with(scriptSuffix)) name.remove_suffix(scriptSuffix.size());
   const std::string safe = withoutSlashesAndControls(name);
-  return std::string(cutBetweenCharacters(withoutBlanksAtEndsAndDotsAtStart(safe)));
+  return std::string(withoutBlanksAtEndsAndDotsAtStart(safe));
+}
+
+}  // namespace
+
+std::string cleanedName(std::string_view asked, ScriptItem::Kind kind) {
+  return std::string(cutBetweenCharacters(uncutName(asked, kind)));
+}
+
+bool isTooLongToCut(std::string_view asked, ScriptItem::Kind kind) {
+  const std::string name = uncutName(asked, kind);
+  return !name.empty() && cutBetweenCharacters(name).empty();
 }
 
 std::string numberedName(std::string_view name, std::size_t number) {

@@ -21,6 +21,9 @@ inline constexpr std::size_t roomForNumber = 12;
 /// nothing is left. Names cleaned once stay as they are, but for a ".md" at the end of a script's.
 std::string cleanedName(std::string_view asked, ScriptItem::Kind kind);
 
+/// Whether it is only for its length that nothing is left: the first character, with its marks, is longer than a name.
+bool isTooLongToCut(std::string_view asked, ScriptItem::Kind kind);
+
 /// The name with its number: as it is for 1, with a blank and the number otherwise.
 std::string numberedName(std::string_view name, std::size_t number);
 

@@ -100,6 +100,23 @@ TEST_F(Creating, aNameWithNothingLeftIsRefusedWithASentence) {
       "Give another name.");
 }
 
+TEST_F(Creating, aNameThatIsOneCharacterLongerThanAnyNameIsRefusedForThat) {
+  std::string character = "e";
+  while (character.size() < 241) character += "\u0301";
+  for (const std::string& asked : {character, ". " + character + ".md"}) {
+    EXPECT_EQ(
+        sentenceOf([&] { library.create(asked, std::nullopt); }),
+        quorvel::quoted(asked) +
+            " cannot be the name of a script, because its first character alone, with its marks, is longer than a "
+            "name may be. Give another name.");
+  }
+  EXPECT_EQ(sentenceOf([&] { library.createFolder(character, std::nullopt); }),
+            quorvel::quoted(character) +
+                " cannot be the name of a folder, because its first character alone, with its marks, is longer than a "
+                "name may be. Give another name.");
+  EXPECT_THAT(names(), ElementsAre());
+}
+
 TEST_F(Creating, saysWhatIsTrueWhenTheFolderCannotBeFlushed) {
   calls.lack({"flush"}, EIO);
   EXPECT_EQ(sentenceOf([&] { library.create("Talk", std::nullopt); }),
