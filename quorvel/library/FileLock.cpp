@@ -36,6 +36,15 @@ LibraryError notLocked(int error) {
                       " in it, which is kept for the library's own folder. Move it away and try again.");
 }
 
+// The failure to open the file itself, once its folder is open.
+LibraryError notOpened(int error) {
+  const bool isNoFile = error == ELOOP || error == EISDIR || error == ENXIO;
+  if (!isNoFile) return notLocked(error);
+  return LibraryError(
+      "The library could not be locked for writing, because \".kelvane/lock\" in it is a link, a folder or the like and"
+      " not a file. Move that away, and leave the rest of \".kelvane\", which has the history in it.");
+}
+
 LibraryError busy(std::chrono::milliseconds waited) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited).count();
   return LibraryError("The library is busy: another program has been writing to it for " + std::to_string(seconds) +
@@ -82,7 +91,7 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
     const Descriptor folder = ownFolder(root);
     Descriptor file(
         ::openat(folder.get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!file) throw notLocked(errno);
+    if (!file) throw notOpened(errno);
     // Who waits for the lock holds one on the folder meanwhile. Thus who lets go and comes back at once, long before
     // anybody could notice, has to wait behind it. Where folders cannot be locked, there is only no order.
     if (lockBefore(deadline, folder) == Outcome::busy) throw busy(patience);
