@@ -9,6 +9,7 @@
 #include "quorvel/library/HistoryRenames.h"
 #include "quorvel/library/HistoryTexts.h"
 #include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OwnFolder.h"
 
 namespace quorvel {
 namespace {
@@ -88,6 +89,11 @@ std::optional<std::string> below(const std::filesystem::path& root, const std::f
   return std::string(rest.substr(1));
 }
 
+/// Nothing may be written there by a tool, so that no version of it could ever be restored.
+bool isInOwnFolder(std::string_view identifier) {
+  return identifier.substr(0, identifier.find('/')) == ownFolderName;
+}
+
 }  // namespace
 
 History::History(std::filesystem::path root, Clock clock, std::chrono::milliseconds patience)
@@ -103,6 +109,10 @@ std::string History::identifier(const std::filesystem::path& script) const {
 std::optional<ScriptVersion> History::snapshot(std::string_view text, const std::filesystem::path& script,
                                                std::string_view label) {
   const std::string identifier = this->identifier(script);
+  if (isInOwnFolder(identifier))
+    throw HistoryError("No version of " + quorvel::quoted(identifier) +
+                       " was kept, because it belongs to the folder that the library keeps its history in. Leave that "
+                       "folder to the library.");
   if (text.empty()) return std::nullopt;
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   writing(file_, [&](Connection& connection) {

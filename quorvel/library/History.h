@@ -75,8 +75,9 @@ class PendingRename {
 /// its result, the library's lock must be held, as it must by whoever calls `snapshot` meanwhile.
 ///
 /// Operations throw HistoryError, and leave everything as it was: the history is damaged, in use, from a newer version
-/// of the program, another program's database, behind a symbolic link, not permitted to be read or written, the disk
-/// full.
+/// of the program, another program's database, made to use other files, behind a symbolic link, not permitted to be
+/// read or written, the disk full; or the text is of something in the library's own folder, of which no version is
+/// kept.
 class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;

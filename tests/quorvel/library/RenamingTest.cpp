@@ -380,6 +380,21 @@ TEST_F(TheOwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
   EXPECT_THAT(names(), ElementsAre());
 }
 
+TEST_F(TheOwnFolder, hasNoVersions) {
+  put(".kelvane/notes.md", "words");
+  put(".kelvanes/notes.md", "words");
+  put("Scenes/.kelvane/notes.md", "words");
+  for (const char* identifier : {".kelvane/notes.md", ".kelvane/folder/notes.md", ".kelvane"}) {
+    EXPECT_EQ(sentenceOf([&] { history->snapshot("words", root / identifier, "kept"); }),
+              "No version of " + quorvel::quoted(identifier) + " was kept" + why);
+  }
+  EXPECT_FALSE(std::filesystem::exists(root / ".kelvane/history.sqlite"));
+  for (const char* identifier : {".kelvanes/notes.md", "Scenes/.kelvane/notes.md"}) {
+    history->snapshot("words", root / identifier, "kept");
+    EXPECT_EQ(story(identifier), "kept: words\n");
+  }
+}
+
 TEST_F(TheOwnFolder, isRefusedBeforeItIsThere) {
   EXPECT_THAT(sentenceOf([&] { library.create("New", ".kelvane"); }), HasSubstr(why));
   EXPECT_THAT(sentenceOf([&] { library.rename(folderItem(".kelvane"), "New"); }), HasSubstr(why));
