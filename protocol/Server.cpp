@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "platform/Unicode.h"
@@ -11,6 +12,10 @@ namespace kelvane {
 namespace {
 
 constexpr std::string_view ownVersion = "1.0.0";
+
+// std::bad_alloc itself says nothing that a person could read.
+constexpr std::string_view noMemory =
+    "There is not enough memory for this. Close some programs and try again, or ask for less at a time.";
 
 struct RPCRequest {
   std::optional<JSON> id;  // holds null for an id that is null: the member is there
@@ -63,6 +68,8 @@ JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
     return toolResult(tool->run(arguments ? *arguments : JSON::Object()), false);
   } catch (const RPCError& error) {
     return toolResult(error.message(), true);
+  } catch (const std::bad_alloc&) {
+    return toolResult(noMemory, true);
   } catch (const std::exception& error) {
     return toolResult(error.what(), true);
   } catch (...) {
@@ -103,6 +110,8 @@ std::optional<std::string> Server::handle(std::string_view line) const {
     return resultEnvelope(*std::move(result), request->id).encoded();
   } catch (const RPCError& error) {
     return errorEnvelope(error, request->id).encoded();
+  } catch (const std::bad_alloc&) {
+    return errorEnvelope(RPCError::invalidParams(std::string(noMemory)), request->id).encoded();
   } catch (const std::exception& error) {
     return errorEnvelope(RPCError::invalidParams(error.what()), request->id).encoded();
   }

@@ -1,12 +1,18 @@
 #include "protocol/Server.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <fstream>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
 #include "protocol/RPCError.h"
+#include "tests/support/ChildProcess.h"
 
 namespace kelvane {
 namespace {
@@ -25,6 +31,7 @@ std::vector<Tool> tinyTools() {
                  if (kind == "parse") throw RPCError::parse();
                  if (kind == "request") throw RPCError::invalidRequest();
                  if (kind == "platform") throw std::runtime_error("The disk is full.");
+                 if (kind == "memory") throw std::bad_alloc();
                  if (kind == "odd") throw 7;
                  throw RPCError::invalidParams(std::string("It \"failed\".\0whole", 18));
                }),
@@ -181,6 +188,10 @@ INSTANTIATE_TEST_SUITE_P(
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"platform"}}})",
             R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The disk is full.","type":"text"}],"isError":true}})"},
         Exchange{
+            "no memory left inside a tool",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"memory"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"There is not enough memory for this. Close some programs and try again, or ask for less at a time.","type":"text"}],"isError":true}})"},
+        Exchange{
             "something thrown that is no error",
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"odd"}}})",
             R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"}));
@@ -204,6 +215,36 @@ TEST(Server, hasItsNameItsToolsAndItsVersion) {
   EXPECT_EQ(Server("a \"name\"", {}).handle(R"({"id":1,"method":"initialize"})"),
             R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{"tools":{}},"protocolVersion":"2025-06-18",)"
             R"("serverInfo":{"name":"a \"name\"","version":"1.0.0"}}})");
+}
+
+/// Lets this process take no more than so many bytes beyond those that it has.
+void limitMemory(rlim_t more) {
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t most = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + more;
+  const rlimit limit{most, most};
+  ::setrlimit(RLIMIT_AS, &limit);
+}
+
+// The tool's text finds room, also a second time, and its JSON, where each line break takes two bytes, does not.
+TEST(Server, answersWithASentenceWhereThereIsNoMemoryForTheReply) {
+  constexpr std::size_t size = 10'000'000;
+  const auto taken = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
+  const auto before = taken();
+  const std::string large(size, ' ');
+  if (taken() < before + large.size()) {
+    GTEST_SKIP() << "The memory that is taken cannot be told here, as under a sanitizer.";
+  }
+  EXPECT_EQ(tests::inChild([&] {
+              const Server server("s", {Tool("large", "", schema({}, {}), [](const JSON::Object&) {
+                                    std::string text(size, '\n');
+                                    limitMemory(size + size / 2);
+                                    return text;
+                                  })});
+              return server.handle(R"({"id":1,"method":"tools/call","params":{"name":"large"}})").value_or("(none)");
+            }),
+            R"({"error":{"code":-32602,"message":"There is not enough memory for this. Close some programs and try )"
+            R"(again, or ask for less at a time."},"id":1,"jsonrpc":"2.0"})");
 }
 
 TEST(Server, runsAToolOnceForACall) {
