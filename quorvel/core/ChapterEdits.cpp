@@ -12,9 +12,8 @@
 /// How the edits lay out a script, so that they change no byte that they need not:
 /// - What is written anew has one blank line between a heading and its text and one before a heading. What stands there
 ///   already is never tidied. At its end the script keeps a final line break, or does without one, as it did before.
-/// - Text that a client gives is written as it is but for blank lines around it. Its own line breaks stay what they
-/// are,
-///   also LF in a script with CR LF; those that an edit adds are of the script's own kind.
+/// - Text that a client gives is written as it is but for blank lines around it. Its own line breaks stay, also LF in a
+///   script with CR LF; those that an edit adds are of the script's own kind.
 /// - What separates chapters, from the line break behind the last line that is not blank, stays at its place when
 ///   chapters change theirs.
 namespace quorvel {

@@ -1,5 +1,7 @@
 #include "quorvel/library/HistoryTexts.h"
 
+#include "quorvel/library/FNV1a.h"
+
 namespace quorvel {
 namespace {
 
@@ -12,9 +14,7 @@ std::optional<std::int64_t> findHashed(sqlite::Connection& connection, std::stri
 }  // namespace
 
 std::int64_t textHash(std::string_view text) noexcept {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-  return static_cast<std::int64_t>(hash);
+  return static_cast<std::int64_t>(fnv1a(text));
 }
 
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text) {

@@ -9,7 +9,7 @@
 /// The texts that versions share: the same bytes are in the database once.
 namespace quorvel {
 
-/// FNV-1a, 64 bits. It only finds candidates; that two texts are equal is told by their bytes.
+/// FNV-1a. It only finds candidates; that two texts are equal is told by their bytes.
 std::int64_t textHash(std::string_view text) noexcept;
 
 /// The row that holds these bytes.

@@ -6,6 +6,8 @@
 #include <charconv>
 #include <system_error>
 
+#include "quorvel/library/FNV1a.h"
+
 namespace quorvel {
 namespace {
 
@@ -28,9 +30,7 @@ std::optional<std::uint64_t> number(std::string_view text) noexcept {
 }  // namespace
 
 std::uint64_t TemporaryName::hash(std::string_view scriptName) noexcept {
-  std::uint64_t hash = 0xCBF29CE484222325;
-  for (const char byte : scriptName) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
-  return hash;
+  return fnv1a(scriptName);
 }
 
 TemporaryName TemporaryName::fresh(std::string_view scriptName) {
