@@ -87,7 +87,6 @@ class ModelCall {
     if (tool == "list_chapters") return chapterListing(textOf(requiredScript()));
     if (tool == "read_chapter") return readChapter();
 
-    model_.hasOwnFolder_ = true;  // it holds the lock
     if (tool == "create_script") return createScript();
     if (tool == "create_folder") return summary(make(suppliedFolder(), Kind::folder), Kind::folder);
     if (tool == "rename") return rename();
@@ -282,6 +281,7 @@ class ModelCall {
 
   std::string editChapters(std::string_view tool) {
     const std::string script = requiredScript();
+    lock();
     const std::string text = textOf(script);
     const auto [edited, note] = editAndNote(tool, text);
     if (unicode::equivalent(edited, text)) return chapterListing(text);
@@ -291,6 +291,9 @@ class ModelCall {
   }
 
   // --- The library and its history ---
+
+  /// What a call is given is judged before it takes the lock, which is in the library's own folder.
+  void lock() { model_.hasOwnFolder_ = true; }
 
   std::string textOf(const std::string& script) const { return *model_.files.at(script); }
 
@@ -320,7 +323,9 @@ class ModelCall {
   }
 
   std::string make(const std::string& folder, Kind kind) {
-    const std::string name = cleaned(required("name"), kind);
+    const std::string asked = required("name");
+    lock();
+    const std::string name = cleaned(asked, kind);
     if (folder == ".kelvane") {
       throw Refusal{"The " + word(kind) + " " + quoted(name) + " could not be made" + belongsToTheLibrary};
     }
@@ -339,6 +344,7 @@ class ModelCall {
   std::string rename() {
     const auto [own, kind] = itemAt(required("id"));
     const std::string asked = required("name");
+    lock();
     const std::string refusal = quoted(own) + " could not be renamed";
     if (own.empty()) throw Refusal{refusal + ", because it is the library's own root folder."};
     if (own == ".kelvane") throw Refusal{refusal + belongsToTheLibrary};
@@ -363,7 +369,9 @@ class ModelCall {
 
   std::string saveVersion() {
     const std::string script = requiredScript();
-    const auto version = keep(script, required("note"));
+    const std::string label = required("note");
+    lock();
+    const auto version = keep(script, label);
     if (!version) throw Refusal{quoted(script) + " is empty, so there is nothing to keep"};
     return "{\"id\":" + inJSON(script) + ",\"name\":" + inJSON(version->label) +
            ",\"saved\":" + quoted(savedIn(*version)) + ",\"words\":" + std::to_string(version->words) + "}";
@@ -372,7 +380,9 @@ class ModelCall {
   std::string replaceText(bool appending) {
     const std::string script = requiredScript();
     const std::string given = required("text");
-    keep(script, "Before — " + required("note"));
+    const std::string note = required("note");
+    lock();
+    keep(script, "Before — " + note);
     const std::string text = appending ? withTextAppended(textOf(script), given) : given;
     model_.files[script] = text;
     return summary(script, text);
