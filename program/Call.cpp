@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -105,6 +106,8 @@ int call(const CallOptions& options) {
   std::string text;
   try {
     text = tool->run(arguments);
+  } catch (const std::bad_alloc&) {
+    throw;  // which says nothing that a person could read, and the program does
   } catch (const std::exception& failure) {
     complain(failure.what());
     return failed;

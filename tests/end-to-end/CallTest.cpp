@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,16 @@ class Call : public testing::Test {
 
   Folder library;
 };
+
+TEST_F(Call, saysSoWhereThereIsNotEnoughMemory) {
+  if (isSanitized()) GTEST_SKIP() << "A sanitizer takes more memory than any limit that could be set here.";
+  const std::filesystem::path script = std::filesystem::path(library.text()) / "Large.md";
+  std::ofstream(script).close();
+  std::filesystem::resize_file(script, std::uintmax_t{100} << 30);
+  const std::string limited = "ulimit -v 2000000; exec \"$0\" call read_script id=Large.md --library \"$1\"";
+  EXPECT_EQ(run(Start{.arguments = {"-c", limited, KELVANE_PROGRAM, library.text()}, .program = "/bin/sh"}, ""),
+            (Outcome{1, "", "There is not enough memory.\n"}));
+}
 
 TEST_F(Call, printsTheTextAndALineFeedWhereTheLastLineHasNone) {
   const std::pair<std::string, std::string> cases[] = {
