@@ -29,7 +29,7 @@ std::filesystem::path folderOf(const char* variable, std::string_view below) {
 // A link counts though it leads nowhere: whoever made it wants the file where it points.
 bool isThere(const std::filesystem::path& file) {
   std::error_code error;
-  return std::filesystem::symlink_status(file, error).type() != std::filesystem::file_type::not_found;
+  return std::filesystem::exists(std::filesystem::symlink_status(file, error));
 }
 
 Files claudeFiles() {
@@ -52,9 +52,9 @@ Files codexFiles() {
 const std::vector<AIClient>& aiClients() {
   static const std::vector<AIClient> all = {
       {"claude", "Claude", claudeFiles, ClaudeConfigFile::adding, ClaudeConfigFile::removing, ClaudeConfigFile::command,
-       ClaudeConfigFile::example},
+       ClaudeConfigFile::arguments, ClaudeConfigFile::example},
       {"codex", "Codex", codexFiles, CodexConfigFile::adding, CodexConfigFile::removing, CodexConfigFile::command,
-       CodexConfigFile::example},
+       CodexConfigFile::arguments, CodexConfigFile::example},
   };
   return all;
 }

@@ -23,6 +23,7 @@ struct AIClient {
   ConfigEdit (*adding)(std::string_view command, std::string_view to);
   ConfigEdit (*removing)(std::string_view from);
   std::optional<std::string> (*command)(std::string_view in);
+  std::vector<std::string> (*arguments)(std::string_view in);
   std::string (*example)(std::string_view command);
 };
 

@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/Unicode.h"
@@ -31,8 +33,9 @@ Usage: kelvane connect claude|codex [--config FILE] [--dry-run]
   --dry-run        Show what would change, and change nothing.
   -h, --help       Print this.
 
-Nothing else in the file is changed, not even its layout. The text before the change is kept beside it in
-FILE.before-kelvane. What the client then gets is what "kelvane settings" shows.
+Only our entry is changed, and the layout of all else stays. In a TOML file the entry is all from its header to the
+next, comments too, and goes to the end of the file. What is taken out is shown, and the text before the change is kept
+beside the file in FILE.before-kelvane. What the client then gets is what "kelvane settings" shows.
 )";
 
 constexpr std::string_view disconnectHelp =
@@ -45,7 +48,8 @@ Usage: kelvane disconnect claude|codex [--config FILE] [--dry-run]
   --dry-run        Show what would change, and change nothing.
   -h, --help       Print this.
 
-Nothing else in the file is changed, not even its layout. The text before the change is kept beside it in
+Only our entry is changed, and the layout of all else stays. In a TOML file the entry is all from its header to the
+next, comments too. What is taken out is shown, and the text before the change is kept beside the file in
 FILE.before-kelvane.
 )";
 
@@ -70,14 +74,6 @@ const AIClient& clientNamed(const std::string& name, const std::string& command)
   if (name.empty()) throw UsageError("Say which AI client: kelvane " + command + " claude, or codex.");
   throw UsageError("There is no AI client \"" + name + "\" that is known." + suggestion(name, names) +
                    " The clients are claude and codex.");
-}
-
-// A client that was never started has no folder yet. One that a person names has to be there: it may be a slip.
-void makeFolderOf(const File& file) {
-  std::error_code isShownByTheWrite;
-  if (std::filesystem::create_directories(file.parent_path(), isShownByTheWrite)) {
-    std::filesystem::permissions(file.parent_path(), std::filesystem::perms::owner_all, isShownByTheWrite);
-  }
 }
 
 /// A registration to be made or taken back, in one file after the other.
@@ -126,7 +122,8 @@ class Registration {
     if (!quorvel::readFile(file)) {
       if (!isConnecting_) return sayUnchanged(file);
       edited("");  // what is refused makes no folder
-      if (makesFolders_) makeFolderOf(file);
+      // A client that was never started has no folder yet. One that a person names has to be there: it may be a slip.
+      if (makesFolders_) quorvel::makeFolder(file.parent_path());
     }
     ConfigEdit edit;
     bool isKept = false;
@@ -157,7 +154,7 @@ class Registration {
 
   static void sayDropped(const ConfigEdit& edit) {
     if (edit.dropped.empty()) return;
-    std::string text = "What goes beyond our command:\n";
+    std::string text = "Taken out with it:\n";
     for (const std::string& dropped : edit.dropped) text.append("  ").append(dropped).append("\n");
     print(text);
   }
@@ -182,6 +179,11 @@ void sayWhatIsMissing() {
 }
 
 int run(const ConnectOptions& options, bool isConnecting) {
+  if (std::error_code error; !options.file.empty() && std::filesystem::exists(options.file, error) &&
+                             !std::filesystem::is_regular_file(options.file, error)) {
+    throw std::runtime_error(named(options.file) +
+                             " is not a file: give the client's configuration file with --config.");
+  }
   const AIClient& client = clientNamed(options.client, isConnecting ? "connect" : "disconnect");
   const Registration registration(client, isConnecting ? ownExecutable() : File(), isConnecting, options);
   const std::vector<File> files = options.file.empty() ? client.files() : std::vector<File>{options.file};

@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "platform/FileSystem.h"
@@ -60,14 +62,53 @@ class Findings {
 };
 
 std::string named(const std::filesystem::path& file) {
-  return "\"" + file.native() + "\"";
+  return "\"" + onOneLine(file.native()) + "\"";
 }
 
-void lookAtSwitches(const OwnSettings& settings, Findings& findings) {
+/// What one of a client's files says of our entry.
+struct Entry {
+  const AIClient* client;
+  std::filesystem::path file;
+  std::optional<std::string> command = {};
+  std::vector<std::string> arguments = {};
+  std::string problem = {};  // complete sentences, where the file does not say it
+};
+
+std::vector<Entry> entriesOfAllClients() {
+  std::vector<Entry> entries;
+  for (const AIClient& client : aiClients()) {
+    for (std::filesystem::path& file : client.files()) {
+      Entry entry{&client, std::move(file)};
+      try {
+        const std::string text = quorvel::readFile(entry.file).value_or("");
+        entry.command = client.command(text);
+        entry.arguments = client.arguments(text);
+      } catch (const ConfigRefused& error) {
+        entry.problem = named(entry.file) + ": " + error.what();
+      } catch (const std::exception& error) {
+        entry.problem = error.what();
+      }
+      entries.push_back(std::move(entry));
+    }
+  }
+  return entries;
+}
+
+// Whether a client gets what the settings say, or will once it is connected. One that starts us with arguments does
+// not.
+bool dependOnSettings(const std::vector<Entry>& entries) {
+  const auto isRegistered = [](const Entry& entry) { return entry.command.has_value(); };
+  const auto isBare = [](const Entry& entry) { return entry.command && entry.arguments.empty(); };
+  return std::none_of(entries.begin(), entries.end(), isRegistered) ||
+         std::any_of(entries.begin(), entries.end(), isBare);
+}
+
+void lookAtSwitches(const OwnSettings& settings, bool theyCount, Findings& findings) {
   if (const auto problem = settings.problem()) findings.wrong(*problem);
   const Preferences preferences = settings.preferences();
   if (!preferences.isEnabled()) {
-    findings.wrong("The server is switched off: \"kelvane settings enable\" switches it on.");
+    const std::string off = "The server is switched off: \"kelvane settings enable\" switches it on.";
+    theyCount ? findings.wrong(off) : findings.remark(off);
   } else if (preferences.allowsWrites()) {
     findings.right("The server is switched on, and AI clients may change scripts.");
   } else {
@@ -143,63 +184,64 @@ void lookAtHistory(const quorvel::History& history, Findings& findings) {
   }
 }
 
-enum class Registration { none, right, wrong };
-
-Registration lookAtEntry(const AIClient& client, const std::filesystem::path& file, const std::string& executable,
-                         Findings& findings) {
-  const std::string title(client.title);
-  try {
-    const std::optional<std::string> text = quorvel::readFile(file);
-    const std::optional<std::string> command = text ? client.command(*text) : std::nullopt;
-    if (!command) return Registration::none;
-    if (*command == executable) {
-      findings.right(named(file) + " lets " + title + " start this program.");
-      return Registration::right;
-    }
-    // A relative path is another file in every folder that a client starts in.
-    std::error_code error;
-    const bool isAbsolute = std::filesystem::path(*command).is_absolute();
-    if (isAbsolute && std::filesystem::equivalent(*command, executable, error)) {
-      findings.right(named(file) + " lets " + title + " start this program, as \"" + *command + "\".");
-      return Registration::right;
-    }
-    const std::string_view fault = !isAbsolute                                ? "no absolute path"
-                                   : std::filesystem::exists(*command, error) ? "not this program"
-                                                                              : "not there";
-    findings.wrong(named(file) + " lets " + title + " start \"" + *command + "\", which is " + std::string(fault) +
-                   ": \"kelvane connect " + std::string(client.name) + "\" registers this one.");
-  } catch (const ConfigRefused& error) {
-    findings.wrong(named(file) + ": " + error.what());
-  } catch (const std::exception& error) {
-    findings.wrong(error.what());
-  }
-  return Registration::wrong;
+// "answers, with 6 tools", or throws what is wrong.
+std::string answer(const std::string& executable, const std::vector<std::string>& arguments) {
+  return "answers, with " + counted(static_cast<std::int64_t>(handshake(executable, arguments, patience)), "tool") +
+         ".";
 }
 
-void lookAtClients(const std::string& executable, Findings& findings) {
+// What keeps our entry from starting this program, as the end of a sentence; nothing when it starts it.
+std::string faultOf(const std::string& command, const std::string& executable) {
+  // A relative path is another file in every folder that a client starts in.
+  if (!std::filesystem::path(command).is_absolute()) return "no absolute path";
+  std::error_code error;
+  if (std::filesystem::equivalent(command, executable, error)) return {};
+  return std::filesystem::exists(command, error) ? "not this program" : "not there";
+}
+
+void lookAtEntry(const Entry& entry, const std::string& executable, Findings& findings) {
+  const std::string starts = named(entry.file) + " lets " + std::string(entry.client->title) + " start ";
+  const std::string fault = faultOf(*entry.command, executable);
+  if (!fault.empty()) {
+    findings.wrong(starts + "\"" + onOneLine(*entry.command) + "\", which is " + fault + ": \"kelvane connect " +
+                   std::string(entry.client->name) + "\" registers this one.");
+    return;
+  }
+  const std::string alias = *entry.command == executable ? "" : ", as \"" + onOneLine(*entry.command) + "\"";
+  if (entry.arguments.empty()) {
+    findings.right(starts + "this program" + alias + ".");
+    return;
+  }
+  std::string with;
+  for (const std::string& argument : entry.arguments) with += (with.empty() ? "" : " ") + onOneLine(argument);
+  const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
+  try {
+    findings.right(program + answer(executable, entry.arguments));
+  } catch (const std::exception& error) {
+    findings.wrong(program + "does not answer. " + onOneLine(error.what()));
+  }
+}
+
+void lookAtClients(const std::vector<Entry>& entries, const std::string& executable, Findings& findings) {
   bool anyRegistered = false;
-  std::vector<std::string> remarks;
-  for (const AIClient& client : aiClients()) {
-    for (const std::filesystem::path& file : client.files()) {
-      const Registration registration = lookAtEntry(client, file, executable, findings);
-      anyRegistered = anyRegistered || registration != Registration::none;
-      if (registration != Registration::none) continue;
-      remarks.push_back(std::string(client.title) + " does not start this program: \"kelvane connect " +
-                        std::string(client.name) + "\" registers it in " + named(file) + ".");
-    }
+  for (const Entry& entry : entries) {
+    if (!entry.problem.empty()) findings.wrong(onOneLine(entry.problem));
+    if (entry.command) lookAtEntry(entry, executable, findings);
+    anyRegistered = anyRegistered || entry.command || !entry.problem.empty();
   }
-  for (const std::string& remark : remarks) anyRegistered ? findings.remark(remark) : findings.wrong(remark);
+  for (const Entry& entry : entries) {
+    if (entry.command || !entry.problem.empty()) continue;
+    const std::string missing = std::string(entry.client->title) + " does not start this program: \"kelvane connect " +
+                                std::string(entry.client->name) + "\" registers it in " + named(entry.file) + ".";
+    anyRegistered ? findings.remark(missing) : findings.wrong(missing);
+  }
 }
 
-void shakeHands(const std::string& executable, const LibraryOptions& options, Findings& findings) {
-  std::vector<std::string> arguments;
-  if (!options.folder.empty()) arguments = {"serve", "--library", options.folder};
+void shakeHands(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
   try {
-    const std::size_t tools = handshake(executable, arguments, patience);
-    findings.right("Started as an AI client starts it, this program answers, with " +
-                   counted(static_cast<std::int64_t>(tools), "tool") + ".");
+    findings.right("Started as an AI client starts it, this program " + answer(executable, arguments));
   } catch (const std::exception& error) {
-    findings.wrong("Started as an AI client starts it, this program does not answer. " + std::string(error.what()));
+    findings.wrong("Started as an AI client starts it, this program does not answer. " + onOneLine(error.what()));
   }
 }
 
@@ -207,12 +249,15 @@ int doctor(const LibraryOptions& options) {
   Findings findings;
   const OwnSettings settings;
   const std::string executable = ownExecutable();
-  lookAtSwitches(settings, findings);
+  const std::vector<Entry> entries = entriesOfAllClients();
+  lookAtSwitches(settings, dependOnSettings(entries), findings);
   const auto opened = lookAtLibrary(options, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
-  lookAtClients(executable, findings);
-  if (opened && (!options.folder.empty() || settings.preferences().isEnabled())) {
-    shakeHands(executable, options, findings);
+  lookAtClients(entries, executable, findings);
+  if (!options.folder.empty() && opened) {
+    shakeHands(executable, {"serve", "--library", options.folder}, findings);
+  } else if (opened && settings.preferences().isEnabled()) {
+    shakeHands(executable, {}, findings);
   }
   return findings.anythingWrong() ? failed : done;
 }

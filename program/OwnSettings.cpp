@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "quorvel/library/LibraryError.h"
+
 namespace kelvane {
 namespace {
 
@@ -35,10 +37,10 @@ std::filesystem::path OwnSettings::libraryFolder() const {
                              "Say which folder holds the scripts: with --library DIR, or for good with \"kelvane "
                              "settings library DIR\".");
   }
-  // A relative one would be another folder wherever a client starts the server.
-  if (folder->is_absolute()) return *folder;
-  throw std::runtime_error("The settings name the library \"" + folder->native() +
-                           "\", which is no absolute path: set it with \"kelvane settings library DIR\".");
+  // A relative one would be another folder wherever a client starts the server, and a NUL ends what the system reads.
+  if (folder->is_absolute() && folder->native().find('\0') == std::string::npos) return *folder;
+  throw std::runtime_error("The settings name the library " + quorvel::quoted(folder->native()) +
+                           ", which is no absolute path: set it with \"kelvane settings library DIR\".");
 }
 
 }  // namespace kelvane

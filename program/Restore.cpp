@@ -44,7 +44,7 @@ int restore(const VersionOptions& options) {
     print(name + " was gone and is there again, as it was in version " + version.text() + ".\n");
     return done;
   }
-  const std::string present = opened.library->read(*script.item);
+  const std::string present = opened.library->readToReplace(*script.item);
   if (present == text) {
     print(name + " is what it was in version " + version.text() + ": nothing to change.\n");
     return done;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/FileSystem.h"
+#include "platform/UTF8.h"
 #include "platform/Unicode.h"
 #include "program/Process.h"
 #include "scripttools/Resolution.h"
@@ -19,6 +20,12 @@ std::vector<std::string> identifiersFor(const std::string& typed, const std::str
   if (typed.ends_with(suffix)) identifiers.push_back(typed);
   identifiers.push_back(typed + suffix);
   return identifiers;
+}
+
+// Control characters, line and paragraph separators, and what changes the direction of what follows.
+bool steersTerminals(char32_t scalar) {
+  return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x061C || scalar == 0x200E ||
+         scalar == 0x200F || (scalar >= 0x2028 && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
 }
 
 }  // namespace
@@ -79,10 +86,12 @@ std::string shown(std::chrono::system_clock::time_point moment) {
 }
 
 std::string onOneLine(std::string_view text) {
+  const std::string valid = unicode::replacingInvalidUTF8(text);
   std::string line;
-  for (const char byte : unicode::replacingInvalidUTF8(text)) {
-    const bool isControl = static_cast<unsigned char>(byte) < ' ' || byte == '\x7F';
-    isControl ? line.append("\xEF\xBF\xBD") : line.append(1, byte);
+  for (std::size_t at = 0; at < valid.size();) {
+    const unicode::Decoded decoded = unicode::decodedAt(valid, at);
+    unicode::append(steersTerminals(decoded.scalar) ? unicode::replacementCharacter : decoded.scalar, line);
+    at += decoded.size;
   }
   return line;
 }

@@ -44,7 +44,8 @@ std::string textOf(quorvel::VersionNumber version, const NamedScript& script, co
 /// A moment in the person's time zone: "2026-11-21 20:13:05".
 std::string shown(std::chrono::system_clock::time_point moment);
 
-/// A text on one line: each control character, and what is no UTF-8, as U+FFFD.
+/// A text on one line of a terminal: each character that would steer it (control characters, separators of lines, marks
+/// of direction), and what is no UTF-8, as U+FFFD.
 std::string onOneLine(std::string_view text);
 
 /// "1 version", "2 versions".

@@ -1,8 +1,11 @@
 #include "program/Settings.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/FileSystem.h"
@@ -65,6 +68,10 @@ int change(const OwnSettings& settings, std::string_view key, const Value& value
 }
 
 int changeLibrary(const OwnSettings& settings, const std::string& folder) {
+  std::error_code error;
+  if (std::filesystem::path(folder).is_relative() && std::filesystem::current_path(error).empty()) {
+    throw std::runtime_error("The current folder is not there any more: give the folder's whole path.");
+  }
   const std::filesystem::path root = filesystem::standardized(folder);
   openLibrary(root, "with \"kelvane settings library DIR\"");
   return change(settings, OwnSettings::libraryFolderKey, std::string_view(root.native()));

@@ -108,6 +108,20 @@ std::optional<std::string> ClaudeConfigFile::command(std::string_view in) {
   return ClaudeConfig::command(JSON::decoded(in));
 }
 
+std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
+  std::vector<std::string> arguments;
+  if (isBlank(in)) return arguments;
+  const JSONText document = read(in);
+  const auto place = document.find({serversKey, entryKey, "args"});
+  if (!place) return arguments;
+  const std::optional<JSON> value = JSON::decoded(document.written(*place));
+  if (!value || value->items() == nullptr) return arguments;
+  for (const JSON& item : *value->items()) {
+    if (const auto text = item.string()) arguments.emplace_back(*text);
+  }
+  return arguments;
+}
+
 std::string ClaudeConfigFile::example(std::string_view command) {
   JSONText document = read("{}\n");
   document.set({serversKey, entryKey, "args"}, "[]");

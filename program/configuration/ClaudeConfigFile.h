@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "program/configuration/ConfigEdit.h"
 
@@ -28,6 +29,10 @@ struct ClaudeConfigFile {
   /// The command of our entry; nothing when there is no entry, or its command is no text.
   /// Throws ConfigRefused when the text is not JSON.
   static std::optional<std::string> command(std::string_view in);
+
+  /// The arguments of our entry's command, those that are texts; none when there is no entry.
+  /// Throws ConfigRefused when the text is not JSON.
+  static std::vector<std::string> arguments(std::string_view in);
 
   /// A whole document with nothing but our entry, for a person to paste from.
   static std::string example(std::string_view command);

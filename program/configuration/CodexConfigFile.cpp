@@ -136,6 +136,10 @@ std::optional<std::string> CodexConfigFile::command(std::string_view in) {
   return TOMLText(in).command();
 }
 
+std::vector<std::string> CodexConfigFile::arguments(std::string_view in) {
+  return TOMLText(in).arguments();
+}
+
 std::string CodexConfigFile::example(std::string_view command) {
   // TOML has the escapes of JSON, and wants one character more escaped.
   return "[mcp_servers.kelvane]\nargs = []\ncommand = " + replacingAll("\x7F", "\\u007f", quotedJSON(command)) + "\n";

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "program/configuration/ConfigEdit.h"
 
@@ -30,6 +31,10 @@ struct CodexConfigFile {
   /// The command of our entry, in whatever form that is written; nothing when there is none, or its command is no text.
   /// Throws ConfigRefused when the text is not TOML.
   static std::optional<std::string> command(std::string_view in);
+
+  /// The arguments of our entry's command, those that are texts; none when there is no entry.
+  /// Throws ConfigRefused when the text is not TOML.
+  static std::vector<std::string> arguments(std::string_view in);
 
   /// The lines of our entry alone, for a person to paste, with a command of any UTF-8 written as TOML has it.
   static std::string example(std::string_view command);

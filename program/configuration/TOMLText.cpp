@@ -134,6 +134,16 @@ std::optional<std::string> TOMLText::command() const {
   return document_->entry()["command"].value_exact<std::string>();
 }
 
+std::vector<std::string> TOMLText::arguments() const {
+  std::vector<std::string> arguments;
+  const toml::array* written = document_->entry()["args"].as_array();
+  if (written == nullptr) return arguments;
+  for (const toml::node& argument : *written) {
+    if (const auto text = argument.value_exact<std::string>()) arguments.push_back(*text);
+  }
+  return arguments;
+}
+
 bool TOMLText::registersOnly(std::string_view command) const {
   const toml::table* entry = document_->entry().as_table();
   const toml::array* arguments = document_->entry()["args"].as_array();

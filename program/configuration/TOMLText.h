@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kelvane {
 
@@ -22,6 +23,9 @@ class TOMLText {
 
   /// Our entry's command; nothing when there is no entry, or its command is no text.
   std::optional<std::string> command() const;
+
+  /// The arguments of our entry's command, those that are texts; none when there is no entry.
+  std::vector<std::string> arguments() const;
 
   /// Whether our entry is this command and no arguments, and nothing else.
   bool registersOnly(std::string_view command) const;

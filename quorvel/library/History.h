@@ -99,11 +99,12 @@ class History final : public VersionStore {
   /// A version's exact bytes. Nothing when there is no such version.
   std::optional<std::string> text(std::string_view identifier, VersionNumber version) const;
 
-  /// All scripts that have a history, those that are gone included, in the order of their identifiers' bytes and then
-  /// of `earlier`.
+  /// All scripts that have a history, those that are gone included, in the order of their identifiers' bytes, and those
+  /// with one identifier as below.
   std::vector<HistoryOfScript> scripts() const;
 
-  /// Those with one identifier: the script itself, if it has a history, then the earlier ones.
+  /// Those with one identifier: the script itself, if it has a history, then the earlier ones, the
+  /// latest of them first.
   std::vector<HistoryOfScript> scripts(std::string_view identifier) const;
 
   /// Whether a text can be had again from the history of the script itself: whether one of its versions has exactly

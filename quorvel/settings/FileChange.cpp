@@ -14,6 +14,7 @@
 #include "quorvel/library/Descriptor.h"
 #include "quorvel/library/FileAttributes.h"
 #include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OpenWriters.h"
 #include "quorvel/library/TemporaryName.h"
 #include "quorvel/library/WholeFile.h"
 
@@ -23,8 +24,25 @@ namespace {
 constexpr int mostNewStarts = 3;
 
 FileError failed(const std::filesystem::path& file, std::string_view what, int error) {
-  return FileError(quorvel::quoted(file.native()) + " could not be " + std::string(what) + ", because " +
-                   reason(error) + ".");
+  const std::string happened = quorvel::quoted(file.native()) + " could not be " + std::string(what);
+  switch (error) {
+    case ENOENT:
+      return FileError(happened + ", because there is no such folder.");
+    case ENOTDIR:
+      return FileError(happened + ", because what should be a folder on the way to it is none.");
+    case ELOOP:
+      return FileError(happened + ", because the links there lead in a circle.");
+    case EISDIR:
+      return FileError(happened + ", because a folder has its name. Move it away and try again.");
+    default:
+      return FileError(failure(happened, error).what());
+  }
+}
+
+FileError beingWritten(const std::filesystem::path& file) {
+  return FileError(quorvel::quoted(file.native()) +
+                   " was left as it is, because another program has it open for writing. Close it there, then try "
+                   "again.");
 }
 
 /// Where a path leads when the last piece's symbolic links are followed, whether or not a file is there; its folder is
@@ -114,9 +132,6 @@ class Change {
   Change(const std::filesystem::path& file, const SystemCalls& calls) : calls_(calls), shown_(file) {
     std::error_code error;
     const std::filesystem::path place = followed(file, error);
-    if (error == std::errc::no_such_file_or_directory) {
-      throw FileError(quorvel::quoted(file.native()) + " could not be written, because there is no such folder.");
-    }
     if (error) throw notWritten(error.value());
     folderPath_ = place.parent_path();
     name_ = place.filename();
@@ -131,6 +146,7 @@ class Change {
   Outcome make(const FileEdit& edit, const FileKeeper& keep) {
     const Descriptor old = openFile(folder_.get(), name_.c_str(), shown_);
     std::optional<std::string> before;
+    if (old && !waitForWriters(old.get(), patienceWithWriters)) throw beingWritten(shown_);
     if (old) before = textOf(old, shown_);
     const std::optional<std::string> after = edit(before);
     if (!after || after == before) return Outcome::nothingToDo;
@@ -141,7 +157,8 @@ class Change {
     if (!(old ? replaces(*before, *after) : takesFreeName())) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) != 0) {
       throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
-                      " is in its place, but it may not outlast a power failure, because " + reason(errno) + ".");
+                      " is in its place, but it may not outlast a power failure, because " + reason(errno) +
+                      ". Check the disk.");
     }
     return Outcome::done;
   }
@@ -193,7 +210,7 @@ class Change {
   bool holds(const std::string& name, const std::string& text) const {
     try {
       const Descriptor file = openFile(folder_.get(), name.c_str(), shown_);
-      return file && textOf(file, shown_) == text;
+      return file && waitForWriters(file.get(), patienceWithWriters) && textOf(file, shown_) == text;
     } catch (const FileError&) {
       return false;  // a folder, or a file that we may not read: not what we know
     }
@@ -212,6 +229,20 @@ class Change {
 };
 
 }  // namespace
+
+void makeFolder(const std::filesystem::path& folder) {
+  if (::mkdir(folder.c_str(), S_IRWXU) == 0) return;
+  if (errno == ENOENT && folder.has_relative_path()) {
+    makeFolder(folder.parent_path());
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0) return;
+  }
+  const int error = errno;
+  std::error_code ignored;
+  if (error == EEXIST && std::filesystem::is_directory(folder, ignored)) return;
+  const std::string happened = "The folder " + quorvel::quoted(folder.native()) + " could not be made";
+  if (error == EEXIST) throw FileError(happened + ", because something that is no folder has its name. Move it away.");
+  throw FileError(failure(happened, error).what());
+}
 
 std::optional<std::string> readFile(const std::filesystem::path& file) {
   std::error_code error;

@@ -19,6 +19,9 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Makes a folder and those above it that are missing, for their owner only. Throws FileError.
+void makeFolder(const std::filesystem::path& folder);
+
 /// The file's bytes; nothing when there is no file, or a link that leads to none. Links are followed.
 /// Throws FileError when it is no file or cannot be read.
 std::optional<std::string> readFile(const std::filesystem::path& file);
@@ -43,7 +46,9 @@ using FileKeeper = std::function<void(const std::string& text)>;
 /// text as it is.
 ///
 ///  1. Symbolic links are followed to the file; they stay.
-///  2. The file is read and edited. A new file is for its owner only; an old one must be writable to us.
+///  2. The file is read and edited, once no program has it open for writing, where the system can tell. A new file is
+///  for
+///     its owner only; an old one must be writable to us.
 ///  3. A temporary file beside it gets the new text and the old one's owner, mode and access lists, and is flushed.
 ///  4. The old text is kept, if there is a file and a keeper.
 ///  5. The two change places in one step, and what came back is read. If that is not the text that was edited, another

@@ -30,17 +30,6 @@ bool isTrue(std::string_view text) {
   return !text.empty() && first.find(text.front()) != std::string_view::npos && unicode::characterEnd(text, 0) == 1;
 }
 
-/// Makes a folder and those above it, for their owner only. Throws FileError.
-void makeFolder(const std::filesystem::path& folder) {
-  if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return;
-  if (errno == ENOENT && folder.has_relative_path()) {
-    makeFolder(folder.parent_path());
-    if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return;
-  }
-  throw FileError("The folder " + quorvel::quoted(folder.native()) + " could not be made, because " + reason(errno) +
-                  ".");
-}
-
 /// Copies a damaged file's text beside it, under a name that was free.
 std::filesystem::path copyBeside(const std::filesystem::path& file, std::string_view text) {
   std::filesystem::path copy = file.native() + ".damaged";

@@ -85,7 +85,7 @@ std::string refused(std::string_view sentences, std::string_view lines) {
 
 std::string droppedLines(const std::vector<std::string>& dropped) {
   if (dropped.empty()) return "";
-  std::string text = "What goes beyond our command:\n";
+  std::string text = "Taken out with it:\n";
   for (const std::string& line : dropped) text.append("  ").append(line).append("\n");
   return text;
 }

@@ -1,8 +1,11 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -159,10 +162,11 @@ TEST(ConnectFiles, thatMayNotBeWrittenAreLeft) {
     home.giveToNobody();
     const auto census = home.census();
     const bool isFolder = row.unwritable == copyOfClaudeFile;
-    const std::string because = isFolder ? "it is a folder now" : "the system does not permit it";
+    const std::string because = isFolder ? "a folder has its name. Move it away and try again."
+                                         : "the system does not permit it. Check who may read and write there.";
     EXPECT_EQ(nobody.run(home, {"connect", "claude"}),
               (Outcome{1, "",
-                       refused(home.quoted(row.unwritable) + " could not be written, because " + because + ".",
+                       refused(home.quoted(row.unwritable) + " could not be written, because " + because,
                                claudeLines(nobody.program()))}));
     // The folder's own times may tell of a temporary file that came and went.
     auto afterwards = home.census();
@@ -193,7 +197,9 @@ TEST(ConnectFiles, thatMayNotBeReadAreLeft) {
   fs::permissions(home / claudeFile, fs::perms(0200));
   home.giveToNobody();
   const auto census = home.census();
-  const std::string sentence = home.quoted(claudeFile) + " could not be read, because the system does not permit it.";
+  const std::string sentence =
+      home.quoted(claudeFile) +
+      " could not be read, because the system does not permit it. Check who may read and write there.";
   for (const char* option : {"", "--dry-run"}) {
     std::vector<std::string> words = {"connect", "claude"};
     if (*option != '\0') words.emplace_back(option);
@@ -213,8 +219,24 @@ TEST(ConnectFiles, thatAreNoneAreLeft) {
                      refused(home.quoted(claudeFile) + " is not a file. Move it away and try again.", claudeLines())}));
   EXPECT_EQ(
       home.kelvane({"connect", "codex", "--config", (home / "pipe").native()}),
-      (Outcome{1, "", refused(home.quoted("pipe") + " is not a file. Move it away and try again.", codexLines())}));
+      (Outcome{1, "", home.quoted("pipe") + " is not a file: give the client's configuration file with --config.\n"}));
   EXPECT_EQ(home.census(), census);
+}
+
+// A program that saves in place is half-way through for a moment, with the file open.
+TEST(ConnectFiles, thatAreBeingSavedAreWaitedFor) {
+  const ClientHome home;
+  home.put(claudeFile, "{\"old\": 1}\n");
+  const int saving = ::open((home / claudeFile).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  ASSERT_GE(saving, 0);
+  Program connecting(home.start({"connect", "claude"}));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  const std::string text = "{\"new\": 2}\n";
+  ASSERT_EQ(::write(saving, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  ::close(saving);
+  EXPECT_EQ(connecting.finish().status, 0);
+  EXPECT_THAT(home.bytes(claudeFile), testing::HasSubstr("\"new\": 2"));
+  EXPECT_EQ(home.bytes(copyOfClaudeFile), text);
 }
 
 TEST(ConnectFiles, areCopiedOverAnOlderCopyAndNeverThroughALink) {

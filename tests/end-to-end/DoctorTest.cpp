@@ -10,6 +10,12 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
+// Our entry with these arguments.
+std::string entry(const std::string& arguments) {
+  const std::string program = std::filesystem::canonical(KELVANE_PROGRAM).native();
+  return R"({"mcpServers":{"kelvane":{"command":")" + program + R"(","args":)" + arguments + "}}}";
+}
+
 class Doctor : public Home {
  protected:
   // Everything as a newcomer has it after the first commands.
@@ -67,6 +73,19 @@ TEST_F(Doctor, tellsOfWritesAndTheirHistory) {
   EXPECT_THAT(output, StartsWith("ok     The server is switched on, and AI clients may change scripts.\n"));
   EXPECT_THAT(output, HasSubstr("ok     The version history is sound: 1 version of 1 script.\n"));
   EXPECT_THAT(output, HasSubstr("answers, with 17 tools.\n"));
+}
+
+TEST_F(Doctor, findsNothingWrongWithSwitchesThatNoClientGoesBy) {
+  home.put("Scripts/Talk.md", "hello");
+  printed({"settings", "library", at("Scripts")});
+  home.put(".claude.json", entry("[\"serve\",\"--library\",\"" + at("Scripts") + "\",\"--allow-writes\"]"));
+  EXPECT_EQ(printed({"doctor"}),
+            "note   The server is switched off: \"kelvane settings enable\" switches it on.\n" + holds("1 script") +
+                noHistory + "ok     \"" + at(".claude.json") +
+                "\" lets Claude start this program with \"serve --library " + at("Scripts") +
+                " --allow-writes\", which answers, with 17 tools.\n"
+                "note   Codex does not start this program: \"kelvane connect codex\" registers it in \"" +
+                at(".codex/config.toml") + "\".\n");
 }
 
 TEST_F(Doctor, looksAtTheLibraryThatIsTyped) {
@@ -128,6 +147,28 @@ const Ailment ailments[] = {
        home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":")" + home.text() + R"(/link"}}})");
      },
      "ok     \"HOME/.claude.json\" lets Claude start this program, as \"HOME/link\".", 0},
+    {"theArgumentsAreWrong", [](const Folder& home) { home.put(".claude.json", entry("[\"--bad\"]")); },
+     "wrong  \"HOME/.claude.json\" lets Claude start this program with \"--bad\", which does not answer. It said: "
+     "\"kelvane\" has no option \"--bad\". \"kelvane --help\" says what there is."},
+    {"theArgumentsInTOMLAreWrong",
+     [](const Folder& home) {
+       home.put(".codex/config.toml", "mcp_servers.kelvane = { args = [\"serve\", \"--library\"], command = \"" +
+                                          std::filesystem::canonical(KELVANE_PROGRAM).native() + "\" }\n");
+     },
+     "wrong  \"HOME/.codex/config.toml\" lets Codex start this program with \"serve --library\", which does not "
+     "answer. "
+     "It said: \"kelvane serve\" was not understood (--library: 1 required DIR missing). \"kelvane serve --help\" says "
+     "how it is used."},
+    {"theArgumentsNameALibrary",
+     [](const Folder& home) { home.put(".claude.json", entry("[\"serve\",\"--library\",\"/usr\"]")); },
+     "ok     \"HOME/.claude.json\" lets Claude start this program with \"serve --library /usr\", which answers, with 6 "
+     "tools.",
+     0},
+    {"aCommandForgesALine",
+     [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"/x\nok\u001b"}}})"); },
+     "wrong  \"HOME/.claude.json\" lets Claude start \"/x\xEF\xBF\xBDok\xEF\xBF\xBD\", which is not there: \"kelvane "
+     "connect "
+     "claude\" registers this one."},
     {"oneClientIsNotConnected", [](const Folder& home) { home.put(".claude.json", "{}"); },
      "note   Claude does not start this program: \"kelvane connect claude\" registers it in \"HOME/.claude.json\".", 0},
     {"theDesktopAppIsNotConnected",

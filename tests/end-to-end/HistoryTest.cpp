@@ -40,7 +40,7 @@ class HistoryAtHand : public Home {
 TEST_F(HistoryAtHand, listsTheVersionsOfAScriptNewestFirst) {
   put("one two three\n");
   replace("four five", "Shorter");
-  replace("six", "Two\nlines \x1B[31m");
+  replace("six", "Two\nlines \x1B[31m\xC2\x9B\xE2\x80\xAE\xE2\x80\xA8");
   put("");
   replace("empty before", "Kept nothing");
   put("six");
@@ -49,7 +49,8 @@ TEST_F(HistoryAtHand, listsTheVersionsOfAScriptNewestFirst) {
       "3 versions of \"Talk.md\", newest first\n\n"
       "version                saved  words  bytes  change  label\n"
       "      3  MOMENT      1      3      -6  Before — Longer\n"
-      "      2  MOMENT      2      9      -5  Before — Two\xEF\xBF\xBDlines \xEF\xBF\xBD[31m\n"
+      "      2  MOMENT      2      9      -5  Before — Two\xEF\xBF\xBDlines "
+      "\xEF\xBF\xBD[31m\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\n"
       "      1  MOMENT      3     14          Before — Shorter\n";
   for (const std::string& typed : std::vector<std::string>{"Talk.md", "Talk", "./Talk"}) {
     EXPECT_EQ(list({typed}), expected) << typed;
@@ -163,6 +164,17 @@ TEST_F(HistoryAtHand, reachesScriptsThatHadTheSameNameEarlier) {
             "\"Talk.md\" is as it was in version 1.1 again.\nThe text that it replaced is version 1.\n");
   EXPECT_EQ(present(), "first");
   EXPECT_EQ(printed({"show", "Talk", "1"}), "another");
+}
+
+TEST_F(HistoryAtHand, listsTheLatestOfTheEarlierScriptsFirst) {
+  for (const char* text : {"first", "second", "third"}) {
+    printed({"call", "create_script", "name=Talk", std::string("text=") + text, "--allow-writes"});
+    replace("x", text);
+    std::filesystem::remove(home / "Scripts/Talk.md");
+  }
+  EXPECT_THAT(list({"Talk"}),
+              MatchesRegex("3 versions of \"Talk.md\", which is gone, newest first\n\n[^\n]*\n"
+                           "      1  MOMENT .* third\n    2.1  MOMENT .* second\n    1.1  MOMENT .* first\n"));
 }
 
 TEST_F(HistoryAtHand, keepsNumbersWhateverIsAddedMeanwhile) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "tests/end-to-end/Home.h"
@@ -84,6 +85,9 @@ TEST_F(Settings, areReadHoweverTheyAreWritten) {
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"Scripts\"}",
        "The settings name the library \"Scripts\", which is no absolute path: set it with \"kelvane settings library "
        "DIR\".\n"},
+      {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at("Scripts") + "\\u0000/x\"}",
+       "The settings name the library \"" + at("Scripts") +
+           "\xEF\xBF\xBD/x\", which is no absolute path: set it with \"kelvane settings library DIR\".\n"},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at("gone") + "\"}",
        "There is no folder \"" + at("gone") + "\": give one that exists with \"kelvane settings library DIR\".\n"},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at(settingsFile) + "\"}",
@@ -135,6 +139,16 @@ TEST_F(Settings, takeAFolderAsItIsTypedWhereverThatIs) {
   EXPECT_EQ(printed({"call", "read_script", "id=Talk.md"}), "hello\n") << "the library of the settings is the default";
 }
 
+TEST_F(Settings, refuseTheCurrentFolderWhenItIsNotThereAnyMore) {
+  std::filesystem::create_directory(home / "gone");
+  const int folder = ::open(at("gone").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  std::filesystem::remove(home / "gone");
+  Start typing = start({"settings", "library", "."});
+  typing.folder = "/proc/self/fd/" + std::to_string(folder);
+  EXPECT_EQ(run(typing), (Outcome{1, "", "The current folder is not there any more: give the folder's whole path.\n"}));
+  ::close(folder);
+}
+
 TEST_F(Settings, refuseAFolderThatIsNone) {
   home.put("file", "");
   const std::pair<std::string, std::string> cases[] = {
@@ -161,9 +175,10 @@ TEST_F(Settings, thatCannotBeWrittenAreASentence) {
   Start typing = start({"settings", "enable"});
   typing.asNobody = true;
   const Outcome outcome = run(typing);
-  EXPECT_EQ(
-      outcome,
-      (Outcome{1, "", "\"" + at(settingsFile) + "\" could not be written, because the system does not permit it.\n"}));
+  EXPECT_EQ(outcome, (Outcome{1, "",
+                              "\"" + at(settingsFile) +
+                                  "\" could not be written, because the system does not permit it. Check who may read "
+                                  "and write there.\n"}));
   EXPECT_EQ(home.bytes(settingsFile), "{}");
 }
 

@@ -24,7 +24,7 @@ std::vector<std::string> linesOf(const Model& model) {
   std::vector<std::string> lines;
   for (const auto& [identifier, place] : model.places()) {
     if (!place.present.empty()) lines.push_back(line(identifier, 0, place.present));
-    for (std::size_t i = 0; i < place.earlier.size(); ++i) lines.push_back(line(identifier, i + 1, place.earlier[i]));
+    for (std::size_t i = place.earlier.size(); i > 0; --i) lines.push_back(line(identifier, i, place.earlier[i - 1]));
   }
   return lines;
 }

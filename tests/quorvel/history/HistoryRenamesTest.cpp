@@ -180,7 +180,7 @@ TEST_F(HistoryRenames, scriptsThatBeginAnewAgainAndAgainAreNumberedInThatOrder) 
   }
   history.beginAnew("Talk.md");
   history.beginAnew("Talk.md");
-  EXPECT_THAT(scripts(), ElementsAre("Talk.md (earlier 1): 1", "Talk.md (earlier 2): 1", "Talk.md (earlier 3): 1"));
+  EXPECT_THAT(scripts(), ElementsAre("Talk.md (earlier 3): 1", "Talk.md (earlier 2): 1", "Talk.md (earlier 1): 1"));
   EXPECT_EQ(story("Talk.md", 2), "second");
 }
 

@@ -150,12 +150,14 @@ class World {
   std::string historyDifference() const {
     std::vector<std::string> expected, found;
     for (const auto& [identifier, place] : model_.history().places()) {
-      auto scripts = place.earlier;
-      scripts.insert(scripts.begin(), place.present);
-      for (std::size_t earlier = 0; earlier < scripts.size(); ++earlier) {
-        for (std::size_t number = 1; number <= scripts[earlier].size(); ++number) {
-          expected.push_back(line(identifier, earlier, number, scripts[earlier][number - 1]));
+      const auto expect = [&, &identifier = identifier](std::size_t earlier, const auto& versions) {
+        for (std::size_t number = 1; number <= versions.size(); ++number) {
+          expected.push_back(line(identifier, earlier, number, versions[number - 1]));
         }
+      };
+      expect(0, place.present);
+      for (std::size_t earlier = place.earlier.size(); earlier > 0; --earlier) {
+        expect(earlier, place.earlier[earlier - 1]);
       }
     }
     for (const HistoryOfScript& script : history_->scripts()) {

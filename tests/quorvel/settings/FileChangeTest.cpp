@@ -117,10 +117,10 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   } cases[] = {
       {"folder", " is not a file. Move it away and try again."},
       {"pipe", " is not a file. Move it away and try again."},
-      {"loop", " could not be written, because a link or a file has taken the place of it or of a folder above it."},
+      {"loop", " could not be written, because the links there lead in a circle."},
       {"dangling", " could not be written, because there is no such folder."},
       {"nowhere/f", " could not be written, because there is no such folder."},
-      {"f/f", " could not be written, because a link or a file has taken the place of it or of a folder above it."},
+      {"f/f", " could not be written, because what should be a folder on the way to it is none."},
   };
   for (const auto& row : cases) {
     EXPECT_EQ(errorOf([&] { changeFile(at / row.name, to("new")); }),
@@ -148,7 +148,8 @@ TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
     return errorOf([&] { changeFile(file, to("new")); }) + "|" + errorOf([&] { changeFile(closed / "f", to("new")); }) +
            "|" + errorOf([&] { changeFile(closed / "g", to("new")); });
   });
-  const std::string because = " could not be written, because the system does not permit it.";
+  const std::string because =
+      " could not be written, because the system does not permit it. Check who may read and write there.";
   EXPECT_EQ(answer, '"' + file.native() + '"' + because + "|\"" + (closed / "f").native() + '"' + because + "|\"" +
                         (closed / "g").native() + '"' + because);
   EXPECT_EQ(got(file), "old");
@@ -166,7 +167,9 @@ TEST(FileChange, doesNotReadWhatItMayNot) {
     kelvane::tests::becomeNobody();
     return errorOf([&] { readFile(file); });
   });
-  EXPECT_EQ(answer, '"' + file.native() + "\" could not be read, because the system does not permit it.");
+  EXPECT_EQ(answer,
+            '"' + file.native() +
+                "\" could not be read, because the system does not permit it. Check who may read and write there.");
 }
 
 TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
@@ -175,19 +178,21 @@ TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
   const struct {
     int error;
     const char* because;
-  } cases[] = {{ENOSPC, "the disk is full"}, {EDQUOT, "the disk quota is used up"}, {EIO, "the disk reports an error"}};
+  } cases[] = {{ENOSPC, "the disk is full. Free some space and try again."},
+               {EDQUOT, "the disk quota is used up. Free some space and try again."},
+               {EIO, "the disk reports an error. Check the disk."}};
   for (const bool isThere : {false, true}) {
     if (isThere) put(file, "old");
     for (const auto& row : cases) {
       StagedCalls calls;
       calls.failingWrite = row.error;
       EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
-                '"' + file.native() + "\" could not be written, because " + row.because + ".");
+                '"' + file.native() + "\" could not be written, because " + row.because);
     }
     StagedCalls calls;
     calls.failingFlush = 1;
     EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
-              '"' + file.native() + "\" could not be written, because the disk reports an error.");
+              '"' + file.native() + "\" could not be written, because the disk reports an error. Check the disk.");
     EXPECT_EQ(got(file), isThere ? "old" : "no file");
     EXPECT_EQ(entries(folder.path()), isThere ? 1U : 0U);
   }
@@ -201,7 +206,8 @@ TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
   calls.failingFlush = 2;
   EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
             "The new text of \"" + file.native() +
-                "\" is in its place, but it may not outlast a power failure, because the disk reports an error.");
+                "\" is in its place, but it may not outlast a power failure, because the disk reports an error. Check "
+                "the disk.");
   EXPECT_EQ(got(file), "new");
   EXPECT_EQ(entries(folder.path()), 1U);
 }

@@ -17,12 +17,14 @@ TEST(MadeFile, isMadeOnlyWhereThereIsNone) {
   StagedCalls calls;
   calls.failingWrite = ENOSPC;
   EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", calls); }),
-            '"' + (folder.path() / "g").native() + "\" could not be written, because the disk is full.");
+            '"' + (folder.path() / "g").native() +
+                "\" could not be written, because the disk is full. Free some space and try again.");
   for (const int failing : {1, 2}) {
     StagedCalls failingCalls;
     failingCalls.failingFlush = failing;
     EXPECT_EQ(errorOf([&] { makeFile(folder.path() / "g", "text", failingCalls); }),
-              '"' + (folder.path() / "g").native() + "\" could not be written, because the disk reports an error.");
+              '"' + (folder.path() / "g").native() +
+                  "\" could not be written, because the disk reports an error. Check the disk.");
   }
   EXPECT_FALSE(fs::exists(folder.path() / "g"));
 }
@@ -76,10 +78,14 @@ TEST(MadeFile, thatCannotBePutLeavesWhatHasTheName) {
     void (*stage)(StagedCalls& calls);
     const char* because;
   } cases[] = {
-      {"a full disk", [](StagedCalls& calls) { calls.failingWrite = ENOSPC; }, "the disk is full"},
-      {"a quota", [](StagedCalls& calls) { calls.failingWrite = EDQUOT; }, "the disk quota is used up"},
-      {"a file that is not flushed", [](StagedCalls& calls) { calls.failingFlush = 1; }, "the disk reports an error"},
-      {"no renaming", [](StagedCalls& calls) { calls.hasRename = false; }, "the disk reports an error"},
+      {"a full disk", [](StagedCalls& calls) { calls.failingWrite = ENOSPC; },
+       "the disk is full. Free some space and try again."},
+      {"a quota", [](StagedCalls& calls) { calls.failingWrite = EDQUOT; },
+       "the disk quota is used up. Free some space and try again."},
+      {"a file that is not flushed", [](StagedCalls& calls) { calls.failingFlush = 1; },
+       "the disk reports an error. Check the disk."},
+      {"no renaming", [](StagedCalls& calls) { calls.hasRename = false; },
+       "the disk reports an error. Check the disk."},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.description);
@@ -89,23 +95,25 @@ TEST(MadeFile, thatCannotBePutLeavesWhatHasTheName) {
     StagedCalls calls;
     row.stage(calls);
     EXPECT_EQ(errorOf([&] { putPrivateFile(file, "new", calls); }),
-              '"' + file.native() + "\" could not be written, because " + row.because + ".");
+              '"' + file.native() + "\" could not be written, because " + row.because);
     EXPECT_EQ(got(file), "old");
     EXPECT_EQ(entries(folder.path()), 1U);
   }
   const TemporaryFolder folder;
   const fs::path nowhere = folder.path() / "nowhere/f";
   EXPECT_EQ(errorOf([&] { putPrivateFile(nowhere, "new"); }),
-            '"' + nowhere.native() + "\" could not be written, because it is not there any more.");
+            '"' + nowhere.native() + "\" could not be written, because there is no such folder.");
   fs::create_directory(folder.path() / "f");
   EXPECT_EQ(errorOf([&] { putPrivateFile(folder.path() / "f", "new"); }),
-            '"' + (folder.path() / "f").native() + "\" could not be written, because it is a folder now.");
+            '"' + (folder.path() / "f").native() +
+                "\" could not be written, because a folder has its name. Move it away and try again.");
   EXPECT_EQ(entries(folder.path()), 1U);
 
   StagedCalls calls;
   calls.failingFlush = 2;
   EXPECT_EQ(errorOf([&] { putPrivateFile(folder.path() / "g", "new", calls); }),
-            '"' + (folder.path() / "g").native() + "\" could not be written, because the disk reports an error.");
+            '"' + (folder.path() / "g").native() +
+                "\" could not be written, because the disk reports an error. Check the disk.");
   EXPECT_EQ(got(folder.path() / "g"), "new");
 }
 
