@@ -66,6 +66,7 @@ class Child {
       : deadline_(deadline) {
     arguments.insert(arguments.begin(), program.native());
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     Pipe input, output, errors;
