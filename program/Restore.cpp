@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "program/Process.h"
 #include "program/ScriptHistory.h"
@@ -51,12 +52,10 @@ int restore(const VersionOptions& options) {
   }
   const auto kept = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
                                              "Before — restoring version " + version.text());
+  const auto entries = kept ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
   opened.library->write(text, *script.item);
   std::string said = name + " is as it was in version " + version.text() + " again.\n";
-  if (kept) {
-    const std::string number = opened.history->entries(script.identifier).front().version.text();
-    said += "The text that it replaced is version " + number + ".\n";
-  }
+  if (kept) said += "The text that it replaced is version " + entries.front().version.text() + ".\n";
   print(said);
   return done;
 }

@@ -29,9 +29,11 @@ std::string editChapters(const JSON::Object& arguments, WritingTurn& turn, Chang
   const Script script(turn.read(item));
   auto text = change(arguments, script);
   if (unicode::equivalent(text, script.text())) return chapterList(script);
+  // Made before anything is changed, so that running out of memory for it changes nothing.
+  auto listing = chapterList(Script(text));
   turn.keepPrevious(item, note(arguments));
   turn.write(text, item);
-  return chapterList(Script(std::move(text)));
+  return listing;
 }
 
 Tool::Run editing(const WritingTurns& turns, Change change, Note note) {

@@ -15,10 +15,12 @@ namespace kelvane {
 /// One call of a tool that writes: the only way from a tool to the operations that change the library or its history.
 ///
 /// It takes the library's lock before the first of these operations, and before the first text is read for them, so
-/// that what was read is what is replaced, and holds it for as long as it lives. Arguments and identifiers can be
-/// judged before that: a bad call waits for nobody and leaves nothing on the disk. A lock that cannot be had is no
-/// failure yet: one that turns out to change nothing is answered. The first operation that would keep, create, rename
-/// or write throws the lock's own error instead, and nothing was changed.
+/// that what was read is what is replaced, and holds it for as long as it lives. The identifier, and the arguments that
+/// are looked at before the first text is read, are judged before that: where they are bad nobody is waited for, and
+/// nothing is left on the disk. With the lock held the identifier is judged again, as what it names may have been
+/// renamed meanwhile; what it named first is what is worked on. A lock that cannot be had is no failure yet: a call
+/// that turns out to change nothing is answered. The first operation that would keep, create, rename or write throws
+/// the lock's own error instead, and nothing was changed.
 class WritingTurn {
  public:
   /// Both must outlive the turn.

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -98,7 +99,8 @@ class FolderLibrary final : public ScriptLibrary {
   std::size_t longestIdentifier() const;
   bool fitsWith(std::size_t moreBytes, const std::string& folder) const;
   std::filesystem::path pathOf(std::string_view identifier) const;
-  void sweep(const ChangingFolder& folder);
+  std::vector<std::uint64_t> sweep(const ChangingFolder& folder);
+  void sweepBeforeRenaming(const ChangingEntry& script, const std::string& happened);
   void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
   ScriptItem make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind);
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "quorvel/library/Beneath.h"
@@ -14,8 +16,10 @@
 #include "quorvel/library/Leftovers.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/Listing.h"
+#include "quorvel/library/OpenWriters.h"
 #include "quorvel/library/Renaming.h"
 #include "quorvel/library/Replacement.h"
+#include "quorvel/library/TemporaryName.h"
 
 namespace quorvel {
 namespace {
@@ -76,7 +80,7 @@ void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& ide
   if (!history_->holds(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
 }
 
-void FolderLibrary::sweep(const ChangingFolder& folder) {
+std::vector<std::uint64_t> FolderLibrary::sweep(const ChangingFolder& folder) {
   const auto keep = [&](const std::string& name, std::string_view text) {
     keepUnlessHeld(text, folder.identifierOf(name), interrupted);
   };
@@ -88,7 +92,23 @@ void FolderLibrary::sweep(const ChangingFolder& folder) {
     }
     return names;
   };
-  sweepLeftovers(means_.calls, folder.folder.get(), keep, remembered);
+  return sweepLeftovers(means_.calls, folder.folder.get(), keep, remembered);
+}
+
+// What is left of a script knows it by the name that it has.
+void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::string& happened) {
+  const auto deadline = std::chrono::steady_clock::now() + patienceWithWriters;
+  const std::uint64_t hash = TemporaryName::hash(script.name);
+  const auto isSwept = [&] {
+    const std::vector<std::uint64_t> staying = sweep(script.in);
+    return std::find(staying.begin(), staying.end(), hash) == staying.end();
+  };
+  while (!isSwept()) {
+    if (std::chrono::steady_clock::now() > deadline)
+      throw LibraryError(happened +
+                         ", because another program has it open for writing. Save and close it there, then try again.");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
 }
 
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
@@ -161,7 +181,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   const auto renamed = [&](std::size_t number) {
     return ScriptItem{place.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
   };
-  sweep(place.in);  // what is left of the script knows it by the name that it has now
+  if (isScript) sweepBeforeRenaming(place, happened);
   for (std::size_t first = 1;;) {
     const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
       const std::string file = fileOf(candidate);

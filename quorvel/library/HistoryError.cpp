@@ -57,6 +57,12 @@ HistoryError HistoryFailure::noFile(HistoryUse use) {
   return sentence("is not a file but a link or a folder", use, "Move that link or folder away.");
 }
 
+HistoryError HistoryFailure::noJournal(HistoryUse use) {
+  return sentence(
+      "has something beside it that has its journal's name (.kelvane/history.sqlite-journal) and is no file", use,
+      "Move that away.");
+}
+
 HistoryError HistoryFailure::strangeJournal(HistoryUse use) {
   return sentence(
       "has a journal beside it (.kelvane/history.sqlite-journal) that another program left and that leads to "

@@ -28,6 +28,7 @@ struct HistoryFailure {
   static HistoryError later(HistoryUse use);           ///< From a newer version of the program.
   static HistoryError noFolder(HistoryUse use);        ///< `.kelvane` is a file or a symbolic link.
   static HistoryError noFile(HistoryUse use);          ///< The database's name is taken by something that is no file.
+  static HistoryError noJournal(HistoryUse use);       ///< The journal's name is.
   static HistoryError strangeJournal(HistoryUse use);  ///< Its journal leads to other files.
   static HistoryError writeAheadLog(HistoryUse use);   ///< Another program made it use one.
 

@@ -32,6 +32,11 @@ bool isThere(const Descriptor& folder, HistoryUse use) {
     throw HistoryFailure::refused(errno, use);
   }
   if (!S_ISREG(status.st_mode)) throw HistoryFailure::noFile(use);
+  // SQLite would wait for ever for somebody to write into a pipe.
+  struct stat journal {};
+  if (::fstatat(folder.get(), journalName, &journal, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(journal.st_mode)) {
+    throw HistoryFailure::noJournal(use);
+  }
   // SQLite takes a file that is too short for a database to be empty, and would write over it.
   const bool isStump = status.st_size > 0 && status.st_size < smallestDatabase;
   if (isStump && ::faccessat(folder.get(), journalName, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {

@@ -24,11 +24,15 @@ class Sweep {
   Sweep(const SystemCalls& calls, int folder, const KeepLeftover& keep, const RememberedScripts& remembered)
       : calls_(calls), folder_(folder), keep_(keep), remembered_(remembered) {}
 
-  void run() {
+  std::vector<std::uint64_t> run() {
     forEachName([this](std::string_view name) {
       if (const auto leftover = TemporaryName::parse(name)) leftovers_.push_back({std::string(name), *leftover});
     });
-    for (const Leftover& leftover : leftovers_) clear(leftover);
+    std::vector<std::uint64_t> staying;
+    for (const Leftover& leftover : leftovers_) {
+      if (!isCleared(leftover)) staying.push_back(leftover.name.script);
+    }
+    return staying;
   }
 
  private:
@@ -45,15 +49,17 @@ class Sweep {
     while (const dirent* entry = entries.next()) take(std::string_view(entry->d_name));
   }
 
-  void clear(const Leftover& leftover) {
+  // False when it is a text that once was the script's, and stays.
+  bool isCleared(const Leftover& leftover) {
     const Descriptor file(
         ::openat(folder_, leftover.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status;
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return;
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
     const bool wasTheScript = leftover.name.inode && *leftover.name.inode != status.st_ino;
-    if (wasTheScript && !isKept(file, leftover.name.script, status.st_nlink > 1)) return;
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return !wasTheScript;
+    if (wasTheScript && !isKept(file, leftover.name.script, status.st_nlink > 1)) return false;
     calls_.unlink(folder_, leftover.file.c_str());
+    return true;
   }
 
   bool isKept(const Descriptor& file, std::uint64_t script, bool hasAnotherName) {
@@ -96,9 +102,9 @@ class Sweep {
 
 }  // namespace
 
-void sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
-                    const RememberedScripts& remembered) {
-  Sweep(calls, folder, keep, remembered).run();
+std::vector<std::uint64_t> sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
+                                          const RememberedScripts& remembered) {
+  return Sweep(calls, folder, keep, remembered).run();
 }
 
 }  // namespace quorvel

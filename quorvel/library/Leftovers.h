@@ -24,10 +24,12 @@ using RememberedScripts = std::function<std::vector<std::string>()>;
 ///  - texts of scripts that are neither there nor remembered, as nobody could say whose history they belong to, unless
 ///    the file has another name by which it is to be had.
 ///
+/// Returns the hashes (TemporaryName::hash) of the scripts of which a text stays that once was theirs.
+///
 /// The folder is open for reading. Takes one look at its entries, another where a text is to be kept, and does no more
 /// where there is nothing to clear. What `keep` throws passes through; the file at hand and those not looked at yet
 /// stay then.
-void sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
-                    const RememberedScripts& remembered);
+std::vector<std::uint64_t> sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
+                                          const RememberedScripts& remembered);
 
 }  // namespace quorvel

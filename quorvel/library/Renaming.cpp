@@ -37,10 +37,13 @@ bool renameFile(const SystemCalls& calls, int folder, const std::string& from, c
   if (!file) return false;
   if (calls.link(folder, from.c_str(), to.c_str()) != 0)
     return failWith(SystemCalls::isLacking(errno) ? EOPNOTSUPP : errno);
-  int error = EBUSY;
-  if (calls.rename(folder, from.c_str(), aside.c_str()) != 0) {
-    error = errno;
-  } else if (identityOf(folder, aside) == file && identityOf(folder, to) == file) {
+  // A disk over the network may have done what it says that it could not do, so what is there is looked at.
+  const bool isRenamed = calls.rename(folder, from.c_str(), aside.c_str()) == 0;
+  int error = isRenamed ? EBUSY : errno;
+  const auto setAside = identityOf(folder, aside);
+  if (!isRenamed && setAside != file) {
+    // Nothing is aside.
+  } else if (setAside == file && identityOf(folder, to) == file) {
     calls.unlink(folder, aside.c_str());
     return true;
   } else {

@@ -186,15 +186,18 @@ class Replacement {
     const std::string aside = name_.ofTakenFile().text();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
+    if (!linked && !SystemCalls::isLacking(errno)) throw failed(errno);
     const auto forgetAside = [&] {
       if (linked) calls_.unlink(file_.folder, aside.c_str());
     };
     if (!isSame(old, file_.name)) {
       forgetAside();
-      throw beingWritten();
+      throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
-    if (calls_.rename(file_.folder, temporary_.c_str(), file_.name.c_str()) != 0) {
-      const int error = errno;
+    const bool isRenamed = calls_.rename(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0;
+    const int error = errno;
+    // A disk over the network may have done what it says that it could not do.
+    if (!isRenamed && !isSame(fresh_, file_.name)) {
       forgetAside();
       throw failed(error);
     }

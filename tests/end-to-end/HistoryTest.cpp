@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
+#include <iomanip>
 #include <regex>
+#include <sstream>
 #include <thread>
 
 #include "tests/end-to-end/Home.h"
@@ -114,6 +117,20 @@ TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
   EXPECT_EQ(printed({"restore", "Talk.md", "2"}),
             "\"Talk.md\" is as it was in version 2 again.\nThe text that it replaced is version 3.\n");
   EXPECT_EQ(present(), "second");
+}
+
+// What a writer that died had taken out of the script's place is kept by the next one, behind what that keeps itself.
+TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
+  put("first");
+  replace("second", "n");
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const unsigned char byte : std::string_view("Talk.md")) hash = (hash ^ byte) * 0x100000001B3;
+  std::ostringstream name;
+  name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << hash << "-0123456789abcdef-0";
+  home.put(name.str(), "left over");
+  EXPECT_THAT(printed({"restore", "Talk", "1"}), HasSubstr("The text that it replaced is version 2.\n"));
+  EXPECT_EQ(printed({"show", "Talk", "2"}), "second");
+  EXPECT_EQ(printed({"show", "Talk", "3"}), "left over");
 }
 
 TEST_F(HistoryAtHand, restoringWhatIsThereChangesNothing) {

@@ -1,6 +1,9 @@
 // What lies beside the database, or is written in it, leads to no other file.
 #include "quorvel/library/OneDatabase.h"
 
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
 #include "tests/quorvel/history/HistoryHouse.h"
 
 namespace quorvel {
@@ -85,6 +88,17 @@ TEST_F(OneDatabase, isLeftToNoFileThatAJournalNames) {
     std::filesystem::remove(journal);
     EXPECT_EQ(story("Talk.md"), "words") << file;
   }
+}
+
+TEST_F(OneDatabase, waitsForNoPipeThatHasItsJournalsName) {
+  leaveJournalThatNames(root / "none");
+  std::filesystem::remove(journal);
+  ASSERT_EQ(::mkfifo(journal.c_str(), 0600), 0);
+  const std::string why = "has something beside it that has its journal's name (.kelvane/history.sqlite-journal)";
+  EXPECT_THAT(sentenceOf([&] { history.entries("Talk.md"); }), ::testing::HasSubstr(why));
+  EXPECT_THAT(sentenceOf([&] { keep("more", "Talk.md"); }), ::testing::HasSubstr(why));
+  std::filesystem::remove(journal);
+  EXPECT_EQ(story("Talk.md"), "words");
 }
 
 TEST_F(OneDatabase, isNotReadThroughAJournalThatIsALink) {

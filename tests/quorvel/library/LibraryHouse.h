@@ -38,6 +38,9 @@ class StagedCalls : public SystemCalls {
     };
   }
 
+  /// The n-th renaming from now on (1 for the next) is made, and answered as if it had failed; 0 for none.
+  mutable int renamingToBeDenied = 0;
+
   /// Once, just before that call is made for the n-th time (1 for the first), this happens.
   void interrupt(std::string call, std::function<void()> happening, int time = 1) {
     before = [call = std::move(call), happening = std::move(happening), left = time](std::string_view made) mutable {
@@ -60,7 +63,11 @@ class StagedCalls : public SystemCalls {
     return made("exchange") ? SystemCalls::exchange(folder, one, other) : -1;
   }
   int rename(int folder, const char* from, const char* to) const noexcept override {
-    return made("rename") ? SystemCalls::rename(folder, from, to) : -1;
+    if (!made("rename")) return -1;
+    const int answer = SystemCalls::rename(folder, from, to);
+    if (renamingToBeDenied == 0 || --renamingToBeDenied != 0) return answer;
+    errno = EIO;
+    return -1;
   }
   int renameToFreeName(int folder, const char* from, const char* to) const noexcept override {
     return made("renameToFreeName") ? SystemCalls::renameToFreeName(folder, from, to) : -1;

@@ -128,6 +128,23 @@ TEST_F(OtherPrograms, theirTextComesBackWhenItCannotBeKept) {
   EXPECT_THAT(names(), ElementsAre("Talk.md"));
 }
 
+TEST_F(OtherPrograms, withoutTheExchangeNothingIsReplacedThatGetsNoSecondName) {
+  for (const int error : {ENOSPC, EDQUOT, EIO, EMLINK}) {
+    calls.before = [error](std::string_view call) { return call == "exchange" ? EINVAL : call == "link" ? error : 0; };
+    EXPECT_THAT(sentenceOf([&] { writeNew(); }), StartsWith("\"Talk.md\" could not be written, because "));
+    EXPECT_EQ(bytesOf("Talk.md"), "old");
+    EXPECT_THAT(names(), ElementsAre("Talk.md"));
+  }
+}
+
+TEST_F(OtherPrograms, withoutTheExchangeAReplacementThatWasMadeThoughTheDiskDeniesItCounts) {
+  calls.lack({"exchange"}, EINVAL);
+  calls.renamingToBeDenied = 2;  // behind that of the temporary file
+  writeNew();
+  EXPECT_EQ(bytesOf("Talk.md"), "new");
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
+}
+
 TEST_F(OtherPrograms, withoutTheExchangeTheirTextStaysWhenItCannotBeKept) {
   calls.before = [&](std::string_view call) {
     if (call == "write") {

@@ -7,12 +7,15 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "quorvel/library/OpenWriters.h"
+#include "quorvel/library/TemporaryName.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -324,6 +327,34 @@ TEST_F(LibraryHouse, aFileThatCannotLoseItsOldNameKeepsIt) {
   EXPECT_THAT(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }), HasSubstr("does not permit it"));
   EXPECT_THAT(names(), ElementsAre("Talk.md"));
   EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+TEST_F(LibraryHouse, aRenamingThatWasMadeThoughTheDiskDeniesItCounts) {
+  put("Talk.md", "words");
+  calls.lack({"renameToFreeName"}, EINVAL);
+  calls.renamingToBeDenied = 1;
+  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New.md");
+  EXPECT_THAT(names(), ElementsAre("New.md"));
+  EXPECT_EQ(bytesOf("New.md"), "words");
+}
+
+TEST_F(LibraryHouse, aScriptIsNotRenamedWhileItsLastTextIsStillBeingSaved) {
+  put("Talk.md", "new");
+  TemporaryName name = TemporaryName::fresh("Talk.md").ofTakenFile();
+  put(name.text(), "half ");
+  Descriptor editor(::open((root / name.text()).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  if (waitForWriters(Descriptor(::open((root / name.text()).c_str(), O_RDONLY | O_CLOEXEC)).get(),
+                     std::chrono::seconds(0)))
+    GTEST_SKIP() << "this disk does not tell who has a file open";
+  EXPECT_EQ(
+      sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+      "\"Talk.md\" could not be renamed, because another program has it open for writing. Save and close it there, "
+      "then try again.");
+  ASSERT_EQ(::write(editor.get(), "and whole", 9), 9);
+  editor = Descriptor();
+  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New.md");
+  EXPECT_THAT(names(), ElementsAre("New.md"));
+  EXPECT_THAT(story("New.md"), HasSubstr("half and whole"));
 }
 
 TEST_F(LibraryHouse, renamingIsRefusedWhereItCouldReplaceAnotherFile) {
