@@ -124,7 +124,9 @@ TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   put("first");
   replace("second", "n");
   std::uint64_t hash = 0xCBF29CE484222325;
-  for (const unsigned char byte : std::string_view("Talk.md")) hash = (hash ^ byte) * 0x100000001B3;
+  for (const char byte : std::string_view("Talk.md")) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
+  }
   std::ostringstream name;
   name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << hash << "-0123456789abcdef-0";
   home.put(name.str(), "left over");
