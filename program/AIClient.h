@@ -30,8 +30,4 @@ struct AIClient {
 /// All that are known.
 const std::vector<AIClient>& aiClients();
 
-/// The absolute path of the file that this process runs, its links resolved. Throws an error with a complete sentence
-/// when it cannot be known, or the file is not there any more.
-std::filesystem::path ownExecutable();
-
 }  // namespace kelvane

@@ -15,6 +15,7 @@
 #include "program/Nearest.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
+#include "program/Wording.h"
 #include "program/configuration/LineDiff.h"
 #include "quorvel/settings/FileChange.h"
 
@@ -61,10 +62,6 @@ struct ConnectOptions {
 
 using File = std::filesystem::path;
 
-std::string named(const File& file) {
-  return '"' + file.native() + '"';
-}
-
 const AIClient& clientNamed(const std::string& name, const std::string& command) {
   std::vector<std::string> names;
   for (const AIClient& client : aiClients()) {
@@ -92,7 +89,7 @@ class Registration {
       isDryRun_ ? show(file) : change(file);
       return true;
     } catch (const ConfigRefused& reason) {
-      complain(named(file) + ": " + reason.what());
+      complain(inQuotes(file.native()) + ": " + reason.what());
     } catch (const quorvel::FileError& error) {
       complain(error.what());
     }
@@ -114,7 +111,7 @@ class Registration {
     if (edit.text == before) return sayUnchanged(file);
     // Refuses, as the change itself would, a file in a folder that there is not.
     if (!makesFolders_) quorvel::changeFile(file, [](const auto&) { return std::nullopt; });
-    print(named(file) + " would change so:\n" + lineDiff(before, edit.text));
+    print(inQuotes(file.native()) + " would change so:\n" + lineDiff(before, edit.text));
     sayDropped(edit);
   }
 
@@ -139,8 +136,8 @@ class Registration {
     std::string text(client_.title);
     text.append(isConnecting_ ? " starts this program now: it was registered in "
                               : " starts this program no more: it was taken out of ");
-    text.append(named(file)).append(".\n");
-    if (isKept) text.append("The text before is in ").append(named(copyOf(file))).append(".\n");
+    text.append(inQuotes(file.native())).append(".\n");
+    if (isKept) text.append("The text before is in ").append(inQuotes(copyOf(file).native())).append(".\n");
     print(text);
     sayDropped(edit);
   }
@@ -148,7 +145,8 @@ class Registration {
   static File copyOf(const File& file) { return file.native() + ".before-kelvane"; }
 
   void sayUnchanged(const File& file) const {
-    print(named(file) + (isConnecting_ ? " registers this program already" : " does not register this program") +
+    print(inQuotes(file.native()) +
+          (isConnecting_ ? " registers this program already" : " does not register this program") +
           ": nothing to change.\n");
   }
 
@@ -181,7 +179,7 @@ void sayWhatIsMissing() {
 int run(const ConnectOptions& options, bool isConnecting) {
   if (std::error_code error; !options.file.empty() && std::filesystem::exists(options.file, error) &&
                              !std::filesystem::is_regular_file(options.file, error)) {
-    throw std::runtime_error(named(options.file) +
+    throw std::runtime_error(inQuotes(options.file) +
                              " is not a file: give the client's configuration file with --config.");
   }
   const AIClient& client = clientNamed(options.client, isConnecting ? "connect" : "disconnect");

@@ -19,7 +19,7 @@
 #include "program/LibraryOptions.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
-#include "program/ScriptHistory.h"
+#include "program/Wording.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/OwnFolder.h"
 #include "quorvel/settings/FileChange.h"
@@ -61,10 +61,6 @@ class Findings {
   bool anythingWrong_ = false;
 };
 
-std::string named(const std::filesystem::path& file) {
-  return "\"" + onOneLine(file.native()) + "\"";
-}
-
 /// What one of a client's files says of our entry.
 struct Entry {
   const AIClient* client;
@@ -84,7 +80,7 @@ std::vector<Entry> entriesOfAllClients() {
         entry.command = client.command(text);
         entry.arguments = client.arguments(text);
       } catch (const ConfigRefused& error) {
-        entry.problem = named(entry.file) + ": " + error.what();
+        entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
       } catch (const std::exception& error) {
         entry.problem = error.what();
       }
@@ -137,7 +133,7 @@ std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) 
   for (const std::filesystem::path& path : {root, own, own / "lock", own / "history.sqlite"}) {
     const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
-    return named(path) + " cannot be written, because " + quorvel::reason(errno);
+    return inQuotes(path.native()) + " cannot be written, because " + quorvel::reason(errno);
   }
   return std::nullopt;
 }
@@ -146,7 +142,7 @@ std::optional<OpenedLibrary> lookAtLibrary(const LibraryOptions& options, bool i
   try {
     OpenedLibrary opened = options.open();
     const quorvel::FolderLibrary& library = *opened.library;
-    const std::string folder = named(library.root());
+    const std::string folder = inQuotes(library.root().native());
     const std::string scripts = counted(countOfScripts(library), "script");
     const auto obstacle = obstacleToWriting(library.root());
     if (!obstacle) {
@@ -200,10 +196,10 @@ std::string faultOf(const std::string& command, const std::string& executable) {
 }
 
 void lookAtEntry(const Entry& entry, const std::string& executable, Findings& findings) {
-  const std::string starts = named(entry.file) + " lets " + std::string(entry.client->title) + " start ";
+  const std::string starts = inQuotes(entry.file.native()) + " lets " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
   if (!fault.empty()) {
-    findings.wrong(starts + "\"" + onOneLine(*entry.command) + "\", which is " + fault + ": \"kelvane connect " +
+    findings.wrong(starts + inQuotes(*entry.command) + ", which is " + fault + ": \"kelvane connect " +
                    std::string(entry.client->name) + "\" registers this one.");
     return;
   }
@@ -232,7 +228,8 @@ void lookAtClients(const std::vector<Entry>& entries, const std::string& executa
   for (const Entry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
     const std::string missing = std::string(entry.client->title) + " does not start this program: \"kelvane connect " +
-                                std::string(entry.client->name) + "\" registers it in " + named(entry.file) + ".";
+                                std::string(entry.client->name) + "\" registers it in " +
+                                inQuotes(entry.file.native()) + ".";
     anyRegistered ? findings.remark(missing) : findings.wrong(missing);
   }
 }

@@ -8,6 +8,7 @@
 #include "platform/Unicode.h"
 #include "program/Process.h"
 #include "program/ScriptHistory.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
@@ -69,7 +70,7 @@ void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>&
 
 int listVersions(const std::string& typed, const OpenedLibrary& opened) {
   const NamedScript script = scriptNamed(typed, opened);
-  const std::string name = "\"" + onOneLine(script.identifier) + "\"";
+  const std::string name = inQuotes(script.identifier);
   const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
   if (histories.empty()) {
     print("Nothing was kept of " + name + " yet.\n");

@@ -5,7 +5,9 @@
 
 #include <csignal>
 #include <exception>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "platform/StandardIO.h"
 
@@ -34,6 +36,16 @@ void prepareProcess() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) < 0) open(descriptor);
   }
+}
+
+std::filesystem::path ownExecutable() {
+  std::error_code error;
+  std::filesystem::path file = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) {
+    throw std::runtime_error("The system does not say where this program is, because " + error.message() + '.');
+  }
+  if (std::filesystem::exists(file, error)) return file;
+  throw std::runtime_error("This program was moved or replaced since it was started. Run the command again.");
 }
 
 void print(std::string_view text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <stdexcept>
 #include <string_view>
 
@@ -21,6 +22,10 @@ class UsageError : public std::runtime_error {
 /// error are open, so that no file of ours gets one of their numbers: a closed input has ended, a closed output is one
 /// whose reader is gone, and what is written to a closed error is dropped.
 void prepareProcess();
+
+/// The absolute path of the file that this process runs, its links resolved. Throws an error with a complete sentence
+/// when it cannot be known, or the file is not there any more.
+std::filesystem::path ownExecutable();
 
 /// Writes to standard output. Throws std::system_error when it cannot be written.
 void print(std::string_view text);

@@ -6,6 +6,7 @@
 
 #include "program/Process.h"
 #include "program/ScriptHistory.h"
+#include "program/Wording.h"
 #include "scripttools/Resolution.h"
 
 namespace kelvane {
@@ -39,7 +40,7 @@ int restore(const VersionOptions& options) {
   const auto lock = opened.library->lock();
   const NamedScript script = scriptNamed(options.script, opened);
   const std::string text = textOf(version, script, opened);
-  const std::string name = "\"" + onOneLine(script.identifier) + "\"";
+  const std::string name = inQuotes(script.identifier);
   if (!script.item) {
     putBackWhatIsGone(script, text, opened);
     print(name + " was gone and is there again, as it was in version " + version.text() + ".\n");

@@ -1,13 +1,10 @@
 #include "program/ScriptHistory.h"
 
-#include <ctime>
 #include <exception>
 #include <stdexcept>
 #include <vector>
 
 #include "platform/FileSystem.h"
-#include "platform/UTF8.h"
-#include "platform/Unicode.h"
 #include "program/Process.h"
 #include "scripttools/Resolution.h"
 
@@ -20,12 +17,6 @@ std::vector<std::string> identifiersFor(const std::string& typed, const std::str
   if (typed.ends_with(suffix)) identifiers.push_back(typed);
   identifiers.push_back(typed + suffix);
   return identifiers;
-}
-
-// Control characters, line and paragraph separators, and what changes the direction of what follows.
-bool steersTerminals(char32_t scalar) {
-  return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x061C || scalar == 0x200E ||
-         scalar == 0x200F || (scalar >= 0x2028 && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
 }
 
 }  // namespace
@@ -75,29 +66,6 @@ std::string textOf(quorvel::VersionNumber version, const NamedScript& script, co
   if (auto text = opened.history->text(script.identifier, version)) return *std::move(text);
   throw std::runtime_error("\"" + script.identifier + "\" has no version " + version.text() +
                            ": \"kelvane history SCRIPT\" lists those that it has.");
-}
-
-std::string shown(std::chrono::system_clock::time_point moment) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(moment));
-  std::tm local{};
-  char text[64];
-  if (::localtime_r(&seconds, &local) == nullptr) return "?";
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
-}
-
-std::string onOneLine(std::string_view text) {
-  const std::string valid = unicode::replacingInvalidUTF8(text);
-  std::string line;
-  for (std::size_t at = 0; at < valid.size();) {
-    const unicode::Decoded decoded = unicode::decodedAt(valid, at);
-    unicode::append(steersTerminals(decoded.scalar) ? unicode::replacementCharacter : decoded.scalar, line);
-    at += decoded.size;
-  }
-  return line;
-}
-
-std::string counted(std::int64_t count, std::string_view noun) {
-  return std::to_string(count).append(" ").append(noun).append(count == 1 ? "" : "s");
 }
 
 }  // namespace kelvane

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,8 +7,7 @@
 #include "program/LibraryOptions.h"
 #include "quorvel/library/VersionNumber.h"
 
-/// What the commands for the history at hand share: which script and which version a person means, and how moments and
-/// texts are shown.
+/// What the commands for the history at hand share: which script and which version a person means.
 namespace kelvane {
 
 /// A script that a person named.
@@ -40,15 +38,5 @@ struct VersionOptions {
 
 /// The version's exact bytes. Throws an error with complete sentences when there is none of that number.
 std::string textOf(quorvel::VersionNumber version, const NamedScript& script, const OpenedLibrary& opened);
-
-/// A moment in the person's time zone: "2026-11-21 20:13:05".
-std::string shown(std::chrono::system_clock::time_point moment);
-
-/// A text on one line of a terminal: each character that would steer it (control characters, separators of lines, marks
-/// of direction), and what is no UTF-8, as U+FFFD.
-std::string onOneLine(std::string_view text);
-
-/// "1 version", "2 versions".
-std::string counted(std::int64_t count, std::string_view noun);
 
 }  // namespace kelvane

@@ -103,8 +103,8 @@ class History final : public VersionStore {
   /// with one identifier as below.
   std::vector<HistoryOfScript> scripts() const;
 
-  /// Those with one identifier: the script itself, if it has a history, then the earlier ones, the
-  /// latest of them first.
+  /// Those with one identifier: the script itself, if it has a history, then the earlier ones, the latest of them
+  /// first.
   std::vector<HistoryOfScript> scripts(std::string_view identifier) const;
 
   /// Whether a text can be had again from the history of the script itself: whether one of its versions has exactly

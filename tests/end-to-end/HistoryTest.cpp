@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdint>
 #include <iomanip>
 #include <regex>
 #include <sstream>
 #include <thread>
 
+#include "quorvel/library/FNV1a.h"
 #include "tests/end-to-end/Home.h"
 
 namespace kelvane::tests {
@@ -123,12 +123,9 @@ TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
 TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   put("first");
   replace("second", "n");
-  std::uint64_t hash = 0xCBF29CE484222325;
-  for (const char byte : std::string_view("Talk.md")) {
-    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
-  }
   std::ostringstream name;
-  name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << hash << "-0123456789abcdef-0";
+  name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << quorvel::fnv1a("Talk.md")
+       << "-0123456789abcdef-0";
   home.put(name.str(), "left over");
   EXPECT_THAT(printed({"restore", "Talk", "1"}), HasSubstr("The text that it replaced is version 2.\n"));
   EXPECT_EQ(printed({"show", "Talk", "2"}), "second");

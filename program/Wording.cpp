@@ -1,0 +1,46 @@
+#include "program/Wording.h"
+
+#include <ctime>
+
+#include "platform/UTF8.h"
+#include "platform/Unicode.h"
+
+namespace kelvane {
+namespace {
+
+// Control characters, line and paragraph separators, and what changes the direction of what follows.
+bool steersTerminals(char32_t scalar) {
+  return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x061C || scalar == 0x200E ||
+         scalar == 0x200F || (scalar >= 0x2028 && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
+}
+
+}  // namespace
+
+std::string shown(std::chrono::system_clock::time_point moment) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(moment));
+  std::tm local{};
+  char text[64];
+  if (::localtime_r(&seconds, &local) == nullptr) return "?";
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+std::string onOneLine(std::string_view text) {
+  const std::string valid = unicode::replacingInvalidUTF8(text);
+  std::string line;
+  for (std::size_t at = 0; at < valid.size();) {
+    const unicode::Decoded decoded = unicode::decodedAt(valid, at);
+    unicode::append(steersTerminals(decoded.scalar) ? unicode::replacementCharacter : decoded.scalar, line);
+    at += decoded.size;
+  }
+  return line;
+}
+
+std::string counted(std::int64_t count, std::string_view noun) {
+  return std::to_string(count).append(" ").append(noun).append(count == 1 ? "" : "s");
+}
+
+std::string inQuotes(std::string_view name) {
+  return '"' + onOneLine(name) + '"';
+}
+
+}  // namespace kelvane
