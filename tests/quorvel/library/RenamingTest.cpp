@@ -1,21 +1,16 @@
 #include "quorvel/library/Renaming.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/TemporaryName.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -25,7 +20,6 @@ namespace {
 using kelvane::tests::becomeNobody;
 using kelvane::tests::dieAtOnce;
 using kelvane::tests::inChild;
-using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -272,197 +266,6 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLeavesTheHistoriesBelowAFolderWhereThe
     ++deaths;
   }
   EXPECT_GE(deaths, 2);
-}
-
-// Another program saves a file of one of the two names while a script is renamed by a second name.
-struct Meeting {
-  const char* description;
-  const char* call;  // just before which it does
-  const char* name;
-  bool isFolder;
-  bool isRefused;
-  std::vector<std::string> left;
-};
-
-class RenamingByASecondName : public LibraryHouse, public ::testing::WithParamInterface<Meeting> {};
-
-TEST_P(RenamingByASecondName, neverUnlinksAFileOfAnotherProgram) {
-  const Meeting& meeting = GetParam();
-  put("Talk.md", "words");
-  const auto theirs = meeting.isFolder ? std::filesystem::path(meeting.name) / "theirs" : meeting.name;
-  calls.before = [&, met = false](std::string_view call) mutable {
-    if (call == meeting.call && !std::exchange(met, true)) {
-      if (meeting.isFolder) {
-        std::filesystem::remove(root / meeting.name);
-        put(theirs, "theirs");
-      } else {
-        put("saved~", "theirs");
-        std::filesystem::rename(root / "saved~", root / meeting.name);
-      }
-    }
-    return call == "renameToFreeName" ? EINVAL : 0;
-  };
-  const std::string sentence = sentenceOf([&] { library.rename(script("Talk.md"), "New"); });
-  EXPECT_EQ(bytesOf(theirs), "theirs") << meeting.description;
-  EXPECT_EQ(names(), meeting.left) << meeting.description;
-  EXPECT_THAT(sentence, HasSubstr(meeting.isRefused ? "another program is using it" : "(no failure)"))
-      << meeting.description;
-}
-
-const Meeting meetings[] = {
-    {"the old name, before the second one is given", "link", "Talk.md", false, true, {"Talk.md"}},
-    {"the old name, after that", "rename", "Talk.md", false, true, {"Talk.md"}},
-    {"the old name, with a folder", "rename", "Talk.md", true, true, {"Talk.md"}},
-    {"the old name, when the file has lost it", "unlink", "Talk.md", false, false, {"New.md", "Talk.md"}},
-    {"the new name", "rename", "New.md", false, true, {"New.md", "Talk.md"}},
-    {"the new name, with a folder", "rename", "New.md", true, true, {"New.md", "Talk.md"}},
-};
-
-INSTANTIATE_TEST_SUITE_P(Rows, RenamingByASecondName, ::testing::ValuesIn(meetings),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
-
-TEST_F(LibraryHouse, aFileThatCannotLoseItsOldNameKeepsIt) {
-  put("Talk.md", "words");
-  calls.lack({"renameToFreeName", "rename"}, EPERM);
-  EXPECT_THAT(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }), HasSubstr("does not permit it"));
-  EXPECT_THAT(names(), ElementsAre("Talk.md"));
-  EXPECT_EQ(bytesOf("Talk.md"), "words");
-}
-
-TEST_F(LibraryHouse, aRenamingThatWasMadeThoughTheDiskDeniesItCounts) {
-  put("Talk.md", "words");
-  calls.lack({"renameToFreeName"}, EINVAL);
-  calls.renamingToBeDenied = 1;
-  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New.md");
-  EXPECT_THAT(names(), ElementsAre("New.md"));
-  EXPECT_EQ(bytesOf("New.md"), "words");
-}
-
-TEST_F(LibraryHouse, aScriptIsNotRenamedWhileItsLastTextIsStillBeingSaved) {
-  put("Talk.md", "new");
-  TemporaryName name = TemporaryName::fresh("Talk.md").ofTakenFile();
-  put(name.text(), "half ");
-  Descriptor editor(::open((root / name.text()).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-  if (waitForWriters(Descriptor(::open((root / name.text()).c_str(), O_RDONLY | O_CLOEXEC)).get(),
-                     std::chrono::seconds(0)))
-    GTEST_SKIP() << "this disk does not tell who has a file open";
-  EXPECT_EQ(
-      sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
-      "\"Talk.md\" could not be renamed, because another program has it open for writing. Save and close it there, "
-      "then try again.");
-  ASSERT_EQ(::write(editor.get(), "and whole", 9), 9);
-  editor = Descriptor();
-  EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New.md");
-  EXPECT_THAT(names(), ElementsAre("New.md"));
-  EXPECT_THAT(story("New.md"), HasSubstr("half and whole"));
-}
-
-TEST_F(LibraryHouse, renamingIsRefusedWhereItCouldReplaceAnotherFile) {
-  put("Talk.md", "words");
-  calls.before = [](std::string_view call) { return call == "renameToFreeName" ? EINVAL : call == "link" ? EPERM : 0; };
-  EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
-            "\"Talk.md\" could not be renamed, because this disk has no way to rename a file without the danger of "
-            "replacing another one. Rename it in another program.");
-  EXPECT_THAT(names(), ElementsAre("Talk.md"));
-}
-
-TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
-  put("Closed/Talk.md", "words");
-  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
-  ASSERT_TRUE(::geteuid() != 0 || ::chown(root.c_str(), 65534, 65534) == 0);
-  std::filesystem::permissions(root / "Closed", std::filesystem::perms(0555));
-  EXPECT_EQ(
-      inChild([&] {
-        becomeNobody();
-        return sentenceOf([&] { library.rename(script("Closed/Talk.md"), "New"); });
-      }),
-      "\"Closed/Talk.md\" could not be renamed, because the system does not permit it. Check who may read and write "
-      "there.");
-  EXPECT_THAT(names("Closed"), ElementsAre("Talk.md"));
-}
-
-// --- The library's own folder ---
-
-class TheOwnFolder : public LibraryHouse {
- protected:
-  static constexpr const char* why =
-      ", because it belongs to the folder that the library keeps its history in. Leave that folder to the library.";
-};
-
-TEST_F(TheOwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
-  put(".kelvane/notes.md", "words");
-  put(".kelvane/folder/notes.md", "words");
-  for (const char* identifier : {".kelvane", "./.kelvane", ".kelvane/", ".kelvane/folder", ".//.kelvane/folder"}) {
-    EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed" + why);
-    EXPECT_EQ(sentenceOf([&] { library.create("New", identifier); }),
-              std::string("The script \"New\" could not be made") + why);
-    EXPECT_EQ(sentenceOf([&] { library.createFolder("New", identifier); }),
-              std::string("The folder \"New\" could not be made") + why);
-  }
-  for (const char* identifier : {".kelvane/notes.md", "./.kelvane//notes.md", ".kelvane/folder/notes.md"}) {
-    EXPECT_EQ(sentenceOf([&] { library.rename(script(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed" + why);
-    EXPECT_EQ(sentenceOf([&] { library.write("new", script(identifier)); }),
-              quorvel::quoted(identifier) + " could not be written" + why);
-  }
-  EXPECT_EQ(bytesOf(".kelvane/notes.md"), "words");
-  EXPECT_THAT(names(".kelvane"), ElementsAre("folder", "notes.md"));
-  EXPECT_THAT(names(), ElementsAre());
-}
-
-TEST_F(TheOwnFolder, hasNoVersions) {
-  put(".kelvane/notes.md", "words");
-  put(".kelvanes/notes.md", "words");
-  put("Scenes/.kelvane/notes.md", "words");
-  for (const char* identifier : {".kelvane/notes.md", ".kelvane/folder/notes.md", ".kelvane"}) {
-    EXPECT_EQ(sentenceOf([&] { history->snapshot("words", root / identifier, "kept"); }),
-              "No version of " + quorvel::quoted(identifier) + " was kept" + why);
-  }
-  EXPECT_FALSE(std::filesystem::exists(root / ".kelvane/history.sqlite"));
-  for (const char* identifier : {".kelvanes/notes.md", "Scenes/.kelvane/notes.md"}) {
-    history->snapshot("words", root / identifier, "kept");
-    EXPECT_EQ(story(identifier), "kept: words\n");
-  }
-}
-
-TEST_F(TheOwnFolder, isRefusedBeforeItIsThere) {
-  EXPECT_THAT(sentenceOf([&] { library.create("New", ".kelvane"); }), HasSubstr(why));
-  EXPECT_THAT(sentenceOf([&] { library.rename(folderItem(".kelvane"), "New"); }), HasSubstr(why));
-  EXPECT_FALSE(std::filesystem::exists(root / ".kelvane"));
-}
-
-TEST_F(TheOwnFolder, isKnownByWhatItIsWhereItsNameLeadsElsewhere) {
-  put("Hidden/notes.md", "words");
-  std::filesystem::create_directory_symlink("Hidden", root / ".kelvane");
-  EXPECT_THAT(sentenceOf([&] { library.write("new", script("Hidden/notes.md")); }), HasSubstr(why));
-  EXPECT_THAT(sentenceOf([&] { library.create("New", "Hidden"); }), HasSubstr(why));
-  EXPECT_THAT(sentenceOf([&] { library.rename(folderItem("Hidden"), "New"); }), HasSubstr(why));
-}
-
-TEST_F(TheOwnFolder, mayBeTheNameOfAFolderFurtherDown) {
-  put("Scenes/.kelvane/notes.md", "words");
-  put(".kelvane/lock", "");
-  EXPECT_NO_THROW(library.write("new", script("Scenes/.kelvane/notes.md")));
-}
-
-TEST_F(TheOwnFolder, cannotComeFromAName) {
-  EXPECT_EQ(library.createFolder(".kelvane", std::nullopt).identifier, "kelvane");
-  EXPECT_EQ(library.create(".kelvane", std::nullopt).identifier, "kelvane.md");
-  EXPECT_EQ(library.rename(folderItem("kelvane"), ".kelvane").identifier, "kelvane");
-}
-
-TEST_F(TheOwnFolder, theRootHasNoNameToChange) {
-  for (const char* identifier : {"", ".", "./"}) {
-    EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed, because it is the library's own root folder.");
-  }
-}
-
-TEST_F(TheOwnFolder, aFolderCannotGoIntoItself) {
-  put("Scenes/End.md");
-  EXPECT_EQ(library.rename(folderItem("Scenes"), "Scenes/Inside").identifier, "Scenes-Inside");
-  EXPECT_THAT(names(), ElementsAre("Scenes-Inside"));
 }
 
 }  // namespace

@@ -1,0 +1,140 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/quorvel/library/OtherPrograms.h"
+#include "tests/support/ChildProcess.h"
+
+namespace quorvel {
+namespace {
+
+using kelvane::tests::dieAtOnce;
+using kelvane::tests::inChild;
+using ::testing::ElementsAre;
+
+// The history is whole again for the next writer: what was damaged here is put back.
+class UndoneWrite : public OtherPrograms {
+ protected:
+  void repairHistory() const { put(".kelvane/history.sqlite", sound_); }
+  const std::string sound_ = bytesOf(".kelvane/history.sqlite");
+};
+
+TEST_F(UndoneWrite, metByAThirdSaveLosesNeitherText) {
+  for (const bool renaming : {true, false}) {
+    SCOPED_TRACE(renaming ? "by renaming" : "in place, onto the new text");
+    const std::string third = renaming ? "third" : "fourth";
+    calls.before = [&, exchanges = 0](std::string_view call) mutable {
+      if (call == "exchange" && ++exchanges == 1) {
+        saveByRenaming("not " + third);
+        damageHistory();
+      } else if (call == "exchange" && exchanges == 2) {
+        renaming ? saveByRenaming(third) : saveInPlace(third);
+      }
+      return 0;
+    };
+    EXPECT_THROW(writeNew(), HistoryError);
+    EXPECT_EQ(bytesOf("Talk.md"), third);
+    EXPECT_EQ(leftovers(), 1U);
+
+    repairHistory();
+    writeNew();
+    EXPECT_EQ(bytesOf("Talk.md"), "new");
+    EXPECT_THAT(names(), ElementsAre("Talk.md"));
+    EXPECT_EQ(story("Talk.md"),
+              "kept: old\nBefore — found after an interrupted change: not " + third + "\n" + meanwhile + third + "\n");
+  }
+}
+
+TEST_F(UndoneWrite, leavesAProgramThatBeganToSaveOntoTheNewTextItsFile) {
+  if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
+  Descriptor editor;
+  calls.before = [&, exchanges = 0](std::string_view call) mutable {
+    if (call == "exchange" && ++exchanges == 1) {
+      saveByRenaming("theirs");
+      damageHistory();
+    } else if (call == "exchange" && exchanges == 2) {
+      editor = Descriptor(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
+    }
+    return 0;
+  };
+  EXPECT_THROW(writeNew(), HistoryError);
+  ASSERT_EQ(::write(editor.get(), "third", 5), 5);
+  editor = Descriptor();
+  EXPECT_EQ(bytesOf("Talk.md"), "third");
+  repairHistory();
+  writeNew();
+  EXPECT_EQ(story("Talk.md"),
+            std::string("kept: old\nBefore — found after an interrupted change: theirs\n") + meanwhile + "third\n");
+}
+
+TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
+  int deaths = 0;
+  int thirdSaves = 0;
+  for (int time = 1;; ++time) {
+    SCOPED_TRACE("call " + std::to_string(time));
+    saveByRenaming("old");
+    std::filesystem::remove(root / "saved");
+    const std::string answer = inChild([&]() -> std::string {
+      calls.before = [&, exchanges = 0, made = 0](std::string_view call) mutable {
+        if (call == "openBeneath" || call == "nextEntry") return 0;
+        if (call == "exchange" && ++exchanges == 1) {
+          saveByRenaming("theirs");
+          damageHistory();
+        } else if (call == "exchange" && exchanges == 2) {
+          saveInPlace("third");
+          put("saved", "");
+        }
+        if (++made == time) dieAtOnce();
+        return 0;
+      };
+      return sentenceOf([&] { writeNew(); });
+    });
+    repairHistory();
+    FolderLibrary(root, history).write("next", script("Talk.md"));
+    EXPECT_EQ(leftovers(), 0U);
+    const bool saved = std::filesystem::exists(root / "saved");
+    EXPECT_TRUE(!saved || history->holds("third", "Talk.md"));
+    EXPECT_TRUE(!saved || history->holds("theirs", "Talk.md"));
+    thirdSaves += saved;
+    if (!answer.starts_with("killed")) break;
+    ++deaths;
+  }
+  EXPECT_GE(deaths, 7);
+  EXPECT_GE(thirdSaves, 3);
+}
+
+class UndoneWriteWithout : public UndoneWrite, public ::testing::WithParamInterface<std::pair<const char*, int>> {};
+
+INSTANTIATE_TEST_SUITE_P(Calls, UndoneWriteWithout, ::testing::Values(std::pair("exchange", 2), std::pair("rename", 2)),
+                         [](const auto& row) { return row.param.first; });
+
+TEST_P(UndoneWriteWithout, whatItTakesSaysWhatIsTrueAndLeavesTheTextToTheNextWriter) {
+  calls.before = [&, made = 0](std::string_view call) mutable {
+    if (call == "exchange" && !std::filesystem::exists(root / "saved")) {
+      put("saved", "");
+      saveByRenaming("theirs");
+      damageHistory();
+    }
+    const auto& [failing, time] = GetParam();
+    return call == failing && ++made == time ? EIO : 0;
+  };
+  EXPECT_EQ(sentenceOf([&] { writeNew(); }),
+            "The new text of \"Talk.md\" is in its place, but what another program had saved there just before could "
+            "not be put into the version history. It is in a hidden file beside the script, and the next change of the "
+            "script takes it into the history.");
+  EXPECT_EQ(bytesOf("Talk.md"), "new");
+  EXPECT_EQ(leftovers(), 1U);
+
+  repairHistory();
+  library.write("newer", script("Talk.md"));
+  EXPECT_THAT(names(), ElementsAre("Talk.md", "saved"));
+  EXPECT_EQ(story("Talk.md"),
+            std::string("kept: old\nBefore — found after an interrupted change: theirs\n") + meanwhile + "new\n");
+}
+
+}  // namespace
+}  // namespace quorvel
