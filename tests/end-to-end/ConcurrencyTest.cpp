@@ -17,6 +17,7 @@
 #include "tests/end-to-end/Client.h"
 #include "tests/end-to-end/Folder.h"
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane::tests {
 namespace {
@@ -370,7 +371,7 @@ TEST(Lock, ofAServerThatWasKilledIsFree) {
   client.finish();
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, Concurrency, testing::Values(2, 4, 8), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Servers, Concurrency, testing::Values(2, 4, 8), RowName());
 
 }  // namespace
 }  // namespace kelvane::tests

@@ -106,6 +106,8 @@ struct Ailment {
   std::string line;
   int status = 1;
   bool answers = true;  // whether the handshake succeeds all the same
+
+  friend void PrintTo(const Ailment& row, std::ostream* out) { *out << row.name; }
 };
 
 class Ailing : public Doctor, public testing::WithParamInterface<Ailment> {};

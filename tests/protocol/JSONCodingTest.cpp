@@ -5,9 +5,12 @@
 #include <limits>
 #include <stdexcept>
 #include <variant>
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 /// A single-value decoder that holds what a test gives it and notes what it is asked.
 struct Holder {
@@ -56,6 +59,8 @@ struct Attempt {
   Holder holder;
   std::optional<JSON> value;  // nothing: it is not recognised
   const char* asked;
+
+  friend void PrintTo(const Attempt& row, std::ostream* out) { *out << row.about; }
 };
 
 class FromDecoder : public testing::TestWithParam<Attempt> {};
@@ -89,7 +94,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "nbdsa"},
         Attempt{"an object", {.members = {{{"a", number(1)}}}}, JSON::Object{{"a", 1}}, "nbdsao"},
         Attempt{"nothing that JSON knows", {}, {}, "nbdsao"},
-        Attempt{"an array of what JSON does not know", {.items = std::vector{Holder()}}, {}, "nbdsao"}));
+        Attempt{"an array of what JSON does not know", {.items = std::vector{Holder()}}, {}, "nbdsao"}),
+    RowName());
 
 /// A single-value encoder that writes down which operations were called.
 struct Notes {
@@ -121,8 +127,11 @@ TEST(JSONCoding, eachKindIsWrittenAsItself) {
 }
 
 struct IntegerRow {
+  const char* about;
   double value;
   std::optional<std::int64_t> integer;
+
+  friend void PrintTo(const IntegerRow& row, std::ostream* out) { *out << row.about; }
 };
 
 class Integers : public testing::TestWithParam<IntegerRow> {};
@@ -131,13 +140,20 @@ TEST_P(Integers, areIntegralNumbersBelowTheBound) {
   EXPECT_EQ(jsonInteger(GetParam().value), GetParam().integer);
 }
 
+constexpr double infinite = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
 INSTANTIATE_TEST_SUITE_P(JSON, Integers,
-                         testing::Values(IntegerRow{0, 0}, IntegerRow{-0.0, 0}, IntegerRow{3, 3}, IntegerRow{3.5, {}},
-                                         IntegerRow{-2.5, {}}, IntegerRow{8999999999999999, 8999999999999999},
-                                         IntegerRow{-8999999999999999, -8999999999999999}, IntegerRow{9e15, {}},
-                                         IntegerRow{-9e15, {}}, IntegerRow{1e300, {}}, IntegerRow{5e-324, {}},
-                                         IntegerRow{std::numeric_limits<double>::infinity(), {}},
-                                         IntegerRow{std::numeric_limits<double>::quiet_NaN(), {}}));
+                         testing::Values(IntegerRow{"zero", 0, 0}, IntegerRow{"negative zero", -0.0, 0},
+                                         IntegerRow{"three", 3, 3}, IntegerRow{"a fraction", 3.5, {}},
+                                         IntegerRow{"a negative fraction", -2.5, {}},
+                                         IntegerRow{"the largest", 8999999999999999, 8999999999999999},
+                                         IntegerRow{"the smallest", -8999999999999999, -8999999999999999},
+                                         IntegerRow{"the upper bound", 9e15, {}},
+                                         IntegerRow{"the lower bound", -9e15, {}}, IntegerRow{"far above", 1e300, {}},
+                                         IntegerRow{"next to zero", 5e-324, {}}, IntegerRow{"infinity", infinite, {}},
+                                         IntegerRow{"not a number", notANumber, {}}),
+                         RowName());
 
 }  // namespace
 }  // namespace kelvane

@@ -6,9 +6,12 @@
 
 #include "protocol/JSON.h"
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 using namespace std::string_view_literals;
 
@@ -16,6 +19,8 @@ struct Accepted {
   const char* about;
   std::string text;
   JSON value;
+
+  friend void PrintTo(const Accepted& row, std::ostream* out) { *out << row.about; }
 };
 
 class AcceptedText : public testing::TestWithParam<Accepted> {};
@@ -78,11 +83,14 @@ INSTANTIATE_TEST_SUITE_P(
         Accepted{"of canonically equal keys the last", "{\"\u00e9\":1,\"e\u0301\":2}", JSON::Object{{"\u00e9", 2}}},
         Accepted{"a key that is canonically an ASCII one", "{\"K\":1,\"\u212a\":2}", JSON::Object{{"K", 2}}},
         Accepted{"an empty key", R"({"":0})", JSON::Object{{"", 0}}},
-        Accepted{"a byte-order mark", "\xEF\xBB\xBF{}", JSON::Object()}));
+        Accepted{"a byte-order mark", "\xEF\xBB\xBF{}", JSON::Object()}),
+    RowName());
 
 struct Rejected {
   const char* about;
   std::string_view text;
+
+  friend void PrintTo(const Rejected& row, std::ostream* out) { *out << row.about; }
 };
 
 class RejectedText : public testing::TestWithParam<Rejected> {};
@@ -138,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "1"},
         Rejected{"two byte-order marks", "\xEF\xBB\xBF\xEF\xBB\xBF{}"},
         Rejected{"a byte-order mark alone", "\xEF\xBB\xBF"}, Rejected{"half a byte-order mark", "\xEF\xBB{}"},
-        Rejected{"a byte-order mark behind a blank", " \xEF\xBB\xBF{}"}));
+        Rejected{"a byte-order mark behind a blank", " \xEF\xBB\xBF{}"}),
+    RowName());
 
 TEST(JSONDecoding, aTextIsTheSameWhereverTheDecodersStepsFall) {
   // Every length around the widths that texts are read in, with each kind of byte at each place.

@@ -6,9 +6,12 @@
 
 #include "protocol/JSON.h"
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 using namespace std::string_view_literals;
 
@@ -19,6 +22,8 @@ struct Row {
   const char* about;
   JSON value;
   std::string_view text;
+
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.about; }
 };
 
 class Encoded : public testing::TestWithParam<Row> {};
@@ -57,7 +62,8 @@ INSTANTIATE_TEST_SUITE_P(
             R"({"a":[{"e":4,"f":3}],"b":{"c":2,"d":1}})"},
         Row{"capitals before small letters, shorter keys first", JSON::Object{{"a", 1}, {"B", 2}, {"aa", 3}, {"", 4}},
             R"({"":4,"B":2,"a":1,"aa":3})"},
-        Row{"a key is escaped", JSON::Object{{"\n\"", 1}}, R"({"\n\"":1})"}));
+        Row{"a key is escaped", JSON::Object{{"\n\"", 1}}, R"({"\n\"":1})"}),
+    RowName());
 
 TEST(JSONEncoding, escapesWhereverTheEncodersStepsFall) {
   for (const auto& [bare, escaped] : {std::pair{"\n", "\\n"}, {"\"", "\\\""}, {"é", "é"}, {"\x01", "\\u0001"}}) {

@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "protocol/JSON.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 // A Bool is made of a Bool and of nothing else; a number of any other arithmetic type; no pointer is a Bool.
 static_assert(std::is_constructible_v<JSON, bool> && std::is_constructible_v<JSON, char>);
@@ -52,6 +55,8 @@ struct Pair {
   JSON left;
   JSON right;
   bool equal;
+
+  friend void PrintTo(const Pair& row, std::ostream* out) { *out << row.about; }
 };
 
 class Equality : public testing::TestWithParam<Pair> {};
@@ -92,7 +97,8 @@ INSTANTIATE_TEST_SUITE_P(
         Pair{"objects with canonically equal keys", JSON::Object{{"\u00e9", 1}}, JSON::Object{{"e\u0301", 1}}, true},
         Pair{"objects of other sizes", JSON::Object{{"a", 1}}, JSON::Object{{"a", 1}, {"b", 1}}, false},
         Pair{"a difference behind nested values", JSON::Array{JSON::Array{1}, JSON::Object{{"a", 1}}, 2},
-             JSON::Array{JSON::Array{1}, JSON::Object{{"a", 1}}, 3}, false}));
+             JSON::Array{JSON::Array{1}, JSON::Object{{"a", 1}}, 3}, false}),
+    RowName());
 
 TEST(JSONValue, arraysThatShareStorageAreEqualAtOnce) {
   const JSON array = JSON::Array{notANumber};

@@ -13,9 +13,12 @@
 
 #include "protocol/RPCError.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 using namespace std::string_view_literals;
 
@@ -47,6 +50,8 @@ struct Exchange {
   const char* about;
   std::string_view line;
   std::optional<std::string_view> reply;
+
+  friend void PrintTo(const Exchange& row, std::ostream* out) { *out << row.about; }
 };
 
 class Handle : public testing::TestWithParam<Exchange> {};
@@ -75,7 +80,8 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"a method that is no text", R"({"id":"a","method":5})",
                  R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":"a","jsonrpc":"2.0"})"},
         Exchange{"a method that is null, an id that is an object", R"({"method":null,"id":{"b":[1]}})",
-                 R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":{"b":[1]},"jsonrpc":"2.0"})"}));
+                 R"({"error":{"code":-32600,"message":"Not a JSON-RPC request"},"id":{"b":[1]},"jsonrpc":"2.0"})"}),
+    RowName());
 
 INSTANTIATE_TEST_SUITE_P(
     Methods, Handle,
@@ -104,7 +110,8 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"an empty method", R"({"id":1,"method":""})",
                  R"({"error":{"code":-32601,"message":"No such method: "},"id":1,"jsonrpc":"2.0"})"},
         Exchange{"a method with a NUL", R"({"id":1,"method":"ping\u0000"})",
-                 R"({"error":{"code":-32601,"message":"No such method: ping\u0000"},"id":1,"jsonrpc":"2.0"})"}));
+                 R"({"error":{"code":-32601,"message":"No such method: ping\u0000"},"id":1,"jsonrpc":"2.0"})"}),
+    RowName());
 
 INSTANTIATE_TEST_SUITE_P(
     Ids, Handle,
@@ -121,7 +128,8 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"a Bool", R"({"id":false,"method":"ping"})", R"({"id":false,"jsonrpc":"2.0","result":{}})"},
         Exchange{"an array", R"({"id":["a",{}],"method":"ping"})", R"({"id":["a",{}],"jsonrpc":"2.0","result":{}})"},
         Exchange{"a text with everything", R"({"id":"é\"\/\n","method":"ping"})",
-                 R"({"id":"é\"/\n","jsonrpc":"2.0","result":{}})"}));
+                 R"({"id":"é\"/\n","jsonrpc":"2.0","result":{}})"}),
+    RowName());
 
 #define INITIALIZED(id, version)                                                                         \
   R"({"id":)" id R"(,"jsonrpc":"2.0","result":{"capabilities":{"tools":{}},"protocolVersion":")" version \
@@ -144,7 +152,8 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"no params", R"({"id":1,"method":"initialize"})", INITIALIZED("1", "2025-06-18")},
         Exchange{"params that are an array", R"({"id":1,"method":"initialize","params":["2024-11-05"]})",
                  INITIALIZED("1", "2025-06-18")},
-        Exchange{"no id", R"({"method":"initialize"})", INITIALIZED("null", "2025-06-18")}));
+        Exchange{"no id", R"({"method":"initialize"})", INITIALIZED("null", "2025-06-18")}),
+    RowName());
 
 INSTANTIATE_TEST_SUITE_P(
     ToolCalls, Handle,
@@ -194,7 +203,8 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{
             "something thrown that is no error",
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"odd"}}})",
-            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"}));
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"}),
+    RowName());
 
 TEST(Server, listsItsToolsInTheirOrderWhateverTheParams) {
   const std::string_view expected =

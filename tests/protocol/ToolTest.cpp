@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "protocol/RPCError.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 using namespace std::string_view_literals;
 
@@ -31,6 +34,8 @@ struct Required {
   const char* about;
   JSON::Object arguments;
   std::optional<std::string_view> text;  // nothing: it throws
+
+  friend void PrintTo(const Required& row, std::ostream* out) { *out << row.about; }
 };
 
 class RequiredString : public testing::TestWithParam<Required> {};
@@ -55,7 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Required{"a number", {{"id", 5}}, {}}, Required{"null", {{"id", nullptr}}, {}},
                     Required{"a Bool", {{"id", true}}, {}}, Required{"an array", {{"id", JSON::Array{"abc"}}}, {}},
                     Required{"an object", {{"id", JSON::Object{{"id", "abc"}}}}, {}},
-                    Required{"another key", {{"ID", "abc"}}, {}}, Required{"no member", {}, {}}));
+                    Required{"another key", {{"ID", "abc"}}, {}}, Required{"no member", {}, {}}),
+    RowName());
 
 TEST(ToolResult, holdsOneTextAndSaysWhetherItIsAnError) {
   EXPECT_EQ(toolResult("", false).encoded(), R"({"content":[{"text":"","type":"text"}],"isError":false})");

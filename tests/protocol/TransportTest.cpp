@@ -9,9 +9,12 @@
 #include <thread>
 
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace kelvane {
 namespace {
+
+using tests::RowName;
 
 const Server& echo() {
   static const Server server("s", {Tool("echo", "", schema({}, {}), [](const JSON::Object& arguments) {
@@ -66,6 +69,8 @@ struct Lines {
   const char* about;
   std::string input;
   std::string output;
+
+  friend void PrintTo(const Lines& row, std::ostream* out) { *out << row.about; }
 };
 
 class TransportLines : public testing::TestWithParam<Lines> {};
@@ -103,7 +108,8 @@ INSTANTIATE_TEST_SUITE_P(
               R"({"id":1,"method":"tools/call","params":{"name":"echo","arguments":{"text":"a\nb\r\nc"}}})"
               "\n",
               R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"a\nb\r\nc","type":"text"}],"isError":false}})"
-              "\n"}));
+              "\n"}),
+    RowName());
 
 TEST(Transport, anyChunkingOfAHundredRequestsGivesTheSameOutput) {
   std::string input;

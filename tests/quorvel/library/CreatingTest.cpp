@@ -11,6 +11,7 @@
 #include "quorvel/library/FreeNumber.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -138,6 +139,8 @@ struct Row {
   const char* description;
   std::string folder;
   const char* reason;
+
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.description; }
 };
 
 class CreatingInAnUnfitFolder : public LibraryHouse, public ::testing::WithParamInterface<Row> {};
@@ -181,8 +184,7 @@ const Row rows[] = {
     {"absolute", "/tmp", "it is not inside the library."},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, CreatingInAnUnfitFolder, ::testing::ValuesIn(rows),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, CreatingInAnUnfitFolder, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
 TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
   std::string parent;
@@ -241,19 +243,23 @@ TEST(FreeNumber, isFoundInFewLooksHoweverManyAreTaken) {
 
 // --- Several processes that want the same names ---
 
-class CreatingAtOnce : public LibraryHouse, public ::testing::WithParamInterface<Kind> {};
+struct Creation {
+  const char* description;
+  ScriptItem (FolderLibrary::*create)(std::string_view name, const std::optional<std::string>& folder);
+
+  friend void PrintTo(const Creation& row, std::ostream* out) { *out << row.description; }
+};
+
+class CreatingAtOnce : public LibraryHouse, public ::testing::WithParamInterface<Creation> {};
 
 TEST_P(CreatingAtOnce, noNameIsGivenTwice) {
-  const Kind kind = GetParam();
   constexpr int each = 120;
   std::vector<ChildProcess> writers;
   for (int writer = 0; writer < 3; ++writer) {
     writers.emplace_back([&] {
       std::string made;
       for (int count = 0; count < each; ++count) {
-        const ScriptItem item =
-            kind == Kind::folder ? library.createFolder("Talk", std::nullopt) : library.create("Talk", std::nullopt);
-        made += item.name + '\n';
+        made += (library.*GetParam().create)("Talk", std::nullopt).name + '\n';
       }
       return made;
     });
@@ -276,8 +282,10 @@ TEST_P(CreatingAtOnce, noNameIsGivenTwice) {
   EXPECT_GT(changes, 2) << "they never met";
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce, ::testing::Values(Kind::script, Kind::folder),
-                         [](const auto& kind) { return kind.param == Kind::script ? "scripts" : "folders"; });
+INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce,
+                         ::testing::Values(Creation{"scripts", &FolderLibrary::create},
+                                           Creation{"folders", &FolderLibrary::createFolder}),
+                         kelvane::tests::RowName());
 
 // --- A script that is gone and is put back ---
 

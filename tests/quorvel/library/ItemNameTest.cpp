@@ -6,6 +6,7 @@
 
 #include "platform/Unicode.h"
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -26,6 +27,8 @@ struct Row {
   string asked;
   string script;  // the name that a script gets; empty: none is left
   string folder;  // the name that a folder gets
+
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.description; }
 };
 
 class ItemNameTable : public ::testing::TestWithParam<Row> {};
@@ -78,8 +81,7 @@ const Row rows[] = {
     {"one character longer than any name", "e" + times(longest, "\xCC\x81"), "", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, ItemNameTable, ::testing::ValuesIn(rows),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, ItemNameTable, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
 TEST(ItemName, everyCleanedNameIsFitForADiskAndStaysAsItIs) {
   auto generator = kelvane::tests::seededGenerator();

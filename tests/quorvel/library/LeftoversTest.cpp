@@ -14,6 +14,7 @@
 #include "quorvel/library/OpenWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -234,6 +235,8 @@ struct Death {
   const char* description;
   bool exchanges;
   bool savedMeanwhile;  // another program has saved the script just before the new text gets to its place
+
+  friend void PrintTo(const Death& row, std::ostream* out) { *out << row.description; }
 };
 
 class DeathInAWrite : public LibraryHouse, public ::testing::WithParamInterface<Death> {};
@@ -286,8 +289,7 @@ const Death deathsInAWrite[] = {
     {"renaming over, saved meanwhile", false, true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, DeathInAWrite, ::testing::ValuesIn(deathsInAWrite),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, DeathInAWrite, ::testing::ValuesIn(deathsInAWrite), kelvane::tests::RowName());
 
 }  // namespace
 }  // namespace quorvel

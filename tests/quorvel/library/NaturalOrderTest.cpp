@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/Random.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -14,6 +15,8 @@ namespace {
 struct Row {
   const char* description;
   std::vector<std::string> names;  // in their order
+
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.description; }
 };
 
 class NaturalOrderTable : public ::testing::TestWithParam<Row> {};
@@ -50,8 +53,7 @@ const Row rows[] = {
     {"other scripts by their characters", {"a", "α", "б", "あ"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, NaturalOrderTable, ::testing::ValuesIn(rows),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, NaturalOrderTable, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
 TEST(NaturalOrder, isATotalOrderOfTheNames) {
   auto generator = kelvane::tests::seededGenerator();

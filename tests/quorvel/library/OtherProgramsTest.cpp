@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/quorvel/library/OtherPrograms.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -22,6 +23,8 @@ struct Save {
   int time;
   bool renaming;
   bool exchanges;
+
+  friend void PrintTo(const Save& row, std::ostream* out) { *out << row.description; }
 };
 
 class SaveMeanwhile : public OtherPrograms, public ::testing::WithParamInterface<Save> {};
@@ -51,8 +54,7 @@ const Save saves[] = {
     {"in place, between the second name and the replacement", "rename", 2, false, false},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, SaveMeanwhile, ::testing::ValuesIn(saves),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, SaveMeanwhile, ::testing::ValuesIn(saves), kelvane::tests::RowName());
 
 TEST_F(OtherPrograms, aSaveAfterTheExchangeStays) {
   calls.interrupt("unlink", [&] { saveByRenaming("theirs"); });
@@ -150,6 +152,8 @@ struct Swap {
   const char* description;
   std::function<void(const std::filesystem::path& script)> happening;
   const char* sentence;
+
+  friend void PrintTo(const Swap& row, std::ostream* out) { *out << row.description; }
 };
 
 class SwappedMeanwhile : public OtherPrograms, public ::testing::WithParamInterface<Swap> {};
@@ -177,8 +181,7 @@ const Swap swaps[] = {
      "what is there now is not a file. Move it away and try again."},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, SwappedMeanwhile, ::testing::ValuesIn(swaps),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, SwappedMeanwhile, ::testing::ValuesIn(swaps), kelvane::tests::RowName());
 
 TEST_F(OtherPrograms, aDeletionMeanwhileIsNotUndone) {
   calls.interrupt("exchange", [&] { std::filesystem::remove(root / "Talk.md"); });

@@ -10,6 +10,7 @@
 #include "quorvel/library/WholeFile.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -46,6 +47,8 @@ struct Row {
   const char* description;
   std::string identifier;
   std::string sentence;  // its end
+
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.description; }
 };
 
 class UnreadableScript : public LibraryHouse, public ::testing::WithParamInterface<Row> {};
@@ -97,8 +100,7 @@ const Row rows[] = {
     {"with a NUL", std::string("Talk.md\0.md", 11), "it is not inside the library."},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, UnreadableScript, ::testing::ValuesIn(rows),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, UnreadableScript, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
 }  // namespace
 }  // namespace quorvel

@@ -14,6 +14,7 @@
 #include "quorvel/library/TemporaryName.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -31,6 +32,8 @@ struct Meeting {
   bool isFolder;
   bool isRefused;
   std::vector<std::string> left;
+
+  friend void PrintTo(const Meeting& row, std::ostream* out) { *out << row.description; }
 };
 
 class RenamingByASecondName : public LibraryHouse, public ::testing::WithParamInterface<Meeting> {};
@@ -67,8 +70,7 @@ const Meeting meetings[] = {
     {"the new name, with a folder", "rename", "New.md", true, true, {"New.md", "Talk.md"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, RenamingByASecondName, ::testing::ValuesIn(meetings),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Rows, RenamingByASecondName, ::testing::ValuesIn(meetings), kelvane::tests::RowName());
 
 TEST_F(LibraryHouse, aFileThatCannotLoseItsOldNameKeepsIt) {
   put("Talk.md", "words");

@@ -36,7 +36,7 @@ class Renaming : public LibraryHouse, public ::testing::WithParamInterface<int> 
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, Renaming, ::testing::Values(0, EINVAL, ENOSYS, EPERM), [](const auto& way) {
-  return way.param == 0 ? "own" : "without" + std::to_string(way.param);
+  return way.param == 0 ? "theSystemsOwn" : std::string("lacking") + ::strerrorname_np(way.param);
 });
 
 TEST_P(Renaming, theHistoryFollowsAScript) {

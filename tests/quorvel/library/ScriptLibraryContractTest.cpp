@@ -24,6 +24,8 @@ using ::testing::ElementsAre;
 struct Implementation {
   const char* name;
   std::function<std::unique_ptr<ScriptLibrary>(const std::filesystem::path& root)> make;
+
+  friend void PrintTo(const Implementation& row, std::ostream* out) { *out << row.name; }
 };
 
 constexpr std::chrono::milliseconds patience(20);

@@ -16,6 +16,7 @@
 #include "scripttools/ScriptTools.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -31,6 +32,8 @@ struct ToolCall {
   const char* tool;
   JSON::Object arguments;
   const char* label;  // of the version that it keeps first
+
+  friend void PrintTo(const ToolCall& row, std::ostream* out) { *out << row.tool; }
 };
 
 struct Calamity;
@@ -105,6 +108,8 @@ struct Calamity {
   void (ToolFailure::*happen)();
   std::string sentence;
   bool asNobody = false;
+
+  friend void PrintTo(const Calamity& row, std::ostream* out) { *out << row.description; }
 };
 
 std::string ToolFailure::failureOf(const ToolCall& call, const Calamity& calamity) {
@@ -135,10 +140,6 @@ const std::vector<ToolCall> keeping = [] {
   calls.push_back({"save_version", {{"note", "n"}}, "n"});
   return calls;
 }();
-
-auto nameOfRow(const ::testing::TestParamInfo<std::tuple<ToolCall, Calamity>>& row) {
-  return std::string(std::get<0>(row.param).tool) + "_" + std::to_string(row.index);
-}
 
 // --- Before anything was kept ---
 
@@ -183,7 +184,7 @@ const Calamity beforeKeeping[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, KeepingFailure,
                          ::testing::Combine(::testing::ValuesIn(keeping), ::testing::ValuesIn(beforeKeeping)),
-                         nameOfRow);
+                         kelvane::tests::RowName());
 
 // --- After the present text was kept ---
 
@@ -213,7 +214,7 @@ const Calamity afterKeeping[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, WritingFailure,
                          ::testing::Combine(::testing::ValuesIn(rewriting), ::testing::ValuesIn(afterKeeping)),
-                         nameOfRow);
+                         kelvane::tests::RowName());
 
 // --- The script itself is another one when its turn comes ---
 
@@ -234,7 +235,8 @@ const Calamity vanishing[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, VanishedScript,
-                         ::testing::Combine(::testing::ValuesIn(keeping), ::testing::ValuesIn(vanishing)), nameOfRow);
+                         ::testing::Combine(::testing::ValuesIn(keeping), ::testing::ValuesIn(vanishing)),
+                         kelvane::tests::RowName());
 
 }  // namespace
 }  // namespace quorvel

@@ -14,6 +14,7 @@
 
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RowName.h"
 
 namespace quorvel {
 namespace {
@@ -162,9 +163,16 @@ struct Fault {
   int time;  // which of the calls fails, 1 for the first
   int error;
   const char* sentence;
+
+  friend void PrintTo(const Fault& row, std::ostream* out) { *out << row.description; }
 };
 
 class WritingFault : public LibraryHouse, public ::testing::WithParamInterface<std::tuple<Fault, bool>> {};
+
+std::string nameOfFault(const ::testing::TestParamInfo<std::tuple<Fault, bool>>& row) {
+  const auto& [fault, isExchanged] = row.param;
+  return kelvane::tests::nameMadeOf(fault.description) + (isExchanged ? "Exchanged" : "RenamedOver");
+}
 
 TEST_P(WritingFault, isOneSentenceAndChangesNothing) {
   const Fault& fault = std::get<0>(GetParam());
@@ -202,7 +210,7 @@ const Fault faults[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, WritingFault, ::testing::Combine(::testing::ValuesIn(faults), ::testing::Bool()),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+                         nameOfFault);
 
 const Fault exchangeFaults[] = {
     {"the script is gone meanwhile", "exchange", 1, ENOENT,
@@ -215,8 +223,7 @@ const Fault exchangeFaults[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Exchange, WritingFault,
-                         ::testing::Combine(::testing::ValuesIn(exchangeFaults), ::testing::Values(true)),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+                         ::testing::Combine(::testing::ValuesIn(exchangeFaults), ::testing::Values(true)), nameOfFault);
 
 const Fault renameFaults[] = {
     {"the folder is full", "rename", 2, ENOSPC,
@@ -226,8 +233,7 @@ const Fault renameFaults[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(RenameOver, WritingFault,
-                         ::testing::Combine(::testing::ValuesIn(renameFaults), ::testing::Values(false)),
-                         [](const auto& row) { return "row" + std::to_string(row.index); });
+                         ::testing::Combine(::testing::ValuesIn(renameFaults), ::testing::Values(false)), nameOfFault);
 
 TEST_F(WritingFault, shortAndInterruptedWritesAreFinished) {
   class Slow : public SystemCalls {
