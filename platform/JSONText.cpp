@@ -1,5 +1,7 @@
 #include "platform/JSONText.h"
 
+#include <cstring>
+
 #include "platform/JSONScanner.h"
 #include "platform/Unicode.h"
 
@@ -8,6 +10,32 @@ namespace {
 
 using Kind = JSONText::Kind;
 using Value = JSONText::Value;
+
+/// The number that the escape \\uXXXX at the front has; nothing where there is none.
+std::optional<unsigned> unitOfEscape(const char* at, const char* end) noexcept {
+  if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return std::nullopt;
+  return jsonscanner::hexadecimal(at + 2, end);
+}
+
+/// Makes every escape of a lone surrogate one of U+FFFD, which takes as many bytes.
+void replaceLoneSurrogates(std::string& json) noexcept {
+  const char* const end = json.data() + json.size();
+  const auto isWithin = [](std::optional<unsigned> unit, unsigned first, unsigned behind) {
+    return unit && *unit >= first && *unit < behind;
+  };
+  for (std::size_t at = json.find('\\'); at != std::string::npos; at = json.find('\\', at)) {
+    const char* const escape = json.data() + at;
+    const auto unit = unitOfEscape(escape, end);
+    if (!isWithin(unit, 0xD800, 0xE000)) {
+      at += 2;
+    } else if (isWithin(unit, 0xD800, 0xDC00) && isWithin(unitOfEscape(escape + 6, end), 0xDC00, 0xE000)) {
+      at += 12;
+    } else {
+      std::memcpy(json.data() + at, "\\ufffd", 6);
+      at += 6;
+    }
+  }
+}
 
 /// Goes over a JSON text from front to back. What fails leaves it where the text ceased to be JSON.
 class Reader {
@@ -75,7 +103,9 @@ class Reader {
     }
     std::string said(at_ + 1, text.close);
     if (text.hasEscapes) {
-      const char* saidEnd = jsonscanner::unescaped(at_ + 1, text.close, said.data());
+      replaceLoneSurrogates(said);
+      const std::string escaped = said;
+      const char* saidEnd = jsonscanner::unescaped(escaped.data(), escaped.data() + escaped.size(), said.data());
       if (saidEnd == nullptr) return std::nullopt;
       said.resize(static_cast<std::size_t>(saidEnd - said.data()));
     }
@@ -98,7 +128,7 @@ class Reader {
     if (readWord("null")) return Kind::null;
     if (readWord("true") || readWord("false")) return Kind::boolean;
     const jsonscanner::Number number = jsonscanner::scanNumber(at_, end_);
-    if (!number.isWellFormed || !jsonscanner::doubleValue(number, at_)) return std::nullopt;
+    if (!number.isWellFormed) return std::nullopt;
     at_ = number.end;
     return Kind::number;
   }
@@ -124,6 +154,33 @@ std::optional<JSONText> JSONText::read(std::string text) {
 std::optional<std::size_t> JSONText::fault(std::string_view text) {
   Reader reader(text, 0);
   return reader.readDocument() ? std::nullopt : std::optional(reader.offset());
+}
+
+std::string JSONText::decodable() const {
+  constexpr std::string_view mantissa = "1e";
+  constexpr std::string_view exponent = "308";
+  std::string json = text_;
+  replaceLoneSurrogates(json);
+  const char* const end = json.data() + json.size();
+  for (const char* at = json.data(); at != end;) {
+    if (*at == '"') {
+      at = jsonscanner::scanText(at + 1, end).close + 1;
+    } else if (*at == '-' || (*at >= '0' && *at <= '9')) {
+      const jsonscanner::Number number = jsonscanner::scanNumber(at, end);
+      if (!jsonscanner::doubleValue(number, at)) {
+        // The shortest number that is too large, 2e308, has room for this one.
+        char* digits = json.data() + (at - json.data()) + (number.isNegative ? 1 : 0);
+        const auto size = static_cast<std::size_t>(number.end - digits);
+        std::memset(digits, '0', size);
+        std::memcpy(digits, mantissa.data(), mantissa.size());
+        std::memcpy(digits + size - exponent.size(), exponent.data(), exponent.size());
+      }
+      at = number.end;
+    } else {
+      ++at;
+    }
+  }
+  return json;
 }
 
 std::string JSONText::string(const Value& value) const {

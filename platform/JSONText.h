@@ -13,7 +13,10 @@ namespace kelvane {
 /// A JSON text that a person may have written, and where things stand in it, so that a member can be changed and every
 /// other byte stays: order, layout, how numbers are spelled, a byte-order mark, line ends.
 ///
-/// What is JSON, and which members have the same key (the last of them counts), is judged as `JSON::decoded` does.
+/// A text is JSON by its grammar (RFC 8259). So two things are allowed here that `JSON::decoded` refuses, because no
+/// value of ours can hold them: a lone surrogate escape, such as "\ud800", which says U+FFFD, and a number too large
+/// for a double. Which members have the same key (the last of them counts) is judged as `JSON::decoded` does.
+///
 /// Nothing recurses, and every operation takes time linear in the text.
 class JSONText {
  public:
@@ -43,6 +46,12 @@ class JSONText {
   static std::optional<std::size_t> fault(std::string_view text);
 
   const std::string& text() const noexcept { return text_; }
+
+  /// The text as `JSON::decoded` takes it, in which everything has the same place and size: the escape of each lone
+  /// surrogate is that of U+FFFD, and each number too large for a double is 1e308 or -1e308. The text itself where it
+  /// has none of these.
+  std::string decodable() const;
+
   const Value& root() const noexcept { return root_; }
 
   /// A value as it is written.

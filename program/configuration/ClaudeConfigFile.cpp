@@ -41,9 +41,16 @@ void describe(const Value& entry, const JSONText& document, std::vector<std::str
   }
 }
 
+/// What the text says. Where JSON allows what no value of ours can hold, another value stands in for it. So two texts
+/// with equal documents say the same only if such things are the same in both, which their bytes must show.
+std::optional<JSON> document(const JSONText& text) {
+  return JSON::decoded(text.decodable());
+}
+
 /// Throws unless the new text says what it must and the old one stands in it but for [begin, end).
 void prove(const JSON& expected, std::size_t begin, std::size_t end, std::string_view before, std::string_view after) {
-  if (JSON::decoded(after) == expected && differsOnlyWithin(begin, end, before, after)) return;
+  const auto made = JSONText::read(std::string(after));
+  if (made && document(*made) == expected && differsOnlyWithin(begin, end, before, after)) return;
   throw ConfigRefused(
       "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
       "hand.");
@@ -56,15 +63,15 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
     throw ConfigRefused(
         "The path of this program is not UTF-8, so no JSON file can hold it. Move the program to another folder.");
   }
-  const std::optional<JSON> old = JSON::decoded(to);
-  const JSON expected = ClaudeConfig::adding(command, old);
-  if (old == expected) return {std::string(to), {}};
   if (isBlank(to)) {
     const std::string_view mark = to.substr(0, to.starts_with(byteOrderMark) ? byteOrderMark.size() : 0);
     return {std::string(mark).append(example(command)), {}};
   }
 
   const JSONText before = read(to);
+  const std::optional<JSON> old = document(before);
+  const JSON expected = ClaudeConfig::adding(command, old);
+  if (old == expected) return {std::string(to), {}};
   ConfigEdit edit;
   Value place = before.root();
   if (place.kind != Kind::object) {
@@ -91,31 +98,32 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
 ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
   ConfigEdit edit{std::string(from), {}};
   if (isBlank(from)) return edit;
-  JSONText document = read(from);
-  const auto servers = document.find({serversKey});
+  const JSONText before = read(from);
+  const auto servers = before.find({serversKey});
   if (!servers || servers->kind != Kind::object) return edit;
-  for (const JSONText::Member& member : document.members(*servers)) {
-    if (member.key == entryKey) describe(member.value, document, edit.dropped);
+  for (const JSONText::Member& member : before.members(*servers)) {
+    if (member.key == entryKey) describe(member.value, before, edit.dropped);
   }
-  if (!document.erase({serversKey, entryKey})) return edit;
-  edit.text = document.text();
-  prove(ClaudeConfig::removing(JSON::decoded(from)), servers->begin, servers->end, from, edit.text);
+  JSONText after = before;
+  if (!after.erase({serversKey, entryKey})) return edit;
+  edit.text = after.text();
+  prove(ClaudeConfig::removing(document(before)), servers->begin, servers->end, from, edit.text);
   return edit;
 }
 
 std::optional<std::string> ClaudeConfigFile::command(std::string_view in) {
-  if (!isBlank(in)) read(in);
-  return ClaudeConfig::command(JSON::decoded(in));
+  return isBlank(in) ? std::nullopt : ClaudeConfig::command(document(read(in)));
 }
 
 std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
   std::vector<std::string> arguments;
   if (isBlank(in)) return arguments;
-  const JSONText document = read(in);
-  const auto place = document.find({serversKey, entryKey, "args"});
-  if (!place) return arguments;
-  const std::optional<JSON> value = JSON::decoded(document.written(*place));
-  if (!value || value->items() == nullptr) return arguments;
+  const std::optional<JSON> root = document(read(in));
+  const JSON* value = root ? &*root : nullptr;
+  for (const std::string_view key : {serversKey, entryKey, std::string_view("args")}) {
+    value = value ? (*value)[key] : nullptr;
+  }
+  if (value == nullptr || value->items() == nullptr) return arguments;
   for (const JSON& item : *value->items()) {
     if (const auto text = item.string()) arguments.emplace_back(*text);
   }
@@ -123,10 +131,10 @@ std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
 }
 
 std::string ClaudeConfigFile::example(std::string_view command) {
-  JSONText document = read("{}\n");
-  document.set({serversKey, entryKey, "args"}, "[]");
-  document.set({serversKey, entryKey, "command"}, JSON(command).encoded());
-  return document.text();
+  JSONText text = read("{}\n");
+  text.set({serversKey, entryKey, "args"}, "[]");
+  text.set({serversKey, entryKey, "command"}, JSON(command).encoded());
+  return text.text();
 }
 
 }  // namespace kelvane

@@ -14,6 +14,10 @@ namespace kelvane {
 ///
 /// A text of nothing but blanks is no document, and gets one. Of members with equal keys the last counts, as for every
 /// reader of JSON that we know.
+///
+/// A text is JSON by its grammar. A number too large for a double and a lone surrogate escape, such as "\ud800", are
+/// JSON, although no `JSON` value can hold them. They stay as they are written. In our entry such an escape says
+/// U+FFFD, which is what a client's runtime passes to the program that it starts.
 struct ClaudeConfigFile {
   ClaudeConfigFile() = delete;
 

@@ -28,6 +28,8 @@ TEST(JSONText, knowsWhatTheTextIsAndWhere) {
       {"false", "false\n", Kind::boolean, "false"},
       {"a number", "\t-0.5e+1\r\n", Kind::number, "-0.5e+1"},
       {"a number too small for a double", "1e-999", Kind::number, "1e-999"},
+      {"a number too large for a double", "[1e400]", Kind::array, "[1e400]"},
+      {"a lone surrogate", R"(["\ud800"])", Kind::array, R"(["\ud800"])"},
       {"a text", R"( "a\"b" )", Kind::string, R"("a\"b")"},
       {"an array", " [1, [2]] ", Kind::array, "[1, [2]]"},
       {"an object", R"({"a": {}})", Kind::object, R"({"a": {}})"},
@@ -74,9 +76,9 @@ TEST(JSONText, saysWhereATextCeasesToBeJSON) {
       {"a line break in a text", "[\"a\nb\"]", 3},
       {"a byte that is not UTF-8", "[\"a\xFF\"]", 3},
       {"a broken escape, by its text", R"(["a\x"])", 1},
-      {"a lone surrogate, by its text", R"({"k":"\ud800"})", 5},
+      {"an escape cut short behind a lone surrogate, by its text", R"({"k":"\ud800\ud8"})", 5},
       {"a number that starts wrong", "[01]", 2},
-      {"a number too large for a double", "[1, 1e999]", 4},
+      {"a number too large for a double that ends wrong", "[1, 1e]", 4},
       {"a word cut short", "[tru]", 1},
       {"a word in capitals", "[True]", 1},
   };
@@ -100,6 +102,62 @@ TEST(JSONText, readsMembersInTheirOrder) {
   EXPECT_EQ(members[3].key, "b");
   EXPECT_EQ(members[3].value.kind, Kind::boolean);
   EXPECT_TRUE(read("{ }").members({Kind::object, 0, 3}).empty());
+}
+
+TEST(JSONText, readsALoneSurrogateAsAReplacementCharacter) {
+  const struct {
+    const char* description;
+    const char* written;
+    const char* said;
+  } cases[] = {
+      {"a high one", R"("\ud800")", "\uFFFD"},
+      {"a low one in capitals", R"("a\uDFFFb")", "a\uFFFDb"},
+      {"two high ones", R"("\udbff\ud800")", "\uFFFD\uFFFD"},
+      {"a pair the wrong way round", R"("\udc00\ud800")", "\uFFFD\uFFFD"},
+      {"a high one before a pair", R"("\ud83d\ud83d\ude00")", "\uFFFD\U0001F600"},
+      {"a low one behind a pair", R"("\ud83d\ude00\ude00")", "\U0001F600\uFFFD"},
+      {"a high one before another escape", R"("\ud800\n\u0041")", "\uFFFD\nA"},
+      {"a high one before a plain u", R"("\ud800udc00")", "\uFFFDudc00"},
+      {"an escaped backslash before what looks like one", R"("\\ud800")", "\\ud800"},
+  };
+  for (const auto& row : cases) {
+    const JSONText text = read(row.written);
+    EXPECT_EQ(text.string(text.root()), row.said) << row.description;
+    const JSONText object = read("{" + std::string(row.written) + ":1}");
+    EXPECT_EQ(object.members(object.root()).at(0).key, row.said) << row.description;
+  }
+}
+
+TEST(JSONText, isDecodableWhateverItsNumbersAndSurrogates) {
+  const struct {
+    const char* description;
+    std::string text;
+    std::string decodable;
+  } cases[] = {
+      {"nothing to do", R"({"a": ["\ud83d\ude00", 1e308, -0, 1e-999, "1e999"]})",
+       R"({"a": ["\ud83d\ude00", 1e308, -0, 1e-999, "1e999"]})"},
+      {"the shortest numbers that are too large", "[2e308,-9E308,1e309]", "[1e308,-1e308,1e308]"},
+      {"longer ones", "[ 1e999999 , -12.5E+00400]", "[ 1e000308 , -1e000000308]"},
+      {"one of very many digits", "1" + std::string(400, '0'), "1e" + std::string(396, '0') + "308"},
+      {"lone surrogates in keys and values, behind a byte-order mark",
+       "\xEF\xBB\xBF"
+       R"({"\uD800": "\udc00\ud800\udc00"})",
+       "\xEF\xBB\xBF"
+       R"({"\ufffd": "\ufffd\ud800\udc00"})"},
+      {"halves in two strings", R"(["\ud83d","\ude00"])", R"(["\ufffd","\ufffd"])"},
+  };
+  for (const auto& row : cases) {
+    const JSONText text = read(row.text);
+    EXPECT_EQ(text.decodable(), row.decodable) << row.description;
+    EXPECT_EQ(text.text(), row.text) << row.description;
+  }
+}
+
+TEST(JSONText, editsAroundWhatNoValueCanHold) {
+  JSONText text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
+  text.set({"b"}, "2");
+  EXPECT_TRUE(text.erase({"a"}));
+  EXPECT_EQ(text.text(), R"({"\ud800": 1e400, "z": "\udc00", "b": 2})");
 }
 
 struct FindCase {

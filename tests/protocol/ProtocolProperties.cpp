@@ -76,8 +76,10 @@ bool needsNoReply(const JSON& message) {
 
 std::string brokenByJSON(std::string_view text) {
   const std::optional<JSON> value = JSON::decoded(text);
-  if (JSONText::read(std::string(text)).has_value() != value.has_value())
-    return "what one reader takes another refuses";
+  const auto read = JSONText::read(std::string(text));
+  if (value && !read) return "what one reader takes another refuses";
+  if (read && (read->decodable() == text) != value.has_value()) return "a text is not what it is said to be";
+  if (read && !JSON::decoded(read->decodable())) return "what should be decodable is not";
   if (!value) return {};
   const std::string written = value->encoded();
   if (written.find('\n') != std::string::npos) return "what is written is more than one line";

@@ -195,6 +195,56 @@ TEST(ClaudeConfigFile, removesTheEntryAndLeavesEveryOtherByte) {
   }
 }
 
+// JSON's grammar has them, although no double and no UTF-8 text is what they say.
+TEST(ClaudeConfigFile, editsAroundNumbersAndSurrogatesThatNoValueHolds) {
+  const struct {
+    const char* description;
+    std::string without;
+    std::string with;
+  } cases[] = {
+      {"a number too large among the members", R"({"n":1e400,"mcpServers":{"other":{}},"m":[-1e999]})",
+       R"({"n":1e400,"mcpServers":{"other":{},"kelvane":{"args":[],"command":"/bin/k"}},"m":[-1e999]})"},
+      {"a lone surrogate among the members", R"({"s":"\ud800","mcpServers":{"other":{}},"\uDC00":"x\ud800\u0041"})",
+       R"({"s":"\ud800","mcpServers":{"other":{},"kelvane":{"args":[],"command":"/bin/k"}},"\uDC00":"x\ud800\u0041"})"},
+      {"both in another server", R"({"mcpServers":{"o\ud800":{"timeout":2e308,"env":{"A":"\udfff"}}}})",
+       R"({"mcpServers":{"o\ud800":{"timeout":2e308,"env":{"A":"\udfff"}},"kelvane":{"args":[],"command":"/bin/k"}}})"},
+      {"keys that differ in nothing but their lone surrogates", R"({"mcpServers":{"\ud800":1,"\ud801":2,"\ufffd":3}})",
+       R"({"mcpServers":{"\ud800":1,"\ud801":2,"\ufffd":3,"kelvane":{"args":[],"command":"/bin/k"}}})"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    EXPECT_EQ(JSON::decoded(row.without), std::nullopt);
+    EXPECT_EQ(ClaudeConfigFile::adding("/bin/k", row.without), (ConfigEdit{row.with, {}}));
+    EXPECT_EQ(ClaudeConfigFile::adding("/bin/k", row.with), (ConfigEdit{row.with, {}}));
+    EXPECT_EQ(ClaudeConfigFile::adding("/new", row.with).text, with(row.with, "/bin/k", "/new"));
+    EXPECT_EQ(ClaudeConfigFile::removing(row.with), (ConfigEdit{row.without, {}}));
+    EXPECT_EQ(ClaudeConfigFile::removing(row.without), (ConfigEdit{row.without, {}}));
+    EXPECT_EQ(ClaudeConfigFile::command(row.with), "/bin/k");
+    EXPECT_EQ(ClaudeConfigFile::command(row.without), std::nullopt);
+    EXPECT_TRUE(ClaudeConfigFile::arguments(row.with).empty());
+  }
+}
+
+TEST(ClaudeConfigFile, replacesAnEntryThatNoValueHoldsAndShowsWhatGoes) {
+  const std::string entry =
+      R"({"mcpServers":{"kelvane":{"command":"/\ud800","args":["\udc00",1e400,"x"],"timeout":1e400,"\ud800":"\udfff"}}})";
+  EXPECT_EQ(ClaudeConfigFile::command(entry), "/\uFFFD");
+  EXPECT_EQ(ClaudeConfigFile::arguments(entry), (std::vector<std::string>{"\uFFFD", "x"}));
+  const Dropped dropped = {R"(The entry had "args": ["\udc00",1e400,"x"])", R"(The entry had "timeout": 1e400)",
+                           "The entry had \"\uFFFD\": \"\\udfff\""};
+  EXPECT_EQ(ClaudeConfigFile::adding("/bin/k", entry),
+            (ConfigEdit{R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})", dropped}));
+  EXPECT_EQ(ClaudeConfigFile::removing(entry), (ConfigEdit{R"({"mcpServers":{}})", dropped}));
+}
+
+TEST(ClaudeConfigFile, editsATextOfHundredsOfThousandsOfLevels) {
+  const std::string deep = std::string(300'000, '[') + std::string(300'000, ']');
+  const std::string text = R"({"a":)" + deep + R"(,"mcpServers":{"b":)" + deep + "}}";
+  const ConfigEdit edit = ClaudeConfigFile::adding("/bin/k", text);
+  EXPECT_EQ(edit.text.size(), text.size() + std::string_view(R"(,"kelvane":{"args":[],"command":"/bin/k"})").size());
+  EXPECT_TRUE(ClaudeConfigFile::removing(edit.text).text == text);
+}
+
 TEST(ClaudeConfigFile, findsTheCommandOfTheEntry) {
   const struct {
     const char* description;
@@ -230,7 +280,8 @@ TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
       {"a comment behind a member", "{\n  \"a\": 1 /* x */\n}", "line 2, column 10"},
       {"a comma at the end", "{\r\n  \"a\": 1,\r\n}", "line 3, column 1"},
       {"cut short", "{\"a\": \"b", "line 1, column 9"},
-      {"a number too large", "{\"a\":\n1e400}", "line 2, column 1"},
+      {"a number too large that ends wrong", "{\"a\":\n1e400.}", "line 2, column 6"},
+      {"a lone surrogate in an escape cut short", R"({"a":"\ud800\ud8"})", "line 1, column 6"},
       {"not UTF-8", "{\"\u00E9\": \"\xFF\"}", "line 1, column 8"},
       {"two documents", "{}\n{}", "line 2, column 1"},
       {"behind a byte-order mark", "\xEF\xBB\xBFx", "line 1, column 1"},

@@ -20,10 +20,11 @@ std::string aCommand(std::mt19937_64& random) {
 
 /// An object of the keys that matter, nested as a client's configuration is.
 std::string anObject(std::size_t depth, const std::string& space, std::mt19937_64& random) {
-  static const std::string keys[] = {R"("mcpServers")", R"("kelvane")", R"("command")",     R"("args")",
-                                     R"("a")",          R"("\u0061")",  R"("kelv\u0061ne")"};
-  static const std::string values[] = {"null",        "[]", "[ 1.50 ]", "12345678901234567890",
-                                       R"("/bin/k")", "{}", "{ }",      R"({"env":{"T":"x"}})"};
+  static const std::string keys[] = {R"("mcpServers")", R"("kelvane")", R"("command")",      R"("args")",
+                                     R"("a")",          R"("\u0061")",  R"("kelv\u0061ne")", R"("\ud800")"};
+  static const std::string values[] = {"null",        "[]",    "[ 1.50 ]",      "12345678901234567890",
+                                       R"("/bin/k")", "{}",    "{ }",           R"({"env":{"T":"x"}})",
+                                       "-1e400",      "2e308", R"(["\ud800"])", R"("\udc00\ud800\udc00")"};
   std::string text = "{";
   const std::size_t count = tests::below(4, random);
   for (std::size_t i = 0; i < count; ++i) {
