@@ -9,7 +9,7 @@
 
 namespace kelvane {
 
-/// A TOML text as its own readers take it, with an eye to the table `mcp_servers.kelvane`, however that is written.
+/// A TOML 1.1 text as its own readers take it, with an eye to the table `mcp_servers.kelvane`, however that is written.
 class TOMLText {
  public:
   /// Throws ConfigRefused, with the place and the reason, when the text is not TOML.

@@ -78,6 +78,26 @@ TEST(CodexConfigFile, addsTheTableAsTheConfigurationDoes) {
        "mcp_servers.other.command = \"x\"\n\n" SECTION,
        {}},
       {"the needle in a comment", "# command = \"/bin/k\"\n", "# command = \"/bin/k\"\n\n" SECTION, {}},
+      {"line breaks, comments and a last comma in an inline table",
+       "p = {\n  a = 1, # one\n  b = [\n  ],\n}\n",
+       "p = {\n  a = 1, # one\n  b = [\n  ],\n}\n\n" SECTION,
+       {}},
+      {"another server as an inline table of several lines",
+       "mcp_servers.other = {\r\n  command = \"x\",\r\n}\r\n",
+       "mcp_servers.other = {\r\n  command = \"x\",\r\n}\r\n" + inCRLF("\n" SECTION),
+       {}},
+      {"escapes by \\e and \\x",
+       "a = \"\\e[0m\\x41\\xe9\"\nb = \"\"\"\\x00\"\"\"\n",
+       "a = \"\\e[0m\\x41\\xe9\"\nb = \"\"\"\\x00\"\"\"\n\n" SECTION,
+       {}},
+      {"times without seconds",
+       "a = 07:32\nb = 1979-05-27 07:32Z\n",
+       "a = 07:32\nb = 1979-05-27 07:32Z\n\n" SECTION,
+       {}},
+      {"our table with what TOML 1.1 has",
+       "[mcp_servers.kelvane]\ncommand = \"\\x2Fold\"\nenv = {\n  A = \"\\e\",\n}\n[z]\n",
+       "[z]\n\n" SECTION,
+       {"command = \"\\x2Fold\"", "env = {", "  A = \"\\e\",", "}"}},
       {"an entry of that name elsewhere", "[tools.kelvane]\na = 1\n", "[tools.kelvane]\na = 1\n\n" SECTION, {}},
   };
   for (const EditCase& row : cases) {
@@ -129,10 +149,23 @@ TEST(CodexConfigFile, refusesATextThatIsNotTOMLAndSaysWhere) {
     std::string text;
     const char* place;
   } cases[] = {
-      {"no value", "a = 1\nb =\n", "line 2, column 4"},         {"a key twice", "a = 1\n  a = 2\n", "line 2, column 7"},
-      {"a table twice", "[t]\n[u]\n[t]\n", "line 3, column 1"}, {"an open text", "a = \"x\n", "line 1, column 7"},
-      {"a lone CR", "a = 1\rb = 2", "line 1, column 7"},        {"JSON", "{\"mcpServers\": {}}", "line 1, column 1"},
+      {"no value", "a = 1\nb =\n", "line 2, column 4"},
+      {"a key twice", "a = 1\n  a = 2\n", "line 2, column 7"},
+      {"a table twice", "[t]\n[u]\n[t]\n", "line 3, column 1"},
+      {"an open text", "a = \"x\n", "line 1, column 7"},
+      {"a lone CR", "a = 1\rb = 2", "line 1, column 7"},
+      {"JSON", "{\"mcpServers\": {}}", "line 1, column 1"},
       {"our table twice", SECTION SECTION, "line 4, column 1"},
+      {"a comma first in an inline table", "a = {\n  ,\n}\n", "line 2, column 3"},
+      {"two last commas in an inline table", "a = {\n  b = 1,\n  ,\n}\n", "line 3, column 3"},
+      {"a line break between a key and its value", "a = {\n  b =\n  1\n}\n", "line 2, column 6"},
+      {"an inline table that stays open", "a = {\n  b = 1,\n", "line 2, column 10"},
+      {"an escape by \\x with one digit", "a = \"\\x4\"\n", "line 1, column 9"},
+      {"an escape by a capital", "a = \"\\E\"\n", "line 1, column 7"},
+      {"a bare key with a plus", "a = 1\nb+ = 2\n", "line 2, column 2"},
+      {"a bare key outside ASCII", "a = 1\n\u00E9 = 2\n", "line 2, column 1"},
+      {"a hexadecimal fraction", "a = 1\nb = [1.5, { c.d = -0x1.8p3 }]\n", "line 2, column 19"},
+      {"a hexadecimal number with an exponent", "a = 0x1p4\n", "line 1, column 5"},
   };
   for (const auto& row : cases) {
     for (const std::string& sentences : {refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }),
@@ -161,6 +194,8 @@ TEST(CodexConfigFile, findsTheEntryInAFormThatIsNotOursAndLeavesIt) {
       {"dotted keys in the table of servers", "[mcp_servers]\nkelvane.command = \"/old\"\n", 2},
       {"an inline table", "[mcp_servers]\nother = {}\nkelvane = { command = \"/old\" }\n", 3},
       {"an inline table of servers", "mcp_servers = { kelvane = { command = \"/old\" } }\n", 1},
+      {"an inline table of several lines",
+       "mcp_servers = {\n  other = {},\n  kelvane = {\n    command = \"/old\",\n  },\n}\n", 3},
       {"an entry that is no table", "[mcp_servers]\nkelvane = \"/old\"\n", 2},
       {"an array of tables", "[[mcp_servers.kelvane]]\ncommand = \"/old\"\n", 1},
       {"ours in CR LF among LF", "a = 1\n[mcp_servers.kelvane]\r\ncommand = \"/old\"\r\n", 2},
@@ -186,6 +221,7 @@ TEST(CodexConfigFile, refusesAnEditThatWouldBreakTheFile) {
   } cases[] = {
       {"an array in our table with a line that looks like a header", "[mcp_servers.kelvane]\nargs = [\n[\"x\"],\n]\n",
        true},
+      {"an inline table with a line that looks like ours", "a = {\n  b = '''\n" SECTION "''',\n}\n", true},
       {"a text with a line that looks like ours", "a = \"\"\"\n" SECTION "\"\"\"\n", true},
       {"a table of servers that takes no others", "mcp_servers = { other = { command = \"x\" } }\n", false},
       {"servers that are an array", "mcp_servers = [1]\n", false},
@@ -249,11 +285,25 @@ TEST(CodexConfigFile, doesNotLookThroughWhatIsTooDeep) {
   std::string deep = "a";
   for (int i = 0; i < 10'001; ++i) deep += ".a";
   EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", deep + " = 1\n"); }),
-            "The file has more than 10000 dots, which is more than can be looked through safely. It was left as it is; "
-            "change it by hand.");
+            "The file has more than 10000 dots in its keys, which is more than can be looked through safely. It was "
+            "left as it is; change it by hand.");
+  EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "[" + deep + "]\n"); }), "not refused");
+  EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "a = [{\n" + deep + " = 1}]\n"); }), "not refused");
   const std::string bearable = deep.substr(0, deep.size() - 2 * 10) + " = 1\n";
   EXPECT_EQ(CodexConfigFile::command(CodexConfigFile::adding("/bin/k", bearable).text), "/bin/k");
   EXPECT_NE(refusal([] { CodexConfigFile::adding("/bin/k", "a = " + std::string(100'000, '[')); }), "not refused");
+}
+
+TEST(CodexConfigFile, takesAnyNumberOfDotsElsewhere) {
+  const std::string dots(20'000, '.');
+  std::string numbers = "a = [";
+  for (int i = 0; i < 20'000; ++i) numbers += "1.5,";
+  for (const std::string& text :
+       {"# " + dots + "\n", "a = 1 # " + dots + "\n", "a = \"" + dots + "\"\n", "a = '" + dots + "'\n",
+        "a = \"\"\"\n" + dots + "\"\"\"\"\n", "a = '''" + dots + "''\n" + dots + "'''\n", "\"" + dots + "\" = 1\n",
+        numbers + "]\n"}) {
+    EXPECT_EQ(CodexConfigFile::command(CodexConfigFile::adding("/bin/k", text).text), "/bin/k") << text.substr(0, 20);
+  }
 }
 
 }  // namespace
