@@ -5,6 +5,7 @@ pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
 find_package(CLI11 REQUIRED)
 # Of toml++ only the headers: a library to load would cost every start, and only two commands read TOML.
 find_path(TOMLPLUSPLUS_HEADERS toml++/toml.h REQUIRED)
+find_path(DTL_HEADERS dtl/dtl.hpp REQUIRED)
 find_package(Threads REQUIRED)
 if(KELVANE_TESTS)
   find_package(GTest)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <dtl/dtl.hpp>
+#include <unordered_map>
 #include <vector>
 
 namespace kelvane {
@@ -11,8 +13,10 @@ using Lines = std::vector<std::string_view>;
 
 constexpr std::size_t around = 3;
 
-// More lines than this that go or come, and all between the first and the last are shown as changed.
-constexpr std::ptrdiff_t mostChanges = 500;
+// Where texts have more lines between the first change and the last, or more pairs of them must be compared, all these
+// lines are shown as changed.
+constexpr std::size_t mostLines = 200'000;
+constexpr std::size_t mostComparisons = 1'000'000;
 
 // With their line breaks.
 Lines linesOf(std::string_view text) {
@@ -31,56 +35,56 @@ struct Step {
   std::string_view line;
 };
 
-// The shortest way from one text to the other (E. Myers, An O(ND) Difference Algorithm, 1986). `furthest[d]` holds, for
-// each diagonal of d changes, how far into `old` one gets.
-std::vector<Step> shortestWay(const Lines& old, const Lines& fresh) {
-  const auto oldSize = static_cast<std::ptrdiff_t>(old.size());
-  const auto freshSize = static_cast<std::ptrdiff_t>(fresh.size());
-  const auto oldLine = [&](std::ptrdiff_t at) { return old[static_cast<std::size_t>(at)]; };
-  const auto freshLine = [&](std::ptrdiff_t at) { return fresh[static_cast<std::size_t>(at)]; };
-  std::vector<std::vector<std::ptrdiff_t>> furthest;
-  const auto reached = [&](std::ptrdiff_t changes, std::ptrdiff_t diagonal) {
-    return furthest[static_cast<std::size_t>(changes)][static_cast<std::size_t>(diagonal + changes)];
-  };
-  // Whether the way to a diagonal comes by a line of `fresh`, from the diagonal above, rather than by one of `old`.
-  const auto comesByFresh = [&](std::ptrdiff_t changes, std::ptrdiff_t diagonal) {
-    return diagonal == -changes ||
-           (diagonal != changes && reached(changes - 1, diagonal - 1) < reached(changes - 1, diagonal + 1));
-  };
+// Compares lines by their numbers, as often as there are comparisons left. dtl itself searches without a limit. Once
+// none is left, this calls all lines equal, which ends the search within one round. Its result means nothing then.
+class LimitedComparison : public dtl::Compare<int> {
+ public:
+  explicit LimitedComparison(std::size_t* left) : left_(left) {}
 
-  std::ptrdiff_t changes = 0;
-  for (bool arrived = false; !arrived; ++changes) {
-    if (changes > mostChanges) return {};
-    furthest.emplace_back(static_cast<std::size_t>(2 * changes + 1));
-    for (std::ptrdiff_t diagonal = -changes; diagonal <= changes && !arrived; diagonal += 2) {
-      std::ptrdiff_t at = 0;
-      if (changes > 0) {
-        at = comesByFresh(changes, diagonal) ? reached(changes - 1, diagonal + 1)
-                                             : reached(changes - 1, diagonal - 1) + 1;
-      }
-      while (at < oldSize && at - diagonal < freshSize && at - diagonal >= 0 &&
-             oldLine(at) == freshLine(at - diagonal)) {
-        ++at;
-      }
-      furthest.back()[static_cast<std::size_t>(diagonal + changes)] = at;
-      arrived = at == oldSize && at - diagonal == freshSize;
-    }
+  bool impl(const int& old, const int& fresh) const override {
+    if (*left_ == 0) return true;
+    --*left_;
+    return old == fresh;
   }
+
+ private:
+  std::size_t* left_;
+};
+
+// The shortest way from one text to the other; empty where it takes too long to find.
+//
+// dtl has room for two million places; when they are used up, it goes on in a way that need not be the shortest. It
+// uses one for each comparison that fails, and at most one for each line besides. So the limits above keep it below
+// that.
+std::vector<Step> shortestWay(const Lines& old, const Lines& fresh) {
+  if (old.size() + fresh.size() > mostLines) return {};
+  // Lines can be long; their numbers are compared at once.
+  std::unordered_map<std::string_view, int> numbers;
+  const auto numbered = [&numbers](const Lines& lines) {
+    std::vector<int> result;
+    for (const std::string_view line : lines) {
+      result.push_back(numbers.try_emplace(line, static_cast<int>(numbers.size())).first->second);
+    }
+    return result;
+  };
+  std::size_t left = mostComparisons;
+  constexpr bool linesThatGoFirst = true;
+  dtl::Diff<int, std::vector<int>, LimitedComparison> diff(numbered(old), numbered(fresh), linesThatGoFirst,
+                                                           LimitedComparison(&left));
+  diff.compose();
+  if (left == 0) return {};
 
   std::vector<Step> way;
-  std::ptrdiff_t at = oldSize;
-  std::ptrdiff_t diagonal = oldSize - freshSize;
-  while (--changes > 0) {
-    const bool byFresh = comesByFresh(changes, diagonal);
-    const std::ptrdiff_t from = reached(changes - 1, byFresh ? diagonal + 1 : diagonal - 1);
-    for (const std::ptrdiff_t start = byFresh ? from : from + 1; at > start; --at)
-      way.push_back({' ', oldLine(at - 1)});
-    diagonal += byFresh ? 1 : -1;
-    way.push_back(byFresh ? Step{'+', freshLine(at - diagonal)} : Step{'-', oldLine(from)});
-    at = from;
+  auto goes = old.begin();
+  auto comes = fresh.begin();
+  for (const auto& [number, info] : diff.getSes().getSequence()) {
+    if (info.type == dtl::SES_ADD) {
+      way.push_back({'+', *comes++});
+    } else {
+      way.push_back({info.type == dtl::SES_DELETE ? '-' : ' ', *goes++});
+      if (info.type == dtl::SES_COMMON) ++comes;
+    }
   }
-  for (; at > 0; --at) way.push_back({' ', oldLine(at - 1)});
-  std::reverse(way.begin(), way.end());
   return way;
 }
 

@@ -168,9 +168,9 @@ TEST(LineDiff, makesTheNewTextOfTheOldWithTheFewestChanges) {
   }
 }
 
-// 501 changes is more than it looks for: it shows all from the first to the last.
+// So many pairs of lines are not compared: all from the first change to the last are shown as changed.
 TEST(LineDiff, showsMoreThanNeedBeWhereTextsHaveLittleInCommon) {
-  for (const std::size_t pairs : {250U, 251U, 400U}) {
+  for (const std::size_t pairs : {250U, 400U, 2000U}) {
     std::string before = "first\n", after = "first\n";
     for (std::size_t i = 0; i < pairs; ++i) {
       before.append("old ").append(std::to_string(i)).append("\nsame\n");
@@ -180,7 +180,7 @@ TEST(LineDiff, showsMoreThanNeedBeWhereTextsHaveLittleInCommon) {
     after += "last";
     const Shown shown(lineDiff(before, after));
     EXPECT_EQ(shown.applied(linesOf(before)), after) << pairs;
-    EXPECT_EQ(shown.changes(), pairs <= 250 ? 2 * pairs : 2 * (2 * pairs - 1)) << pairs;
+    EXPECT_EQ(shown.changes(), pairs <= 400 ? 2 * pairs : 2 * (2 * pairs - 1)) << pairs;
     EXPECT_TRUE(shown.isTight()) << pairs;
   }
 }
@@ -193,6 +193,53 @@ TEST(LineDiff, showsAChangeInALongText) {
   }
   EXPECT_EQ(lineDiff(before, after),
             "@@ line 99998 @@\n 99997\n 99998\n 99999\n-100000\n+100000 changed\n 100001\n 100002\n 100003\n");
+}
+
+std::string numbered(int first, int end, const char* behind = "\n") {
+  std::string text;
+  for (int i = first; i < end; ++i) text.append(std::to_string(i)).append(behind);
+  return text;
+}
+
+TEST(LineDiff, showsLinesThatMoveThroughALongText) {
+  const std::string before = "a\nb\n" + numbered(0, 90'000);
+  const std::string after = numbered(0, 90'000) + "a\nb\n";
+  EXPECT_EQ(lineDiff(before, after),
+            "@@ line 1 @@\n-a\n-b\n 0\n 1\n 2\n@@ line 90000 @@\n 89997\n 89998\n 89999\n+a\n+b\n");
+}
+
+// What would take a search hours ends as soon as it is known to be of no use.
+TEST(LineDiff, endsForTextsOfEverySize) {
+  const std::string line(5'000'000, 'x');
+  std::string twice, shuffled;
+  for (int i = 0; i < 60'000; ++i) {
+    twice.append(std::to_string(i / 2)).append("\n");
+    shuffled.append(std::to_string(i * 7'919LL % 60'000)).append("\n");
+  }
+  std::string longLines, longerLines;
+  for (int i = 0; i < 40; ++i) {
+    longLines.append(100'000, 'x').append(std::to_string(i)).append("\n");
+    longerLines.append(100'000, 'x').append(std::to_string(i * 3 % 40)).append("\n");
+  }
+  const struct {
+    const char* description;
+    std::string before;
+    std::string after;
+  } cases[] = {
+      {"one long line", line + "1", line + "2"},
+      {"long lines that differ in their last characters", longLines, longerLines},
+      {"all lines differ", numbered(0, 100'000), numbered(0, 100'000, " x\n")},
+      {"more lines than are compared", numbered(0, 150'000), numbered(0, 150'000, " x\n")},
+      {"nearly all lines come", "10\nx\n", numbered(0, 150'000)},
+      {"nearly all lines go", numbered(0, 150'000), "10\nx\n"},
+      {"all lines moved", numbered(0, 60'000), shuffled},
+      {"every second line comes again", numbered(0, 60'000), twice},
+  };
+  for (const auto& row : cases) {
+    const Shown shown(lineDiff(row.before, row.after));
+    EXPECT_TRUE(shown.applied(linesOf(row.before)) == row.after) << row.description;
+    EXPECT_TRUE(shown.isTight()) << row.description;
+  }
 }
 
 }  // namespace
