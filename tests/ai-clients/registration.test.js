@@ -3,9 +3,9 @@
 
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
-import { cpSync, mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
-import { join } from "node:path";
+import { dirname, join } from "node:path";
 import { test } from "node:test";
 import { fileURLToPath } from "node:url";
 
@@ -46,7 +46,12 @@ function homeFor(test) {
   const mcp = (client, ...words) => run(process.execPath, client.commandLine, "mcp", ...words);
   kelvane("settings", "library", library);
   kelvane("settings", "enable");
-  return { kelvane, mcp };
+  const file = (name) => join(home, name);
+  const write = (name, text) => {
+    mkdirSync(dirname(file(name)), { recursive: true });
+    writeFileSync(file(name), text);
+  };
+  return { run, kelvane, mcp, file, write };
 }
 
 /// What Claude says of our entry; its exit status tells nothing.
@@ -91,4 +96,35 @@ test(`${codex.version} shows what was registered with it`, (t) => {
   const gone = shown();
   assert.notEqual(gone.status, 0);
   assert.match(gone.stderr, /No MCP server named 'kelvane'/);
+});
+
+test(`${claude.version} connects where its file holds JSON that no value of ours can`, (t) => {
+  const home = homeFor(t);
+  home.write(".claude.json", String.raw`{"note": "\ud800", "limit": 1e400, "mcpServers": {}}`);
+  home.kelvane("connect", "claude");
+  const said = claudeOnOurs(home);
+  assert.ok(said.includes(program), said);
+  assert.match(said, /Connected$/);
+});
+
+test(`${codex.version} reads the TOML that the program reads`, (t) => {
+  const rows = [
+    ["an inline table of several lines", "[t]\na = {\n  b = 1, # c\n  d = [],\n}\n", true],
+    ["a server as an inline table", "mcp_servers.other = {\n  command = \"x\",\n}\n", true],
+    ["escapes", String.raw`t.a = "\e[0m\x41\xe9"`, true],
+    ["times without seconds", "[t]\na = 07:32\nb = 1979-05-27T07:32Z\n", true],
+    ["a comma first in an inline table", "t.a = { , }\n", false],
+    ["an escape by a capital", String.raw`t.a = "\E"`, false],
+    ["a bare key with a plus", "[t]\na+b = 1\n", false],
+    ["a bare key outside ASCII", "[t]\n\u00e9 = 1\n", false],
+    ["a hexadecimal fraction", "[t]\na = 0x1.8p3\n", false],
+  ];
+  for (const [description, text, isTOML] of rows) {
+    const home = homeFor(t);
+    home.write(".codex/config.toml", text);
+    assert.equal(home.run(program, "connect", "codex").status === 0, isTOML, description);
+    const { status, stderr } = home.mcp(codex, ...(isTOML ? ["get", "kelvane", "--json"] : ["list"]));
+    assert.equal(status === 0, isTOML, `${description}: ${stderr}`);
+    if (!isTOML) assert.equal(readFileSync(home.file(".codex/config.toml"), "utf8"), text, description);
+  }
 });
