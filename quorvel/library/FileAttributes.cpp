@@ -78,20 +78,21 @@ bool copyExtendedAttributes(int, int) {
 
 }  // namespace
 
-bool copyAttributes(int from, int to) {
+CopiedAttributes copyAttributes(int from, int to) {
   struct stat wanted;
   struct stat present;
-  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return false;
+  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return {FileAttribute::mode};
   if (wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid) {
-    if (::fchown(to, wanted.st_uid, wanted.st_gid) != 0) return false;
+    if (::fchown(to, wanted.st_uid, wanted.st_gid) != 0)
+      return {wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group};
   }
+  if (!copyExtendedAttributes(from, to)) return {FileAttribute::accessLists};
   // The mode last: a change of the owner clears bits of it, and one of the access list changes the group's.
   constexpr mode_t bits = 07777;
-  if (!copyExtendedAttributes(from, to) || ::fchmod(to, wanted.st_mode & bits) != 0) return false;
-  if (::fstat(to, &present) != 0) return false;
-  if ((present.st_mode & bits) == (wanted.st_mode & bits)) return true;
+  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &present) != 0) return {FileAttribute::mode};
+  if ((present.st_mode & bits) == (wanted.st_mode & bits)) return {};
   errno = EPERM;  // a bit that the system dropped in silence
-  return false;
+  return {FileAttribute::mode};
 }
 
 }  // namespace quorvel

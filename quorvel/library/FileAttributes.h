@@ -1,10 +1,22 @@
 #pragma once
 
+#include <optional>
+
 namespace quorvel {
+
+/// What a file has beside its bytes and its name.
+enum class FileAttribute { owner, group, mode, accessLists };  // other attributes of the user's count as accessLists
+
+/// What came of copying attributes: true when all are the same now, else `missing` is the first that is not.
+struct CopiedAttributes {
+  std::optional<FileAttribute> missing = {};
+
+  explicit operator bool() const noexcept { return !missing; }
+};
 
 /// Gives `to` the owner, group, mode, access lists and extended attributes of the user's that `from` has, and takes
 /// away the access list that the folder gave it. Both are open files of one file system, `to` is the caller's own.
 /// False, with the reason in errno, when `to` could not be made the same.
-bool copyAttributes(int from, int to);
+CopiedAttributes copyAttributes(int from, int to);
 
 }  // namespace quorvel
