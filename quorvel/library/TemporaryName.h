@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// Names of the files that stand beside a script for a moment while it is replaced:
+/// Names of the files that stand beside a script, or another file that is replaced as a whole, for a moment:
 ///
 ///     .kelvane-SCRIPT-RANDOM          a file that was just made and is empty
 ///     .kelvane-SCRIPT-RANDOM-INODE    one that is being filled, or that changed places with the script
