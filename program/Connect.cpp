@@ -12,12 +12,15 @@
 
 #include "platform/Unicode.h"
 #include "program/AIClient.h"
+#include "program/ClientFile.h"
 #include "program/Nearest.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Wording.h"
 #include "program/configuration/LineDiff.h"
 #include "quorvel/settings/FileChange.h"
+#include "quorvel/settings/FileReading.h"
+#include "quorvel/settings/MadeFolder.h"
 
 namespace kelvane {
 namespace {
@@ -31,12 +34,16 @@ Usage: kelvane connect claude|codex [--config FILE] [--dry-run]
                    app's claude_desktop_config.json; all of them that exist.
   codex            Codex: ~/.codex/config.toml, or config.toml in CODEX_HOME.
   --config FILE    Register in this file instead.
-  --dry-run        Show what would change, and change nothing.
+  --dry-run        Show what would change, or why it would be refused, and change nothing.
   -h, --help       Print this.
 
 Only our entry is changed, and the layout of all else stays. In a TOML file the entry is all from its header to the
-next, comments too, and goes to the end of the file. What is taken out is shown, and the text before the change is kept
-beside the file in FILE.before-kelvane. What the client then gets is what "kelvane settings" shows.
+next, comments too, and goes to the end of the file. What is taken out is shown. What the client then gets is what
+"kelvane settings" shows.
+
+The text before the change is kept beside the file in FILE.before-kelvane, then in FILE.before-kelvane-2 and so on. A
+text that is in a copy already gets no other, and nothing is overwritten. The copies may hold secrets, so only you may
+read them. Delete those that you no longer need.
 )";
 
 constexpr std::string_view disconnectHelp =
@@ -46,12 +53,12 @@ Usage: kelvane disconnect claude|codex [--config FILE] [--dry-run]
 
   claude, codex    Where it was registered: see "kelvane connect --help".
   --config FILE    Take it out of this file instead.
-  --dry-run        Show what would change, and change nothing.
+  --dry-run        Show what would change, or why it would be refused, and change nothing.
   -h, --help       Print this.
 
 Only our entry is changed, and the layout of all else stays. In a TOML file the entry is all from its header to the
-next, comments too. What is taken out is shown, and the text before the change is kept beside the file in
-FILE.before-kelvane.
+next, comments too. What is taken out is shown. The text before the change is kept beside the file, as by "kelvane
+connect", and the copies that are there stay.
 )";
 
 struct ConnectOptions {
@@ -86,7 +93,12 @@ class Registration {
   /// False when it could not be done, which was said then.
   bool make(const File& file) const {
     try {
-      isDryRun_ ? show(file) : change(file);
+      const bool isThere = quorvel::readFile(file).has_value();
+      if (!isThere && !isConnecting_) {
+        sayUnchanged(file);
+      } else {
+        isDryRun_ ? show(file) : change(file, isThere);
+      }
       return true;
     } catch (const ConfigRefused& reason) {
       complain(inQuotes(file.native()) + ": " + reason.what());
@@ -106,43 +118,56 @@ class Registration {
   }
 
   void show(const File& file) const {
-    const std::string before = quorvel::readFile(file).value_or("");
-    const ConfigEdit edit = edited(before);
+    std::string before;
+    ConfigEdit edit;
+    const auto editing = [&](const std::optional<std::string>& text) {
+      before = text.value_or("");
+      edit = edited(before);
+      return edit.text != before ? std::optional(edit.text) : std::nullopt;
+    };
+    if (std::error_code error; makesFolders_ && !std::filesystem::is_directory(file.parent_path(), error)) {
+      editing(std::nullopt);
+      quorvel::tryMakingFolder(file.parent_path());
+    } else {
+      quorvel::tryChangingFile(clientFile(file), editing);
+    }
     if (edit.text == before) return sayUnchanged(file);
-    // Refuses, as the change itself would, a file in a folder that there is not.
-    if (!makesFolders_) quorvel::changeFile(file, [](const auto&) { return std::nullopt; });
     print(inQuotes(file.native()) + " would change so:\n" + lineDiff(before, edit.text));
     sayDropped(edit);
   }
 
-  void change(const File& file) const {
-    if (!quorvel::readFile(file)) {
-      if (!isConnecting_) return sayUnchanged(file);
+  void change(const File& file, bool isThere) const {
+    if (!isThere) {
       edited("");  // what is refused makes no folder
       // A client that was never started has no folder yet. One that a person names has to be there: it may be a slip.
       if (makesFolders_) quorvel::makeFolder(file.parent_path());
     }
+    quorvel::FileCopies copies = clientFile(file);
     ConfigEdit edit;
-    bool isKept = false;
     const auto editing = [&](const std::optional<std::string>& text) {
       edit = edited(text.value_or(""));
       return edit.text != text.value_or("") ? std::optional(edit.text) : std::nullopt;
     };
-    const auto keeping = [&](const std::string& text) {
-      quorvel::putPrivateFile(copyOf(file), text);
-      isKept = true;
-    };
-    if (!quorvel::changeFile(file, editing, keeping)) return sayUnchanged(file);
+    const bool isChanged = quorvel::changeFile(copies, editing);
+    isChanged ? sayChanged(file, copies, edit) : sayUnchanged(file);
+    sayLeftovers(copies);
+  }
+
+  void sayChanged(const File& file, const quorvel::FileCopies& copies, const ConfigEdit& edit) const {
     std::string text(client_.title);
     text.append(isConnecting_ ? " starts this program now: it was registered in "
                               : " starts this program no more: it was taken out of ");
     text.append(inQuotes(file.native())).append(".\n");
-    if (isKept) text.append("The text before is in ").append(inQuotes(copyOf(file).native())).append(".\n");
+    if (copies.last()) text.append("The text before is in ").append(inQuotes(copies.last()->native())).append(".\n");
     print(text);
     sayDropped(edit);
   }
 
-  static File copyOf(const File& file) { return file.native() + ".before-kelvane"; }
+  static void sayLeftovers(const quorvel::FileCopies& copies) {
+    const LeftoverSentences sentences = sentencesOn(quorvel::leftoversOf(copies), copies.file());
+    if (!sentences.onThoseToDelete.empty()) print(sentences.onThoseToDelete + "\n");
+    for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) print(sentence + "\n");
+  }
 
   void sayUnchanged(const File& file) const {
     print(inQuotes(file.native()) +

@@ -15,6 +15,7 @@
 
 #include "platform/FileSystem.h"
 #include "program/AIClient.h"
+#include "program/ClientFile.h"
 #include "program/Handshake.h"
 #include "program/LibraryOptions.h"
 #include "program/OwnSettings.h"
@@ -22,7 +23,8 @@
 #include "program/Wording.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/OwnFolder.h"
-#include "quorvel/settings/FileChange.h"
+#include "quorvel/settings/FileDefaults.h"
+#include "quorvel/settings/FileReading.h"
 
 namespace kelvane {
 namespace {
@@ -234,6 +236,12 @@ void lookAtClients(const std::vector<Entry>& entries, const std::string& executa
   }
 }
 
+void lookAtLeftovers(const quorvel::FileCopies& file, Findings& findings) {
+  const LeftoverSentences sentences = sentencesOn(quorvel::leftoversOf(file), file.file());
+  if (!sentences.onThoseToDelete.empty()) findings.remark(sentences.onThoseToDelete);
+  for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) findings.wrong(sentence);
+}
+
 void shakeHands(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
   try {
     findings.right("Started as an AI client starts it, this program " + answer(executable, arguments));
@@ -251,6 +259,9 @@ int doctor(const LibraryOptions& options) {
   const auto opened = lookAtLibrary(options, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);
+  for (const Entry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
+  if (const auto file = quorvel::FileDefaults::domain(quorvel::FileDefaults::applicationDomain))
+    lookAtLeftovers(file->copies(), findings);
   if (!options.folder.empty() && opened) {
     shakeHands(executable, {"serve", "--library", options.folder}, findings);
   } else if (opened && settings.preferences().isEnabled()) {

@@ -1,14 +1,13 @@
 #include "quorvel/settings/FileDefaults.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 
 #include "platform/HomeFolder.h"
 #include "platform/Unicode.h"
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/settings/FileChange.h"
+#include "quorvel/settings/FileReading.h"
+#include "quorvel/settings/MadeFolder.h"
 
 namespace quorvel {
 namespace {
@@ -30,11 +29,8 @@ bool isTrue(std::string_view text) {
   return !text.empty() && first.find(text.front()) != std::string_view::npos && unicode::characterEnd(text, 0) == 1;
 }
 
-/// Copies a damaged file's text beside it, under a name that was free.
-std::filesystem::path copyBeside(const std::filesystem::path& file, std::string_view text) {
-  std::filesystem::path copy = file.native() + ".damaged";
-  for (int number = 2; !makeFile(copy, text); ++number) copy = file.native() + ".damaged-" + std::to_string(number);
-  return copy;
+bool isDamaged(const std::string& text) {
+  return !text.empty() && !settingsIn(text);
 }
 
 }  // namespace
@@ -102,19 +98,20 @@ std::optional<std::filesystem::path> FileDefaults::set(std::string_view key, std
 }
 
 std::optional<std::filesystem::path> FileDefaults::write(std::string_view key, std::string_view json) {
-  std::optional<std::filesystem::path> copy;
+  FileCopies copies = this->copies();
   makeFolder(file_.parent_path());
-  changeFile(file_, [&](const std::optional<std::string>& text) {
+  changeFile(copies, [&](const std::optional<std::string>& text) {
     auto settings = settingsIn(text.value_or(""));
-    if (!settings) {
-      if (text && !text->empty()) copy = copyBeside(file_, *text);
-      settings = settingsIn("{}\n");
-    }
+    if (!settings) settings = settingsIn("{}\n");
     settings->set({key}, json);
     return std::optional(settings->text());
   });
   read();
-  return copy;
+  return copies.last();
+}
+
+FileCopies FileDefaults::copies() const {
+  return {file_, ".damaged", isDamaged};
 }
 
 }  // namespace quorvel

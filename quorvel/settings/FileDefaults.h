@@ -9,6 +9,7 @@
 
 #include "platform/JSONText.h"
 #include "platform/UserDefaults.h"
+#include "quorvel/settings/FileCopies.h"
 
 namespace quorvel {
 
@@ -47,13 +48,16 @@ class FileDefaults final : public kelvane::UserDefaults {
   std::optional<std::string> textForKey(std::string_view key) const;
 
   /// Changes one setting and returns when it is on the disk for good, the folders made where they are missing. What
-  /// others changed in the file meanwhile stays. Returns where a damaged file was copied to first, if it was:
-  /// DOMAIN.json.damaged, then DOMAIN.json.damaged-2 and so on.
+  /// others changed in the file meanwhile stays. Returns which copy holds the text of a damaged file, if it was one.
   /// Throws FileError: the settings are as they were then.
   std::optional<std::filesystem::path> set(std::string_view key, std::same_as<bool> auto value) {
     return write(key, value ? "true" : "false");
   }
   std::optional<std::filesystem::path> set(std::string_view key, std::string_view text);
+
+  /// The file with the copies of the damaged texts that it held: DOMAIN.json.damaged, then DOMAIN.json.damaged-2 and so
+  /// on.
+  FileCopies copies() const;
 
  private:
   void read();

@@ -25,8 +25,9 @@ std::string ClientHome::disconnected(std::string_view client, std::string_view f
   return std::string(client) + " starts this program no more: it was taken out of " + quoted(file) + ".\n";
 }
 
-std::string ClientHome::keptBeside(std::string_view file) const {
-  return "The text before is in " + quoted(std::string(file) + ".before-kelvane") + ".\n";
+std::string ClientHome::keptBeside(std::string_view file, int number) const {
+  const std::string suffix = number == 1 ? "" : "-" + std::to_string(number);
+  return "The text before is in " + quoted(std::string(file) + ".before-kelvane" + suffix) + ".\n";
 }
 
 std::string ClientHome::connectedAlready(std::string_view file) const {

@@ -26,7 +26,7 @@ class ClientHome : public Folder {
 
   std::string connected(std::string_view client, std::string_view file) const;
   std::string disconnected(std::string_view client, std::string_view file) const;
-  std::string keptBeside(std::string_view file) const;
+  std::string keptBeside(std::string_view file, int number = 1) const;  ///< In the first copy, the second …
   std::string connectedAlready(std::string_view file) const;
   std::string notConnected(std::string_view file) const;
   std::string wouldChange(std::string_view file) const;

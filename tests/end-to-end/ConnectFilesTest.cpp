@@ -6,12 +6,14 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "protocol/JSON.h"
+#include "quorvel/library/FNV1a.h"
 #include "tests/end-to-end/ClientHome.h"
 
 namespace kelvane::tests {
@@ -69,8 +71,9 @@ TEST(ConnectFiles, thatAreLinksStayLinks) {
       EXPECT_EQ(fs::exists(home / copyOfClaudeFile), isThere);
       EXPECT_EQ(home.kelvane({"connect", "claude"}), (Outcome{0, home.connectedAlready(claudeFile), ""}));
 
-      EXPECT_EQ(home.kelvane({"disconnect", "claude"}),
-                (Outcome{0, home.disconnected("Claude", claudeFile) + home.keptBeside(claudeFile), ""}));
+      EXPECT_EQ(
+          home.kelvane({"disconnect", "claude"}),
+          (Outcome{0, home.disconnected("Claude", claudeFile) + home.keptBeside(claudeFile, isThere ? 2 : 1), ""}));
       for (const auto& [from, to] : row.links) EXPECT_EQ(fs::read_symlink(home / from), to);
       EXPECT_EQ(home.bytes("real/f"), "{\n  \"mcpServers\": {}\n}\n");
     }
@@ -113,71 +116,142 @@ TEST(ConnectFiles, keepTheirModeAndOwner) {
 
 struct UnwritableCase {
   const char* description;
+  std::string client;
   void (*prepare)(const ClientHome& home);
-  std::string unwritable;  // the file that the sentence names
+  std::string happened;  // what could not be done, with a path in the home in quotes
+  std::string because = "the system does not permit it. Check who may read and write there.";
 };
 
+void makeClosed(const ClientHome& home, const char* folder) {
+  fs::create_directory(home / folder);
+  fs::permissions(home / folder, fs::perms(0555));
+}
+
+// The same reason by the change and by --dry-run, which shows nothing then.
 TEST(ConnectFiles, thatMayNotBeWrittenAreLeft) {
   const UnwritableCase cases[] = {
-      {"a file to be read only",
+      {"a file to be read only", "claude",
        [](const ClientHome& home) {
          home.put(claudeFile, "{}\n");
          fs::permissions(home / claudeFile, fs::perms(0444));
        },
-       claudeFile},
-      {"a folder to be read only",
+       R"(".claude.json" could not be written)"},
+      {"a folder to be read only", "claude",
        [](const ClientHome& home) {
          home.put(claudeFile, "{}\n");
          fs::permissions(home.path(), fs::perms(0555));
        },
-       claudeFile},
-      {"a link into a folder to be read only",
+       R"(".claude.json" could not be written)"},
+      {"a link into a folder to be read only", "claude",
        [](const ClientHome& home) {
          home.put("closed/f", "{}\n");
          fs::create_symlink("closed/f", home / claudeFile);
          fs::permissions(home / "closed", fs::perms(0555));
        },
-       claudeFile},
-      {"a dangling link into a folder to be read only",
+       R"(".claude.json" could not be written)"},
+      {"a dangling link into a folder to be read only", "claude",
        [](const ClientHome& home) {
-         fs::create_directory(home / "closed");
+         makeClosed(home, "closed");
          fs::create_symlink("closed/f", home / claudeFile);
-         fs::permissions(home / "closed", fs::perms(0555));
        },
-       claudeFile},
-      {"no file in a folder to be read only",
-       [](const ClientHome& home) { fs::permissions(home.path(), fs::perms(0555)); }, claudeFile},
-      {"a place where no copy can be kept",
+       R"(".claude.json" could not be written)"},
+      {"no file in a folder to be read only", "claude",
+       [](const ClientHome& home) { fs::permissions(home.path(), fs::perms(0555)); },
+       R"(".claude.json" could not be written)"},
+      {"a link from a folder where no copy can be kept", "claude",
+       [](const ClientHome& home) {
+         home.put("open/f", "{}\n");
+         fs::create_symlink("open/f", home / claudeFile);
+         fs::permissions(home.path(), fs::perms(0555));
+       },
+       R"(".claude.json.before-kelvane" could not be written)"},
+      {"no folder where none can be made", "codex",
+       [](const ClientHome& home) { fs::permissions(home.path(), fs::perms(0555)); },
+       R"(The folder ".codex" could not be made)"},
+      {"a file of another owner", "claude",
        [](const ClientHome& home) {
          home.put(claudeFile, "{}\n");
-         fs::create_directory(home / copyOfClaudeFile);
+         fs::permissions(home / claudeFile, fs::perms(0666));
        },
-       copyOfClaudeFile},
+       R"(".claude.json" could not be written)",
+       "it belongs to another user and would belong to you afterwards. Run this as its owner."},
+      {"a file of another group", "claude",
+       [](const ClientHome& home) {
+         home.put(claudeFile, "{}\n");
+         fs::permissions(home / claudeFile, fs::perms(0660));
+       },
+       R"(".claude.json" could not be written)", "its group would change. Run this as a member of that group."},
   };
   const Nobody nobody;
   for (const UnwritableCase& row : cases) {
-    SCOPED_TRACE(row.description);
     const ClientHome home;
     row.prepare(home);
     home.giveToNobody();
+    const bool isOfAnotherOwner = row.because.starts_with("it belongs");
+    const bool isOfAnotherGroup = row.because.starts_with("its group");
+    if (isOfAnotherOwner || isOfAnotherGroup) {
+      if (::geteuid() != 0) continue;  // only root can give a file away
+      ASSERT_EQ(::chown((home / claudeFile).c_str(), isOfAnotherOwner ? 1234 : 65534, 4321), 0);
+    }
     const auto census = home.census();
-    const bool isFolder = row.unwritable == copyOfClaudeFile;
-    const std::string because = isFolder ? "a folder has its name. Move it away and try again."
-                                         : "the system does not permit it. Check who may read and write there.";
-    EXPECT_EQ(nobody.run(home, {"connect", "claude"}),
-              (Outcome{1, "",
-                       refused(home.quoted(row.unwritable) + " could not be written, because " + because,
-                               claudeLines(nobody.program()))}));
-    // The folder's own times may tell of a temporary file that came and went.
-    auto afterwards = home.census();
-    EXPECT_EQ(afterwards.size(), census.size());
-    for (const auto& [path, state] : census) {
-      if (!fs::is_directory(path)) {
-        EXPECT_EQ(afterwards[path], state) << path;
+    std::string sentence = row.happened + ", because " + row.because;
+    sentence.insert(sentence.find('"') + 1, home.text() + '/');
+    const std::string lines = row.client == "claude" ? claudeLines(nobody.program()) : codexLines(nobody.program());
+    for (const bool isDryRun : {true, false}) {
+      SCOPED_TRACE(std::string(row.description) + (isDryRun ? ", tried" : ""));
+      std::vector<std::string> words = {"connect", row.client};
+      if (isDryRun) words.emplace_back("--dry-run");
+      EXPECT_EQ(nobody.run(home, words), (Outcome{1, "", refused(sentence, lines)}));
+      // The folder's own times may tell of a temporary file that came and went.
+      auto afterwards = home.census();
+      EXPECT_EQ(afterwards.size(), census.size());
+      for (const auto& [path, state] : census) {
+        if (isDryRun || !fs::is_directory(path)) {
+          EXPECT_EQ(afterwards[path], state) << path;
+        }
       }
     }
     fs::permissions(home.path(), fs::perms(0700));
     if (fs::exists(home / "closed")) fs::permissions(home / "closed", fs::perms(0700));
+  }
+}
+
+// Nothing is shown as a change that then is refused, nor the other way round.
+TEST(ConnectFiles, areTriedAndChangedWithTheSameOutcome) {
+  struct {
+    const char* description;
+    void (*prepare)(const ClientHome& home);
+  } const cases[] = {
+      {"no file", [](const ClientHome&) {}},
+      {"a file", [](const ClientHome& home) { home.put(claudeFile, "{}"); }},
+      {"a connected one", [](const ClientHome& home) { home.put(claudeFile, R"({"mcpServers":{"kelvane":{}}})"); }},
+      {"a folder", [](const ClientHome& home) { fs::create_directory(home / claudeFile); }},
+      {"a pipe", [](const ClientHome& home) { ASSERT_EQ(::mkfifo((home / claudeFile).c_str(), 0600), 0); }},
+      {"a link to itself", [](const ClientHome& home) { fs::create_symlink(claudeFile, home / claudeFile); }},
+      {"a dangling link", [](const ClientHome& home) { fs::create_symlink("none/f", home / claudeFile); }},
+      {"a link below a file",
+       [](const ClientHome& home) {
+         home.put("file", "");
+         fs::create_symlink("file/f", home / claudeFile);
+       }},
+      {"a file that is not JSON", [](const ClientHome& home) { home.put(claudeFile, "{"); }},
+  };
+  const Nobody nobody;
+  for (const auto& row : cases) {
+    for (const char* command : {"connect", "disconnect"}) {
+      SCOPED_TRACE(std::string(command) + ", " + row.description);
+      const ClientHome home;
+      row.prepare(home);
+      home.giveToNobody();
+      const auto census = home.census();
+      const Outcome tried = nobody.run(home, {command, "claude", "--dry-run"});
+      EXPECT_EQ(home.census(), census);
+      const Outcome made = nobody.run(home, {command, "claude"});
+      EXPECT_EQ(tried.status, made.status);
+      EXPECT_EQ(tried.errors, made.errors);
+      EXPECT_EQ(tried.output.find("would change") != std::string::npos,
+                made.output.find("starts") != std::string::npos);
+    }
   }
 }
 
@@ -239,24 +313,106 @@ TEST(ConnectFiles, thatAreBeingSavedAreWaitedFor) {
   EXPECT_EQ(home.bytes(copyOfClaudeFile), text);
 }
 
-TEST(ConnectFiles, areCopiedOverAnOlderCopyAndNeverThroughALink) {
+TEST(ConnectFiles, areKeptInTheFirstCopyForAsLongAsOurEntryIsThere) {
+  const ClientHome home;
+  const std::string first = R"({"mcpServers":{"kelvane":{"command":"/old","env":{"TOKEN":"s"}}}})";
+  home.put(claudeFile, first);
+  copyProgramTo(home / "other/kelvane");
+  Start other = home.start({"connect", "claude"});
+  other.program = home / "other/kelvane";
+  const auto kept = [&](int number) { return home.keptBeside(claudeFile, number); };
+  const auto connected = [&](int number) { return home.connected("Claude", claudeFile) + kept(number); };
+  const auto disconnected = [&](int number) { return home.disconnected("Claude", claudeFile) + kept(number); };
+
+  EXPECT_EQ(home.kelvane({"connect", "claude"}),
+            (Outcome{0, connected(1) + droppedLines({R"(The entry had "env": {"TOKEN":"s"})"}), ""}));
+  EXPECT_EQ(home.bytes(copyOfClaudeFile), first);
+  const std::string ours = home.bytes(claudeFile);
+  EXPECT_EQ(run(other), (Outcome{0, connected(2), ""}));
+  EXPECT_EQ(home.bytes(copyOfClaudeFile + "-2"), ours);
+  EXPECT_EQ(home.kelvane({"connect", "claude"}).output, connected(3));
+  // Texts that are in a copy need no other.
+  EXPECT_EQ(home.kelvane({"disconnect", "claude"}).output, disconnected(2));
+  EXPECT_EQ(home.kelvane({"connect", "claude"}).output, connected(4));
+  EXPECT_EQ(home.kelvane({"disconnect", "claude"}).output, disconnected(2));
+  EXPECT_EQ(home.kelvane({"connect", "claude"}).output, connected(4));
+  EXPECT_EQ(home.bytes(copyOfClaudeFile), first);
+  for (const char* number : {"", "-2", "-3", "-4"}) EXPECT_EQ(home.mode(copyOfClaudeFile + number), 0600U);
+  EXPECT_FALSE(fs::exists(home / (copyOfClaudeFile + "-5")));
+}
+
+TEST(ConnectFiles, areNotCopiedByAChangeThatIsRefused) {
+  const ClientHome home;
+  home.put(claudeFile, "{ // mine\n}");
+  const auto census = home.census();
+  EXPECT_EQ(home.kelvane({"connect", "claude"}).status, 1);
+  EXPECT_EQ(home.census(), census);
+}
+
+TEST(ConnectFiles, areNeverCopiedOverAFileThatHasTheNameAlready) {
   const ClientHome home;
   home.put(claudeFile, "{\"a\": 1}");
-  home.put(copyOfClaudeFile, "an older copy");
-  fs::permissions(home / copyOfClaudeFile, fs::perms(0666));
-  EXPECT_EQ(home.kelvane({"connect", "claude"}).status, 0);
-  EXPECT_EQ(home.bytes(copyOfClaudeFile), "{\"a\": 1}");
-  EXPECT_EQ(home.mode(copyOfClaudeFile), 0600U);
-
+  home.put(copyOfClaudeFile, "a person's own");
   home.put("victim", "another's");
-  fs::remove(home / copyOfClaudeFile);
-  fs::create_symlink("victim", home / copyOfClaudeFile);
-  const std::string connected = home.bytes(claudeFile);
-  EXPECT_EQ(home.kelvane({"disconnect", "claude"}).status, 0);
+  fs::create_symlink("victim", home / (copyOfClaudeFile + "-2"));
+  EXPECT_EQ(home.kelvane({"connect", "claude"}),
+            (Outcome{0, home.connected("Claude", claudeFile) + home.keptBeside(claudeFile, 3), ""}));
+  EXPECT_EQ(home.bytes(copyOfClaudeFile), "a person's own");
   EXPECT_EQ(home.bytes("victim"), "another's");
-  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(home / copyOfClaudeFile)));
-  EXPECT_EQ(home.bytes(copyOfClaudeFile), connected);
-  EXPECT_EQ(home.mode(copyOfClaudeFile), 0600U);
+  EXPECT_EQ(home.bytes(copyOfClaudeFile + "-3"), "{\"a\": 1}");
+  EXPECT_EQ(home.mode(copyOfClaudeFile + "-3"), 0600U);
+}
+
+/// The name of a file that a killed change took out of a file's place (quorvel/library/TemporaryName.h).
+std::string nameOfTakenFile(char digit, std::string_view file = claudeFile) {
+  char hash[17];
+  std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(quorvel::fnv1a(file)));
+  return std::string(".kelvane-").append(hash).append("-").append(16, digit).append("-0");
+}
+
+TEST(ConnectFiles, ofWhichAKilledChangeLeftHiddenOnesAreRidOfThem) {
+  const ClientHome home;
+  const std::string harmless = nameOfTakenFile('1');
+  const std::string precious = nameOfTakenFile('2');
+  home.put(claudeFile, claudeLines());
+  home.put(harmless, claudeLines());
+  home.put(precious, "{\"saved\": 1}");
+  const std::string nowhereElse = home.quoted(precious) + " holds a text that stood in " + home.quoted(claudeFile) +
+                                  " until a change of it was cut short, and that is nowhere else. Put back what is "
+                                  "missing, then delete " +
+                                  home.quoted(precious) + ".\n";
+  const auto census = home.census();
+  const Outcome doctor = home.kelvane({"doctor"});
+  EXPECT_EQ(doctor.status, 1);
+  EXPECT_THAT(doctor.output,
+              testing::HasSubstr("note   1 hidden file was left by changes of " + home.quoted(claudeFile) +
+                                 " that were cut short: " + home.quoted(harmless) + ". Delete it.\n"));
+  EXPECT_THAT(doctor.output, testing::HasSubstr("wrong  " + nowhereElse));
+  EXPECT_EQ(home.census(), census);
+
+  EXPECT_EQ(home.kelvane({"connect", "claude"}), (Outcome{0, home.connectedAlready(claudeFile) + nowhereElse, ""}));
+  EXPECT_FALSE(fs::exists(home / harmless));
+  EXPECT_EQ(home.bytes(precious), "{\"saved\": 1}");
+  fs::remove(home / precious);
+  EXPECT_EQ(home.kelvane({"doctor"}).status, 0);
+}
+
+TEST(ConnectFiles, andTheSettingsAreLookedAtByTheDoctorForHiddenOnes) {
+  const ClientHome home;
+  home.kelvane({"connect", "claude"});
+  const std::string folder = ".config/kelvane/";
+  const std::string settings = folder + "org.quorvel.Quorvel.json";
+  const std::string hidden[] = {folder + nameOfTakenFile('1', "org.quorvel.Quorvel.json"),
+                                folder + nameOfTakenFile('2', "org.quorvel.Quorvel.json")};
+  for (const std::string& name : hidden) home.put(name, home.bytes(settings));
+  const Outcome doctor = home.kelvane({"doctor"});
+  EXPECT_EQ(doctor.status, 0);
+  EXPECT_THAT(doctor.output, testing::HasSubstr("note   2 hidden files were left by changes of " +
+                                                home.quoted(settings) + " that were cut short: "));
+  EXPECT_THAT(doctor.output, testing::HasSubstr(". Delete them.\n"));
+  for (const std::string& name : hidden) EXPECT_THAT(doctor.output, testing::HasSubstr(home.quoted(name)));
+  EXPECT_EQ(home.kelvane({"settings", "enable"}).status, 0);
+  for (const std::string& name : hidden) EXPECT_FALSE(fs::exists(home / name));
 }
 
 /// Another program that rewrites the file all the time, as programs do that write well, each time with a higher number;
@@ -304,10 +460,15 @@ TEST(ConnectFiles, thatAnotherProgramWritesAllTheTimeLoseNothingOfIt) {
     const JSON last(other.stop());
     const std::string text = home.bytes(claudeFile);
     if (outcome.status != 0 && outcome.errors != keepsWriting) {
-      // The other program wrote between our two exchanges: its text is beside the file, and that is said.
+      // The other program wrote between all of our exchanges: its text is in the file that is named.
       const std::string saying =
           "Another program wrote " + home.quoted(claudeFile) + " at the same moment. What it wrote is now in \"";
       ASSERT_EQ(outcome.errors.rfind(saying, 0), 0U) << outcome;
+      const std::string named =
+          outcome.errors.substr(saying.size(), outcome.errors.find('"', saying.size()) - saying.size());
+      const auto document = JSON::decoded(home.bytes(fs::path(named).filename().native()));
+      ASSERT_TRUE(document && (*document)["n"] != nullptr) << outcome;
+      EXPECT_EQ(*(*document)["n"], last) << outcome;
       continue;
     }
     wasRefused = outcome.status != 0;

@@ -70,7 +70,7 @@ TEST(ConnectPlaces, areAllTheFilesOfTheClientThatExistElseTheCommandLines) {
       const bool isPresent = std::filesystem::exists(home / name);
       connected += home.connected(title, name) + (isPresent ? home.keptBeside(name) : "");
       already += home.connectedAlready(name);
-      disconnected += home.disconnected(title, name) + home.keptBeside(name);
+      disconnected += home.disconnected(title, name) + home.keptBeside(name, isPresent ? 2 : 1);
     }
     EXPECT_EQ(run(start), (Outcome{0, connected, ""}));
     for (const std::string& name : row.registered) {
@@ -117,7 +117,7 @@ TEST(ConnectPlaces, areAFileThatThePersonNames) {
   EXPECT_EQ(home.bytes("other.json"), withProgram(R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})"));
   EXPECT_EQ(home.bytes(commandLine), "{}");
   EXPECT_EQ(home.kelvane({"disconnect", "claude", "--config=" + (home / "other.json").native()}),
-            (Outcome{0, home.disconnected("Claude", "other.json") + home.keptBeside("other.json"), ""}));
+            (Outcome{0, home.disconnected("Claude", "other.json") + home.keptBeside("other.json", 2), ""}));
   EXPECT_EQ(home.bytes("other.json"), "{\"mcpServers\":{}}");
   EXPECT_EQ(home.kelvane({"connect", "codex", "--config", (home / "new.toml").native()}),
             (Outcome{0, home.connected("Codex", "new.toml"), ""}));
@@ -136,6 +136,63 @@ TEST(ConnectPlaces, areReadFromTheCurrentFolderAsTyped) {
                                  ""}));
   EXPECT_EQ(home.bytes("Scripts/mine.toml"), "a = 1\n\n" + codexLines());
   EXPECT_EQ(home.bytes("Scripts/mine.toml.before-kelvane"), "a = 1\n");
+}
+
+// The sentence names what is in the way, whichever piece of the path it is.
+TEST(ConnectPlaces, belowSomethingThatIsNotAFolderAreRefusedForThatReason) {
+  const struct {
+    const char* description;
+    Names words;
+    const char* variable;
+    std::string file;
+    std::string happened;
+    std::string obstacle;
+  } cases[] = {
+      {"the client's own folder", {"codex"}, "", ".codex", R"(".codex/config.toml" could not be read)", ".codex"},
+      {"a folder above a named one",
+       {"codex"},
+       "CODEX_HOME=HOME/.config/codex",
+       ".config",
+       R"(".config/codex/config.toml" could not be read)",
+       ".config"},
+      {"two folders above a named one",
+       {"claude"},
+       "CLAUDE_CONFIG_DIR=HOME/.config/a/b",
+       ".config",
+       R"(".config/a/b/.claude.json" could not be read)",
+       ".config"},
+      {"a folder of a named file",
+       {"codex", "--config", "HOME/file/c.toml"},
+       "",
+       "file",
+       R"("file/c.toml" could not be read)",
+       "file"},
+      {"a folder above a named file's",
+       {"codex", "--config", "HOME/file/b/c.toml"},
+       "",
+       "file",
+       R"("file/b/c.toml" could not be read)",
+       "file"},
+  };
+  for (const auto& row : cases) {
+    const ClientHome home;
+    std::filesystem::remove_all(home / ".config");
+    home.put(row.file, "not a folder");
+    const auto census = home.census();
+    std::string sentence =
+        row.happened + ", because " + home.quoted(row.obstacle) + " is not a folder. Move it away and try again.";
+    sentence.insert(sentence.find('"') + 1, home.text() + '/');
+    for (const bool isDryRun : {true, false}) {
+      SCOPED_TRACE(std::string(row.description) + (isDryRun ? ", tried" : ""));
+      Start start = home.start({"connect"});
+      for (const std::string& word : row.words) start.arguments.push_back(inHome(word, home));
+      if (isDryRun) start.arguments.emplace_back("--dry-run");
+      if (*row.variable != '\0') start.environment.push_back(inHome(row.variable, home));
+      const bool isClaude = row.words.front() == "claude";
+      EXPECT_EQ(run(start), (Outcome{1, "", refused(sentence, isClaude ? claudeLines() : codexLines())}));
+      EXPECT_EQ(home.census(), census);
+    }
+  }
 }
 
 TEST(ConnectPlaces, thatAPersonNamesAndThatHaveNoFolderAreRefused) {

@@ -58,11 +58,15 @@ void goThrough(const ShapeCase& row, const std::string& client, const std::strin
   EXPECT_EQ(home.census(), census);
 
   EXPECT_EQ(home.kelvane({"disconnect", client}),
-            (Outcome{0, home.disconnected(title, name) + home.keptBeside(name), ""}));
+            (Outcome{0, home.disconnected(title, name) + home.keptBeside(name, row.before ? 2 : 1), ""}));
   EXPECT_EQ(home.bytes(name), row.disconnected);
-  EXPECT_EQ(home.bytes(copy), connected);
+  const std::string later = row.before ? copy + "-2" : copy;
+  EXPECT_EQ(home.bytes(later), connected);
   EXPECT_EQ(home.mode(name), row.before ? 0640U : 0600U);
-  EXPECT_EQ(home.mode(copy), 0600U);
+  EXPECT_EQ(home.mode(later), 0600U);
+  if (row.before) {
+    EXPECT_EQ(home.bytes(copy), *row.before);
+  }
 
   const auto afterwards = home.census();
   EXPECT_EQ(home.kelvane({"disconnect", client}), (Outcome{0, home.notConnected(name), ""}));

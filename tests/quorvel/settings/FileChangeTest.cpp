@@ -110,17 +110,23 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   ASSERT_EQ(::mkfifo((at / "pipe").c_str(), 0600), 0);
   fs::create_symlink("loop", at / "loop");
   fs::create_symlink("nowhere/f", at / "dangling");
+  fs::create_symlink("f/g", at / "below a file");
   put(at / "f", "old");
   const struct {
     const char* name;
-    const char* sentence;
+    std::string sentence;
   } cases[] = {
       {"folder", " is not a file. Move it away and try again."},
       {"pipe", " is not a file. Move it away and try again."},
       {"loop", " could not be written, because the links there lead in a circle."},
       {"dangling", " could not be written, because there is no such folder."},
       {"nowhere/f", " could not be written, because there is no such folder."},
-      {"f/f", " could not be written, because what should be a folder on the way to it is none."},
+      {"f/f",
+       " could not be written, because \"" + (at / "f").native() + "\" is not a folder. Move it away and try again."},
+      {"f/g/h",
+       " could not be written, because \"" + (at / "f").native() + "\" is not a folder. Move it away and try again."},
+      {"below a file",
+       " could not be written, because \"" + (at / "f").native() + "\" is not a folder. Move it away and try again."},
   };
   for (const auto& row : cases) {
     EXPECT_EQ(errorOf([&] { changeFile(at / row.name, to("new")); }),
@@ -129,7 +135,7 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   EXPECT_EQ(errorOf([&] { readFile(at / "folder"); }),
             '"' + (at / "folder").native() + "\" is not a file. Move it away and try again.");
   EXPECT_EQ(readFile(at / "dangling"), std::nullopt);
-  EXPECT_EQ(entries(at), 5U);
+  EXPECT_EQ(entries(at), 6U);
 }
 
 TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
@@ -222,10 +228,7 @@ TEST(FileChange, worksWhereFoldersNeedNoFlushing) {
   };
   EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls()));
   EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls()));
-  EXPECT_TRUE(makeFile(folder.path() / "g", "made", calls()));
-  putPrivateFile(folder.path() / "g", "put", calls());
   EXPECT_EQ(got(folder.path() / "f"), "newer");
-  EXPECT_EQ(got(folder.path() / "g"), "put");
 
   StagedCalls file;
   file.failingFlush = 1;
@@ -314,23 +317,65 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
   }
 }
 
-TEST(FileChange, losesNothingWhenAThirdProgramWritesBetweenTheSwaps) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "f";
-  put(file, "old");
-  StagedCalls calls;
-  calls.beforeSwap = [&] {
-    // Each puts a file of its own in place, as programs that write well do.
-    const fs::path own = folder.path() / "own";
-    put(own, calls.swaps == 0 ? "second" : "third");
-    fs::rename(own, file);
+struct SaveCase {
+  const char* description;
+  std::vector<int> swaps;  // before which another program saves: 0 for the first one
+  const char* text;        // that the file has in the end, "3" being what was saved third
+};
+
+// Programs that save by renaming a file of their own, and ones that write into the file that is there.
+TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
+  const SaveCase cases[] = {
+      {"one save", {0}, "1 edited"},
+      {"two, around the first swap", {0, 1}, "2 edited"},
+      {"three in a row", {0, 1, 2}, "3 edited"},
+      {"four in a row", {0, 1, 2, 3}, "4 edited"},
+      {"nine in a row", {0, 1, 2, 3, 4, 5, 6, 7, 8}, "9 edited"},
+      {"two, and one more when it has started over", {0, 1, 3}, "3 edited"},
   };
-  EXPECT_NE(errorOf([&] { changeFile(file, to("new"), calls); }), "no error");
-  EXPECT_EQ(got(file), "second");
-  ASSERT_EQ(entries(folder.path()), 2U);
-  for (const auto& entry : fs::directory_iterator(folder.path())) {
-    if (entry.path() != file) {
-      EXPECT_EQ(got(entry.path()), "third");
+  for (const bool isRenamed : {true, false}) {
+    for (const SaveCase& row : cases) {
+      SCOPED_TRACE(std::string(row.description) + (isRenamed ? ", renamed" : ", in place"));
+      const TemporaryFolder folder;
+      const fs::path file = folder.path() / "f";
+      put(file, "0");
+      StagedCalls calls;
+      int saves = 0;
+      calls.beforeSwap = [&] {
+        if (std::find(row.swaps.begin(), row.swaps.end(), calls.swaps) == row.swaps.end()) return;
+        const fs::path written = isRenamed ? folder.path() / "own" : file;
+        put(written, std::to_string(++saves));
+        if (isRenamed) fs::rename(written, file);
+      };
+      const auto append = [](const auto& text) { return std::optional(*text + " edited"); };
+      EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }), "no error");
+      EXPECT_EQ(got(file), row.text);
+      EXPECT_EQ(entries(folder.path()), 1U);
+    }
+  }
+}
+
+TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
+  for (const bool isRenamed : {true, false}) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / "f";
+    put(file, "old");
+    StagedCalls calls;
+    int saves = 0;
+    calls.beforeSwap = [&] {
+      const fs::path written = isRenamed ? folder.path() / "own" : file;
+      put(written, std::to_string(++saves));
+      if (isRenamed) fs::rename(written, file);
+    };
+    const std::string error = errorOf([&] { changeFile(file, to("new"), calls); });
+    EXPECT_EQ(got(file), std::to_string(saves - 1));
+    ASSERT_EQ(entries(folder.path()), 2U);
+    for (const auto& entry : fs::directory_iterator(folder.path())) {
+      if (entry.path() == file) continue;
+      EXPECT_EQ(got(entry.path()), std::to_string(saves));
+      EXPECT_EQ(error, "Another program wrote \"" + file.native() +
+                           "\" at the same moment. What it wrote is now in \"" + entry.path().native() +
+                           "\"; put it back from there.");
     }
   }
 }
@@ -341,43 +386,6 @@ TEST(FileChange, passesOnWhatTheEditThrows) {
   put(file, "old");
   EXPECT_THROW(changeFile(file, [](const auto&) -> std::optional<std::string> { throw std::logic_error("no"); }),
                std::logic_error);
-  EXPECT_EQ(got(file), "old");
-  EXPECT_EQ(entries(folder.path()), 1U);
-}
-
-TEST(FileChange, keepsTheOldTextJustBeforeTheNewOneTakesItsPlace) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "f";
-  std::vector<std::string> kept;
-  const FileKeeper keep = [&](const std::string& text) {
-    kept.push_back(text);
-    EXPECT_EQ(got(file), text);
-  };
-  EXPECT_TRUE(changeFile(file, to("1"), keep));  // there is nothing to keep of a file that there is not
-  EXPECT_EQ(kept, std::vector<std::string>());
-  EXPECT_TRUE(changeFile(file, to("2"), keep));
-  EXPECT_FALSE(changeFile(file, to("2"), keep));
-  EXPECT_EQ(kept, std::vector<std::string>{"1"});
-
-  StagedCalls fullDisk;
-  fullDisk.failingWrite = ENOSPC;
-  EXPECT_NE(errorOf([&] { changeFile(file, to("3"), keep, fullDisk); }), "no error");
-  EXPECT_EQ(kept, std::vector<std::string>{"1"});
-
-  StagedCalls calls;
-  calls.beforeSwap = [&] {
-    if (calls.swaps == 0) put(file, "another's");
-  };
-  EXPECT_TRUE(changeFile(file, to("3"), keep, calls));
-  EXPECT_EQ(kept, (std::vector<std::string>{"1", "2", "another's"}));
-}
-
-TEST(FileChange, leavesTheFileWhenTheOldTextCannotBeKept) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "f";
-  put(file, "old");
-  const auto failing = [](const std::string&) { throw FileError("not kept"); };
-  EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), failing); }), "not kept");
   EXPECT_EQ(got(file), "old");
   EXPECT_EQ(entries(folder.path()), 1U);
 }

@@ -192,6 +192,29 @@ TEST(FileDefaults, readADamagedFileAsNoSettingsAndCopyItBeforeAChange) {
   }
 }
 
+TEST(FileDefaults, copyADamagedFileOnlyWhenTheChangeIsMadeAndOnce) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "s.json";
+  put(file, "damaged");
+  ::chmod(file.c_str(), 0444);
+  ::chmod(folder.path().c_str(), 0777);
+  ASSERT_TRUE(::geteuid() != 0 || ::chown(file.c_str(), 65534, 65534) == 0);
+  EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
+              kelvane::tests::becomeNobody();
+              FileDefaults(file).set("a", true);
+              return "set";
+            }),
+            "threw: \"" + file.native() +
+                "\" could not be written, because the system does not permit it. Check who may read and write there.");
+  EXPECT_FALSE(fs::exists(file.native() + ".damaged"));
+  ::chmod(file.c_str(), 0644);
+  for (int time = 0; time < 2; ++time) {
+    put(file, "damaged");
+    EXPECT_EQ(FileDefaults(file).set("a", true), file.native() + ".damaged");
+  }
+  EXPECT_FALSE(fs::exists(file.native() + ".damaged-2"));
+}
+
 TEST(FileDefaults, readAFileThatCannotBeReadAsNoSettingsAndDoNotOverwriteIt) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
@@ -291,11 +314,9 @@ TEST(FileDefaults, sayWhichFolderCannotBeMade) {
     defaults->set("a", true);
     ADD_FAILURE() << "A setting was kept below a file.";
   } catch (const FileError& error) {
-    EXPECT_EQ(
-        std::string(error.what())
-            .rfind("The folder \"" + (home.path() / ".config/kelvane").native() + "\" could not be made, because ", 0),
-        0U)
-        << error.what();
+    EXPECT_EQ(error.what(), "The folder \"" + (home.path() / ".config/kelvane").native() +
+                                "\" could not be made, because \"" + (home.path() / ".config").native() +
+                                "\" is not a folder. Move it away and try again.");
   }
   EXPECT_EQ(got(home.path() / ".config"), "a file");
 }

@@ -9,6 +9,8 @@
 #include <functional>
 
 #include "quorvel/settings/FileChange.h"
+#include "quorvel/settings/FileCopies.h"
+#include "quorvel/settings/FileReading.h"
 #include "tests/support/TemporaryFolder.h"
 
 /// What the tests of FileChange.h share.
@@ -44,7 +46,21 @@ inline std::string errorOf(const std::function<void()>& body) {
   return "no error";
 }
 
-/// A system whose calls can be made to fail, and which runs something just before the files change places.
+/// A file of which every text before a change is kept in a copy.
+inline FileCopies copiesOf(const fs::path& file, const SystemCalls& calls = SystemCalls::ofTheSystem()) {
+  return {file, ".copy", [](const std::string&) { return true; }, calls};
+}
+
+/// Changes a file of which no copies are kept.
+inline bool changeFile(const fs::path& file, const FileEdit& edit,
+                       const SystemCalls& calls = SystemCalls::ofTheSystem()) {
+  FileCopies copies(
+      file, ".copy", [](const std::string&) { return false; }, calls);
+  return quorvel::changeFile(copies, edit);
+}
+
+/// A system whose calls can be made to fail, and which runs something before each of them and just before the files
+/// change places.
 class StagedCalls : public SystemCalls {
  public:
   bool hasExchange = true;
@@ -54,27 +70,41 @@ class StagedCalls : public SystemCalls {
   int failingFlush = 0;  // the number of the flush that fails
   int flushError = EIO;
   std::function<void()> beforeSwap = [] {};
+  std::function<void()> beforeEach = [] {};
   mutable int flushes = 0;
   mutable int swaps = 0;
 
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
+    beforeEach();
     if (failingWrite != 0) return errno = failingWrite, -1;
     return SystemCalls::write(file, bytes, std::min<std::size_t>(count, 3));  // short writes are finished
   }
   int flush(int file) const noexcept override {
+    beforeEach();
     return ++flushes == failingFlush ? (errno = flushError, -1) : SystemCalls::flush(file);
   }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
+    beforeEach();
     beforeSwap();
     ++swaps;
     return hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
   }
   int rename(int folder, const char* from, const char* other) const noexcept override {
+    beforeEach();
     return hasRename ? SystemCalls::rename(folder, from, other) : (errno = EIO, -1);
   }
   int renameToFreeName(int folder, const char* from, const char* other) const noexcept override {
+    beforeEach();
     beforeSwap();
     return hasFreeRename ? SystemCalls::renameToFreeName(folder, from, other) : (errno = EINVAL, -1);
+  }
+  int link(int folder, const char* from, const char* other) const noexcept override {
+    beforeEach();
+    return SystemCalls::link(folder, from, other);
+  }
+  int unlink(int folder, const char* name) const noexcept override {
+    beforeEach();
+    return SystemCalls::unlink(folder, name);
   }
 };
 

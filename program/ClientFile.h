@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "quorvel/settings/FileCopies.h"
+#include "quorvel/settings/FileLeftovers.h"
+
+namespace kelvane {
+
+/// An AI client's configuration file. Its copies hold what it held before each change of ours: FILE.before-kelvane,
+/// then FILE.before-kelvane-2 and so on.
+quorvel::FileCopies clientFile(const std::filesystem::path& file);
+
+/// What to say about files that lie beside this one because changes of it were cut short: complete sentences, of which
+/// the first is about those that can go, and one is about each that holds a text that is nowhere else.
+struct LeftoverSentences {
+  std::string onThoseToDelete;  ///< Empty when there are none.
+  std::vector<std::string> onTextsThatAreNowhereElse;
+};
+LeftoverSentences sentencesOn(const std::vector<quorvel::FileLeftover>& leftovers, const std::filesystem::path& file);
+
+}  // namespace kelvane

@@ -1,0 +1,111 @@
+#include "quorvel/settings/FileCopies.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "quorvel/library/Descriptor.h"
+#include "quorvel/library/LibraryError.h"
+#include "quorvel/library/TemporaryFile.h"
+#include "quorvel/library/WholeFile.h"
+#include "quorvel/settings/FileReading.h"
+
+namespace quorvel {
+namespace {
+
+Descriptor openFolder(const std::filesystem::path& folder) {
+  return Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+bool isCopyOf(int folder, const std::string& name, const std::string& text) {
+  const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status;
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;
+  return static_cast<std::size_t>(status.st_size) == text.size() && readToEnd(file.get()) == text;
+}
+
+}  // namespace
+
+FileCopies::FileCopies(std::filesystem::path file, std::string_view ending)
+    : FileCopies(std::move(file), ending, [](const std::string&) { return true; }) {
+}
+
+FileCopies::FileCopies(std::filesystem::path file, std::string_view ending, IsWanted isWanted, const SystemCalls& calls)
+    : file_(std::move(file)),
+      firstName_(file_.filename().native() + std::string(ending)),
+      isWanted_(std::move(isWanted)),
+      calls_(calls) {
+}
+
+void FileCopies::keep(const std::string& text) {
+  last_.reset();
+  made_.reset();
+  if (!isWanted_(text)) return;
+  const Descriptor folder = openFolder(folderOf(file_));
+  if (!folder) throw notWritten(firstName_, errno);
+  Found found = find(folder.get(), text);
+  if (!found.isThere) {
+    const auto copy = TemporaryFile::make(calls_, folder.get(), file_.filename().native());
+    if (!copy || !copy->write(text) || !copy->flush()) throw notWritten(found.name, errno);
+    made_ = identityOf(copy->file());
+    while (!copy->takeFreeName(found.name)) {
+      if (errno != EEXIST) throw notWritten(found.name, errno);
+      found = find(folder.get(), text);
+      if (found.isThere) break;  // somebody else's change kept the same text at the same moment
+    }
+  }
+  last_ = pathOf(found.name);
+  if (calls_.flushFolder(folder.get()) == 0) return;
+  const int error = errno;
+  takeBack();
+  throw notWritten(found.name, error);
+}
+
+void FileCopies::tryKeeping(const std::string& text) const {
+  if (!isWanted_(text)) return;
+  const Descriptor folder = openFolder(folderOf(file_));
+  if (!folder) throw notWritten(firstName_, errno);
+  const Found found = find(folder.get(), text);
+  if (!found.isThere && !tryMakingFile(folder.get())) throw notWritten(found.name, errno);
+}
+
+void FileCopies::takeBack() noexcept {
+  if (made_ && last_ && made_ == identityOf(AT_FDCWD, last_->native())) calls_.unlink(AT_FDCWD, last_->c_str());
+  made_.reset();
+  last_.reset();
+}
+
+bool FileCopies::hold(const std::string& text) const {
+  try {
+    const Descriptor folder = openFolder(folderOf(file_));
+    return folder && find(folder.get(), text).isThere;
+  } catch (const FileError&) {
+    return false;
+  }
+}
+
+FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
+  constexpr int mostCopies = 10'000;  // more than a person makes, and few enough to look at
+  std::string name = firstName_;
+  for (int number = 2; number <= mostCopies; ++number) {
+    if (isCopyOf(folder, name, text)) return {name, true};
+    if (!identityOf(folder, name) && errno == ENOENT) return {name, false};
+    name = firstName_ + "-" + std::to_string(number);
+  }
+  throw FileError("There are too many copies like " + quorvel::quoted(pathOf(firstName_).native()) +
+                  ". Move those away that you no longer need, then try again.");
+}
+
+std::filesystem::path FileCopies::pathOf(const std::string& name) const {
+  return file_.parent_path() / name;
+}
+
+FileError FileCopies::notWritten(const std::string& name, int error) const {
+  return fileError(pathOf(name), "written", error);
+}
+
+}  // namespace quorvel

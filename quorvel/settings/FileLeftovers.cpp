@@ -1,0 +1,107 @@
+#include "quorvel/settings/FileLeftovers.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "quorvel/library/Descriptor.h"
+#include "quorvel/library/FolderEntries.h"
+#include "quorvel/library/OpenWriters.h"
+#include "quorvel/library/TemporaryName.h"
+#include "quorvel/library/WholeFile.h"
+#include "quorvel/settings/FileReading.h"
+#include "quorvel/settings/FolderTurn.h"
+
+namespace quorvel {
+namespace {
+
+using Path = std::filesystem::path;
+
+// Every change that takes a text out of a file's place does so in its turn, so that the turn tells a dead change's
+// files from a living one's. Files that never were in that place are locked by their writers.
+class Search {
+ public:
+  explicit Search(const FileCopies& copies) : copies_(copies) {}
+
+  template <class Take>
+  void run(Take take) {
+    const Path& file = copies_.file();
+    const Path place = followLinks(file).place;
+    look(folderOf(file), file.filename().native(), take);
+    std::error_code error;
+    if (!std::filesystem::equivalent(folderOf(file), folderOf(place), error) || file.filename() != place.filename())
+      look(folderOf(place), place.filename().native(), take);
+  }
+
+ private:
+  template <class Take>
+  void look(const Path& folder, std::string_view name, Take take) {
+    const std::vector<std::string> names = temporaryNames(folder, TemporaryName::hash(name));
+    if (names.empty()) return;
+    const Descriptor turn = takeTurn(folder, std::chrono::milliseconds(0));
+    if (!turn) return;
+    for (const std::string& temporary : names) {
+      const auto isElsewhere = judge(turn.get(), temporary);
+      if (isElsewhere) take(turn.get(), FileLeftover{folder / temporary, *isElsewhere});
+    }
+  }
+
+  std::vector<std::string> temporaryNames(const Path& folder, std::uint64_t hash) const {
+    std::vector<std::string> names;
+    FolderEntries entries(copies_.calls(), Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    if (!entries) return names;
+    while (const dirent* entry = entries.next()) {
+      const auto parts = TemporaryName::parse(entry->d_name);
+      if (parts && parts->script == hash) names.emplace_back(entry->d_name);
+    }
+    return names;
+  }
+
+  // Whether a leftover's text is elsewhere; nothing for what is none, is alive or cannot be read.
+  std::optional<bool> judge(int folder, const std::string& name) const {
+    const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status;
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    if (::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
+    if (TemporaryName::parse(name)->inode == status.st_ino) return true;
+    if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
+    const auto text = readToEnd(file.get());
+    if (!text) return std::nullopt;
+    return text->empty() || isPresent(*text) || copies_.hold(*text);
+  }
+
+  bool isPresent(const std::string& text) const {
+    try {
+      return readFile(copies_.file()) == text;
+    } catch (const FileError&) {
+      return false;
+    }
+  }
+
+  const FileCopies& copies_;
+};
+
+}  // namespace
+
+std::vector<FileLeftover> leftoversOf(const FileCopies& copies) {
+  std::vector<FileLeftover> found;
+  Search(copies).run([&](int, FileLeftover leftover) { found.push_back(std::move(leftover)); });
+  return found;
+}
+
+std::vector<FileLeftover> sweepLeftoversOf(const FileCopies& copies) {
+  std::vector<FileLeftover> staying;
+  Search(copies).run([&](int folder, FileLeftover leftover) {
+    const bool isGone = leftover.isElsewhere && copies.calls().unlink(folder, leftover.file.filename().c_str()) == 0;
+    if (!isGone) staying.push_back(std::move(leftover));
+  });
+  return staying;
+}
+
+}  // namespace quorvel
