@@ -11,7 +11,9 @@
 #include <thread>
 #include <utility>
 
+#include "quorvel/library/FileIdentity.h"
 #include "quorvel/library/LibraryError.h"
+#include "quorvel/library/OpenedRoot.h"
 #include "quorvel/library/OwnFolder.h"
 
 namespace quorvel {
@@ -23,9 +25,10 @@ constexpr const char* lockName = "lock";
 
 class FileLock final : public LibraryLock {
  public:
-  explicit FileLock(Descriptor file) : file_(std::move(file)) {}
+  FileLock(std::shared_ptr<const OpenedRoot> root, Descriptor file) : root_(std::move(root)), file_(std::move(file)) {}
 
  private:
+  std::shared_ptr<const OpenedRoot> root_;  // held for the operations of the call
   Descriptor file_;
 };
 
@@ -51,21 +54,28 @@ LibraryError busy(std::chrono::milliseconds waited) {
                       " seconds. Nothing was changed; try again in a moment.");
 }
 
-Descriptor ownFolder(const std::filesystem::path& root) {
+LibraryError moved() {
+  return LibraryError(
+      "The library could not be locked for writing, because its folder, or \".kelvane\" in it, was moved away or "
+      "replaced by another all the time. Nothing was changed; stop what moves it and try again.");
+}
+
+Descriptor ownFolder(const OpenedRoot& root) {
   try {
-    return makeOwnFolder(root);
+    return makeOwnFolder(root.folder());
   } catch (const std::system_error& error) {
     throw notLocked(error.code().value());
   }
 }
 
-// Whether the file is still the one that others lock: somebody may have taken the library's folder away and put
-// another one there, by hand.
-bool isStillThere(const Descriptor& file, const Descriptor& folder) {
-  struct stat locked;
-  struct stat present;
-  return ::fstat(file.get(), &locked) == 0 && ::fstatat(folder.get(), lockName, &present, AT_SYMLINK_NOFOLLOW) == 0 &&
-         locked.st_dev == present.st_dev && locked.st_ino == present.st_ino;
+// Whether the file is still the one that others lock: somebody may have taken the library's folder, or its own folder,
+// away and put another one there, by hand.
+bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
+  if (!root.isInPlace()) return false;
+  const Descriptor folder(::openat(root.folder().get(), std::string(ownFolderName).c_str(),
+                                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const auto locked = identityOf(file.get());
+  return folder && locked && locked == identityOf(folder.get(), lockName);
 }
 
 enum class Outcome { locked, busy, failed };
@@ -87,8 +97,10 @@ Outcome lockBefore(Clock::time_point deadline, const Descriptor& file) {
 
 std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
-  while (true) {
-    const Descriptor folder = ownFolder(root);
+  do {
+    const auto opened = OpenedRoot::find(root);
+    if (!opened) throw notLocked(errno);
+    const Descriptor folder = ownFolder(*opened);
     Descriptor file(
         ::openat(folder.get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file) throw notOpened(errno);
@@ -101,9 +113,10 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
       case Outcome::busy:
         throw busy(patience);
       case Outcome::locked:
-        if (isStillThere(file, folder)) return std::make_unique<FileLock>(std::move(file));
+        if (isStillThere(file, *opened)) return std::make_unique<FileLock>(opened, std::move(file));
     }
-  }
+  } while (Clock::now() < deadline);
+  throw moved();
 }
 
 }  // namespace quorvel

@@ -13,7 +13,11 @@ namespace quorvel {
 /// inherited by no program, and is let go by the system when the process dies, however it dies. Nobody who lets go of
 /// it gets it again before one who waits.
 ///
-/// Throws LibraryError when others hold it for all of `patience`, or when it cannot be made.
+/// When this returns, the root led to the folder whose lock it is. Who has it holds that opened folder as well, so that
+/// OpenedRoot::find gives this thread the same one until the lock is let go.
+///
+/// Throws LibraryError when others hold it for all of `patience`, when it cannot be made, and when the folders are
+/// moved away or replaced for all of `patience`.
 std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience);
 
 }  // namespace quorvel

@@ -29,9 +29,11 @@ Moment moment(std::int64_t stored) {
 template <typename Answer, typename Work>
 Answer reading(const HistoryFile& file, Answer otherwise, Work work) {
   try {
-    auto connection = file.reading();
+    const auto root = file.findRoot();
+    if (!root) return otherwise;
+    auto connection = file.reading(*root);
     if (!connection) return otherwise;
-    interpretRenames(*connection, file.root());
+    interpretRenames(*connection, root->folder());
     return work(*connection);
   } catch (const sqlite::Error& error) {
     throw file.failure(error, HistoryUse::reading);
@@ -40,14 +42,23 @@ Answer reading(const HistoryFile& file, Answer otherwise, Work work) {
   }
 }
 
+std::shared_ptr<const OpenedRoot> openedRoot(const HistoryFile& file) {
+  try {
+    return file.openRoot();
+  } catch (const std::system_error& error) {
+    throw HistoryFailure::refused(error.code().value(), HistoryUse::writing);
+  }
+}
+
 /// Does `work` on a connection that writes, all of it or nothing.
 template <typename Work>
 void writing(const HistoryFile& file, Work work) {
   try {
-    Connection connection = file.writing();
-    settleRenames(connection, file.root());
+    const auto root = file.openRoot();
+    Connection connection = file.writing(*root);
+    settleRenames(connection, root->folder());
     work(connection);
-    connection.run("COMMIT");
+    HistoryFile::commit(connection, *root);
   } catch (const sqlite::Error& error) {
     throw file.failure(error, HistoryUse::writing);
   } catch (const std::system_error& error) {
@@ -210,14 +221,15 @@ void History::goOn(std::string_view identifier) noexcept {
 }
 
 PendingRename History::willRename(std::string_view from, std::string_view to) {
-  const auto rename = plannedRename(file_.root(), from, to);
+  const auto root = openedRoot(file_);
+  const auto rename = plannedRename(root->folder(), from, to);
   const bool isConcerned = rename && reading(file_, false, [&](Connection& connection) {
                              return hasPendingRenames(connection) || concernsHistory(connection, *rename);
                            });
   if (!isConcerned) return {};
   std::int64_t record = 0;
   writing(file_, [&](Connection& connection) { record = recordRename(connection, *rename); });
-  return {file_, record};
+  return {file_, root, record};
 }
 
 std::vector<std::string> History::problems() const {
@@ -229,13 +241,15 @@ std::vector<std::string> History::problems() const {
 }
 
 PendingRename::PendingRename(PendingRename&& other) noexcept
-    : file_(std::exchange(other.file_, nullptr)), record_(other.record_) {
+    : file_(std::exchange(other.file_, nullptr)), root_(std::move(other.root_)), record_(other.record_) {
 }
 
 PendingRename::~PendingRename() {
   if (!file_) return;
   try {
-    writing(*file_, [](Connection&) {});
+    Connection connection = file_->writing(*root_);
+    settleRenames(connection, root_->folder());
+    connection.run("COMMIT");
   } catch (...) {  // the record stays, and the next writer does the same
   }
 }
@@ -244,7 +258,7 @@ void PendingRename::done() noexcept {
   const HistoryFile* file = std::exchange(file_, nullptr);
   if (!file) return;
   try {
-    Connection connection = file->writing();
+    Connection connection = file->writing(*root_);
     finishRename(connection, record_);
     connection.run("COMMIT");
   } catch (...) {  // the record stays, and says the same to whoever reads it

@@ -5,14 +5,17 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/QuorvelLibrary.h"
 #include "quorvel/library/HistoryError.h"
 #include "quorvel/library/HistoryFile.h"
+#include "quorvel/library/OpenedRoot.h"
 #include "quorvel/library/VersionNumber.h"
 
 namespace quorvel {
@@ -55,9 +58,11 @@ class PendingRename {
  private:
   friend class History;
   PendingRename() = default;  // of a rename that the history has nothing to do with
-  PendingRename(const HistoryFile& file, std::int64_t record) noexcept : file_(&file), record_(record) {}
+  PendingRename(const HistoryFile& file, std::shared_ptr<const OpenedRoot> root, std::int64_t record) noexcept
+      : file_(&file), root_(std::move(root)), record_(record) {}
 
   const HistoryFile* file_ = nullptr;
+  std::shared_ptr<const OpenedRoot> root_;  // the record is in the history of this one
   std::int64_t record_ = 0;
 };
 
@@ -68,16 +73,18 @@ class PendingRename {
 ///
 /// Nothing is opened before the first operation, reading creates and changes no file (but for undoing the change that
 /// a dead process left half-way, where that may be written), and a library without a history reads as an empty one.
-/// What a writing operation did is on the disk for good when it returns. Nothing is ever removed from a history.
+/// What a writing operation did is on the disk for good when it returns, and in the library that the root leads to
+/// then. In a thread that holds the library's lock every operation works in the very folder that was locked
+/// (OpenedRoot.h). Nothing is ever removed from a history.
 ///
 /// Every operation may be called from several threads and processes at once; one that finds the history in use waits
 /// for its `patience` and then fails. From `beginAnew` to the creation of the file, and from `willRename` to the end of
 /// its result, the library's lock must be held, as it must by whoever calls `snapshot` meanwhile.
 ///
 /// Operations throw HistoryError, and leave everything as it was: the history is damaged, in use, from a newer version
-/// of the program, another program's database, made to use other files, behind a symbolic link, not permitted to be
-/// read or written, the disk full; or the text is of something in the library's own folder, of which no version is
-/// kept.
+/// of the program, another program's database, made to use other files, moved away or replaced while it was written,
+/// behind a symbolic link, not permitted to be read or written, the disk full; or the text is of something in the
+/// library's own folder, of which no version is kept.
 class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;

@@ -77,6 +77,25 @@ HistoryError HistoryFailure::writeAheadLog(HistoryUse use) {
       "that.");
 }
 
+HistoryError HistoryFailure::moved() {
+  return sentence("was moved away or replaced by another while it was to be written", HistoryUse::writing,
+                  "Look which library folder is the right one, put it in its place and try again.");
+}
+
+HistoryError HistoryFailure::movedAtTheEnd() {
+  return HistoryError(
+      subject +
+      " was moved away or replaced by another just after it was written. What was written is in the one "
+      "that was moved away. Look which library folder is the right one, put it in its place and try "
+      "again.");
+}
+
+HistoryError HistoryFailure::noWayToFolder(HistoryUse use) {
+  return sentence(
+      "cannot be opened without the danger of opening something outside the library, because /proc is missing", use,
+      "Mount /proc and try again.");
+}
+
 HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   const std::string_view what =
       use == HistoryUse::reading ? "could not be read, because " : "could not be written, because ";
@@ -99,6 +118,9 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
   }
   if (error.code() == sqlite::OneDatabase::otherFile) return strangeJournal(use);
   if (error.code() == sqlite::OneDatabase::writeAheadLog) return writeAheadLog(use);
+  if (error.code() == sqlite::OneDatabase::noWayToFolder) return noWayToFolder(use);
+  if (error.code() == SQLITE_READONLY_DBMOVED) return moved();
+  if (error.code() == SQLITE_CANTOPEN_SYMLINK) return refused(ELOOP, use);
   switch (error.primaryCode()) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

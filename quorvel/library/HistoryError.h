@@ -32,6 +32,13 @@ struct HistoryFailure {
   static HistoryError strangeJournal(HistoryUse use);  ///< Its journal leads to other files.
   static HistoryError writeAheadLog(HistoryUse use);   ///< Another program made it use one.
 
+  /// The library, its own folder or the database was moved away or replaced while the history was being written.
+  static HistoryError moved();
+  static HistoryError movedAtTheEnd();  ///< When the change was already made in what was moved away.
+
+  /// The system has no path that leads to an opened folder, by which alone the database is opened.
+  static HistoryError noWayToFolder(HistoryUse use);
+
   /// The system refused, for a value of errno.
   static HistoryError refused(int error, HistoryUse use);
 

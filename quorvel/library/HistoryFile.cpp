@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "quorvel/library/FileIdentity.h"
 #include "quorvel/library/OwnFolder.h"
 
 namespace quorvel {
@@ -18,7 +19,6 @@ using sqlite::Connection;
 constexpr const char* fileName = "history.sqlite";
 constexpr const char* journalName = "history.sqlite-journal";
 constexpr off_t smallestDatabase = 512;
-constexpr std::size_t longestPath = 504;  // SQLite's own limit, less the journal's suffix
 
 HistoryError folderFailure(const std::system_error& error, HistoryUse use) {
   const int reason = error.code().value();
@@ -45,21 +45,12 @@ bool isThere(const Descriptor& folder, HistoryUse use) {
   return true;
 }
 
-/// The folder's own name is flushed before a database is made in it, by whichever process that was: once there is a
-/// database, it cannot vanish with its folder.
-void flushAbove(const Descriptor& folder) {
-  const Descriptor above(::openat(folder.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!above) throw std::system_error(errno, std::generic_category());
-  flushFolder(above);
-}
-
 void prepare(Connection& connection) {
   connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
-Connection openedForWriting(const std::filesystem::path& file, Connection::Access access,
-                            std::chrono::milliseconds patience) {
-  Connection connection(file, access, patience);
+Connection openedForWriting(const Descriptor& folder, Connection::Access access, std::chrono::milliseconds patience) {
+  Connection connection(folder, fileName, access, patience);
   prepare(connection);
   connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; BEGIN IMMEDIATE");
   return connection;
@@ -80,11 +71,17 @@ void bringUpToDate(Connection& connection, std::span<const std::string_view> mig
 }
 
 /// Opening a database for writing finishes what a dead process left half-way.
-void makeReadable(const std::filesystem::path& file, std::chrono::milliseconds patience,
+void makeReadable(const Descriptor& folder, std::chrono::milliseconds patience,
                   std::span<const std::string_view> migrations) {
-  Connection connection = openedForWriting(file, Connection::Access::writing, patience);
+  Connection connection = openedForWriting(folder, Connection::Access::writing, patience);
   bringUpToDate(connection, migrations, HistoryUse::reading);
   connection.run("COMMIT");
+}
+
+/// Whether what the connection writes to is what the library's path leads to.
+bool isInPlace(const Connection& connection, const OpenedRoot& root) {
+  return root.isInPlace() && !connection.hasMoved() &&
+         identityOf(root.folder().get(), std::string(ownFolderName)) == identityOf(connection.folder().get());
 }
 
 }  // namespace
@@ -94,26 +91,30 @@ HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds p
     : root_(std::move(root)), patience_(patience), migrations_(migrations) {
 }
 
-std::filesystem::path HistoryFile::path(HistoryUse use) const {
-  std::error_code error;
-  auto path = std::filesystem::canonical(root_, error) / ownFolderName / fileName;
-  if (error) throw HistoryFailure::refused(error.value(), use);
-  if (path.native().size() > longestPath) throw HistoryFailure::refused(ENAMETOOLONG, use);
-  return path;
+std::shared_ptr<const OpenedRoot> HistoryFile::findRoot() const {
+  auto root = OpenedRoot::find(root_);
+  if (!root && errno != ENOENT) throw std::system_error(errno, std::generic_category());
+  return root;
 }
 
-std::optional<Connection> HistoryFile::reading() const {
+std::shared_ptr<const OpenedRoot> HistoryFile::openRoot() const {
+  auto root = findRoot();
+  if (!root) throw std::system_error(ENOENT, std::generic_category());
+  return root;
+}
+
+std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
   constexpr HistoryUse use = HistoryUse::reading;
+  Descriptor folder;
   try {
-    const Descriptor folder = openOwnFolder(root_);
+    folder = openOwnFolder(root.folder());
     if (!folder || !isThere(folder, use)) return std::nullopt;
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
-  const auto file = path(use);
   for (bool repaired = false;; repaired = true) {
     try {
-      Connection connection(file, Connection::Access::reading, patience_);
+      Connection connection(folder, fileName, Connection::Access::reading, patience_);
       prepare(connection);
       connection.run("BEGIN");
       switch (historyFormat(connection, migrations_)) {
@@ -131,21 +132,30 @@ std::optional<Connection> HistoryFile::reading() const {
     } catch (const sqlite::Error& error) {
       if (repaired || error.code() != SQLITE_READONLY_ROLLBACK) throw;
     }
-    makeReadable(file, patience_, migrations_);
+    makeReadable(folder, patience_, migrations_);
   }
 }
 
-Connection HistoryFile::writing() const {
+Connection HistoryFile::writing(const OpenedRoot& root) const {
   constexpr HistoryUse use = HistoryUse::writing;
+  Descriptor folder;
   try {
-    const Descriptor folder = makeOwnFolder(root_);
-    if (!isThere(folder, use)) flushAbove(folder);
+    folder = makeOwnFolder(root.folder());
+    // The folder's own name is flushed before a database is made in it, by whichever process the folder was made: once
+    // there is a database, it cannot vanish with its folder.
+    if (!isThere(folder, use)) flushRoot(root.folder());
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
-  Connection connection = openedForWriting(path(use), Connection::Access::creating, patience_);
+  Connection connection = openedForWriting(folder, Connection::Access::creating, patience_);
   bringUpToDate(connection, migrations_, use);
   return connection;
+}
+
+void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
+  if (!isInPlace(connection, root)) throw HistoryFailure::moved();
+  connection.run("COMMIT");
+  if (!isInPlace(connection, root)) throw HistoryFailure::movedAtTheEnd();
 }
 
 HistoryError HistoryFile::failure(const sqlite::Error& error, HistoryUse use) const {

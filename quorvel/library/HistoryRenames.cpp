@@ -78,9 +78,9 @@ std::vector<Record> records(Connection& connection) {
   return records;
 }
 
-struct stat statusAt(const std::filesystem::path& path, bool& isThere) {
+struct stat statusAt(const Descriptor& root, const std::string& identifier, bool& isThere) {
   struct stat status {};
-  isThere = ::lstat(path.c_str(), &status) == 0;
+  isThere = ::fstatat(root.get(), identifier.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   const bool isTold = isThere || errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG || errno == ELOOP;
   if (!isTold) throw std::system_error(errno, std::generic_category());
   return status;
@@ -90,18 +90,20 @@ struct stat statusAt(const std::filesystem::path& path, bool& isThere) {
 /// happened before the removal. The inode may be at neither place, because an editor has since saved the script as a
 /// new file, or the file system numbers anew when it is mounted; then the one place that is taken tells. When both or
 /// none are, the history stays where it was.
-bool wasMade(const Rename& rename, const std::filesystem::path& root) {
+bool wasMade(const Rename& rename, const Descriptor& root) {
   bool atFrom = false;
   bool atTo = false;
-  const struct stat from = statusAt(root / rename.from, atFrom);
-  const struct stat to = statusAt(root / rename.to, atTo);
+  const struct stat from = statusAt(root, rename.from, atFrom);
+  const struct stat to = statusAt(root, rename.to, atTo);
   if (atFrom && from.st_ino == rename.inode) return false;
   if (atTo && to.st_ino == rename.inode) return true;
   return atTo && !atFrom;
 }
 
-void flushParent(const std::filesystem::path& path) {
-  const Descriptor folder(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+void flushParent(const Descriptor& root, std::string_view identifier) {
+  const std::size_t slash = identifier.rfind('/');
+  const std::string parent(slash == std::string_view::npos ? "." : identifier.substr(0, slash));
+  const Descriptor folder(::openat(root.get(), parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) return flushFolder(folder);
   if (errno != ENOENT && errno != ENOTDIR) throw std::system_error(errno, std::generic_category());
 }
@@ -124,9 +126,9 @@ void makePresent(Connection& connection, std::string_view identifier) {
                  nextEarlier(connection, identifier) - 1);
 }
 
-std::optional<Rename> plannedRename(const std::filesystem::path& root, std::string_view from, std::string_view to) {
+std::optional<Rename> plannedRename(const Descriptor& root, std::string_view from, std::string_view to) {
   bool isThere = false;
-  const struct stat status = statusAt(root / from, isThere);
+  const struct stat status = statusAt(root, std::string(from), isThere);
   if (!isThere) return std::nullopt;
   return Rename{std::string(from), std::string(to), S_ISDIR(status.st_mode), status.st_ino};
 }
@@ -154,17 +156,17 @@ bool hasPendingRenames(Connection& connection) {
   return connection.integer("SELECT EXISTS (SELECT 1 FROM pendingRenames)") != 0;
 }
 
-void settleRenames(Connection& connection, const std::filesystem::path& root) {
+void settleRenames(Connection& connection, const Descriptor& root) {
   for (const Record& record : records(connection)) {
     const bool made = wasMade(record.rename, root);
-    flushParent(root / record.rename.from);
-    flushParent(root / record.rename.to);
+    flushParent(root, record.rename.from);
+    flushParent(root, record.rename.to);
     if (made) follow(connection, record.rename);
     strikeOut(connection, record.number);
   }
 }
 
-void interpretRenames(Connection& connection, const std::filesystem::path& root) {
+void interpretRenames(Connection& connection, const Descriptor& root) {
   const std::vector<Record> pending = records(connection);
   if (pending.empty()) return;
   // SQLite looks for a table among the temporary ones first, so every statement after this one sees the copy.

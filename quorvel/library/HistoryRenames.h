@@ -1,18 +1,19 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "quorvel/library/Descriptor.h"
 #include "quorvel/library/SQLite.h"
 
 /// How histories follow their scripts through renames, in a transaction that the caller has opened and commits.
 ///
 /// A rename is two changes, one of the folder and one of the database, and the process may die between them. So it is
 /// written down before the first: what is renamed to what, and the inode of the thing. Whoever finds such a record
-/// later looks which of the two places has that inode.
+/// later looks which of the two places has that inode. `root` is the opened root of the library, the same that has the
+/// history in it.
 namespace quorvel {
 
 struct Rename {
@@ -30,7 +31,7 @@ bool makeEarlier(sqlite::Connection& connection, std::string_view identifier);
 void makePresent(sqlite::Connection& connection, std::string_view identifier);
 
 /// The rename of what is at `from` now; nothing when nothing is there.
-std::optional<Rename> plannedRename(const std::filesystem::path& root, std::string_view from, std::string_view to);
+std::optional<Rename> plannedRename(const Descriptor& root, std::string_view from, std::string_view to);
 
 /// Whether a rename changes anything in the history.
 bool concernsHistory(sqlite::Connection& connection, const Rename& rename);
@@ -46,9 +47,9 @@ bool hasPendingRenames(sqlite::Connection& connection);
 
 /// For writers: finishes what is recorded, or strikes it out where the rename was not made. Flushes the folders first,
 /// so that the history is never ahead of them.
-void settleRenames(sqlite::Connection& connection, const std::filesystem::path& root);
+void settleRenames(sqlite::Connection& connection, const Descriptor& root);
 
 /// For readers: makes this connection see the history as `settleRenames` would leave it, and writes nothing.
-void interpretRenames(sqlite::Connection& connection, const std::filesystem::path& root);
+void interpretRenames(sqlite::Connection& connection, const Descriptor& root);
 
 }  // namespace quorvel

@@ -1,9 +1,17 @@
 #include "quorvel/library/OneDatabase.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <string_view>
 
+#include "quorvel/library/OpenedFolderPath.h"
 #include "quorvel/library/SQLite.h"
+
+// SQLite's own file system knows files by their paths alone. So it gets paths that begin with the system's name for the
+// descriptor of the folder (OpenedFolderPath.h) and go on with a single piece, which it opens without following a link.
 
 namespace quorvel::sqlite {
 namespace {
@@ -32,6 +40,19 @@ int refusal(const char* database, const char* name) {
   return isLog(database, name) ? OneDatabase::writeAheadLog : OneDatabase::otherFile;
 }
 
+/// Whether something other than a file has the last piece of the path for its name in the folder.
+bool isTakenByNoFile(const Descriptor& folder, std::string_view path) {
+  const std::string name(path.substr(path.rfind('/') + 1));
+  struct stat status;
+  return ::fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(status.st_mode);
+}
+
+Descriptor duplicated(const Descriptor& folder) {
+  Descriptor own(::fcntl(folder.get(), F_DUPFD_CLOEXEC, 0));
+  if (!own) throw Error(SQLITE_CANTOPEN, errno, sqlite3_errstr(SQLITE_CANTOPEN));
+  return own;
+}
+
 }  // namespace
 
 template <auto operation, typename... Arguments>
@@ -40,10 +61,13 @@ int OneDatabase::passOn(sqlite3_vfs* files, Arguments... arguments) {
   return (system->*operation)(system, arguments...);
 }
 
-OneDatabase::OneDatabase()
-    : system_(sqlite3_vfs_find(nullptr)),
+OneDatabase::OneDatabase(const Descriptor& folder)
+    : folder_(duplicated(folder)),
+      system_(sqlite3_vfs_find(nullptr)),
       name_("one database " + std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
   if (!system_) throw Error(SQLITE_ERROR, 0, sqlite3_errstr(SQLITE_ERROR));
+  if (!leadsToFolder(openedFolderPath(folder_), folder_))
+    throw Error(noWayToFolder, 0, "no path leads to an opened folder");
   files_.iVersion = 2;
   files_.szOsFile = system_->szOsFile;
   files_.mxPathname = system_->mxPathname;
@@ -52,7 +76,7 @@ OneDatabase::OneDatabase()
   files_.xOpen = open;
   files_.xDelete = remove;
   files_.xAccess = access;
-  files_.xFullPathname = passOn<&sqlite3_vfs::xFullPathname>;
+  files_.xFullPathname = fullPath;
   files_.xRandomness = passOn<&sqlite3_vfs::xRandomness>;
   files_.xSleep = passOn<&sqlite3_vfs::xSleep>;
   files_.xCurrentTime = passOn<&sqlite3_vfs::xCurrentTime>;
@@ -72,7 +96,9 @@ int OneDatabase::open(sqlite3_vfs* files, const char* name, sqlite3_file* file, 
   const bool isFirst = !own.database_ && (flags & SQLITE_OPEN_MAIN_DB) != 0;
   if (isFirst) own.database_ = name;
   const bool isOwn = isFirst || ((flags & SQLITE_OPEN_MAIN_JOURNAL) != 0 && isJournal(own.database_, name));
-  return isOwn ? own.system_->xOpen(own.system_, name, file, flags, flagsUsed) : refusal(own.database_, name);
+  if (!isOwn) return refusal(own.database_, name);
+  if (isTakenByNoFile(own.folder_, name)) return SQLITE_CANTOPEN_SYMLINK;
+  return own.system_->xOpen(own.system_, name, file, flags, flagsUsed);
 }
 
 int OneDatabase::remove(sqlite3_vfs* files, const char* name, int flushing) {
@@ -85,6 +111,18 @@ int OneDatabase::access(sqlite3_vfs* files, const char* name, int what, int* ans
   const OneDatabase& own = of(files);
   const bool isOwn = isJournal(own.database_, name) || isLog(own.database_, name);
   return isOwn ? own.system_->xAccess(own.system_, name, what, answer) : refusal(own.database_, name);
+}
+
+/// The paths are absolute, and are not resolved, which would give the name back that the folder has now.
+int OneDatabase::fullPath(sqlite3_vfs*, const char* name, int size, char* path) {
+  const std::string_view whole = name;
+  if (size <= 0 || whole.size() >= static_cast<std::size_t>(size)) return SQLITE_CANTOPEN_FULLPATH;
+  path[whole.copy(path, whole.size())] = '\0';
+  return SQLITE_OK;
+}
+
+std::string OneDatabase::path(const std::string& file) const {
+  return openedFolderPath(folder_) + '/' + file;
 }
 
 }  // namespace quorvel::sqlite

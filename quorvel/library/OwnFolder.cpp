@@ -19,38 +19,31 @@ const std::string name(ownFolderName);
   throw std::system_error(error, std::generic_category(), name);
 }
 
-Descriptor openFolder(int at, const char* path, int flags) {
-  return Descriptor(::openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
-}
+}  // namespace
 
-Descriptor openInside(const Descriptor& root) {
-  Descriptor folder = openFolder(root.get(), name.c_str(), O_NOFOLLOW);
+Descriptor openOwnFolder(const Descriptor& root) {
+  Descriptor folder(::openat(root.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!folder && errno != ENOENT) fail(errno == ELOOP ? ENOTDIR : errno);
   return folder;
 }
 
-}  // namespace
-
-Descriptor openOwnFolder(const std::filesystem::path& root) {
-  const Descriptor rootFolder = openFolder(AT_FDCWD, root.c_str(), 0);
-  if (rootFolder) return openInside(rootFolder);
-  if (errno != ENOENT) fail(errno);
-  return {};
-}
-
-Descriptor makeOwnFolder(const std::filesystem::path& root) {
-  const Descriptor rootFolder = openFolder(AT_FDCWD, root.c_str(), 0);
-  if (!rootFolder) fail(errno);
-  if (Descriptor folder = openInside(rootFolder)) return folder;
-  if (::mkdirat(rootFolder.get(), name.c_str(), 0700) != 0 && errno != EEXIST) fail(errno);
-  flushFolder(rootFolder);
-  Descriptor folder = openInside(rootFolder);
+Descriptor makeOwnFolder(const Descriptor& root) {
+  if (Descriptor folder = openOwnFolder(root)) return folder;
+  if (::mkdirat(root.get(), name.c_str(), 0700) != 0 && errno != EEXIST) fail(errno);
+  flushRoot(root);
+  Descriptor folder = openOwnFolder(root);
   if (!folder) fail(ENOENT);
   return folder;
 }
 
 void flushFolder(const Descriptor& folder) {
   if (SystemCalls::ofTheSystem().flushFolder(folder.get()) != 0) fail(errno);
+}
+
+void flushRoot(const Descriptor& root) {
+  const Descriptor readable(::openat(root.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!readable) fail(errno);
+  flushFolder(readable);
 }
 
 }  // namespace quorvel

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <string_view>
 
 #include "quorvel/library/Descriptor.h"
@@ -11,14 +10,17 @@ namespace quorvel {
 
 inline constexpr std::string_view ownFolderName = ".kelvane";
 
-/// Opens the folder below the library's root, without following a link in its last piece. No descriptor when there is
-/// none. Throws std::system_error: ENOTDIR when a file or a symbolic link has its name.
-Descriptor openOwnFolder(const std::filesystem::path& root);
+/// Opens the folder in the opened root of the library, without following a link. No descriptor when there is none.
+/// Throws std::system_error: ENOTDIR when a file or a symbolic link has its name.
+Descriptor openOwnFolder(const Descriptor& root);
 
 /// The same, made first where it is missing; it is on the disk for good then. Throws std::system_error.
-Descriptor makeOwnFolder(const std::filesystem::path& root);
+Descriptor makeOwnFolder(const Descriptor& root);
 
 /// Flushes an opened folder, so that the names in it are on the disk for good. Throws std::system_error.
 void flushFolder(const Descriptor& folder);
+
+/// The same for a folder that need not be open for reading.
+void flushRoot(const Descriptor& root);
 
 }  // namespace quorvel

@@ -79,14 +79,15 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
   sqlite3_finalize(statement);
 }
 
-Connection::Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience)
-    : files_(new OneDatabase) {
+Connection::Connection(const Descriptor& folder, const std::string& name, Access access,
+                       std::chrono::milliseconds patience)
+    : files_(new OneDatabase(folder)) {
   const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
                   : access == Access::writing ? SQLITE_OPEN_READWRITE
                                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   const int flags = how | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(file.c_str(), &connection, flags, files_->name());
+  const int code = sqlite3_open_v2(files_->path(name).c_str(), &connection, flags, files_->name());
   connection_.reset(connection);
   check(connection, code);
   check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
@@ -95,6 +96,15 @@ Connection::Connection(const std::filesystem::path& file, Access access, std::ch
 
 void Connection::runAll(std::string_view sql) {
   check(connection_.get(), sqlite3_exec(connection_.get(), std::string(sql).c_str(), nullptr, nullptr, nullptr));
+}
+
+const Descriptor& Connection::folder() const noexcept {
+  return files_->folder();
+}
+
+bool Connection::hasMoved() const noexcept {
+  int moved = 0;
+  return sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK || moved != 0;
 }
 
 std::int64_t Connection::lastInserted() const noexcept {

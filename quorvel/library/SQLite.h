@@ -2,11 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "quorvel/library/Descriptor.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -61,10 +62,10 @@ class Connection {
  public:
   enum class Access { reading, writing, creating };
 
-  /// Opens the file, which no symbolic link may lead to. Looks at nothing in it. Operations wait for `patience` while
-  /// another connection has the database locked. They touch no file but this one and its rollback journal, whatever is
-  /// in these, and fail where they would have to (see OneDatabase).
-  Connection(const std::filesystem::path& file, Access access, std::chrono::milliseconds patience);
+  /// Opens the file of that name in an opened folder; a symbolic link is refused. Looks at nothing in it. Operations
+  /// wait for `patience` while another connection has the database locked. They touch no file but this one and its
+  /// rollback journal in the same folder, whatever is in these, and fail where they would have to (see OneDatabase).
+  Connection(const Descriptor& folder, const std::string& name, Access access, std::chrono::milliseconds patience);
   Connection(Connection&&) = default;
   Connection& operator=(Connection&&) = delete;
 
@@ -93,6 +94,10 @@ class Connection {
     statement.next();
     return statement.integer(0);
   }
+
+  /// The folder that was given, and whether its entry of the database's name leads to another file by now, or to none.
+  const Descriptor& folder() const noexcept;
+  bool hasMoved() const noexcept;
 
   /// The row that was inserted last.
   std::int64_t lastInserted() const noexcept;

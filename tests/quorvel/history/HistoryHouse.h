@@ -15,6 +15,7 @@
 
 #include "quorvel/library/History.h"
 #include "quorvel/library/SQLite.h"
+#include "tests/quorvel/history/OpenedDatabase.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {
@@ -72,11 +73,11 @@ class HistoryHouse : public ::testing::Test {
 
   /// What a query on the database itself answers.
   std::int64_t integer(std::string_view sql) const {
-    return sqlite::Connection(database, sqlite::Connection::Access::reading, patience).integer(sql);
+    return openedDatabase(database, sqlite::Connection::Access::reading, patience).integer(sql);
   }
 
   void change(std::string_view sql) const {
-    sqlite::Connection(database, sqlite::Connection::Access::writing, patience).runAll(sql);
+    openedDatabase(database, sqlite::Connection::Access::writing, patience).runAll(sql);
   }
 
   /// Every file and folder below the root, with the bytes of short files and the size and a hash of those of others.

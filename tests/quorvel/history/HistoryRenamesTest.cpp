@@ -252,7 +252,7 @@ TEST_F(HistoryRenames, whatCouldNotBeWrittenAfterTheRenameIsMadeUpFor) {
   {
     PendingRename rename = history.willRename("Talk.md", "Speech.md");
     std::filesystem::rename(pathOf("Talk.md"), pathOf("Speech.md"));
-    sqlite::Connection other(database, sqlite::Connection::Access::writing, patience);
+    sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::writing, patience);
     other.runAll("BEGIN IMMEDIATE");
     rename.done();
   }

@@ -134,7 +134,7 @@ TEST_F(HistorySnapshot, theFirstOnesOfManyProcessesMakeOneDatabase) {
 /// pages of the database are changed already.
 void dieWhileWriting(const std::filesystem::path& database) {
   kelvane::tests::inChild([&]() -> std::string {
-    sqlite::Connection writer(database, sqlite::Connection::Access::writing, std::chrono::seconds(1));
+    sqlite::Connection writer = openedDatabase(database, sqlite::Connection::Access::writing, std::chrono::seconds(1));
     writer.runAll(
         "PRAGMA cache_size = 1; PRAGMA cache_spill = 1; BEGIN IMMEDIATE;"
         "UPDATE texts SET bytes = CAST('ruined' AS BLOB);"

@@ -5,10 +5,12 @@
 #include <sys/stat.h>
 
 #include "tests/quorvel/history/HistoryHouse.h"
+#include "tests/support/ChildProcess.h"
 
 namespace quorvel {
 namespace {
 
+using kelvane::tests::inChild;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -152,9 +154,46 @@ TEST_F(OneDatabase, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
   EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
 }
 
+TEST_F(OneDatabase, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
+  const auto tried = [&](const char* sql) -> std::string {
+    sqlite3* other = nullptr;
+    if (sqlite3_open(database.c_str(), &other) != SQLITE_OK) return "not opened";
+    const int code = sqlite3_exec(other, sql, nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    return sqlite3_errstr(code);
+  };
+  const char* write = "UPDATE versions SET saved = 1";
+  const char* look = "SELECT count(*) FROM versions";
+  {
+    auto own = openedDatabase(database, sqlite::Connection::Access::writing, patience);
+    own.runAll("BEGIN IMMEDIATE");
+    for (const bool inAnother : {false, true}) {
+      EXPECT_EQ(inAnother ? inChild([&] { return tried(write); }) : tried(write), "database is locked") << inAnother;
+      EXPECT_EQ(inAnother ? inChild([&] { return tried(look); }) : tried(look), "not an error") << inAnother;
+    }
+    own.runAll("COMMIT; BEGIN EXCLUSIVE");
+    EXPECT_EQ(tried(look), "database is locked");
+    EXPECT_EQ(inChild([&] { return tried(look); }), "database is locked");
+  }
+  EXPECT_EQ(inChild([&] { return tried(write); }), "not an error");
+
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  for (const bool inAnother : {false, true}) {
+    const auto kept = [&] { return sentenceOf([&] { keep("more", "Talk.md"); }); };
+    EXPECT_EQ(
+        inAnother ? inChild(kept) : kept(),
+        subject + "has been in use by another program for 1 second, so nothing was changed. Try again in a moment.")
+        << inAnother;
+  }
+  EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
+  EXPECT_EQ(story("Talk.md"), "words");
+}
+
 // SQLite sorts, and keeps what it may have to take back, in files unless it is told otherwise.
 TEST_F(OneDatabase, needsNoTemporaryFiles) {
-  sqlite::Connection connection(database, sqlite::Connection::Access::writing, patience);
+  sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   connection.runAll(
       "PRAGMA cache_size = 1; BEGIN;"
       "CREATE TABLE numbers (n UNIQUE); CREATE TEMP TABLE own (n);"
@@ -166,7 +205,7 @@ TEST_F(OneDatabase, needsNoTemporaryFiles) {
 }
 
 TEST_F(OneDatabase, isNoOtherThatAStatementNames) {
-  sqlite::Connection connection(database, sqlite::Connection::Access::writing, patience);
+  sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   const std::string attach = "ATTACH '" + elsewhere.native() + "' AS other; SELECT * FROM other.sqlite_schema";
   try {
     connection.runAll(attach);
@@ -185,8 +224,8 @@ TEST_F(OneDatabase, isForgottenWithItsConnection) {
   };
   const auto before = registered();
   {
-    sqlite::Connection one(database, sqlite::Connection::Access::reading, patience);
-    sqlite::Connection other = sqlite::Connection(database, sqlite::Connection::Access::reading, patience);
+    sqlite::Connection one = openedDatabase(database, sqlite::Connection::Access::reading, patience);
+    sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::reading, patience);
     EXPECT_THAT(registered(), SizeIs(before.size() + 2));
     EXPECT_EQ(one.integer("SELECT count(*) FROM versions"), 1);
     EXPECT_EQ(other.integer("SELECT count(*) FROM versions"), 1);

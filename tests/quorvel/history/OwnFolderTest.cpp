@@ -1,5 +1,6 @@
 #include "quorvel/library/OwnFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -29,31 +30,35 @@ class OwnFolder : public ::testing::Test {
     return ::fstat(descriptor.get(), &status) == 0 ? status.st_ino : 0;
   }
 
+  Descriptor opened(const std::filesystem::path& path) const {
+    return Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  Descriptor opened() const { return opened(root); }
+
   const kelvane::tests::TemporaryFolder folder;
   const std::filesystem::path root = folder.path();
   const std::filesystem::path own = root / ".kelvane";
 };
 
 TEST_F(OwnFolder, isNotMadeByOpening) {
-  EXPECT_FALSE(openOwnFolder(root));
-  EXPECT_FALSE(openOwnFolder(root / "gone"));
+  EXPECT_FALSE(openOwnFolder(opened()));
   EXPECT_TRUE(std::filesystem::is_empty(root));
 }
 
 TEST_F(OwnFolder, isMadeForItsOwnerAloneAndThenTheSame) {
-  const Descriptor made = makeOwnFolder(root);
+  const Descriptor made = makeOwnFolder(opened());
   struct stat status {};
   ASSERT_EQ(::stat(own.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0700U);
   EXPECT_EQ(inode(made), status.st_ino);
-  EXPECT_EQ(inode(makeOwnFolder(root)), status.st_ino);
-  EXPECT_EQ(inode(openOwnFolder(root)), status.st_ino);
+  EXPECT_EQ(inode(makeOwnFolder(opened())), status.st_ino);
+  EXPECT_EQ(inode(openOwnFolder(opened())), status.st_ino);
 }
 
 TEST_F(OwnFolder, keepsTheModeThatItHas) {
   std::filesystem::create_directory(own);
   std::filesystem::permissions(own, std::filesystem::perms(0755));
-  makeOwnFolder(root);
+  makeOwnFolder(opened());
   EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms(0755));
 }
 
@@ -71,19 +76,22 @@ TEST_F(OwnFolder, isNeverSomethingElseOfThatName) {
   };
   for (const auto& [what, done] : cases) {
     done();
-    EXPECT_EQ(errorOf([&] { openOwnFolder(root); }), ENOTDIR) << what;
-    EXPECT_EQ(errorOf([&] { makeOwnFolder(root); }), ENOTDIR) << what;
+    EXPECT_EQ(errorOf([&] { openOwnFolder(opened()); }), ENOTDIR) << what;
+    EXPECT_EQ(errorOf([&] { makeOwnFolder(opened()); }), ENOTDIR) << what;
     std::filesystem::remove(own);
   }
   EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
 }
 
 TEST_F(OwnFolder, isNotMadeWhereNothingIsOrMayBeWritten) {
-  EXPECT_EQ(errorOf([&] { makeOwnFolder(root / "gone"); }), ENOENT);
+  std::filesystem::create_directory(root / "gone");
+  const Descriptor gone = opened(root / "gone");
+  std::filesystem::remove(root / "gone");
+  EXPECT_EQ(errorOf([&] { makeOwnFolder(gone); }), ENOENT);
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   EXPECT_EQ(kelvane::tests::inChild([&] {
               kelvane::tests::becomeNobody();
-              return std::to_string(errorOf([&] { makeOwnFolder(root); }));
+              return std::to_string(errorOf([&] { makeOwnFolder(opened()); }));
             }),
             std::to_string(EACCES));
   std::filesystem::permissions(root, std::filesystem::perms(0700));

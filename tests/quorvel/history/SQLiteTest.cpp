@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include "tests/quorvel/history/OpenedDatabase.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel::sqlite {
@@ -28,7 +29,7 @@ class SQLite : public ::testing::Test {
 
 TEST_F(SQLite, bytesGoInAndComeOutAsTheyAre) {
   using namespace std::string_literals;
-  Connection connection(file, Access::creating, 0ms);
+  Connection connection = openedDatabase(file, Access::creating, 0ms);
   connection.run("CREATE TABLE t (x BLOB NOT NULL) STRICT");
   const std::string_view values[] = {"", "words", "a\0b", "\0", "\xff", std::string_view()};
   for (const std::string_view value :
@@ -45,36 +46,37 @@ TEST_F(SQLite, bytesGoInAndComeOutAsTheyAre) {
 }
 
 TEST_F(SQLite, integersHaveAllTheirBits) {
-  Connection connection(file, Access::creating, 0ms);
+  Connection connection = openedDatabase(file, Access::creating, 0ms);
   for (const std::int64_t value : {INT64_MIN, std::int64_t{-1}, std::int64_t{0}, INT64_MAX}) {
     EXPECT_EQ(connection.integer("SELECT ?", value), value);
   }
 }
 
 TEST_F(SQLite, anUnfinishedTransactionIsRolledBackAtTheConnectionsEnd) {
-  Connection(file, Access::creating, 0ms).runAll("CREATE TABLE t (x); BEGIN; INSERT INTO t VALUES (1)");
-  EXPECT_EQ(Connection(file, Access::reading, 0ms).integer("SELECT count(*) FROM t"), 0);
+  openedDatabase(file, Access::creating, 0ms).runAll("CREATE TABLE t (x); BEGIN; INSERT INTO t VALUES (1)");
+  EXPECT_EQ(openedDatabase(file, Access::reading, 0ms).integer("SELECT count(*) FROM t"), 0);
 }
 
 TEST_F(SQLite, failuresCarryTheirCode) {
-  Connection(file, Access::creating, 0ms).runAll("CREATE TABLE t (x UNIQUE)");
+  openedDatabase(file, Access::creating, 0ms).runAll("CREATE TABLE t (x UNIQUE)");
   const auto link = folder.path() / "link.sqlite";
   std::filesystem::create_symlink(file, link);
-  Connection connection(file, Access::writing, 0ms);
-  Connection other(file, Access::writing, 0ms);
+  Connection connection = openedDatabase(file, Access::writing, 0ms);
+  Connection other = openedDatabase(file, Access::writing, 0ms);
   other.runAll("INSERT INTO t VALUES (1)");
   const struct {
     const char* what;
     std::function<void()> attempt;
     int code;
   } cases[] = {
-      {"a file that is missing", [&] { Connection(folder.path() / "none", Access::reading, 0ms); }, SQLITE_CANTOPEN},
-      {"a link", [&] { Connection(link, Access::reading, 0ms); }, SQLITE_CANTOPEN_SYMLINK},
+      {"a file that is missing", [&] { openedDatabase(folder.path() / "none", Access::reading, 0ms); },
+       SQLITE_CANTOPEN},
+      {"a link", [&] { openedDatabase(link, Access::reading, 0ms); }, SQLITE_CANTOPEN_SYMLINK},
       {"no SQL", [&] { connection.run("SELEKT"); }, SQLITE_ERROR},
       {"no SQL among others", [&] { connection.runAll("SELECT 1; SELEKT"); }, SQLITE_ERROR},
       {"a rule broken", [&] { connection.run("INSERT INTO t VALUES (1)"); }, SQLITE_CONSTRAINT_UNIQUE},
-      {"writing while only reading is asked for", [&] { Connection(file, Access::reading, 0ms).run("DELETE FROM t"); },
-       SQLITE_READONLY},
+      {"writing while only reading is asked for",
+       [&] { openedDatabase(file, Access::reading, 0ms).run("DELETE FROM t"); }, SQLITE_READONLY},
       {"a database in use",
        [&] {
          other.run("BEGIN IMMEDIATE");

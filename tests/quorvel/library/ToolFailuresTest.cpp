@@ -14,6 +14,7 @@
 #include "protocol/JSON.h"
 #include "quorvel/library/SQLite.h"
 #include "scripttools/ScriptTools.h"
+#include "tests/quorvel/history/OpenedDatabase.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"
@@ -87,7 +88,7 @@ class ToolFailure : public LibraryHouse, public ::testing::WithParamInterface<st
   std::string failureOf(const ToolCall& call, const Calamity& calamity);
 
   sqlite::Connection database() const {
-    return sqlite::Connection(root / ".kelvane/history.sqlite", sqlite::Connection::Access::writing, patience);
+    return openedDatabase(root / ".kelvane/history.sqlite", sqlite::Connection::Access::writing, patience);
   }
 
   void permit(const std::filesystem::path& file, unsigned mode) const {

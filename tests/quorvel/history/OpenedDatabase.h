@@ -1,0 +1,20 @@
+#pragma once
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "quorvel/library/Descriptor.h"
+#include "quorvel/library/SQLite.h"
+
+namespace quorvel {
+
+/// A connection to the database at a path.
+inline sqlite::Connection openedDatabase(const std::filesystem::path& file, sqlite::Connection::Access access,
+                                         std::chrono::milliseconds patience) {
+  const Descriptor folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return sqlite::Connection(folder, file.filename(), access, patience);
+}
+
+}  // namespace quorvel
