@@ -41,8 +41,8 @@ std::string FolderLibrary::fileExtension() const {
   return std::string(scriptSuffix.substr(1));
 }
 
-Descriptor FolderLibrary::openRoot() const {
-  Descriptor root(::open(root_.c_str(), passingFlags() | O_CLOEXEC));
+std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const {
+  auto root = OpenedRoot::find(root_);
   if (!root) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", errno);
   return root;
 }
@@ -60,16 +60,16 @@ std::size_t FolderLibrary::longestIdentifier() const {
 }
 
 std::size_t FolderLibrary::countOfUnlistableNames() const {
-  const Descriptor root = openRoot();
-  const auto count = quorvel::countOfUnlistableNames(means_.calls, {root.get(), {}, longestIdentifier()});
+  const auto root = openRoot();
+  const auto count = quorvel::countOfUnlistableNames(means_.calls, {root->folder().get(), {}, longestIdentifier()});
   if (!count) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
   return *count;
 }
 
 std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& folder) const {
   const std::string identifier = this->identifier(folder);
-  const Descriptor root = openRoot();
-  auto items = listing(means_.calls, {root.get(), identifier, longestIdentifier()});
+  const auto root = openRoot();
+  auto items = listing(means_.calls, {root->folder().get(), identifier, longestIdentifier()});
   if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", errno);
   return std::move(*items);
 }
@@ -85,8 +85,9 @@ std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
   if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
-  const Descriptor root = openRoot();
-  const Descriptor file = openBeneath(means_.calls, root.get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  const auto root = openRoot();
+  const Descriptor file =
+      openBeneath(means_.calls, root->folder().get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) throw failure(happened, errno);
   if (S_ISDIR(status.st_mode)) throw failure(happened, EISDIR);

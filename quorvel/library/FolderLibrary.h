@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "platform/QuorvelLibrary.h"
-#include "quorvel/library/Descriptor.h"
 #include "quorvel/library/History.h"
+#include "quorvel/library/OpenedRoot.h"
 #include "quorvel/library/Place.h"
 #include "quorvel/library/SystemCalls.h"
 
@@ -26,6 +26,11 @@ namespace quorvel {
 /// listed. What lies in the library's own folder, ".kelvane", can be read but not changed. A folder that another
 /// program moves away while a call is at work in it is worked in to the end of that call, where it is then; `write`
 /// looks again behind its replacement, and takes it back.
+///
+/// The root may be moved away and another folder get its name at any moment. From `lock` to its end the operations of
+/// that thread work in the one folder that was locked, and so does the history, and each operation by itself where
+/// there is no lock. A writing operation fails when its root is not in its place at the end: nothing is changed, or the
+/// sentence says what was changed and in which folder.
 ///
 /// Operations throw LibraryError, whose sentences name the item and say what is true afterwards; unless they say
 /// otherwise, text, names and history are as they were. Failures of the history pass through.
@@ -94,7 +99,8 @@ class FolderLibrary final : public ScriptLibrary {
   ScriptItem recreate(std::string_view identifier);
 
  private:
-  Descriptor openRoot() const;
+  std::shared_ptr<const OpenedRoot> openRoot() const;
+  std::shared_ptr<const OpenedRoot> openRootToChange(const std::string& happened) const;
   std::string read(const ScriptItem& script, std::chrono::milliseconds patienceWithWriters) const;
   std::size_t longestIdentifier() const;
   bool fitsWith(std::size_t moreBytes, const std::string& folder) const;

@@ -17,6 +17,7 @@
 #include "quorvel/library/LibraryError.h"
 #include "quorvel/library/Listing.h"
 #include "quorvel/library/OpenWriters.h"
+#include "quorvel/library/OpenedRoot.h"
 #include "quorvel/library/Renaming.h"
 #include "quorvel/library/Replacement.h"
 #include "quorvel/library/TemporaryName.h"
@@ -57,6 +58,17 @@ bool makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind)
       ::openat(folder.folder.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)));
 }
 
+void requireInPlace(const OpenedRoot& root, const std::string& happened) {
+  if (!root.isInPlace()) throw LibraryError(happened + ", because " + root.whyNotInPlace());
+}
+
+// For the end of an operation. `done` begins the sentence as above; all that was done is in the folder that is not in
+// its place any more, so its history goes with it.
+void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
+  if (!root.isInPlace())
+    throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
+}
+
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
 // \"Talk.md\" was made".
 void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::string& done) {
@@ -66,6 +78,12 @@ void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::st
 }
 
 }  // namespace
+
+std::shared_ptr<const OpenedRoot> FolderLibrary::openRootToChange(const std::string& happened) const {
+  auto root = openRoot();
+  requireInPlace(*root, happened);
+  return root;
+}
 
 std::unique_ptr<LibraryLock> FolderLibrary::lock() {
   openRoot();
@@ -112,15 +130,18 @@ void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::
 }
 
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
-  const ChangingEntry place = entryToChange(means_.calls, openRoot(), script.identifier,
-                                            quorvel::quoted(script.identifier) + " could not be written");
+  const std::string happened = quorvel::quoted(script.identifier) + " could not be written";
+  const auto root = openRootToChange(happened);
+  const ChangingEntry place = entryToChange(means_.calls, root->folder(), script.identifier, happened);
   const auto isInPlace = [&] {
-    const Descriptor folder = openBeneath(means_.calls, openRoot().get(), place.in.identifier, passingFlags());
+    requireInPlace(*root, happened);
+    const Descriptor folder = openBeneath(means_.calls, root->folder().get(), place.in.identifier, passingFlags());
     return folder && identityOf(folder.get()) == identityOf(place.in.folder.get());
   };
   sweep(place.in);
   replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier, isInPlace}, text,
               [&](std::string_view taken) { keepUnlessHeld(taken, place.identifier(), savedMeanwhile); });
+  requireStillInPlace(*root, "The new text of " + quorvel::quoted(script.identifier) + " was written");
 }
 
 ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std::string>& folder) {
@@ -134,7 +155,8 @@ ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optiona
 ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind) {
   const std::string name = requiredName(asked, kind);
   const std::string happened = "The " + std::string(word(kind)) + " " + quorvel::quoted(name) + " could not be made";
-  const ChangingFolder place = folderToChange(means_.calls, openRoot(), folder.value_or(std::string()), happened);
+  const auto root = openRootToChange(happened);
+  const ChangingFolder place = folderToChange(means_.calls, root->folder(), folder.value_or(std::string()), happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
   if (kind == Kind::script) sweep(place);  // what is left of a script that is gone belongs to its history
   for (std::size_t first = 1;;) {
@@ -145,7 +167,9 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
     const bool beginsAnew = kind == Kind::script && history_->beginAnew(identifier);
     if (makeEntry(place, file, kind)) {
-      flush(means_.calls, place, "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made");
+      const std::string done = "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made";
+      flush(means_.calls, place, done);
+      requireStillInPlace(*root, done);
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
     }
     const int error = errno;
@@ -157,14 +181,15 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
 
 // Whether what is in a folder can still be opened by its path when the folder's own gets longer.
 bool FolderLibrary::fitsWith(std::size_t moreBytes, const std::string& folder) const {
-  const Descriptor root = openRoot();
+  const auto root = openRoot();
   const std::size_t longest = longestIdentifier();
-  return longestIdentifierBelow(means_.calls, {root.get(), folder, longest}) + moreBytes <= longest;
+  return longestIdentifierBelow(means_.calls, {root->folder().get(), folder, longest}) + moreBytes <= longest;
 }
 
 ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked) {
   const std::string happened = quorvel::quoted(item.identifier) + " could not be renamed";
-  const ChangingEntry place = entryToChange(means_.calls, openRoot(), item.identifier, happened);
+  const auto root = openRootToChange(happened);
+  const ChangingEntry place = entryToChange(means_.calls, root->folder(), item.identifier, happened);
   const int folder = place.in.folder.get();
   struct stat status;
   if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw failure(happened, errno);
@@ -197,9 +222,11 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
           ", because the path of something in it would be too long for the system then. Use a shorter name.");
     PendingRename pending = history_->willRename(place.identifier(), result.identifier);
     if ((isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file)) {
-      flush(means_.calls, place.in,
-            quorvel::quoted(item.identifier) + " was renamed to " + quorvel::quoted(result.identifier));
+      const std::string done =
+          quorvel::quoted(item.identifier) + " was renamed to " + quorvel::quoted(result.identifier);
+      flush(means_.calls, place.in, done);
       pending.done();
+      requireStillInPlace(*root, done);
       return result;
     }
     if (errno == EOPNOTSUPP)
@@ -215,21 +242,24 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
   const std::string happened = quorvel::quoted(identifier) + " could not be put back";
   if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
   if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+  const auto root = openRootToChange(happened);
   const std::size_t slash = identifier.rfind('/');
   const std::string_view parent = slash == std::string_view::npos ? std::string_view() : identifier.substr(0, slash);
   for (std::size_t end = 0; end < parent.size();) {
     end = std::min(parent.find('/', end + 1), parent.size());
-    const ChangingEntry above = entryToChange(means_.calls, openRoot(), parent.substr(0, end), happened);
+    const ChangingEntry above = entryToChange(means_.calls, root->folder(), parent.substr(0, end), happened);
     if (isThere(above.in, above.name)) continue;
     if (!makeEntry(above.in, above.name, Kind::folder) && errno != EEXIST) throw failure(happened, errno);
     flush(means_.calls, above.in, "The folder " + quorvel::quoted(above.identifier()) + " was made");
   }
-  const ChangingEntry place = entryToChange(means_.calls, openRoot(), identifier, happened);
+  const ChangingEntry place = entryToChange(means_.calls, root->folder(), identifier, happened);
   if (!makeEntry(place.in, place.name, Kind::script)) {
     if (errno != EEXIST) throw failure(happened, errno);
     throw LibraryError(happened + ", because there is something of that name.");
   }
-  flush(means_.calls, place.in, "The script " + quorvel::quoted(identifier) + " was made");
+  const std::string done = "The script " + quorvel::quoted(identifier) + " was made";
+  flush(means_.calls, place.in, done);
+  requireStillInPlace(*root, done);
   std::string name = place.name.substr(0, place.name.size() - scriptSuffix.size());
   return {place.identifier(), std::move(name), Kind::script, std::nullopt};
 }

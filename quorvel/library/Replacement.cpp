@@ -121,6 +121,7 @@ class Replacement {
     try {
       requireFolderInPlace();
       keepTextOf(openFile(temporary_));
+      requireFolderInPlace();  // for the text that was kept as well
     } catch (...) {
       undo();
       throw;
