@@ -213,6 +213,10 @@ void lookAtEntry(const Entry& entry, const std::string& executable, Findings& fi
   std::string with;
   for (const std::string& argument : entry.arguments) with += (with.empty() ? "" : " ") + onOneLine(argument);
   const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
+  if (!areOfAServer(entry.arguments)) {
+    findings.wrong(program + "does not serve. Run: kelvane connect " + std::string(entry.client->name));
+    return;
+  }
   try {
     findings.right(program + answer(executable, entry.arguments));
   } catch (const std::exception& error) {

@@ -149,15 +149,26 @@ std::optional<JSON> resultIn(std::string_view output, double id) {
   return std::nullopt;
 }
 
+// Why a process that said nothing on standard error is not one that served and ended.
+std::string failedEnd(int status) {
+  if (WIFSIGNALED(status)) return "It was ended by signal " + std::to_string(WTERMSIG(status)) + '.';
+  return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0.";
+}
+
 }  // namespace
+
+bool areOfAServer(const std::vector<std::string>& arguments) noexcept {
+  return arguments.empty() || arguments.front() == "serve";
+}
 
 std::size_t handshake(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                       std::chrono::milliseconds patience) {
+  if (!areOfAServer(arguments)) throw std::runtime_error("It was not started, because these arguments do not serve.");
   Child child(program, arguments, Clock::now() + patience);
   child.send(greeting);
   const Child::Result result = child.finish();
   if (!result.errors.empty()) throw std::runtime_error("It said: " + result.errors.substr(0, result.errors.find('\n')));
-  if (result.status != 0) throw std::runtime_error("It ended before it had answered.");
+  if (result.status != 0) throw std::runtime_error(failedEnd(result.status));
   const auto introduction = resultIn(result.output, 1);
   const auto catalogue = resultIn(result.output, 2);
   const JSON* tools = catalogue ? (*catalogue)["tools"] : nullptr;

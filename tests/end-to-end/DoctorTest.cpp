@@ -149,9 +149,10 @@ const Ailment ailments[] = {
        home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":")" + home.text() + R"(/link"}}})");
      },
      "ok     \"HOME/.claude.json\" lets Claude start this program, as \"HOME/link\".", 0},
-    {"theArgumentsAreWrong", [](const Folder& home) { home.put(".claude.json", entry("[\"--bad\"]")); },
-     "wrong  \"HOME/.claude.json\" lets Claude start this program with \"--bad\", which does not answer. It said: "
-     "\"kelvane\" has no option \"--bad\". \"kelvane --help\" says what there is."},
+    {"theArgumentsAreWrong", [](const Folder& home) { home.put(".claude.json", entry("[\"serve\", \"--bad\"]")); },
+     "wrong  \"HOME/.claude.json\" lets Claude start this program with \"serve --bad\", which does not answer. It "
+     "said: "
+     "\"kelvane serve\" has no option \"--bad\". \"kelvane serve --help\" says what there is."},
     {"theArgumentsInTOMLAreWrong",
      [](const Folder& home) {
        home.put(".codex/config.toml", "mcp_servers.kelvane = { args = [\"serve\", \"--library\"], command = \"" +
@@ -192,6 +193,26 @@ const Ailment ailments[] = {
 
 INSTANTIATE_TEST_SUITE_P(Ailments, Ailing, testing::ValuesIn(ailments),
                          [](const auto& ailment) { return std::string(ailment.param.name); });
+
+// An entry's arguments are a stranger's: whatever else the program can do, it is not done to see whether it serves.
+TEST_F(Doctor, startsNothingButAServerWhateverAnEntrySays) {
+  setUp();
+  for (const char* arguments : {"settings disable", "settings", "doctor", "connect codex", "disconnect claude",
+                                "restore Talk 1", "call create_script name=New --allow-writes", "history",
+                                "show Talk 1", "--version", "--help", "frobnicate", "--bad"}) {
+    SCOPED_TRACE(arguments);
+    std::string list(arguments);
+    for (std::size_t at = 0; (at = list.find(' ', at)) != std::string::npos; at += 3) list.replace(at, 1, "\",\"");
+    home.put(".claude.json", entry("[\"" + list + "\"]"));
+    const auto before = home.census();
+    const Outcome outcome = kelvane({"doctor"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.output,
+                HasSubstr("\nwrong  \"" + at(".claude.json") + "\" lets Claude start this program with \"" + arguments +
+                          "\", which does not serve. Run: kelvane connect claude\n"));
+    ASSERT_EQ(home.census(), before) << "the first of them would be seen before one starts processes without end";
+  }
+}
 
 TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
   setUp();
