@@ -2,14 +2,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <string>
-#include <system_error>
 #include <thread>
 
 #include "tests/end-to-end/Client.h"
@@ -69,13 +71,20 @@ TEST_F(Descriptors, noneAtAllIsStillAnEnd) {
   EXPECT_EQ(run(start), (Outcome{1, "", ""}));
 }
 
-// What each descriptor of a process leads to.
-std::map<int, std::string> openFiles(pid_t process) {
+// What each descriptor of a child leads to, all at one moment: it is stopped meanwhile, as else those that were listed
+// could be others by the time that they are read. None when it has ended.
+std::map<int, std::string> openFiles(pid_t child) {
   std::map<int, std::string> files;
-  std::error_code closedMeanwhile;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
-    files[std::stoi(entry.path().filename())] = std::filesystem::read_symlink(entry, closedMeanwhile);
+  siginfo_t change{};
+  if (::kill(child, SIGSTOP) != 0) return files;
+  while (::waitid(P_PID, static_cast<id_t>(child), &change, WSTOPPED | WEXITED | WNOWAIT) != 0) {
+    if (errno != EINTR) return files;
   }
+  if (change.si_code != CLD_STOPPED) return files;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(child) + "/fd")) {
+    files[std::stoi(entry.path().filename())] = std::filesystem::read_symlink(entry);
+  }
+  ::kill(child, SIGCONT);
   return files;
 }
 
