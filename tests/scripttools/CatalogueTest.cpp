@@ -59,6 +59,36 @@ TEST_F(Catalogue, isMadeWithoutALookAtTheLibrary) {
   EXPECT_TRUE(watch->accesses.empty());
 }
 
+// The names between back quotes in the first column of the table of tools, in their order, and how many stand above the
+// row about writing.
+std::pair<std::vector<std::string>, std::size_t> toolsOfTheReadme() {
+  std::ifstream file(KELVANE_SOURCE_DIR "/README.md");
+  EXPECT_TRUE(file);
+  std::vector<std::string> names;
+  std::size_t reading = 0;
+  bool isInTable = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("## ")) isInTable = line == "## The tools";
+    if (!isInTable || !line.starts_with("| ")) continue;
+    const std::string column = line.substr(1, line.find('|', 1) - 1);
+    if (column == " where writing is allowed: ") reading = names.size();
+    for (std::size_t open = column.find('`'); open != std::string::npos;) {
+      const std::size_t close = column.find('`', open + 1);
+      names.push_back(column.substr(open + 1, close - open - 1));
+      open = column.find('`', close + 1);
+    }
+  }
+  return {names, reading};
+}
+
+TEST_F(Catalogue, isWhatTheReadmeListsInItsOrder) {
+  const auto [listed, reading] = toolsOfTheReadme();
+  std::vector<std::string> names;
+  for (const Tool& tool : ScriptTools(library, versions).tools(true)) names.push_back(tool.name());
+  EXPECT_EQ(names, listed);
+  EXPECT_EQ(ScriptTools(library, versions).tools(false).size(), reading);
+}
+
 TEST(CatalogueDeathTest, needsALibraryAndAHistory) {
   const auto history = std::make_shared<InMemoryVersionStore>();
   EXPECT_DEATH(ScriptTools(nullptr, history), "^Fatal error: ");
