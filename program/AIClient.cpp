@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <stdexcept>
+#include <system_error>
 
 #include "platform/HomeFolder.h"
 #include "program/configuration/ClaudeConfigFile.h"
@@ -14,16 +14,13 @@ namespace {
 
 using Files = std::vector<std::filesystem::path>;
 
-std::filesystem::path home() {
-  if (auto home = homeFolder()) return *std::move(home);
-  throw std::runtime_error("There is no home folder to look for a client's configuration in: let HOME name one.");
-}
-
-/// The folder that a variable names, else this one in the home.
-std::filesystem::path folderOf(const char* variable, std::string_view below) {
+/// The folder that a variable names, else this one in the home, if there is one.
+std::optional<std::filesystem::path> folderOf(const char* variable, std::string_view below) {
   const char* named = std::getenv(variable);
   if (named != nullptr && *named != '\0') return named;
-  return below.empty() ? home() : home() / below;
+  const auto home = homeFolder();
+  if (!home || below.empty()) return home;
+  return *home / below;
 }
 
 // A link counts though it leads nowhere: whoever made it wants the file where it points.
@@ -32,19 +29,34 @@ bool isThere(const std::filesystem::path& file) {
   return std::filesystem::exists(std::filesystem::symlink_status(file, error));
 }
 
+// The command line reads this one and no other where it is there: a link that leads nowhere is not.
+std::optional<std::filesystem::path> olderClaudeFile() {
+  const auto folder = folderOf("CLAUDE_CONFIG_DIR", ".claude");
+  std::error_code error;
+  if (!folder || !std::filesystem::exists(*folder / ".config.json", error)) return std::nullopt;
+  return *folder / ".config.json";
+}
+
 Files claudeFiles() {
-  const Files all = {
-      folderOf("CLAUDE_CONFIG_DIR", "") / ".claude.json",                        // the command line's
-      home() / ".config/Claude/claude_desktop_config.json",                      // the desktop's, on Linux
-      home() / "Library/Application Support/Claude/claude_desktop_config.json",  // and on macOS
-  };
+  Files all;
+  if (const auto older = olderClaudeFile()) {
+    all.push_back(*older);
+  } else if (const auto folder = folderOf("CLAUDE_CONFIG_DIR", "")) {
+    all.push_back(*folder / ".claude.json");
+  }
+  if (const auto home = homeFolder()) {
+    all.push_back(*home / ".config/Claude/claude_desktop_config.json");                      // the desktop's, on Linux
+    all.push_back(*home / "Library/Application Support/Claude/claude_desktop_config.json");  // and on macOS
+  }
   Files present;
   std::copy_if(all.begin(), all.end(), std::back_inserter(present), isThere);
-  return present.empty() ? Files{all.front()} : present;
+  if (present.empty() && !all.empty()) present.push_back(all.front());
+  return present;
 }
 
 Files codexFiles() {
-  return {folderOf("CODEX_HOME", ".codex") / "config.toml"};
+  const auto folder = folderOf("CODEX_HOME", ".codex");
+  return folder ? Files{*folder / "config.toml"} : Files{};
 }
 
 }  // namespace
@@ -52,9 +64,11 @@ Files codexFiles() {
 const std::vector<AIClient>& aiClients() {
   static const std::vector<AIClient> all = {
       {"claude", "Claude", claudeFiles, ClaudeConfigFile::adding, ClaudeConfigFile::removing, ClaudeConfigFile::command,
-       ClaudeConfigFile::arguments, ClaudeConfigFile::example},
+       ClaudeConfigFile::arguments, ClaudeConfigFile::home, [](std::string_view) { return false; },
+       [](std::string_view, std::string_view) { return false; }, ClaudeConfigFile::example},
       {"codex", "Codex", codexFiles, CodexConfigFile::adding, CodexConfigFile::removing, CodexConfigFile::command,
-       CodexConfigFile::arguments, CodexConfigFile::example},
+       CodexConfigFile::arguments, CodexConfigFile::home, CodexConfigFile::isSwitchedOff, CodexConfigFile::names,
+       CodexConfigFile::example},
   };
   return all;
 }

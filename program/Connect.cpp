@@ -31,7 +31,8 @@ constexpr std::string_view connectHelp =
 Usage: kelvane connect claude|codex [--config FILE] [--dry-run]
 
   claude           Claude: ~/.claude.json, or .claude.json in CLAUDE_CONFIG_DIR, for the command line, and the desktop
-                   app's claude_desktop_config.json; all of them that exist.
+                   app's claude_desktop_config.json; all of them that exist. Where ~/.claude/.config.json exists, or
+                   .config.json in CLAUDE_CONFIG_DIR, the command line reads that file instead, so it is changed.
   codex            Codex: ~/.codex/config.toml, or config.toml in CODEX_HOME.
   --config FILE    Register in this file instead.
   --dry-run        Show what would change, or why it would be refused, and change nothing.
@@ -210,6 +211,9 @@ int run(const ConnectOptions& options, bool isConnecting) {
   const AIClient& client = clientNamed(options.client, isConnecting ? "connect" : "disconnect");
   const Registration registration(client, isConnecting ? ownExecutable() : File(), isConnecting, options);
   const std::vector<File> files = options.file.empty() ? client.files() : std::vector<File>{options.file};
+  if (files.empty()) {
+    throw std::runtime_error("There is no home folder to look for a client's configuration in: let HOME name one.");
+  }
   bool isDone = true;
   for (const File& file : files) isDone = registration.make(file) && isDone;
   if (isConnecting && isDone && !options.isDryRun) sayWhatIsMissing();

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/FileSystem.h"
+#include "platform/HomeFolder.h"
 #include "program/AIClient.h"
 #include "program/ClientFile.h"
 #include "program/Handshake.h"
@@ -57,7 +58,7 @@ class Findings {
 
  private:
   static void say(std::string_view mark, const std::string& sentences) {
-    print(std::string(mark).append(sentences).append("\n"));
+    print(std::string(mark).append(onOneLine(sentences)).append("\n"));
   }
 
   bool anythingWrong_ = false;
@@ -69,25 +70,35 @@ struct Entry {
   std::filesystem::path file;
   std::optional<std::string> command = {};
   std::vector<std::string> arguments = {};
+  std::optional<std::string> home = {};  // what it sets HOME to
+  bool isSwitchedOff = false;
   std::string problem = {};  // complete sentences, where the file does not say it
+  bool isInLines = false;    // where it does not: that its lines register this program all the same
 };
 
-std::vector<Entry> entriesOfAllClients() {
+Entry entryIn(std::filesystem::path file, const AIClient& client, const std::string& executable) {
+  Entry entry{&client, std::move(file)};
+  std::string text;
+  try {
+    text = quorvel::readFile(entry.file).value_or("");
+    entry.command = client.command(text);
+    entry.arguments = client.arguments(text);
+    entry.home = client.home(text);
+    entry.isSwitchedOff = client.isSwitchedOff(text);
+  } catch (const ConfigRefused& error) {
+    entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
+    entry.isInLines = client.names(executable, text);
+    if (entry.isInLines) entry.problem += " Its lines register this program.";
+  } catch (const std::exception& error) {
+    entry.problem = error.what();
+  }
+  return entry;
+}
+
+std::vector<Entry> entriesOfAllClients(const std::string& executable) {
   std::vector<Entry> entries;
   for (const AIClient& client : aiClients()) {
-    for (std::filesystem::path& file : client.files()) {
-      Entry entry{&client, std::move(file)};
-      try {
-        const std::string text = quorvel::readFile(entry.file).value_or("");
-        entry.command = client.command(text);
-        entry.arguments = client.arguments(text);
-      } catch (const ConfigRefused& error) {
-        entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
-      } catch (const std::exception& error) {
-        entry.problem = error.what();
-      }
-      entries.push_back(std::move(entry));
-    }
+    for (std::filesystem::path& file : client.files()) entries.push_back(entryIn(std::move(file), client, executable));
   }
   return entries;
 }
@@ -95,8 +106,8 @@ std::vector<Entry> entriesOfAllClients() {
 // Whether a client gets what the settings say, or will once it is connected. One that starts us with arguments does
 // not.
 bool dependOnSettings(const std::vector<Entry>& entries) {
-  const auto isRegistered = [](const Entry& entry) { return entry.command.has_value(); };
-  const auto isBare = [](const Entry& entry) { return entry.command && entry.arguments.empty(); };
+  const auto isRegistered = [](const Entry& entry) { return entry.command || entry.isInLines; };
+  const auto isBare = [](const Entry& entry) { return entry.isInLines || (entry.command && entry.arguments.empty()); };
   return std::none_of(entries.begin(), entries.end(), isRegistered) ||
          std::any_of(entries.begin(), entries.end(), isBare);
 }
@@ -197,6 +208,18 @@ std::string faultOf(const std::string& command, const std::string& executable) {
   return std::filesystem::exists(command, error) ? "not this program" : "not there";
 }
 
+// Whether what the entry starts takes its settings from another home than ours; with a library of its own it takes
+// none.
+bool readsOtherSettings(const Entry& entry) {
+  const auto namesLibrary = [](const std::string& word) {
+    return word == "--library" || word.starts_with("--library=");
+  };
+  if (!entry.home || std::any_of(entry.arguments.begin(), entry.arguments.end(), namesLibrary)) return false;
+  const auto ours = homeFolder();
+  std::error_code error;
+  return !ours || (*entry.home != *ours && !std::filesystem::equivalent(*entry.home, *ours, error));
+}
+
 void lookAtEntry(const Entry& entry, const std::string& executable, Findings& findings) {
   const std::string starts = inQuotes(entry.file.native()) + " lets " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
@@ -205,13 +228,25 @@ void lookAtEntry(const Entry& entry, const std::string& executable, Findings& fi
                    std::string(entry.client->name) + "\" registers this one.");
     return;
   }
-  const std::string alias = *entry.command == executable ? "" : ", as \"" + onOneLine(*entry.command) + "\"";
+  const std::string anew = "or write the entry anew. Run: kelvane connect " + std::string(entry.client->name);
+  if (entry.isSwitchedOff) {
+    findings.wrong(inQuotes(entry.file.native()) + " registers this program but has it switched off, so " +
+                   std::string(entry.client->title) + " does not start it. Take \"enabled = false\" out there, " +
+                   anew);
+    return;
+  }
+  if (readsOtherSettings(entry)) {
+    findings.wrong(starts + "this program with HOME set to " + inQuotes(*entry.home) +
+                   ", so it does not read your settings. Take HOME out there, " + anew);
+    return;
+  }
+  const std::string alias = *entry.command == executable ? "" : ", as " + inQuotes(*entry.command);
   if (entry.arguments.empty()) {
     findings.right(starts + "this program" + alias + ".");
     return;
   }
   std::string with;
-  for (const std::string& argument : entry.arguments) with += (with.empty() ? "" : " ") + onOneLine(argument);
+  for (const std::string& argument : entry.arguments) with += (with.empty() ? "" : " ") + argument;
   const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
   if (!areOfAServer(entry.arguments)) {
     findings.wrong(program + "does not serve. Run: kelvane connect " + std::string(entry.client->name));
@@ -220,14 +255,14 @@ void lookAtEntry(const Entry& entry, const std::string& executable, Findings& fi
   try {
     findings.right(program + answer(executable, entry.arguments));
   } catch (const std::exception& error) {
-    findings.wrong(program + "does not answer. " + onOneLine(error.what()));
+    findings.wrong(program + "does not answer. " + error.what());
   }
 }
 
 void lookAtClients(const std::vector<Entry>& entries, const std::string& executable, Findings& findings) {
   bool anyRegistered = false;
   for (const Entry& entry : entries) {
-    if (!entry.problem.empty()) findings.wrong(onOneLine(entry.problem));
+    if (!entry.problem.empty()) findings.wrong(entry.problem);
     if (entry.command) lookAtEntry(entry, executable, findings);
     anyRegistered = anyRegistered || entry.command || !entry.problem.empty();
   }
@@ -250,7 +285,7 @@ void shakeHands(const std::string& executable, const std::vector<std::string>& a
   try {
     findings.right("Started as an AI client starts it, this program " + answer(executable, arguments));
   } catch (const std::exception& error) {
-    findings.wrong("Started as an AI client starts it, this program does not answer. " + onOneLine(error.what()));
+    findings.wrong("Started as an AI client starts it, this program does not answer. " + std::string(error.what()));
   }
 }
 
@@ -258,8 +293,12 @@ int doctor(const LibraryOptions& options) {
   Findings findings;
   const OwnSettings settings;
   const std::string executable = ownExecutable();
-  const std::vector<Entry> entries = entriesOfAllClients();
-  lookAtSwitches(settings, dependOnSettings(entries), findings);
+  const std::vector<Entry> entries = entriesOfAllClients(executable);
+  if (homeFolder() || options.folder.empty() || !entries.empty()) {
+    lookAtSwitches(settings, dependOnSettings(entries), findings);
+  } else {
+    findings.remark("There is no home folder, so there are no settings and no AI client is set up. Let HOME name one.");
+  }
   const auto opened = lookAtLibrary(options, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);

@@ -130,6 +130,13 @@ std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
   return arguments;
 }
 
+std::optional<std::string> ClaudeConfigFile::home(std::string_view in) {
+  if (isBlank(in)) return std::nullopt;
+  const JSONText document = read(in);
+  const auto place = document.find({serversKey, entryKey, "env", "HOME"});
+  return place && place->kind == Kind::string ? std::optional(document.string(*place)) : std::nullopt;
+}
+
 std::string ClaudeConfigFile::example(std::string_view command) {
   JSONText text = read("{}\n");
   text.set({serversKey, entryKey, "args"}, "[]");

@@ -38,6 +38,10 @@ struct ClaudeConfigFile {
   /// Throws ConfigRefused when the text is not JSON.
   static std::vector<std::string> arguments(std::string_view in);
 
+  /// What our entry sets HOME to for its command; nothing when it does not.
+  /// Throws ConfigRefused when the text is not JSON.
+  static std::optional<std::string> home(std::string_view in);
+
   /// A whole document with nothing but our entry, for a person to paste from.
   static std::string example(std::string_view command);
 };

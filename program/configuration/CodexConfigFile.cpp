@@ -63,22 +63,19 @@ void requireCommandThatStandsForItself(std::string_view command) {
       "differently in this file. Move the program to another folder, or paste the lines by hand.");
 }
 
-TOMLText read(std::string_view text) {
+TOMLText read(std::string_view text, const char* refusal) {
   try {
     return TOMLText(text);
   } catch (const ConfigRefused&) {
-    throw ConfigRefused(
-        "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table "
-        "of servers in a form that takes no others. It was left as it is; change it by hand.");
+    throw ConfigRefused(refusal);
   }
 }
 
-void requireNoEntry(const TOMLText& rest, const TOMLText& whole) {
+void requireNoEntry(const TOMLText& rest, const TOMLText& whole, std::string_view consequence) {
   if (!rest.entryLine()) return;
   throw ConfigRefused("The file registers \"kelvane\" at line " + std::to_string(whole.entryLine().value_or(1)) +
                       " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a " +
-                      "comment, or line breaks of both kinds. A second entry would keep the client from starting, so " +
-                      "the file was left as it is. Take that entry out by hand and try again.");
+                      "comment, or line breaks of both kinds. " + std::string(consequence));
 }
 
 void requireProof(bool isProven) {
@@ -110,8 +107,14 @@ ConfigEdit CodexConfigFile::adding(std::string_view command, std::string_view to
   const Lines lines(to);
   ConfigEdit edit{lines.back(CodexConfig::adding(command, lines.text())), {}};
   if (edit.text == to) return edit;
-  requireNoEntry(read(lines.back(CodexConfig::removing(lines.text()))), old);
-  const TOMLText fresh = read(edit.text);
+  constexpr const char* notAdded =
+      "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table "
+      "of "
+      "servers in a form that takes no others. It was left as it is; change it by hand.";
+  requireNoEntry(read(lines.back(CodexConfig::removing(lines.text())), notAdded), old,
+                 "A second entry would keep the client from starting, so the file was left as it is. Take that entry "
+                 "out by hand and try again.");
+  const TOMLText fresh = read(edit.text, notAdded);
   requireProof(fresh.registersOnly(command) && fresh.equalsBesidesEntry(old));
   edit.dropped = dropped(lines.text(), old);
   return edit;
@@ -126,8 +129,10 @@ ConfigEdit CodexConfigFile::removing(std::string_view from) {
     edit.text = lines.back(CodexConfig::removing(lines.text()));
     edit.dropped = dropped(lines.text(), old);
   }
-  const TOMLText fresh = read(edit.text);
-  requireNoEntry(fresh, old);
+  const TOMLText fresh = read(edit.text,
+                              "With our lines taken out, the file would not be TOML any more: it has them in the "
+                              "middle of a value. It was left as it is; take them out by hand.");
+  requireNoEntry(fresh, old, "The file was left as it is. Take that entry out by hand.");
   requireProof(fresh.equalsBesidesEntry(old));
   return edit;
 }
@@ -138,6 +143,18 @@ std::optional<std::string> CodexConfigFile::command(std::string_view in) {
 
 std::vector<std::string> CodexConfigFile::arguments(std::string_view in) {
   return TOMLText(in).arguments();
+}
+
+std::optional<std::string> CodexConfigFile::home(std::string_view in) {
+  return TOMLText(in).home();
+}
+
+bool CodexConfigFile::isSwitchedOff(std::string_view in) {
+  return TOMLText(in).isSwitchedOff();
+}
+
+bool CodexConfigFile::names(std::string_view command, std::string_view in) {
+  return CodexConfig::names(command, Lines(in).text());
 }
 
 std::string CodexConfigFile::example(std::string_view command) {

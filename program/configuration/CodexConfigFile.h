@@ -36,6 +36,18 @@ struct CodexConfigFile {
   /// Throws ConfigRefused when the text is not TOML.
   static std::vector<std::string> arguments(std::string_view in);
 
+  /// What our entry sets HOME to for its command; nothing when it does not.
+  /// Throws ConfigRefused when the text is not TOML.
+  static std::optional<std::string> home(std::string_view in);
+
+  /// Whether our entry is switched off (`enabled = false`), so that the client does not start its command.
+  /// Throws ConfigRefused when the text is not TOML.
+  static bool isSwitchedOff(std::string_view in);
+
+  /// Whether the lines of a text, TOML or not, register the command: what `CodexConfig::names` says, with line breaks
+  /// that are all CR LF taken as LF. For a text that `command` refuses.
+  static bool names(std::string_view command, std::string_view in);
+
   /// The lines of our entry alone, for a person to paste, with a command of any UTF-8 written as TOML has it.
   static std::string example(std::string_view command);
 };

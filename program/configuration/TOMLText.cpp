@@ -140,6 +140,14 @@ std::vector<std::string> TOMLText::arguments() const {
   return arguments;
 }
 
+std::optional<std::string> TOMLText::home() const {
+  return document_->entry()["env"]["HOME"].value_exact<std::string>();
+}
+
+bool TOMLText::isSwitchedOff() const {
+  return document_->entry()["enabled"].value_exact<bool>() == false;
+}
+
 bool TOMLText::registersOnly(std::string_view command) const {
   const toml::table* entry = document_->entry().as_table();
   const toml::array* arguments = document_->entry()["args"].as_array();

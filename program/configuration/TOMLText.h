@@ -27,6 +27,12 @@ class TOMLText {
   /// The arguments of our entry's command, those that are texts; none when there is no entry.
   std::vector<std::string> arguments() const;
 
+  /// What our entry sets HOME to for its command; nothing when it does not.
+  std::optional<std::string> home() const;
+
+  /// Whether our entry is switched off: its `enabled` is false.
+  bool isSwitchedOff() const;
+
   /// Whether our entry is this command and no arguments, and nothing else.
   bool registersOnly(std::string_view command) const;
 

@@ -13,6 +13,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 const std::string commandLine = ".claude.json";
+const std::string older = ".claude/.config.json";
 const std::string desktopOnLinux = ".config/Claude/claude_desktop_config.json";
 const std::string desktopOnMacOS = "Library/Application Support/Claude/claude_desktop_config.json";
 
@@ -48,6 +49,23 @@ TEST(ConnectPlaces, areAllTheFilesOfTheClientThatExistElseTheCommandLines) {
        {commandLine, "own/.claude.json", desktopOnLinux},
        {"own/.claude.json", desktopOnLinux}},
       {"a variable without a folder", "claude", {"CLAUDE_CONFIG_DIR="}, {}, {commandLine}},
+      {"the older file", "claude", {}, {older}, {older}},
+      {"the older file beside the command line's and the desktop's",
+       "claude",
+       {},
+       {older, commandLine, desktopOnLinux},
+       {older, desktopOnLinux}},
+      {"the older file in a folder of its own",
+       "claude",
+       {"CLAUDE_CONFIG_DIR=HOME/own"},
+       {"own/.config.json", "own/.claude.json", older},
+       {"own/.config.json"}},
+      {"the older file of the home beside a folder of its own",
+       "claude",
+       {"CLAUDE_CONFIG_DIR=HOME/own"},
+       {older},
+       {"own/.claude.json"}},
+      {"a file of that name in the home itself", "claude", {}, {".config.json"}, {commandLine}},
       {"another client's variable", "claude", {"CODEX_HOME=HOME/own"}, {}, {commandLine}},
       {"no file of Codex", "codex", {}, {}, {".codex/config.toml"}},
       {"one of Codex", "codex", {}, {".codex/config.toml"}, {".codex/config.toml"}},
@@ -106,6 +124,16 @@ TEST(ConnectPlaces, areALinkTooThatLeadsToNoFileYet) {
                      ""}));
   EXPECT_EQ(home.bytes("Scripts/claude.json"), claudeLines());
   EXPECT_EQ(home.bytes(desktopOnLinux), claudeLines());
+}
+
+TEST(ConnectPlaces, areNotALinkInPlaceOfTheOlderFileThatLeadsToNoFile) {
+  const ClientHome home;
+  std::filesystem::create_directory(home / ".claude");
+  std::filesystem::create_symlink("nowhere", home / older);
+  EXPECT_EQ(home.kelvane({"connect", "claude"}), (Outcome{0, home.connected("Claude", commandLine), ""}));
+  home.put(".claude/nowhere", "{}\n");
+  EXPECT_EQ(home.kelvane({"connect", "claude"}),
+            (Outcome{0, home.connected("Claude", older) + home.keptBeside(older), ""}));
 }
 
 TEST(ConnectPlaces, areAFileThatThePersonNames) {

@@ -15,15 +15,23 @@ struct RefusalCase {
   const char* client;
   std::string text;
   std::string sentences;
+  std::string disconnecting = sentences;  // where they are others then
 };
 
 constexpr const char* notOurs =
     " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a comment, or line "
-    "breaks of both kinds. A second entry would keep the client from starting, so the file was left as it is. Take "
-    "that entry out by hand and try again.";
+    "breaks of both kinds. ";
+constexpr const char* aSecond =
+    "A second entry would keep the client from starting, so the file was left as it is. Take that entry out by hand "
+    "and try again.";
+constexpr const char* notTakenOut = "The file was left as it is. Take that entry out by hand.";
 constexpr const char* inTheWay =
     "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table of "
     "servers in a form that takes no others. It was left as it is; change it by hand.";
+constexpr const char* inTheWayOfRemoving =
+    "With our lines taken out, the file would not be TOML any more: it has them in the middle of a value. It was left "
+    "as "
+    "it is; take them out by hand.";
 constexpr const char* changesMore =
     "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
     "hand.";
@@ -38,8 +46,9 @@ std::string notTOML(const std::string& place, const std::string& reason) {
          "). It was left as it is; mend it there and try again.";
 }
 
-std::string entryAt(const std::string& line) {
-  return "The file registers \"kelvane\" at line " + line + notOurs;
+RefusalCase entryAt(const std::string& line, const char* description, const std::string& text) {
+  const std::string sentence = "The file registers \"kelvane\" at line " + line + notOurs;
+  return {description, "codex", text, sentence + aSecond, sentence + notTakenOut};
 }
 
 // By connecting and by disconnecting, tried or not, and nothing is written.
@@ -59,15 +68,16 @@ TEST(ConnectRefusals, leaveWhatCannotBeReadOrProvenAndShowWhatToPaste) {
       {"our table twice", "codex", codexLines() + codexLines(),
        notTOML("line 4, column 1",
                "Error while parsing table header: cannot redefine existing table 'mcp_servers.kelvane'")},
-      {"a quoted name", "codex", "a = 1\n[mcp_servers.\"kelvane\"]\ncommand = \"/old\"\n", entryAt("2")},
-      {"dotted keys", "codex", "mcp_servers.kelvane.command = \"/old\"\n", entryAt("1")},
-      {"dotted keys in the table of servers", "codex", "[mcp_servers]\nkelvane.command = \"/old\"\n", entryAt("2")},
-      {"an inline table", "codex", "[mcp_servers]\nkelvane = { command = \"/old\" }\n", entryAt("2")},
-      {"an inline table of servers", "codex", "mcp_servers = { kelvane = { command = \"/old\" } }\n", entryAt("1")},
-      {"a header with a comment", "codex", "[mcp_servers.kelvane] # mine\ncommand = \"/old\"\n", entryAt("1")},
-      {"line breaks of both kinds around our table", "codex", "a = 1\n[mcp_servers.kelvane]\r\ncommand = \"/old\"\r\n",
-       entryAt("2")},
-      {"our lines in the middle of a value", "codex", "a = \"\"\"\n[mcp_servers.kelvane]\n\"\"\"\n", inTheWay},
+      entryAt("2", "a quoted name", "a = 1\n[mcp_servers.\"kelvane\"]\ncommand = \"/old\"\n"),
+      entryAt("1", "dotted keys", "mcp_servers.kelvane.command = \"/old\"\n"),
+      entryAt("2", "dotted keys in the table of servers", "[mcp_servers]\nkelvane.command = \"/old\"\n"),
+      entryAt("2", "an inline table", "[mcp_servers]\nkelvane = { command = \"/old\" }\n"),
+      entryAt("1", "an inline table of servers", "mcp_servers = { kelvane = { command = \"/old\" } }\n"),
+      entryAt("1", "a header with a comment", "[mcp_servers.kelvane] # mine\ncommand = \"/old\"\n"),
+      entryAt("2", "line breaks of both kinds around our table",
+              "a = 1\n[mcp_servers.kelvane]\r\ncommand = \"/old\"\r\n"),
+      {"our lines in the middle of a value", "codex", "a = \"\"\"\n[mcp_servers.kelvane]\n\"\"\"\n", inTheWay,
+       inTheWayOfRemoving},
       {"our lines and another header in the middle of a value", "codex",
        "a = \"\"\"\n[mcp_servers.kelvane]\nx\n[y]\n\"\"\"\n", changesMore},
   };
@@ -85,7 +95,7 @@ TEST(ConnectRefusals, leaveWhatCannotBeReadOrProvenAndShowWhatToPaste) {
       words.insert(words.end(), option.begin(), option.end());
       EXPECT_EQ(home.kelvane(words), (Outcome{1, "", withLines}));
       words.front() = "disconnect";
-      EXPECT_EQ(home.kelvane(words), (Outcome{1, "", sentences + '\n'}));
+      EXPECT_EQ(home.kelvane(words), (Outcome{1, "", home.quoted(name) + ": " + row.disconnecting + '\n'}));
     }
     EXPECT_EQ(home.census(), census);
   }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "tests/end-to-end/ClientHome.h"
 #include "tests/end-to-end/Home.h"
 
 namespace kelvane::tests {
@@ -118,7 +119,7 @@ TEST_P(Ailing, isFoundAndSaid) {
   GetParam().inflict(home);
   const Outcome outcome = kelvane({"doctor"});
   std::string line = GetParam().line;
-  for (std::size_t found; (found = line.find("HOME")) != std::string::npos;) line.replace(found, 4, home.text());
+  for (std::size_t found; (found = line.find("HOME/")) != std::string::npos;) line.replace(found, 4, home.text());
   EXPECT_THAT(outcome.output, HasSubstr("\n" + line + "\n"));
   EXPECT_EQ(outcome.status, GetParam().status) << outcome;
   EXPECT_EQ(outcome.errors, "");
@@ -187,6 +188,40 @@ const Ailment ailments[] = {
      [](const Folder& home) { home.put("Scripts/.kelvane/history.sqlite", std::string(8192, 'x')); },
      "wrong  The version history of this library (.kelvane/history.sqlite) is damaged, so it cannot be read. Move that "
      "file away to start a new one, or restore it from a backup."},
+    {"theEntryIsSwitchedOff",
+     [](const Folder& home) {
+       home.put(".codex/config.toml", home.bytes(".codex/config.toml") + "enabled = false # for now\n");
+     },
+     "wrong  \"HOME/.codex/config.toml\" registers this program but has it switched off, so Codex does not start it. "
+     "Take "
+     "\"enabled = false\" out there, or write the entry anew. Run: kelvane connect codex"},
+    {"theEntryInTOMLSetsAnotherHome",
+     [](const Folder& home) {
+       home.put(".codex/config.toml", home.bytes(".codex/config.toml") + "env = { HOME = \"/elsewhere\" }\n");
+     },
+     "wrong  \"HOME/.codex/config.toml\" lets Codex start this program with HOME set to \"/elsewhere\", so it does not "
+     "read your settings. Take HOME out there, or write the entry anew. Run: kelvane connect codex"},
+    {"theEntryInJSONSetsAnotherHome",
+     [](const Folder& home) { home.put(".claude.json", entry("[\"serve\"],\"env\":{\"A\":\"b\",\"HOME\":\"\"}")); },
+     "wrong  \"HOME/.claude.json\" lets Claude start this program with HOME set to \"\", so it does not read your "
+     "settings. Take HOME out there, or write the entry anew. Run: kelvane connect claude"},
+    {"theEntrySetsTheSameHome",
+     [](const Folder& home) {
+       home.put(".claude.json", entry("[],\"env\":{\"HOME\":\"" + home.text() + "/Scripts/..\"}"));
+     },
+     "ok     \"HOME/.claude.json\" lets Claude start this program.", 0},
+    {"theEntrySetsAnotherHomeAndNamesItsLibrary",
+     [](const Folder& home) {
+       home.put(".claude.json", entry("[\"serve\",\"--library=/usr\"],\"env\":{\"HOME\":\"/elsewhere\"}"));
+     },
+     "ok     \"HOME/.claude.json\" lets Claude start this program with \"serve --library=/usr\", which answers, with 6 "
+     "tools.",
+     0},
+    {"theFileThatTheCommandLineReadsInsteadHoldsNoEntry",
+     [](const Folder& home) { home.put(".claude/.config.json", "{}"); },
+     "note   Claude does not start this program: \"kelvane connect claude\" registers it in "
+     "\"HOME/.claude/.config.json\".",
+     0},
     {"aNameIsNotUTF8", [](const Folder& home) { home.put("Scripts/\xFF.md", "x"); },
      "note   1 name in it cannot be listed, being no UTF-8. Rename the files for AI clients to see them.", 0},
 };
@@ -212,6 +247,67 @@ TEST_F(Doctor, startsNothingButAServerWhateverAnEntrySays) {
                           "\", which does not serve. Run: kelvane connect claude\n"));
     ASSERT_EQ(home.census(), before) << "the first of them would be seen before one starts processes without end";
   }
+}
+
+TEST_F(Doctor, countsTheSwitchesForAClientWhoseLinesAreAllThatCanBeRead) {
+  setUp();
+  home.put(".claude.json", entry("[\"serve\",\"--library\",\"" + at("Scripts") + "\"]"));
+  home.put(".codex/config.toml", home.bytes(".codex/config.toml") + "oops\n");
+  printed({"settings", "disable"});
+  const std::string named = kelvane({"doctor"}).output;
+  EXPECT_THAT(named, StartsWith("wrong  The server is switched off"));
+  EXPECT_THAT(named,
+              HasSubstr(" It was left as it is; mend it there and try again. Its lines register this program.\n"));
+  home.put(".codex/config.toml", "oops\n");
+  EXPECT_THAT(kelvane({"doctor"}).output, StartsWith("note   The server is switched off"));
+}
+
+// As a service may be started.
+TEST_F(Doctor, looksAtALibraryThatIsTypedWithoutAHome) {
+  if (::geteuid() != 0) GTEST_SKIP() << "Only root can become a user of no database.";
+  home.put("Scripts/Talk.md", "hello");
+  copyProgramTo(home / "kelvane");
+  for (const char* folder : {".", "Scripts"}) {
+    std::filesystem::permissions(home / folder, std::filesystem::perms(0777));
+  }
+  Start asking = start({"doctor", "--library", at("Scripts")});
+  asking.program = home / "kelvane";
+  asking.home = "";
+  asking.asUnknown = true;
+  EXPECT_EQ(
+      run(asking),
+      (Outcome{0,
+               "note   There is no home folder, so there are no settings and no AI client is set up. Let HOME name "
+               "one.\n" +
+                   holds("1 script") + noHistory + answers,
+               ""}));
+  asking.arguments = {"doctor"};
+  const Outcome outcome = run(asking);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_THAT(outcome.output, StartsWith("wrong  There is no home folder to keep settings in: let HOME name one.\n"));
+  // A client's own folder is found without one.
+  home.put("own/config.toml", "");
+  asking.environment.push_back("CODEX_HOME=" + at("own"));
+  EXPECT_THAT(run(asking).output, HasSubstr("\"" + at("own/config.toml") + "\".\n"));
+  asking.arguments = {"connect", "claude"};
+  EXPECT_EQ(run(asking),
+            (Outcome{1, "", "There is no home folder to look for a client's configuration in: let HOME name one.\n"}));
+}
+
+// A folder that may be written to and not entered is of no use.
+TEST_F(Doctor, saysThatTheFoldersOfALibraryToBeWrittenCannotBeEntered) {
+  if (::geteuid() != 0) GTEST_SKIP() << "Only root can become another user.";
+  setUp();
+  printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
+  printed({"settings", "allow-writes"});
+  home.giveToNobody();
+  std::filesystem::permissions(home / "Scripts/.kelvane", std::filesystem::perms(0600));
+  Start asking = start({"doctor"});
+  asking.asNobody = true;
+  EXPECT_THAT(run(asking).output,
+              HasSubstr("but \"" + at("Scripts/.kelvane") +
+                        "\" cannot be written, because the system does not permit it. Let your user write there"));
 }
 
 TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {

@@ -19,7 +19,7 @@
 namespace kelvane::tests {
 namespace {
 
-constexpr uid_t nobody = 65534;
+constexpr uid_t nobody = 65534, unknown = 3'999'999'999;
 
 [[noreturn]] void fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -86,8 +86,9 @@ Stream stream(int wanted, bool isInput, bool inPackets) {
     const rlimit limit{*start.largestFile, *start.largestFile};
     if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) ::_exit(126);
   }
-  if (start.asNobody && ::geteuid() == 0) {
-    if (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0) ::_exit(126);
+  if ((start.asNobody || start.asUnknown) && ::geteuid() == 0) {
+    const uid_t user = start.asUnknown ? unknown : nobody;
+    if (::setgroups(0, nullptr) != 0 || ::setgid(user) != 0 || ::setuid(user) != 0) ::_exit(126);
   }
   ::fexecve(program, arguments, environment);  // by descriptor: its folder may be closed to nobody
   ::_exit(127);

@@ -35,6 +35,7 @@ struct Start {
   int errors = piped;
   bool inputInPackets = false;             ///< Each write to the piped input is read alone, however small it is.
   bool asNobody = false;                   ///< Without root's rights, if the test has them.
+  bool asUnknown = false;                  ///< The same as a user whom no database knows, so who has no home there.
   std::optional<rlim_t> largestFile = {};  ///< In bytes.
   std::filesystem::path folder = {};       ///< The current folder, if it matters.
   std::filesystem::path program = KELVANE_PROGRAM;

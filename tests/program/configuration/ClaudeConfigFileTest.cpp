@@ -270,6 +270,19 @@ TEST(ClaudeConfigFile, findsTheCommandOfTheEntry) {
   for (const auto& row : cases) EXPECT_EQ(ClaudeConfigFile::command(row.text), row.command) << row.description;
 }
 
+TEST(ClaudeConfigFile, findsTheHomeThatTheEntrySets) {
+  const std::pair<const char*, std::optional<std::string>> cases[] = {
+      {"", std::nullopt},
+      {R"({"mcpServers": {"kelvane": {"command": "/bin/k", "env": {}}}})", std::nullopt},
+      {R"({"mcpServers": {"kelvane": {"env": {"HOM\u0045": "\/h"}}}})", "/h"},
+      {R"({"mcpServers": {"kelvane": {"env": {"HOME": ""}}}})", ""},
+      {R"({"mcpServers": {"kelvane": {"env": {"HOME": 1}}}})", std::nullopt},
+      {R"({"mcpServers": {"kelvane": {"env": ["HOME"]}}})", std::nullopt},
+      {R"({"mcpServers": {"kelvane": {"env": {"home": "/h"}}, "other": {"env": {"HOME": "/h"}}}})", std::nullopt},
+  };
+  for (const auto& [text, home] : cases) EXPECT_EQ(ClaudeConfigFile::home(text), home) << text;
+}
+
 TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
   const struct {
     const char* description;

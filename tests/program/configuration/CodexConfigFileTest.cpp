@@ -203,13 +203,18 @@ TEST(CodexConfigFile, findsTheEntryInAFormThatIsNotOursAndLeavesIt) {
        "[mcp_servers.\"kelvane\"]\ncommand = \"/old\"\n[mcp_servers.kelvane.env]\nT = \"x\"\n", 1},
   };
   for (const auto& row : cases) {
-    const std::string sentences =
+    const std::string sentence =
         "The file registers \"kelvane\" at line " + std::to_string(row.line) +
         " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a comment, or line "
-        "breaks of both kinds. A second entry would keep the client from starting, so the file was left as it is. Take "
-        "that entry out by hand and try again.";
-    EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
-    EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }), sentences) << row.description;
+        "breaks of both kinds. ";
+    EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }),
+              sentence +
+                  "A second entry would keep the client from starting, so the file was left as it is. Take that "
+                  "entry out by hand and try again.")
+        << row.description;
+    EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }),
+              sentence + "The file was left as it is. Take that entry out by hand.")
+        << row.description;
   }
 }
 
@@ -234,7 +239,10 @@ TEST(CodexConfigFile, refusesAnEditThatWouldBreakTheFile) {
   for (const auto& row : cases) {
     EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
     if (row.removes) {
-      EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }), sentences) << row.description;
+      EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }),
+                "With our lines taken out, the file would not be TOML any more: it has them in the middle of a value. "
+                "It was left as it is; take them out by hand.")
+          << row.description;
     } else {
       EXPECT_EQ(CodexConfigFile::removing(row.text).text, row.text) << row.description;
     }
@@ -278,6 +286,49 @@ TEST(CodexConfigFile, findsTheCommandInWhateverForm) {
   for (const char* text : {"", OTHER, "[mcp_servers.kelvane]\n", "[mcp_servers.kelvane]\ncommand = 1\n",
                            "[[mcp_servers]]\nkelvane.command = \"x\"", "mcp_servers = 1"}) {
     EXPECT_EQ(CodexConfigFile::command(text), std::nullopt) << text;
+  }
+}
+
+TEST(CodexConfigFile, findsWhatElseTheEntrySays) {
+  const struct {
+    const char* text;
+    std::optional<std::string> home;
+    bool isSwitchedOff;
+  } cases[] = {
+      {"", std::nullopt, false},
+      {SECTION, std::nullopt, false},
+      {SECTION "enabled = true\n", std::nullopt, false},
+      {SECTION "enabled = false\n", std::nullopt, true},
+      {SECTION "enabled = \"false\"\n", std::nullopt, false},
+      {SECTION "enabled = 0\n", std::nullopt, false},
+      {SECTION OTHER "enabled = false\n", std::nullopt, false},
+      {SECTION "env = { HOME = \"/h\" }\n", "/h", false},
+      {SECTION "[mcp_servers.kelvane.env]\nHOME = ''\n", "", false},
+      {SECTION "env = { HOME = 1 }\n", std::nullopt, false},
+      {SECTION "env = [\"HOME\"]\nenv_vars = [\"HOME\"]\n", std::nullopt, false},
+      {SECTION "[mcp_servers.other.env]\nHOME = \"/h\"\n", std::nullopt, false},
+      {"mcp_servers.kelvane = { enabled = false, env.HOME = \"/h\" }\n", "/h", true},
+  };
+  for (const auto& row : cases) {
+    EXPECT_EQ(CodexConfigFile::home(row.text), row.home) << row.text;
+    EXPECT_EQ(CodexConfigFile::isSwitchedOff(row.text), row.isSwitchedOff) << row.text;
+  }
+}
+
+TEST(CodexConfigFile, findsTheEntryInTheLinesOfATextThatIsNoTOML) {
+  const struct {
+    const char* description;
+    std::string text;
+    bool isNamed;
+  } cases[] = {
+      {"the lines", SECTION "oops\n", true},
+      {"the lines in CR LF", inCRLF(SECTION "oops\n"), true},
+      {"another command", "[mcp_servers.kelvane]\ncommand = \"/old\"\noops\n", false},
+      {"none", "oops\n", false},
+  };
+  for (const auto& row : cases) {
+    EXPECT_NE(refusal([&] { CodexConfigFile::command(row.text); }), "not refused") << row.description;
+    EXPECT_EQ(CodexConfigFile::names("/bin/k", row.text), row.isNamed) << row.description;
   }
 }
 
