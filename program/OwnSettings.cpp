@@ -11,10 +11,14 @@ constexpr const char* noHome = "There is no home folder to keep settings in: let
 
 }  // namespace
 
-OwnSettings::OwnSettings() : store_(quorvel::FileDefaults::domain(Preferences::bundleID)) {
+// A command-line program has no bundle identifier. Suites are files here (quorvel/settings), read once, so that the
+// switches and the folder are of one moment.
+OwnSettings::OwnSettings()
+    : store_(std::dynamic_pointer_cast<const quorvel::FileDefaults>(
+          Preferences::defaults(Preferences::bundleID, std::nullopt))) {
 }
 
-quorvel::FileDefaults& OwnSettings::store() const {
+const quorvel::FileDefaults& OwnSettings::store() const {
   if (!store_) throw std::runtime_error(noHome);
   return *store_;
 }

@@ -22,7 +22,7 @@ class OwnSettings {
   Preferences preferences() const { return Preferences(store_.get()); }
 
   /// Where they are kept. Throws an error with complete sentences when there is no home folder.
-  quorvel::FileDefaults& store() const;
+  const quorvel::FileDefaults& store() const;
 
   /// What is wrong with the place where they are kept, as complete sentences; nothing when all is well.
   std::optional<std::string> problem() const;
@@ -34,7 +34,7 @@ class OwnSettings {
   std::filesystem::path libraryFolder() const;
 
  private:
-  std::shared_ptr<quorvel::FileDefaults> store_;
+  std::shared_ptr<const quorvel::FileDefaults> store_;
 };
 
 }  // namespace kelvane

@@ -13,6 +13,7 @@
 #include "program/Nearest.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
@@ -46,8 +47,8 @@ std::string shown(const OwnSettings& settings) {
   text.append("server    ").append(preferences.isEnabled() ? "on\n" : "off\n");
   text.append("writing   ").append(allowsWrites ? "allowed" : "not allowed");
   text.append(allowsWrites && !preferences.isEnabled() ? ", once the server is on\n" : "\n");
-  text.append("library   ").append(folder ? folder->native() : "none").append("\n");
-  text.append("kept in   ").append(settings.store().file().native()).append("\n");
+  text.append("library   ").append(folder ? onOneLine(folder->native()) : "none").append("\n");
+  text.append("kept in   ").append(onOneLine(settings.store().file().native())).append("\n");
   return text;
 }
 
@@ -61,9 +62,9 @@ int show(const OwnSettings& settings) {
 // Says what was changed, where a damaged file went, and how all stands now.
 template <class Value>
 int change(const OwnSettings& settings, std::string_view key, const Value& value) {
-  const auto copy = settings.store().set(key, value);
-  if (copy) print("The settings were damaged. What the file held is in \"" + copy->native() + "\" now.\n");
-  print(shown(settings));
+  const auto copy = quorvel::FileDefaults(settings.store().file()).set(key, value);
+  if (copy) print("The settings were damaged. What the file held is in " + inQuotes(copy->native()) + " now.\n");
+  print(shown(OwnSettings()));
   return done;
 }
 
@@ -105,9 +106,16 @@ int settings(const Words& words) {
 }  // namespace
 
 void addSettings(CLI::App& program, Action& chosen) {
-  const auto words = std::make_shared<Words>();
-  CLI::App& command = addCommand(program, "settings", help, chosen, [words] { return settings(*words); });
-  command.add_option("ACTION", *words);
+  // As two options, each of which waits for its first word: so what stands behind "--" is a word, whatever its first
+  // character is.
+  const auto action = std::make_shared<Words>(), more = std::make_shared<Words>();
+  CLI::App& command = addCommand(program, "settings", help, chosen, [action, more] {
+    Words words = *action;
+    words.insert(words.end(), more->begin(), more->end());
+    return settings(words);
+  });
+  command.add_option("ACTION", *action)->expected(1)->allow_extra_args(false);
+  command.add_option("DIR", *more);
 }
 
 }  // namespace kelvane

@@ -139,6 +139,19 @@ TEST_F(Settings, takeAFolderAsItIsTypedWhereverThatIs) {
   EXPECT_EQ(printed({"call", "read_script", "id=Talk.md"}), "hello\n") << "the library of the settings is the default";
 }
 
+TEST_F(Settings, takeAFolderThatBeginsWithADashBehindTwo) {
+  std::filesystem::create_directory(home / "-dash");
+  Start typing = start({"settings", "library", "--", "-dash"});
+  typing.folder = home.path();
+  EXPECT_EQ(run(typing), (Outcome{0, shown("off", "not allowed", at("-dash")), ""}));
+  typing.arguments = {"settings", "library", "--", "--help"};
+  EXPECT_EQ(run(typing), (Outcome{1, "",
+                                  "There is no folder \"" + at("--help") +
+                                      "\": give one that exists with \"kelvane settings library DIR\".\n"}));
+  typing.arguments = {"settings", "--", "library", "-dash"};
+  EXPECT_EQ(run(typing).status, 0);
+}
+
 TEST_F(Settings, refuseTheCurrentFolderWhenItIsNotThereAnyMore) {
   std::filesystem::create_directory(home / "gone");
   const int folder = ::open(at("gone").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
