@@ -108,7 +108,7 @@ class Registration {
     }
     // A path that is no text cannot be pasted either.
     if (isConnecting_ && unicode::isValidUTF8(executable_.native())) {
-      complain("These lines are what belongs there:\n\n" + client_.example(executable_.native()));
+      printError("These lines are what belongs there:\n\n" + escaped(client_.example(executable_.native())) + '\n');
     }
     return false;
   }
@@ -133,7 +133,7 @@ class Registration {
       quorvel::tryChangingFile(clientFile(file), editing);
     }
     if (edit.text == before) return sayUnchanged(file);
-    print(inQuotes(file.native()) + " would change so:\n" + lineDiff(before, edit.text));
+    print(inQuotes(file.native()) + " would change so:\n" + escaped(lineDiff(before, edit.text)));
     sayDropped(edit);
   }
 
@@ -179,7 +179,7 @@ class Registration {
   static void sayDropped(const ConfigEdit& edit) {
     if (edit.dropped.empty()) return;
     std::string text = "Taken out with it:\n";
-    for (const std::string& dropped : edit.dropped) text.append("  ").append(dropped).append("\n");
+    for (const std::string& dropped : edit.dropped) text.append("  ").append(escaped(dropped)).append("\n");
     print(text);
   }
 
@@ -193,7 +193,7 @@ class Registration {
 // What is still to be done before a client that is connected gets anything.
 void sayWhatIsMissing() {
   const OwnSettings settings;
-  if (const auto problem = settings.problem()) print(*problem + '\n');
+  if (const auto problem = settings.problem()) print(onOneLine(*problem) + '\n');
   if (!settings.namedLibraryFolder()) {
     print("It is not known yet where the scripts are: \"kelvane settings library DIR\" says it.\n");
   }

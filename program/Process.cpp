@@ -5,11 +5,13 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
 #include "platform/StandardIO.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
@@ -54,7 +56,15 @@ void print(std::string_view text) {
 
 void complain(std::string_view sentences) noexcept {
   try {
-    writeAll(STDERR_FILENO, std::string(sentences) + '\n');
+    printError(onOneLine(sentences) + '\n');
+  } catch (const std::bad_alloc&) {
+    // The exit status still says it.
+  }
+}
+
+void printError(std::string_view lines) noexcept {
+  try {
+    writeAll(STDERR_FILENO, lines);
   } catch (const std::exception&) {
     // The exit status still says it.
   }

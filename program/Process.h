@@ -30,7 +30,11 @@ std::filesystem::path ownExecutable();
 /// Writes to standard output. Throws std::system_error when it cannot be written.
 void print(std::string_view text);
 
-/// Writes sentences and a line feed to standard error, as far as they can be written.
+/// Writes sentences and a line feed to standard error, as far as they can be written. The names and paths that they
+/// quote are other people's, so the sentences are shown on one line (program/Wording.h).
 void complain(std::string_view sentences) noexcept;
+
+/// Writes lines to standard error as they are, as far as they can be written.
+void printError(std::string_view lines) noexcept;
 
 }  // namespace kelvane

@@ -1,5 +1,6 @@
 #include "program/Wording.h"
 
+#include <cstdio>
 #include <ctime>
 
 #include "platform/UTF8.h"
@@ -33,6 +34,24 @@ std::string onOneLine(std::string_view text) {
     at += decoded.size;
   }
   return line;
+}
+
+std::string escaped(std::string_view lines) {
+  const std::string valid = unicode::replacingInvalidUTF8(lines);
+  std::string text;
+  for (std::size_t at = 0; at < valid.size();) {
+    const unicode::Decoded decoded = unicode::decodedAt(valid, at);
+    const bool isLayout = valid[at] == '\n' || valid[at] == '\t' || valid.compare(at, 2, "\r\n") == 0;
+    if (!isLayout && steersTerminals(decoded.scalar)) {
+      char escape[16];
+      text.append(escape, static_cast<std::size_t>(
+                              std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(decoded.scalar))));
+    } else {
+      text.append(valid, at, decoded.size);
+    }
+    at += decoded.size;
+  }
+  return text;
 }
 
 std::string counted(std::int64_t count, std::string_view noun) {

@@ -15,6 +15,10 @@ std::string shown(std::chrono::system_clock::time_point moment);
 /// of direction), and what is no UTF-8, as U+FFFD.
 std::string onOneLine(std::string_view text);
 
+/// Lines of JSON or TOML: what would steer the terminal is written as the escape that both have, but for tabs and line
+/// breaks. Apart from comments such characters stand only in strings, so the lines mean the same.
+std::string escaped(std::string_view lines);
+
 /// A name or a path between double quotes, on one line.
 std::string inQuotes(std::string_view name);
 
