@@ -115,26 +115,38 @@ struct TextEdit {
 };
 
 /// The edits of a script's chapters. Each takes 0-based chapter positions, which the caller has checked against
-/// `script.headings()`, and answers with the edit to make in `script.text()`; none changes anything itself. Text given
-/// by the caller may hold heading lines of its own; those are chapters afterwards. A title's line breaks become blanks.
+/// `script.headings()`, and answers with the edit to make in `script.text()`; none changes anything itself.
+///
+/// Line breaks are of the script's own kind, the more frequent of LF and CR LF (LF on a tie): those that an edit adds,
+/// and those of a given text that contains no CR LF. A given text may hold heading lines; those are chapters
+/// afterwards. A given title's line breaks become blanks, and a title that begins with the marker loses it, as often as
+/// it does
+/// ("# # New" is "New").
 struct ChapterEdits {
   ChapterEdits() = delete;
 
-  /// Inserts a chapter before another one, at the end for no `before`. Nothing when the title is blank.
+  /// Inserts a chapter before another one, at the end for no `before`. Nothing when the title is blank or has nothing
+  /// behind its marker.
   static std::optional<TextEdit> add(std::string_view title, std::string_view text, std::optional<std::size_t> before,
                                      const Script& script);
 
-  /// Replaces a chapter's title and nothing else. Always gives an edit for a position that exists.
+  /// Replaces a chapter's title and nothing else. The title that the chapter has already stays as it is, with a marker,
+  /// too. Always gives an edit for a position that exists.
   static std::optional<TextEdit> rename(std::size_t chapter, std::string_view title, const Script& script);
 
-  /// Replaces a chapter's text; its heading stays. Always gives an edit for a position that exists.
+  /// Replaces a chapter's text; its heading stays. Where the first line of `text` that is not blank is the chapter's
+  /// own heading line (the marker and an equivalent title, whatever white space is around it), it is taken for that
+  /// heading, once, and what follows is the new text, which may be empty. Always gives an edit for a position that
+  /// exists.
   static std::optional<TextEdit> replaceText(std::size_t chapter, std::string_view text, const Script& script);
 
   /// Moves a chapter, heading and text, so that it ends up at position `to`. Nothing when there is no edit to make.
   static std::optional<TextEdit> move(std::size_t chapter, std::size_t to, const Script& script);
 
-  /// Takes a chapter's heading away, and its text unless `keepingText`; a kept text joins the chapter before it.
-  /// Always gives an edit for a position that exists.
+  /// Takes a chapter's heading away, and its text unless `keepingText`; a kept text joins the chapter before it. With
+  /// the text of the last chapter the line breaks above its heading go too: the one that makes an empty line there, and
+  /// then, in a script that does not end in a line break, the one before that. So the script ends as it did before that
+  /// chapter was added. Always gives an edit for a position that exists.
   static std::optional<TextEdit> remove(std::size_t chapter, bool keepingText, const Script& script);
 };
 

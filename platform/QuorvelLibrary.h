@@ -99,7 +99,8 @@ class VersionStore {
 struct ScriptText {
   ScriptText() = delete;
 
-  /// `existing` with `added` at its end after a blank line.
+  /// `existing` with `added` at its end after a blank line. An added text that contains no CR LF takes the line ending
+  /// of `existing`: the more frequent of LF and CR LF, LF on a tie. Any other is added as it is.
   static std::string appending(std::string_view added, std::string_view existing);
 };
 

@@ -6,14 +6,15 @@
 #include <utility>
 
 #include "platform/QuorvelCore.h"
+#include "platform/Unicode.h"
 #include "quorvel/core/Lines.h"
 #include "quorvel/core/Titles.h"
 
 /// How the edits lay out a script, so that they change no byte that they need not:
 /// - What is written anew has one blank line between a heading and its text and one before a heading. What stands there
 ///   already is never tidied. At its end the script keeps a final line break, or does without one, as it did before.
-/// - Text that a client gives is written as it is but for blank lines around it. Its own line breaks stay, also LF in a
-///   script with CR LF; those that an edit adds are of the script's own kind.
+/// - Text that a client gives is written as it is but for blank lines around it. Line breaks are of the script's own
+///   kind: those that an edit adds, and those of a given text that has no CR LF, since most clients know LF only.
 /// - What separates chapters, from the line break behind the last line that is not blank, stays at its place when
 ///   chapters change theirs.
 namespace quorvel {
@@ -53,6 +54,16 @@ std::string behindTitle(std::string_view passage, std::string_view lineBreak, st
   return written.append(repeated(lineBreak, breaks));
 }
 
+/// The given text without the chapter's own heading line, where that is its first line that is not blank: clients send
+/// the heading along with the text below it.
+std::string_view belowOwnHeading(std::string_view given, std::string_view title) {
+  const std::string_view written = passage(given);
+  if (!written.starts_with(ScriptHeadings::marker)) return given;
+  const std::size_t end = lineEnd(written, 0);
+  if (!kelvane::unicode::equivalent(part(written, titleRange(written, {{0, end}, 0})), title)) return given;
+  return passage(written.substr(end));
+}
+
 }  // namespace
 
 std::optional<TextEdit> ChapterEdits::add(std::string_view title, std::string_view text,
@@ -61,11 +72,12 @@ std::optional<TextEdit> ChapterEdits::add(std::string_view title, std::string_vi
   if (written.empty()) return std::nullopt;
   const std::string_view all = script.text();
   const std::string_view lineBreak = ownLineBreak(all);
+  const std::string given = inLineBreaks(text, lineBreak);
   const std::size_t place = before ? script.headings()[*before].range.begin : all.size();
   std::string chapter = repeated(lineBreak, missingBreaks(all.substr(0, place)));
   chapter += ScriptHeadings::marker;
   chapter += written;
-  chapter += behindTitle(passage(text), lineBreak, breaksBehind(!before, all));
+  chapter += behindTitle(passage(given), lineBreak, breaksBehind(!before, all));
   return TextEdit{{place, place}, std::move(chapter)};
 }
 
@@ -74,8 +86,10 @@ std::optional<TextEdit> ChapterEdits::rename(std::size_t chapter, std::string_vi
   const ScriptHeading& heading = script.headings()[chapter];
   const TextRange content = headingContent(all, heading);
   const TextRange present = titleRange(all, heading);
+  // A title that is there already stays, even one that begins with the marker.
+  if (titleOnOneLine(title) == part(all, present)) return TextEdit{{present.begin, present.begin}, ""};
   std::string written = writableTitle(title);
-  if (written == part(all, present)) return TextEdit{present, std::move(written)};
+  if (written == part(all, present)) return TextEdit{{present.begin, present.begin}, ""};
 
   // The white space around the old title stays, unless it and the new one's ends would join to other characters.
   const std::string line =
@@ -89,12 +103,18 @@ std::optional<TextEdit> ChapterEdits::replaceText(std::size_t chapter, std::stri
   const TextRange heading = script.headings()[chapter].range;
   const TextRange range = {heading.end, chapterRange(chapter, script).end};
   const std::string_view present = part(all, range);
-  const std::string_view written = passage(text);
-  // Also the text as it is read to a client, without white space at its ends, changes nothing when it is sent back.
-  if (written == passage(present) || text == trimmingWhitespace(present))
-    return TextEdit{{range.begin, range.begin}, ""};
-
+  const std::string_view title = part(all, titleRange(all, script.headings()[chapter]));
   const std::string_view lineBreak = ownLineBreak(all);
+  const std::string converted = inLineBreaks(text, lineBreak);
+  // Also the text as it is read to a client, without white space at its ends, changes nothing when it is sent back.
+  const auto isThere = [&](std::string_view given) {
+    return passage(given) == passage(present) || given == trimmingWhitespace(present);
+  };
+  for (const std::string_view given : {text, std::string_view(converted)}) {
+    if (isThere(given) || isThere(belowOwnHeading(given, title))) return TextEdit{{range.begin, range.begin}, ""};
+  }
+
+  const std::string_view written = passage(belowOwnHeading(converted, title));
   std::string behind = behindTitle(written, lineBreak, breaksBehind(isLast(chapter, script), all));
   const bool headingHasBreak = finalBreakSize(part(all, heading)) > 0;
   if (headingHasBreak) behind.erase(0, lineBreak.size());

@@ -1,5 +1,7 @@
 #include "quorvel/core/Lines.h"
 
+#include <algorithm>
+
 #include "platform/Unicode.h"
 
 namespace quorvel {
@@ -57,6 +59,21 @@ std::string_view ownLineBreak(std::string_view text) noexcept {
     if (at > 0 && text[at - 1] == '\r') ++withCarriageReturn;
   }
   return withCarriageReturn > all - withCarriageReturn ? "\r\n" : "\n";
+}
+
+std::string inLineBreaks(std::string_view given, std::string_view lineBreak) {
+  if (lineBreak == "\n" || given.find("\r\n") != std::string_view::npos) return std::string(given);
+  const auto lineFeeds = static_cast<std::size_t>(std::count(given.begin(), given.end(), '\n'));
+  std::string text;
+  text.reserve(given.size() + lineFeeds * (lineBreak.size() - 1));
+  while (!given.empty()) {
+    const std::size_t end = lineEnd(given, 0);
+    const std::size_t breakSize = finalBreakSize(given.substr(0, end));
+    text.append(given.substr(0, end - breakSize));
+    if (breakSize > 0) text.append(lineBreak);
+    given.remove_prefix(end);
+  }
+  return text;
 }
 
 std::size_t missingBreaks(std::string_view text) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 /// Lines, blank lines and white space as the chapter model and its edits see them.
@@ -9,7 +10,7 @@
 /// of its first line. A line is blank when it holds nothing but white space, scalar by scalar: one with a mark on a
 /// blank is not, so that no mark is ever dropped.
 ///
-/// Every operation takes time linear in the part of the text that it looks at and copies nothing.
+/// Every operation takes time linear in the part of the text that it looks at; only `inLineBreaks` copies.
 namespace quorvel {
 
 /// How many bytes a byte-order mark at the text's start takes: 3, or 0 where there is none.
@@ -25,6 +26,10 @@ std::size_t finalBreakSize(std::string_view text) noexcept;
 /// none.
 std::string_view ownLineBreak(std::string_view text) noexcept;
 
+/// What a client gives, in a script whose own line break is that one: each LF gives way to it. A text that has a CR LF
+/// stays as it is, since whoever sent it chose its line breaks.
+std::string inLineBreaks(std::string_view given, std::string_view lineBreak);
+
 /// How many line breaks have to follow the text (0, 1 or 2) so that what comes then stands at the start of a line and
 /// has a blank line above it. None for an empty text, be it for a byte-order mark.
 std::size_t missingBreaks(std::string_view text) noexcept;
@@ -35,7 +40,7 @@ std::size_t missingBreaks(std::string_view text) noexcept;
 std::string_view withoutBlankLinesAtEnd(std::string_view text) noexcept;
 
 /// What of a text is written below a heading: all but the blank lines at its start and end, for which an edit puts its
-/// own. Everything between stays byte for byte, the kind of its line breaks included. Empty for a text that is blank.
+/// own. Everything between stays byte for byte. Empty for a text that is blank.
 std::string_view passage(std::string_view text) noexcept;
 
 }  // namespace quorvel

@@ -7,8 +7,9 @@
 
 namespace quorvel {
 
-std::string ScriptText::appending(std::string_view added, std::string_view existing) {
+std::string ScriptText::appending(std::string_view given, std::string_view existing) {
   const std::string_view lineBreak = ownLineBreak(existing);
+  const std::string added = inLineBreaks(given, lineBreak);
   const std::size_t breaks = missingBreaks(existing);
   std::string text;
   text.reserve(existing.size() + breaks * lineBreak.size() + added.size());

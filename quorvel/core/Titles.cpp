@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/Unicode.h"
 #include "quorvel/core/Lines.h"
 
 namespace quorvel {
@@ -28,6 +29,17 @@ std::size_t leadingBreakSize(std::string_view text) noexcept {
   return 0;
 }
 
+std::string withoutLineBreaks(std::string_view title) {
+  std::string line;
+  line.reserve(title.size());
+  while (!title.empty()) {
+    const std::size_t breakSize = leadingBreakSize(title);
+    line.push_back(breakSize == 0 ? title.front() : ' ');
+    title.remove_prefix(breakSize == 0 ? 1 : breakSize);
+  }
+  return line;
+}
+
 }  // namespace
 
 TextRange headingContent(std::string_view text, const ScriptHeading& heading) noexcept {
@@ -44,15 +56,22 @@ TextRange titleRange(std::string_view text, const ScriptHeading& heading) noexce
   return {begin, begin + title.size()};
 }
 
+std::string titleOnOneLine(std::string_view title) {
+  return std::string(trimmingWhitespace(withoutLineBreaks(title)));
+}
+
 std::string writableTitle(std::string_view title) {
-  std::string line;
-  line.reserve(title.size());
-  while (!title.empty()) {
-    const std::size_t breakSize = leadingBreakSize(title);
-    line.push_back(breakSize == 0 ? title.front() : ' ');
-    title.remove_prefix(breakSize == 0 ? 1 : breakSize);
+  const std::string line = withoutLineBreaks(title);
+  std::string_view written = line;
+  while (true) {
+    if (kelvane::unicode::startsWithWhiteSpace(written)) {
+      written.remove_prefix(kelvane::unicode::characterEnd(written, 0));
+    } else if (written.starts_with(ScriptHeadings::marker)) {
+      written.remove_prefix(ScriptHeadings::marker.size());
+    } else {
+      return std::string(trimmingWhitespace(written));
+    }
   }
-  return std::string(trimmingWhitespace(line));
 }
 
 }  // namespace quorvel

@@ -15,9 +15,14 @@ TextRange headingContent(std::string_view text, const ScriptHeading& heading) no
 /// range right behind the marker.
 TextRange titleRange(std::string_view text, const ScriptHeading& heading) noexcept;
 
-/// The title that a heading line can carry: each line break (LF, CR, CR LF as one, and the other characters that
-/// Unicode ends a line with) gives way to one blank, white space at the ends goes. A line that starts with the marker
-/// and goes on with the result is one line, and its title is the result.
+/// The title on one line: each line break (LF, CR, CR LF as one, and the other characters that Unicode ends a line
+/// with) gives way to one blank, white space at the ends goes. A line that starts with the marker and goes on with the
+/// result has it as its title.
+std::string titleOnOneLine(std::string_view title);
+
+/// The title to write for one that a client gives: on one line, and without the marker where it begins with that, as
+/// often as it does ("# # New" is "New"), white space before and between the markers included. Empty where nothing is
+/// left. A written title given again is the same.
 std::string writableTitle(std::string_view title);
 
 }  // namespace quorvel

@@ -56,6 +56,12 @@ TEST_F(ChapterEditingTools, changeTheChaptersAndKeepTheTextBefore) {
        "One<alpha beta> Second<gamma\n\ndelta> Three<> ", "Before — renamed chapter +2"},
       {"update_chapter", R"({"id": "Talk.md", "chapter": "01", "text": "new text"})",
        "One<new text> Two<gamma\n\ndelta> Three<> ", "Before — rewrote chapter 01"},
+      {"add_chapter", R"({"id": "Talk.md", "title": "# Four", "text": "end"})",
+       "One<alpha beta> Two<gamma\n\ndelta> Three<> Four<end> ", "Before — added chapter # Four"},
+      {"rename_chapter", R"({"id": "Talk.md", "chapter": "2", "title": "# # Second"})",
+       "One<alpha beta> Second<gamma\n\ndelta> Three<> ", "Before — renamed chapter 2"},
+      {"update_chapter", R"({"id": "Talk.md", "chapter": "2", "text": "# Two\n\nnew text"})",
+       "One<alpha beta> Two<new text> Three<> ", "Before — rewrote chapter 2"},
       {"update_chapter", R"({"id": "Talk.md", "chapter": "3", "text": "new\n\n# Four\n\ntext"})",
        "One<alpha beta> Two<gamma\n\ndelta> Three<new> Four<text> ", "Before — rewrote chapter 3"},
       {"move_chapter", R"({"id": "Talk.md", "chapter": "1", "to": "+3"})",
@@ -104,6 +110,24 @@ TEST_F(ChapterEditingTools, nameTheTextAlreadyThereAsChapterOne) {
   EXPECT_EQ(textOf("Notes.md").substr(0, old.size() + 10), "# Intro\n\n" + old + "\n");
   EXPECT_EQ(labelsOf("Notes.md"), Texts{"Before — added chapter Next"});
   EXPECT_EQ(keptOf("Notes.md"), Texts{old});
+}
+
+TEST_F(ChapterEditingTools, writeTheFirstTitleAsItIsSentBehindTheMarker) {
+  put("Raw.md", "raw\r\n");
+  ASSERT_FALSE(call("add_chapter", R"({"id": "Raw.md", "title": "# Next", "first_title": "# First"})").failed);
+  EXPECT_EQ(textOf("Raw.md"), "# # First\n\nraw\r\n\n# Next\n");
+}
+
+TEST_F(ChapterEditingTools, writeInTheLineBreaksOfTheScript) {
+  put("Windows.md", "# A\r\n\r\na\r\n");
+  ASSERT_FALSE(call("add_chapter", R"({"id": "Windows.md", "title": "B", "text": "b\nc\n"})").failed);
+  EXPECT_EQ(textOf("Windows.md"), "# A\r\n\r\na\r\n\r\n# B\r\n\r\nb\r\nc\r\n");
+  ASSERT_FALSE(call("update_chapter", R"({"id": "Windows.md", "chapter": "1", "text": "a\nd"})").failed);
+  EXPECT_EQ(textOf("Windows.md"), "# A\r\n\r\na\r\nd\r\n\r\n# B\r\n\r\nb\r\nc\r\n");
+  ASSERT_FALSE(call("append_to_script", R"({"id": "Windows.md", "text": "e\nf", "note": "n"})").failed);
+  EXPECT_EQ(textOf("Windows.md"), "# A\r\n\r\na\r\nd\r\n\r\n# B\r\n\r\nb\r\nc\r\n\r\ne\r\nf");
+  ASSERT_FALSE(call("update_script", R"({"id": "Windows.md", "text": "g\nh", "note": "n"})").failed);
+  EXPECT_EQ(textOf("Windows.md"), "g\nh");
 }
 
 TEST_F(ChapterEditingTools, leaveTheTextAlreadyThereUntouchedBehindItsTitle) {

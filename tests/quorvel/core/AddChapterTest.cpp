@@ -87,9 +87,14 @@ TEST(AddChapter, takesTheTextAsItIsButForTheBlankLinesAroundIt) {
   }
 }
 
-TEST(AddChapter, writesTheScriptsOwnLineBreaksAroundTheClients) {
+TEST(AddChapter, writesTheScriptsOwnLineBreaks) {
   const Row rows[] = {
-      {"LF into CR LF", "# A\r\n", "X", "x\ny\n", 0, "# X\r\n\r\nx\ny\r\n\r\n# A\r\n"},
+      {"LF into CR LF takes CR LF", "# A\r\n", "X", "x\ny\n", 0, "# X\r\n\r\nx\r\ny\r\n\r\n# A\r\n"},
+      {"LF and CR LF into CR LF stay", "# A\r\n", "X", "x\r\ny\nz", 0, "# X\r\n\r\nx\r\ny\nz\r\n\r\n# A\r\n"},
+      {"LF into as many of both stays", "a\r\nb\n", "X", "x\ny", atEnd, "a\r\nb\n\n# X\n\nx\ny\n"},
+      {"LF where CR LF is the more frequent", "a\r\nb\r\nc\n", "X", "x\n\ny", atEnd,
+       "a\r\nb\r\nc\n\r\n# X\r\n\r\nx\r\n\r\ny\r\n"},
+      {"a CR alone becomes no line break", "# A\r\n", "X", "x\ry\nz", 0, "# X\r\n\r\nx\ry\r\nz\r\n\r\n# A\r\n"},
       {"CR LF into LF", "# A\n", "X", "x\r\ny\r\n", 0, "# X\n\nx\r\ny\n\n# A\n"},
       {"more CR LF than LF", "a\r\nb\r\nc\n", "X", "x", atEnd, "a\r\nb\r\nc\n\r\n# X\r\n\r\nx\r\n"},
       {"as many", "a\r\nb\n", "X", "x", atEnd, "a\r\nb\n\n# X\n\nx\n"},
@@ -109,9 +114,25 @@ TEST(AddChapter, writesTheScriptsOwnLineBreaksAroundTheClients) {
   }
 }
 
+TEST(AddChapter, takesTheMarkerForNoPartOfATitle) {
+  const Row rows[] = {
+      {"a heading line for a title", "# A\n", "# X", "x", 0, "# X\n\nx\n\n# A\n"},
+      {"in a title of several lines", "# A\n", "# X\n# Y", "", atEnd, "# A\n\n# X # Y\n"},
+      {"a heading of another kind", "# A\n", "## X", "", atEnd, "# A\n\n# ## X\n"},
+      {"text that says the title again has a chapter of its own", "# A\n", "X", "# X\nx", 0, "# X\n\n# X\nx\n\n# A\n"},
+  };
+  for (const Row& row : rows) {
+    tests::expectWithEveryLineBreak(row.description, row.script, row.edited, [&](auto given) {
+      return [&row, given](const Script& script) {
+        return ChapterEdits::add(row.title, given(row.text), row.before, script);
+      };
+    });
+  }
+}
+
 TEST(AddChapter, addsNothingForABlankTitle) {
-  for (const char* title :
-       {"", " ", " \t ", "\n", "\r\n\r\n", "\v\f", "\xE3\x80\x80", "\xC2\x85\xE2\x80\xA8", " \xCC\x81"}) {
+  for (const char* title : {"", " ", " \t ", "\n", "\r\n\r\n", "\v\f", "\xE3\x80\x80", "\xC2\x85\xE2\x80\xA8",
+                            " \xCC\x81", "# ", " # \n# "}) {
     SCOPED_TRACE(shown(title));
     EXPECT_EQ(ChapterEdits::add(title, "x", atEnd, Script("# A\n")), std::nullopt);
     EXPECT_EQ(ChapterEdits::add(title, "x", 0, Script("# A\n")), std::nullopt);

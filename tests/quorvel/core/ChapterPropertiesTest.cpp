@@ -11,7 +11,6 @@
 #include "platform/QuorvelCore.h"
 #include "platform/QuorvelLibrary.h"
 #include "platform/Unicode.h"
-#include "quorvel/core/Titles.h"
 #include "tests/quorvel/core/GeneratedEdits.h"
 #include "tests/quorvel/core/ScriptParts.h"
 #include "tests/quorvel/core/Texts.h"
@@ -39,10 +38,10 @@ Verdict holds(bool condition, const std::string& complaint, const std::string& t
   return condition ? fine : Verdict(complaint + ": " + shown(text));
 }
 
-/// The chapters of a given text; its `preamble` is what comes before them. Behind a line break, where a byte-order mark
-/// is nothing special.
-ScriptParts partsOfGiven(const GeneratedEdit& edit) {
-  ScriptParts parts = partsOf("\n" + passageOf(edit.givenText()));
+/// The chapters of a given text with the line breaks that it is expected to have; its `preamble` is what comes before
+/// them. Behind a line break, where a byte-order mark is nothing special.
+ScriptParts partsOfGiven(const std::string& given) {
+  ScriptParts parts = partsOf("\n" + passageOf(given));
   parts.preamble.erase(0, 1);
   return parts;
 }
@@ -89,7 +88,7 @@ TEST(AddingAChapter, leavesEverythingElseAsItIs) {
     const std::size_t place = edit.chapter % (count + 1);
     const auto before = place == count ? std::nullopt : std::optional(place);
     const auto change = ChapterEdits::add(edit.title, edit.givenText(), before, script);
-    const std::string title = writableTitle(edit.title);
+    const std::string title = tests::withoutMarkers(edit.title);
     if (title.empty() || !change) return holds(title.empty() && !change, "added, or not", edit.title);
 
     const std::string text = change->applied(script.text());
@@ -97,7 +96,7 @@ TEST(AddingAChapter, leavesEverythingElseAsItIs) {
     if (!text.starts_with(script.text().substr(0, at))) return "what is above changed: " + shown(text);
     if (!text.ends_with(script.text().substr(at))) return "what is below changed: " + shown(text);
 
-    const ScriptParts given = partsOfGiven(edit);
+    const ScriptParts given = partsOfGiven(tests::inBreaksOf(script.text(), edit.givenText()));
     const ScriptParts after = partsOf(text);
     std::vector<std::string> added = given.titles();
     added.insert(added.begin(), title);
@@ -121,8 +120,11 @@ TEST(RenamingAChapter, changesItsTitleOnly) {
     const std::string old = before.chapters[chapter].heading;
     before.chapters[chapter].heading = renamed.heading;
     if (const Verdict rest = equal("the rest", text, before.text())) return rest;
-    if (const Verdict title = equal("the title", renamed.title(), writableTitle(edit.title))) return title;
-    if (writableTitle(edit.title) == ScriptParts{"", {{old, ""}}}.titles()[0]) {
+    const std::string oldTitle = ScriptParts{"", {{old, ""}}}.titles()[0];
+    const bool keepsTitle = tests::onOneLine(edit.title) == oldTitle;
+    const std::string title = keepsTitle ? oldTitle : tests::withoutMarkers(edit.title);
+    if (const Verdict verdict = equal("the title", renamed.title(), title)) return verdict;
+    if (title == oldTitle) {
       return equal("the heading that had that title", renamed.heading, old);
     }
     const auto lineBreak = [](const std::string& line) { return line.substr(line.find_last_not_of("\r\n") + 1); };
@@ -135,17 +137,18 @@ TEST(ReplacingAChaptersText, keepsItsHeadingAndTheOthers) {
     const Script script(edit.text());
     if (script.headings().empty()) return fine;
     const std::size_t chapter = edit.chapter % script.headings().size();
-    const std::string given = edit.givenText();
-    const std::string text = ChapterEdits::replaceText(chapter, given, script)->applied(script.text());
+    const std::string sent = edit.givenText();
+    const std::string text = ChapterEdits::replaceText(chapter, sent, script)->applied(script.text());
     const ScriptParts before = partsOf(script.text());
-    const std::string& old = before.chapters[chapter].body;
-    if (given == old || given == trimmingWhitespace(old)) return equal("the text that was there", text, script.text());
+    const ChapterParts& old = before.chapters[chapter];
+    if (tests::isChaptersText(sent, old, script.text())) return equal("the text that was there", text, script.text());
 
     const TextRange heading = script.headings()[chapter].range;
-    const std::size_t end = heading.end + old.size();
+    const std::size_t end = heading.end + old.body.size();
     if (!text.starts_with(script.text().substr(0, heading.end))) return "what is above changed: " + shown(text);
     if (!text.ends_with(script.text().substr(end))) return "what is below changed: " + shown(text);
-    const ScriptParts parts = partsOfGiven(edit);
+    const std::string converted = tests::inBreaksOf(script.text(), sent);
+    const ScriptParts parts = partsOfGiven(tests::belowHeading(converted, old.title()));
     const ScriptParts after = partsOf(text);
     if (after.titles() != replacing(before.titles(), chapter + 1, chapter + 1, parts.titles())) {
       return "other chapters: " + shown(text);
@@ -160,13 +163,15 @@ TEST(ReplacingAChaptersText, changesNothingForWhatIsThere) {
     if (script.headings().empty()) return fine;
     const std::size_t chapter = edit.chapter % script.headings().size();
     const std::string body = partsOf(script.text()).chapters[chapter].body;
-    for (const std::string& given :
-         {body, std::string(trimmingWhitespace(body)), passageOf(body), "\n" + body + "\n"}) {
+    for (const std::string& given : {body, std::string(trimmingWhitespace(body)), passageOf(body), "\n" + body + "\n",
+                                     partsOf(script.text()).chapters[chapter].text()}) {
       const std::string text = ChapterEdits::replaceText(chapter, given, script)->applied(script.text());
       if (const Verdict verdict = equal("given " + shown(given), text, script.text())) return verdict;
     }
     const std::string once = ChapterEdits::replaceText(chapter, edit.givenText(), script)->applied(script.text());
-    if (!partsOfGiven(edit).chapters.empty()) return fine;
+    if (!partsOfGiven(tests::inBreaksOf(script.text(), edit.givenText())).chapters.empty()) return fine;
+    // Where the edit takes or brings the line breaks that are the more frequent, the text sent again takes the others.
+    if (tests::ownBreakOf(once) != tests::ownBreakOf(script.text())) return fine;
     return equal("once more", ChapterEdits::replaceText(chapter, edit.givenText(), Script(once))->applied(once), once);
   });
 }
@@ -244,7 +249,7 @@ TEST(RemovingAnAddedChapter, restoresACanonicalScript) {
     const std::size_t place = edit.chapter % (count + 1);
     const auto before = place == count ? std::nullopt : std::optional(place);
     const auto change = ChapterEdits::add(edit.title, edit.givenText(), before, script);
-    if (!change || !partsOfGiven(edit).chapters.empty()) return fine;
+    if (!change || !partsOfGiven(tests::inBreaksOf(script.text(), edit.givenText())).chapters.empty()) return fine;
     const std::string text = change->applied(script.text());
     return equal("restored", ChapterEdits::remove(place, false, Script(text))->applied(text), script.text());
   });
@@ -253,8 +258,8 @@ TEST(RemovingAnAddedChapter, restoresACanonicalScript) {
 TEST(Appending, keepsTheExistingTextAndLeavesABlankLine) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const std::string existing = edit.text();
-    const std::string added = edit.givenText();
-    const std::string text = ScriptText::appending(added, existing);
+    const std::string text = ScriptText::appending(edit.givenText(), existing);
+    const std::string added = tests::inBreaksOf(existing, edit.givenText());
     if (!text.starts_with(existing) || !text.ends_with(added)) return "not both texts: " + shown(text);
     const std::string between = text.substr(existing.size(), text.size() - existing.size() - added.size());
     if (between.find_first_not_of("\r\n") != std::string::npos) return "more than line breaks: " + shown(between);

@@ -20,9 +20,10 @@ std::string edited(std::string_view text, Edit edit) {
   return change ? shown(change->applied(text)) : "no edit";
 }
 
-/// Expects what is in the row, and the same with CR LF throughout, behind a byte-order mark, and both. `editWith` is
-/// given a function to pass every text of the client's through and gives the edit as a function of the script. A row
-/// whose script has no line break stays with LF, which is what such a script uses.
+/// Expects what is in the row, and the same with CR LF throughout, behind a byte-order mark, and both; and with CR LF
+/// in the script for a client that sends LF. `editWith` is given a function to pass every text of the client's through
+/// and gives the edit as a function of the script. A row whose script has no line break stays with LF, which is what
+/// such a script uses.
 template <typename EditWith>
 void expectWithEveryLineBreak(const char* description, std::string_view text, std::string_view expected,
                               EditWith editWith) {
@@ -34,6 +35,7 @@ void expectWithEveryLineBreak(const char* description, std::string_view text, st
   if (text.find('\n') == std::string_view::npos) return;
   EXPECT_EQ(edited(withCRLF(text), editWith(withCRLF)), shown(withCRLF(expected))) << "with CR LF";
   EXPECT_EQ(edited(bom + withCRLF(text), editWith(withCRLF)), shown(bom + withCRLF(expected))) << "both";
+  EXPECT_EQ(edited(withCRLF(text), editWith(asItIs)), shown(withCRLF(expected))) << "LF given to a script with CR LF";
 }
 
 }  // namespace quorvel::tests

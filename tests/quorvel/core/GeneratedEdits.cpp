@@ -39,6 +39,9 @@ const std::vector<std::string> lines = {
     "# ",
     "#  ",
     "#  A \t",
+    "# # A",
+    "# caf\xC3\xA9",
+    "# cafe\xCC\x81",
     "# \xFF",
     "# \xCC\x81x",
     "# x\xD8\x80 ",
@@ -84,6 +87,10 @@ const std::vector<std::string> titles = {
     "a\r\n# b",
     "\n# x",
     "# x",
+    "# A",
+    "# # A",
+    " #  # \xCC\x81x",
+    "# ",
     "#",
     "",
     " ",
@@ -153,7 +160,7 @@ GeneratedEdit anyEdit(std::uint64_t seed) {
   GeneratedEdit edit;
   if (dice.oneIn(4)) edit.script.push_back(bom);
   for (std::string& line : generatedLines(dice, dice.below(14), breaks)) edit.script.push_back(std::move(line));
-  edit.given = generatedLines(dice, dice.below(5), dice.oneIn(4) ? Breaks::mixed : breaks);
+  edit.given = generatedLines(dice, dice.below(5), dice.oneIn(4) ? Breaks::mixed : dice.oneIn(2) ? Breaks::lf : breaks);
   edit.title = dice.oneOf(titles);
   edit.chapter = dice.below(12);
   edit.other = dice.below(12);

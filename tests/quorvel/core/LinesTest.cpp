@@ -50,6 +50,28 @@ TEST(Lines, useTheMoreFrequentLineBreak) {
   }
 }
 
+TEST(Lines, ofAGivenTextTakeTheScriptsLineBreak) {
+  struct Row {
+    const char* given;
+    const char* inCRLF;  // in a script with CR LF; in one with LF it stays
+  };
+  constexpr Row rows[] = {{"", ""},
+                          {"a", "a"},
+                          {"\n", "\r\n"},
+                          {"\n\n", "\r\n\r\n"},
+                          {"a\nb", "a\r\nb"},
+                          {"\na\n\nb\n", "\r\na\r\n\r\nb\r\n"},
+                          {"a\rb\n\r", "a\rb\r\n\r"},
+                          {"a\nb\r\n", "a\nb\r\n"},
+                          {"\r\n\n", "\r\n\n"},
+                          {"\xFF\n", "\xFF\r\n"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(shown(row.given));
+    EXPECT_EQ(shown(inLineBreaks(row.given, "\r\n")), shown(row.inCRLF));
+    EXPECT_EQ(shown(inLineBreaks(row.given, "\n")), shown(row.given));
+  }
+}
+
 TEST(Lines, missBreaksForABlankLine) {
   struct Row {
     std::string text;

@@ -75,14 +75,53 @@ TEST(ReplaceChapterText, changesNothingForTheTextThatIsThere) {
   }
 }
 
+TEST(ReplaceChapterText, takesTheOwnHeadingLineForWhatItIs) {
+  const Row rows[] = {
+      {"above an empty line", "# A\n\na\n\n# B\n", 0, "# A\n\nx\n", "# A\n\nx\n\n# B\n"},
+      {"without one", "# A\n\na\n\n# B\n", 0, "# A\nx", "# A\n\nx\n\n# B\n"},
+      {"with more", "# A\n\na\n\n# B\n", 0, "# A\n\n \n\nx", "# A\n\nx\n\n# B\n"},
+      {"below blank lines", "# A\n\na\n", 0, "\n \n# A\n\nx", "# A\n\nx\n"},
+      {"white space around its title", "# A\n\na\n", 0, "#  \tA \nx", "# A\n\nx\n"},
+      {"white space around the script's, which stays", "#   A \n\na\n", 0, "# A\nx", "#   A \n\nx\n"},
+      {"alone: the text goes", "# A\n\na\n\n# B\n", 0, "# A\n", "# A\n\n# B\n"},
+      {"alone, in the last chapter", "# A\n\na\n", 0, "# A", "# A\n"},
+      {"in a heading without a line break", "# A", 0, "# A\nx", "# A\n\nx"},
+      {"the heading without a title", "# \n\na\n", 0, "# \nx", "# \n\nx\n"},
+      {"a title that begins with the marker", "# # A\n\na\n", 0, "# # A\nx", "# # A\n\nx\n"},
+      {"a title that is canonically equivalent", "# \xC3\xA9\n", 0, "# e\xCC\x81\nx", "# \xC3\xA9\n\nx\n"},
+      {"a title that is not UTF-8", "# \xFF\n", 0, "# \xFF\nx", "# \xFF\n\nx\n"},
+      {"above the text that is there", "# A\n\n  a\nb\n\n\n# B\n", 0, "# A\na\nb", "# A\n\n  a\nb\n\n\n# B\n"},
+      {"only once", "# A\n\na\n", 0, "# A\n# A\nx", "# A\n\n# A\nx\n"},
+      {"and other chapters follow", "# A\n\na\n", 0, "# A\nx\n# A\ny", "# A\n\nx\n# A\ny\n"},
+      {"not further down", "# A\n\na\n", 0, "x\n# A\ny", "# A\n\nx\n# A\ny\n"},
+      {"not that of another chapter", "# A\n\na\n\n# B\n", 0, "# B\nx", "# A\n\n# B\nx\n\n# B\n"},
+      {"not one in other letter case", "# A\n\na\n", 0, "# a\nx", "# A\n\n# a\nx\n"},
+      {"not one of another kind", "# A\n\na\n", 0, "## A\nx", "# A\n\n## A\nx\n"},
+      {"not one that is indented", "# A\n\na\n", 0, " # A\nx", "# A\n\n # A\nx\n"},
+      {"not one behind a byte-order mark", "# A\n", 0, "\xEF\xBB\xBF# A\nx", "# A\n\n\xEF\xBB\xBF# A\nx\n"},
+      {"not the text as it is read that looks like it", "# A\n\n # A\nx\n", 0, "# A\nx", "# A\n\n # A\nx\n"},
+  };
+  for (const Row& row : rows) {
+    tests::expectWithEveryLineBreak(row.description, row.script, row.edited, [&](auto given) {
+      return [&row, given](const Script& script) {
+        return ChapterEdits::replaceText(row.chapter, given(row.text), script);
+      };
+    });
+  }
+}
+
 TEST(ReplaceChapterText, changesAnIndentationThatTheClientSends) {
   EXPECT_EQ(edited("# A\n\na\n", [](const Script& s) { return ChapterEdits::replaceText(0, "  a", s); }),
             shown("# A\n\n  a\n"));
 }
 
-TEST(ReplaceChapterText, writesTheScriptsOwnLineBreaksAroundTheClients) {
+TEST(ReplaceChapterText, writesTheScriptsOwnLineBreaks) {
   const Row rows[] = {
-      {"LF into CR LF", "# A\r\na\r\n# B\r\n", 0, "x\ny\n", "# A\r\n\r\nx\ny\r\n\r\n# B\r\n"},
+      {"LF into CR LF takes CR LF", "# A\r\na\r\n# B\r\n", 0, "x\ny\n", "# A\r\n\r\nx\r\ny\r\n\r\n# B\r\n"},
+      {"LF and CR LF into CR LF stay", "# A\r\n", 0, "x\r\ny\nz", "# A\r\n\r\nx\r\ny\nz\r\n"},
+      {"CR LF in the heading line alone counts", "# A\r\n", 0, "# A\r\nx\ny", "# A\r\n\r\nx\ny\r\n"},
+      {"LF that is there amid CR LF stays", "# A\r\na\nb\r\n", 0, "a\nb", "# A\r\na\nb\r\n"},
+      {"new LF amid CR LF does not", "# A\r\na\nb\r\n", 0, "a\nb\nc", "# A\r\n\r\na\r\nb\r\nc\r\n"},
       {"CR LF into LF", "# A\na\n# B\n", 0, "x\r\ny\r\n", "# A\n\nx\r\ny\n\n# B\n"},
       {"the heading's own stays", "# A\na\r\nb\r\n# B\r\n", 0, "x", "# A\n\r\nx\r\n\r\n# B\r\n"},
       {"the heading's own stays amid LF", "# A\r\na\nb\n# B\n", 0, "x", "# A\r\n\nx\n\n# B\n"},

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "platform/QuorvelCore.h"
+#include "platform/Unicode.h"
 #include "tests/quorvel/core/Texts.h"
 
 namespace quorvel::tests {
@@ -44,6 +46,13 @@ std::vector<std::string> linesOf(std::string_view text) {
     if (byte == '\n') lines.emplace_back();
   }
   return lines;
+}
+
+std::string withBlanksForBreaks(std::string title) {
+  for (const std::string lineBreak : {"\r\n", "\n", "\r", "\v", "\f", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
+    for (std::size_t at; (at = title.find(lineBreak)) != std::string::npos;) title.replace(at, lineBreak.size(), " ");
+  }
+  return title;
 }
 
 }  // namespace
@@ -104,6 +113,51 @@ std::string passageOf(std::string_view text) {
     if (!passage.empty() || !isBlank(line)) passage += line;
   }
   return passage;
+}
+
+std::string ownBreakOf(std::string_view text) {
+  std::size_t withReturn = 0, without = 0;
+  for (const std::string& line : linesOf(text)) {
+    if (line.ends_with('\n')) ++(line.ends_with("\r\n") ? withReturn : without);
+  }
+  return withReturn > without ? "\r\n" : "\n";
+}
+
+std::string inBreaksOf(std::string_view script, std::string_view given) {
+  const bool isConverted = given.find("\r\n") == std::string_view::npos && ownBreakOf(script) == "\r\n";
+  return isConverted ? withCRLF(given) : std::string(given);
+}
+
+std::string belowHeading(std::string_view given, std::string_view title) {
+  std::vector<std::string> lines = linesOf(passageOf(given));
+  const ScriptParts first = partsOf("\n" + lines.front());  // a byte-order mark here is part of the line
+  if (first.chapters.empty() || !kelvane::unicode::equivalent(first.titles().front(), title)) return std::string(given);
+  lines.erase(lines.begin());
+  std::string below;
+  for (const std::string& line : lines) below += line;
+  return passageOf(below);
+}
+
+bool isChaptersText(std::string_view given, const ChapterParts& chapter, std::string_view script) {
+  const std::string converted = inBreaksOf(script, given);
+  const std::string ways[] = {std::string(given), converted, belowHeading(given, chapter.title()),
+                              belowHeading(converted, chapter.title())};
+  return std::any_of(std::begin(ways), std::end(ways), [&](const std::string& way) {
+    return passageOf(way) == passageOf(chapter.body) || way == trimmingWhitespace(chapter.body);
+  });
+}
+
+std::string onOneLine(std::string title) {
+  return std::string(trimmingWhitespace(withBlanksForBreaks(std::move(title))));
+}
+
+std::string withoutMarkers(std::string title) {
+  std::string line = withBlanksForBreaks(std::move(title)) + "|";  // so that only white space at the start is trimmed
+  do {
+    line = trimmingWhitespace(line);
+  } while (line.starts_with("# ") && (line.erase(0, 2), true));
+  line.pop_back();
+  return std::string(trimmingWhitespace(line));
 }
 
 }  // namespace quorvel::tests

@@ -38,4 +38,21 @@ std::string withoutBlankLinesAtEnd(std::string_view text);
 /// A given text as it is expected in a script: without blank lines at its start and its end.
 std::string passageOf(std::string_view text);
 
+/// The line break that most lines of the text end in, LF where it is as many.
+std::string ownBreakOf(std::string_view text);
+
+/// A given text with the line breaks that it is expected to have in a script.
+std::string inBreaksOf(std::string_view script, std::string_view given);
+
+/// A given text without a first line that says the title of the chapter again.
+std::string belowHeading(std::string_view given, std::string_view title);
+
+/// Whether a given text is what the chapter of that script has already: as it stands or as it is read to a client, with
+/// its heading line or without, as it was sent or with the script's line breaks.
+bool isChaptersText(std::string_view given, const ChapterParts& chapter, std::string_view script);
+
+/// A given title on one line; and as it is expected in a heading, where the marker does not come twice.
+std::string onOneLine(std::string title);
+std::string withoutMarkers(std::string title);
+
 }  // namespace quorvel::tests

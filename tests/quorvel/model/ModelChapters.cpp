@@ -22,14 +22,6 @@ std::string withoutFinalBreak(const std::string& text) {
   return text.substr(0, text.size() - finalBreak(text).size());
 }
 
-std::string ownBreak(const std::string& text) {
-  std::size_t withReturn = 0, without = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '\n') ++(at > 0 && text[at - 1] == '\r' ? withReturn : without);
-  }
-  return withReturn > without ? "\r\n" : "\n";
-}
-
 /// The line breaks that a text lacks for a blank line to stand at its end.
 std::string missingBreaks(const std::string& above, const std::string& lineBreak) {
   if (above.empty() || above == byteOrderMark) return "";
@@ -41,18 +33,11 @@ std::string missingBreaks(const std::string& above, const std::string& lineBreak
 
 /// What stands behind a new title.
 std::string behindTitle(const std::string& given, bool atEnd, const std::string& script) {
-  const std::string lineBreak = ownBreak(script);
+  const std::string lineBreak = ownBreakOf(script);
   const std::string passage = passageOf(given);
   const bool endsInBreak = !finalBreak(script).empty() || script.empty() || script == byteOrderMark;
   const std::string body = passage.empty() ? "" : lineBreak + lineBreak + passage;
   return body + (!atEnd ? lineBreak + lineBreak : endsInBreak ? lineBreak : "");
-}
-
-std::string titleOnOneLine(std::string title) {
-  for (const std::string lineBreak : {"\r\n", "\n", "\r", "\v", "\f", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
-    for (std::size_t at; (at = title.find(lineBreak)) != std::string::npos;) title.replace(at, lineBreak.size(), " ");
-  }
-  return std::string(trimmingWhitespace(title));
 }
 
 std::string clock(std::size_t seconds) {
@@ -69,22 +54,23 @@ std::string readAloud(const std::string& preamble) {
 
 std::optional<std::string> withChapterAdded(const std::string& text, const std::string& title, const std::string& given,
                                             std::optional<std::size_t> before) {
-  const std::string written = titleOnOneLine(title);
+  const std::string written = withoutMarkers(title);
   if (written.empty()) return std::nullopt;
   const ScriptParts parts = partsOf(text);
   std::string above = parts.preamble, below;
   for (std::size_t index = 0; index < parts.chapters.size(); ++index) {
     (before && index >= *before ? below : above) += parts.chapters[index].text();
   }
-  return above + missingBreaks(above, ownBreak(text)) + "# " + written + behindTitle(given, !before, text) + below;
+  return above + missingBreaks(above, ownBreakOf(text)) + "# " + written +
+         behindTitle(inBreaksOf(text, given), !before, text) + below;
 }
 
 std::string withChapterRenamed(const std::string& text, std::size_t chapter, const std::string& title) {
   ScriptParts parts = partsOf(text);
   std::string& heading = parts.chapters[chapter].heading;
   const std::string line = withoutFinalBreak(heading).substr(2);
-  const std::string old(trimmingWhitespace(line)), written = titleOnOneLine(title);
-  if (written == old) return text;
+  const std::string old(trimmingWhitespace(line)), written = withoutMarkers(title);
+  if (written == old || onOneLine(title) == old) return text;
   std::string renamed = line;
   renamed.replace(old.empty() ? 0 : line.find(old), old.size(), written);
   const bool keepsSpaceAround = !written.empty() && trimmingWhitespace(renamed) == written;
@@ -94,12 +80,14 @@ std::string withChapterRenamed(const std::string& text, std::size_t chapter, con
 
 std::string withChapterRewritten(const std::string& text, std::size_t chapter, const std::string& given) {
   ScriptParts parts = partsOf(text);
+  const std::string title = parts.chapters[chapter].title();
   auto& [heading, body] = parts.chapters[chapter];
-  if (passageOf(given) == passageOf(body) || given == trimmingWhitespace(body)) return text;
+  if (isChaptersText(given, parts.chapters[chapter], text)) return text;
+  const std::string taken = belowHeading(inBreaksOf(text, given), title);
   heading = withoutFinalBreak(heading);
-  std::string behind = behindTitle(given, chapter + 1 == parts.chapters.size(), text);
+  std::string behind = behindTitle(taken, chapter + 1 == parts.chapters.size(), text);
   const std::string present = finalBreak(partsOf(text).chapters[chapter].heading);
-  if (!present.empty()) behind = present + behind.substr(std::min(behind.size(), ownBreak(text).size()));
+  if (!present.empty()) behind = present + behind.substr(std::min(behind.size(), ownBreakOf(text).size()));
   body = behind;
   return parts.text();
 }
@@ -136,7 +124,7 @@ std::string withChapterRemoved(const std::string& text, std::size_t chapter, boo
 }
 
 std::string withTextAppended(const std::string& text, const std::string& added) {
-  return text + missingBreaks(text, ownBreak(text)) + added;
+  return text + missingBreaks(text, ownBreakOf(text)) + inBreaksOf(text, added);
 }
 
 std::size_t chapterCount(const std::string& text) {
