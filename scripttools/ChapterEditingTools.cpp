@@ -10,12 +10,15 @@
 #include "protocol/RPCError.h"
 #include "scripttools/Arguments.h"
 #include "scripttools/Chapters.h"
+#include "scripttools/Resolution.h"
 
 namespace kelvane {
 
 using quorvel::ChapterEdits;
 using quorvel::Script;
 using quorvel::ScriptHeadings;
+using quorvel::ScriptItem;
+using quorvel::ScriptLibrary;
 
 namespace {
 
@@ -24,21 +27,30 @@ namespace {
 using Change = std::string (*)(const JSON::Object& arguments, const Script& script);
 using Note = std::string (*)(const JSON::Object& arguments);
 
-std::string editChapters(const JSON::Object& arguments, WritingTurn& turn, Change change, Note note) {
-  const auto item = turn.scriptAt(requiredString("id", arguments));
-  const Script script(turn.read(item));
-  auto text = change(arguments, script);
+// The script to change, and the arguments, most of which only its text can judge.
+struct Edit {
+  ScriptItem item;
+  const JSON::Object* arguments;
+
+  static Edit judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {scriptAt(requiredString("id", arguments), library), &arguments};
+  }
+};
+
+std::string editChapters(const Edit& asked, WritingTurn& turn, Change change, Note note) {
+  const Script script(turn.read(asked.item));
+  auto text = change(*asked.arguments, script);
   if (unicode::equivalent(text, script.text())) return chapterList(script);
   // Made before anything is changed, so that running out of memory for it changes nothing.
   auto listing = chapterList(Script(text));
-  turn.keepPrevious(item, note(arguments));
-  turn.write(text, item);
+  turn.keepPrevious(asked.item, note(*asked.arguments));
+  turn.write(text, asked.item);
   return listing;
 }
 
 Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
-  return turns.running([change, note](const JSON::Object& arguments, WritingTurn& turn) {
-    return editChapters(arguments, turn, change, note);
+  return turns.running(Edit::judged, [change, note](const Edit& asked, WritingTurn& turn) {
+    return editChapters(asked, turn, change, note);
   });
 }
 

@@ -2,13 +2,70 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "protocol/RPCError.h"
 #include "scripttools/Arguments.h"
 #include "scripttools/ItemSummary.h"
+#include "scripttools/Resolution.h"
 #include "scripttools/SavedMoment.h"
 
 namespace kelvane {
+
+using quorvel::ScriptItem;
+using quorvel::ScriptLibrary;
+
+namespace {
+
+// What the tools are asked to do. The members stand in the order in which they are judged; texts are the arguments'.
+
+struct NewItem {
+  std::optional<std::string> folder;
+  std::string_view name;
+
+  static NewItem judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {folderAt(suppliedString("folder", arguments), library), requiredString("name", arguments)};
+  }
+};
+
+struct NewScript {
+  NewItem item;
+  std::optional<std::string_view> text;
+
+  static NewScript judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {NewItem::judged(arguments, library), suppliedString("text", arguments)};
+  }
+};
+
+struct NewName {
+  ScriptItem item;
+  std::string_view name;
+
+  static NewName judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {itemAt(requiredString("id", arguments), library), requiredString("name", arguments)};
+  }
+};
+
+struct NewVersion {
+  ScriptItem script;
+  std::string_view note;
+
+  static NewVersion judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {scriptAt(requiredString("id", arguments), library), requiredString("note", arguments)};
+  }
+};
+
+struct NewText {
+  ScriptItem script;
+  std::string_view text, note;
+
+  static NewText judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {scriptAt(requiredString("id", arguments), library), requiredString("text", arguments),
+            requiredString("note", arguments)};
+  }
+};
+
+}  // namespace
 
 Tool createScript(const WritingTurns& turns) {
   return {"create_script",
@@ -18,10 +75,9 @@ Tool createScript(const WritingTurns& turns) {
                   {"folder", "Identifier of the folder to put it in. Omit for the top level."},
                   {"text", "The script's opening text. Optional."}},
                  {"name"}),
-          turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto folder = turn.folderAt(suppliedString("folder", arguments));
-            const auto script = turn.create(requiredString("name", arguments), folder);
-            if (const auto text = suppliedString("text", arguments)) turn.write(*text, script);
+          turns.running(NewScript::judged, [](const NewScript& asked, WritingTurn& turn) {
+            const auto script = turn.create(asked.item.name, asked.item.folder);
+            if (asked.text) turn.write(*asked.text, script);
             return JSON(itemSummary(script)).encoded();
           })};
 }
@@ -32,9 +88,8 @@ Tool createFolder(const WritingTurns& turns) {
       schema(
           {{"name", "What to call it"}, {"folder", "Identifier of the folder to nest it in. Omit for the top level."}},
           {"name"}),
-      turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-        const auto folder = turn.folderAt(suppliedString("folder", arguments));
-        return JSON(itemSummary(turn.createFolder(requiredString("name", arguments), folder))).encoded();
+      turns.running(NewItem::judged, [](const NewItem& asked, WritingTurn& turn) {
+        return JSON(itemSummary(turn.createFolder(asked.name, asked.folder))).encoded();
       })};
 }
 
@@ -43,9 +98,8 @@ Tool renameItem(const WritingTurns& turns) {
           "Renames a script or a folder. The identifier changes with the name, and renaming a folder changes the "
           "identifier of everything inside it, so use the one that comes back.",
           schema({{"id", "Identifier of the script or folder"}, {"name", "The new name"}}, {"id", "name"}),
-          turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto item = turn.itemAt(requiredString("id", arguments));
-            return JSON(itemSummary(turn.rename(item, requiredString("name", arguments)))).encoded();
+          turns.running(NewName::judged, [](const NewName& asked, WritingTurn& turn) {
+            return JSON(itemSummary(turn.rename(asked.item, asked.name))).encoded();
           })};
 }
 
@@ -58,10 +112,9 @@ Tool saveVersion(const WritingTurns& turns) {
                    "What this version is, as it should read in the history list — \"the long version\", \"before "
                    "cutting the intro\""}},
                  {"id", "note"}),
-          turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = turn.scriptAt(requiredString("id", arguments));
-            const auto note = requiredString("note", arguments);
-            const auto version = turn.snapshot(turn.read(script), script, note);
+          turns.running(NewVersion::judged, [](const NewVersion& asked, WritingTurn& turn) {
+            const ScriptItem& script = asked.script;
+            const auto version = turn.snapshot(turn.read(script), script, asked.note);
             if (!version) {
               throw RPCError::invalidParams("\"" + script.identifier + "\" is empty, so there is nothing to keep");
             }
@@ -83,12 +136,10 @@ Tool updateScript(const WritingTurns& turns) {
                    "A few words on what you changed, for the version history — \"tightened the intro\", \"cut to 90 "
                    "seconds\""}},
                  {"id", "text", "note"}),
-          turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = turn.scriptAt(requiredString("id", arguments));
-            const auto text = requiredString("text", arguments);
-            turn.keepPrevious(script, requiredString("note", arguments));
-            turn.write(text, script);
-            return JSON(itemSummary(script, text)).encoded();
+          turns.running(NewText::judged, [](const NewText& asked, WritingTurn& turn) {
+            turn.keepPrevious(asked.script, asked.note);
+            turn.write(asked.text, asked.script);
+            return JSON(itemSummary(asked.script, asked.text)).encoded();
           })};
 }
 
@@ -100,13 +151,11 @@ Tool appendToScript(const WritingTurns& turns) {
                   {"text", "The text to add on the end"},
                   {"note", "A few words on what you added, for the version history"}},
                  {"id", "text", "note"}),
-          turns.running([](const JSON::Object& arguments, WritingTurn& turn) {
-            const auto script = turn.scriptAt(requiredString("id", arguments));
-            const auto added = requiredString("text", arguments);
-            turn.keepPrevious(script, requiredString("note", arguments));
-            const auto text = quorvel::ScriptText::appending(added, turn.read(script));
-            turn.write(text, script);
-            return JSON(itemSummary(script, text)).encoded();
+          turns.running(NewText::judged, [](const NewText& asked, WritingTurn& turn) {
+            turn.keepPrevious(asked.script, asked.note);
+            const auto text = quorvel::ScriptText::appending(asked.text, turn.read(asked.script));
+            turn.write(text, asked.script);
+            return JSON(itemSummary(asked.script, text)).encoded();
           })};
 }
 

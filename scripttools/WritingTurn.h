@@ -1,39 +1,36 @@
 #pragma once
 
 #include <exception>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/QuorvelLibrary.h"
 #include "protocol/Tool.h"
 
 namespace kelvane {
 
-/// One call of a tool that writes: the only way from a tool to the operations that change the library or its history.
+/// The library's lock in the hands of one call of a tool that writes: the only way from a tool to the operations that
+/// change the library or its history.
 ///
-/// It takes the library's lock before the first of these operations, and before the first text is read for them, so
-/// that what was read is what is replaced, and holds it for as long as it lives. The identifier, and the arguments that
-/// are looked at before the first text is read, are judged before that: where they are bad nobody is waited for, and
-/// nothing is left on the disk. With the lock held the identifier is judged again, as what it names may have been
-/// renamed meanwhile; what it named first is what is worked on. A lock that cannot be had is no failure yet: a call
-/// that turns out to change nothing is answered. The first operation that would keep, create, rename or write throws
-/// the lock's own error instead, and nothing was changed.
+/// The lock is taken when the turn is made, waiting as long as the library does, and held for as long as the turn
+/// lives, so that what is read is what is replaced. If the lock cannot be had, the call still succeeds when it changes
+/// nothing: the first operation that would keep, create, rename or write throws the lock's own error, and nothing was
+/// changed.
 class WritingTurn {
  public:
   /// Both must outlive the turn.
-  WritingTurn(quorvel::ScriptLibrary& library, quorvel::VersionStore& versions)
-      : library_(library), versions_(versions) {}
+  WritingTurn(quorvel::ScriptLibrary& library, quorvel::VersionStore& versions);
+  WritingTurn(const WritingTurn&) = delete;
+  WritingTurn& operator=(const WritingTurn&) = delete;
 
-  /// The operations of scripttools/Resolution.h. A call looks up one identifier, which has to outlive the turn.
-  quorvel::ScriptItem itemAt(std::string_view identifier);
-  quorvel::ScriptItem scriptAt(std::string_view identifier);
-  std::optional<std::string> folderAt(const std::optional<std::string_view>& identifier);
+  /// Whether other writers are kept out; false where the lock could not be had.
+  bool keepsOthersOut() const noexcept { return lockFailure_ == nullptr; }
 
   /// A script's whole text, to be replaced by what is made of it.
-  std::string read(const quorvel::ScriptItem& script);
+  std::string read(const quorvel::ScriptItem& script) const;
 
   /// Keeps a text as a version of the script; nothing for an empty text, which needs no lock as it is not kept.
   std::optional<quorvel::ScriptVersion> snapshot(std::string_view text, const quorvel::ScriptItem& script,
@@ -50,23 +47,10 @@ class WritingTurn {
   quorvel::ScriptItem rename(const quorvel::ScriptItem& item, std::string_view name);
 
  private:
-  // Looks something up, now and again when the lock is held.
-  template <class LookUp>
-  auto judged(LookUp lookUp) {
-    judgeAgain_ = [lookUp] { static_cast<void>(lookUp()); };
-    return lookUp();
-  }
-
-  // Takes the lock, waiting as long as the library does, unless that was tried before. Throws what is wrong with the
-  // identifier by then.
-  void takeLock();
-  // The same; throws also the error of a lock that could not be had.
-  void requireLock();
+  void requireLock() const;
 
   quorvel::ScriptLibrary& library_;
   quorvel::VersionStore& versions_;
-  std::function<void()> judgeAgain_;
-  bool wasLockTried_ = false;
   std::unique_ptr<quorvel::LibraryLock> lock_;
   std::exception_ptr lockFailure_;
 };
@@ -74,11 +58,26 @@ class WritingTurn {
 /// Makes what a writing tool runs: each call in a turn of its own, which is over before the result leaves.
 class WritingTurns {
  public:
-  using Run = std::function<std::string(const JSON::Object& arguments, WritingTurn& turn)>;
-
   WritingTurns(std::shared_ptr<quorvel::ScriptLibrary> library, std::shared_ptr<quorvel::VersionStore> versions);
 
-  Tool::Run running(Run run) const;
+  /// `judge(arguments, library)` finds out what a call is about: it resolves the identifier and reads the arguments
+  /// that need no text to be looked at, in the tool's own order, and throws what is wrong with them. `work(asked,
+  /// turn)` does the work with what `judge` returned, and returns the tool's text. What was asked may refer to the
+  /// arguments.
+  ///
+  /// A call is judged before it takes its turn, so that a bad one waits for nobody and leaves nothing on the disk. It
+  /// is judged again with the lock in hand, as others may have renamed meanwhile what an identifier named, and the
+  /// second judgement is the one that is worked on.
+  template <class Judge, class Work>
+  Tool::Run running(Judge judge, Work work) const {
+    return [library = library_, versions = versions_, judge = std::move(judge),
+            work = std::move(work)](const JSON::Object& arguments) {
+      auto asked = judge(arguments, std::as_const(*library));
+      WritingTurn turn(*library, *versions);
+      if (turn.keepsOthersOut()) asked = judge(arguments, std::as_const(*library));
+      return work(asked, turn);
+    };
+  }
 
  private:
   std::shared_ptr<quorvel::ScriptLibrary> library_;

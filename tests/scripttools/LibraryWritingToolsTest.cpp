@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "scripttools/ScriptTools.h"
 #include "tests/scripttools/Workbench.h"
 
 namespace kelvane::tests {
@@ -127,6 +131,81 @@ TEST_F(LibraryWritingTools, appendBehindABlankLineAndCountTheWholeText) {
   EXPECT_EQ(call("append_to_script", R"({"id": "Empty.md", "text": "first", "note": "more"})"),
             answered(R"({"id":"Empty.md","kind":"script","name":"Empty","words":1})"));
   EXPECT_TRUE(labelsOf("Empty.md").empty());
+}
+
+// Longer than what any part of the way takes at once.
+TEST_F(LibraryWritingTools, keepLongNotesWholeAndCountLongTextsToTheirEnd) {
+  for (const std::size_t words : {50U, 250U, 1'000U, 5'000U, 50'000U}) {
+    SCOPED_TRACE(words);
+    const Workbench bench;
+    std::string text;
+    for (std::size_t word = 0; word < words; ++word) text += "w\u00F6rd ";
+    const auto summary = [](std::size_t count) {
+      return answered(R"({"id":"Notes.md","kind":"script","name":"Notes","words":)" + std::to_string(count) + "}");
+    };
+    const JSON::Object arguments{{"id", "Notes.md"}, {"text", text}, {"note", text}};
+    EXPECT_EQ(bench.call("append_to_script", arguments), summary(10 + words));
+    EXPECT_EQ(bench.call("update_script", arguments), summary(words));
+    EXPECT_EQ(bench.call("save_version", arguments), answered(JSON(JSON::Object{{"id", "Notes.md"},
+                                                                                {"name", text},
+                                                                                {"saved", "2025-03-01 14:07:09"},
+                                                                                {"words", static_cast<double>(words)}})
+                                                                  .encoded()));
+    EXPECT_EQ(bench.labelsOf("Notes.md"), (Texts{text, "Before — " + text, "Before — " + text}));
+  }
+}
+
+// A library that is reached through a link.
+class LinkedLibrary : public WatchedLibrary {
+ public:
+  LinkedLibrary(std::shared_ptr<quorvel::ScriptLibrary> library, std::shared_ptr<Watch> watch,
+                std::filesystem::path root)
+      : WatchedLibrary(std::move(library), std::move(watch)), root_(std::move(root)) {}
+  const std::filesystem::path& root() const noexcept override { return root_; }
+
+ private:
+  const std::filesystem::path root_;
+};
+
+// A history that knows only where it was asked for.
+class Paths : public quorvel::VersionStore {
+ public:
+  std::optional<quorvel::ScriptVersion> snapshot(std::string_view, const std::filesystem::path& script,
+                                                 std::string_view label) override {
+    paths.push_back(script.native());
+    return quorvel::ScriptVersion{{}, std::string(label), 0};
+  }
+  std::vector<quorvel::ScriptVersion> versions(const std::filesystem::path& script) const override {
+    paths.push_back(script.native());
+    return {};
+  }
+
+  mutable Texts paths;
+};
+
+TEST_F(LibraryWritingTools, keepVersionsUnderTheRootAsItIsHeld) {
+  const auto link = folder.path() / "link";
+  std::filesystem::create_directory_symlink(root, link);
+  std::filesystem::create_symlink("Talk.md", root / "alias.md");
+  const auto paths = std::make_shared<Paths>();
+  const auto linked = ScriptTools(std::make_shared<LinkedLibrary>(scripts, watch, link), paths).tools(true);
+  const auto arguments = [](std::string_view id) {
+    return JSON::Object{{"id", id},       {"text", "t"}, {"note", "n"},       {"title", "t"},
+                        {"chapter", "1"}, {"to", "2"},   {"keep_text", "yes"}};
+  };
+  for (const Tool& tool : linked) {
+    const bool keeps = tool.name() == "list_versions" || tool.name() == "save_version" ||
+                       tool.name().ends_with("_chapter") || tool.name().ends_with("_to_script") ||
+                       tool.name() == "update_script";
+    if (!keeps || tool.name() == "read_chapter") continue;
+    for (const std::string_view id : {"Talk.md", "./Talk.md", "alias.md"}) {
+      SCOPED_TRACE(std::string(tool.name()) + " " + std::string(id));
+      put("Talk.md", talk);
+      paths->paths.clear();
+      tool.run(arguments(id));
+      EXPECT_EQ(paths->paths, Texts{link.native() + "/Talk.md"});
+    }
+  }
 }
 
 TEST_F(LibraryWritingTools, takeTextsAndNotesAsTheyCome) {

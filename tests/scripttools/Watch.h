@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -21,6 +22,7 @@ struct Watch {
   std::vector<std::string> accesses;
   std::optional<std::size_t> failingAccess;  ///< The access with this number, 0 for the first, throws `failure`.
   std::optional<std::string> failingLock;    ///< What `lock` throws.
+  std::function<void()> meanwhile;           ///< What others do before they let go of the lock.
   bool locked = false;
 
   static constexpr std::string_view failure = "The disk said no.";
@@ -62,6 +64,10 @@ class WatchedLibrary : public quorvel::ScriptLibrary {
     watch_->note("read " + script.identifier);
     return library_->read(script);
   }
+  std::string readToReplace(const quorvel::ScriptItem& script) const override {
+    watch_->note("readToReplace " + script.identifier);
+    return library_->readToReplace(script);
+  }
   void write(std::string_view text, const quorvel::ScriptItem& script) override {
     watch_->note("write " + script.identifier);
     library_->write(text, script);
@@ -80,6 +86,7 @@ class WatchedLibrary : public quorvel::ScriptLibrary {
   }
 
   std::unique_ptr<quorvel::LibraryLock> lock() override {
+    if (watch_->meanwhile) watch_->meanwhile();
     if (watch_->failingLock) throw std::runtime_error(*watch_->failingLock);
     watch_->accesses.push_back("lock");
     return std::make_unique<Lock>(watch_);

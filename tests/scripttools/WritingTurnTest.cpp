@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "scripttools/ScriptTools.h"
@@ -27,34 +28,40 @@ const struct {
     {"create_script", R"({"name": "New", "text": "x"})", {"create New in the root", "write New.md"}},
     {"create_folder", R"({"name": "New"})", {"createFolder New in the root"}},
     {"rename", R"({"id": "Talk.md", "name": "New"})", {"rename Talk.md to New"}},
-    {"save_version", R"({"id": "Talk.md", "note": "n"})", {"read Talk.md", "snapshot Talk.md as n"}},
+    {"save_version", R"({"id": "Talk.md", "note": "n"})", {"readToReplace Talk.md", "snapshot Talk.md as n"}},
     {"update_script",
      R"({"id": "Talk.md", "text": "x", "note": "n"})",
-     {"read Talk.md", "snapshot Talk.md as Before — n", "write Talk.md"}},
+     {"readToReplace Talk.md", "snapshot Talk.md as Before — n", "write Talk.md"}},
     {"update_script",
      R"({"id": "Empty.md", "text": "x", "note": "n"})",
-     {"read Empty.md", "snapshot Empty.md as Before — n", "write Empty.md"}},
+     {"readToReplace Empty.md", "snapshot Empty.md as Before — n", "write Empty.md"}},
     {"append_to_script",
      R"({"id": "Talk.md", "text": "x", "note": "n"})",
-     {"read Talk.md", "snapshot Talk.md as Before — n", "read Talk.md", "write Talk.md"}},
+     {"readToReplace Talk.md", "snapshot Talk.md as Before — n", "readToReplace Talk.md", "write Talk.md"}},
     {"add_chapter",
      R"({"id": "Talk.md", "title": "x"})",
-     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — added chapter x", "write Talk.md"}},
+     {"readToReplace Talk.md", "readToReplace Talk.md", "snapshot Talk.md as Before — added chapter x",
+      "write Talk.md"}},
     {"add_chapter",
      R"({"id": "Empty.md", "title": "x"})",
-     {"read Empty.md", "read Empty.md", "snapshot Empty.md as Before — added chapter x", "write Empty.md"}},
+     {"readToReplace Empty.md", "readToReplace Empty.md", "snapshot Empty.md as Before — added chapter x",
+      "write Empty.md"}},
     {"rename_chapter",
      R"({"id": "Talk.md", "chapter": "1", "title": "x"})",
-     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — renamed chapter 1", "write Talk.md"}},
+     {"readToReplace Talk.md", "readToReplace Talk.md", "snapshot Talk.md as Before — renamed chapter 1",
+      "write Talk.md"}},
     {"update_chapter",
      R"({"id": "Talk.md", "chapter": "1", "text": "x"})",
-     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — rewrote chapter 1", "write Talk.md"}},
+     {"readToReplace Talk.md", "readToReplace Talk.md", "snapshot Talk.md as Before — rewrote chapter 1",
+      "write Talk.md"}},
     {"move_chapter",
      R"({"id": "Talk.md", "chapter": "1", "to": "2"})",
-     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — moved chapter 1 to 2", "write Talk.md"}},
+     {"readToReplace Talk.md", "readToReplace Talk.md", "snapshot Talk.md as Before — moved chapter 1 to 2",
+      "write Talk.md"}},
     {"remove_chapter",
      R"({"id": "Talk.md", "chapter": "1", "keep_text": "no"})",
-     {"read Talk.md", "read Talk.md", "snapshot Talk.md as Before — removed chapter 1", "write Talk.md"}},
+     {"readToReplace Talk.md", "readToReplace Talk.md", "snapshot Talk.md as Before — removed chapter 1",
+      "write Talk.md"}},
 };
 
 std::string named(const auto& each) {
@@ -221,10 +228,15 @@ TEST(WritingTurns, loseNoWordsOfCallsFromSeveralThreads) {
   }
 }
 
+// A turn is its call's own: what is in it belongs to that call alone.
+static_assert(!std::is_copy_constructible_v<WritingTurn> && !std::is_copy_assignable_v<WritingTurn>);
+static_assert(!std::is_move_constructible_v<WritingTurn> && !std::is_move_assignable_v<WritingTurn>);
+
 TEST(WritingTurn, offersHistoryNothingWithoutTheLock) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";
   WritingTurn turn(*bench.library, *bench.versions);
+  EXPECT_FALSE(turn.keepsOthersOut());
   const quorvel::ScriptItem script{"Talk.md", "Talk", quorvel::ScriptItem::Kind::script, std::nullopt};
   EXPECT_EQ(turn.snapshot("", script, "label"), std::nullopt);
   EXPECT_THROW(turn.snapshot("x", script, "label"), std::runtime_error);
