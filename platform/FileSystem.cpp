@@ -3,9 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <string>
+#include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -19,14 +20,15 @@ namespace {
 // is something that the system does not follow either.
 constexpr int mostLinks = 40;
 
-// The pieces of a path, the last one first.
-void pushPieces(std::string_view path, std::vector<std::string>& pieces) {
-  while (!path.empty()) {
-    const std::size_t slash = path.rfind('/');
-    const std::string_view piece = slash == std::string_view::npos ? path : path.substr(slash + 1);
-    if (!piece.empty() && piece != ".") pieces.emplace_back(piece);
-    path.remove_suffix(slash == std::string_view::npos ? path.size() : path.size() - slash);
+// The next piece of the path from there on that is neither empty nor "."; empty at the end.
+std::string_view nextPiece(std::string_view path, std::size_t& at) {
+  while (at < path.size()) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    const std::string_view piece = path.substr(at, end - at);
+    at = end + 1;
+    if (!piece.empty() && piece != ".") return piece;
   }
+  return {};
 }
 
 // An absolute path with neither "." nor "..", empty for the root.
@@ -61,60 +63,70 @@ std::string orRoot(std::string path) {
 
 }  // namespace
 
-std::optional<EntryKind> entry(const std::filesystem::path& path) {
+std::optional<EntryKind> entry(const std::string& path) {
   struct stat status {};
-  if (path.native().find('\0') != std::string::npos || ::stat(path.c_str(), &status) != 0) return std::nullopt;
+  if (path.find('\0') != std::string::npos || ::stat(path.c_str(), &status) != 0) return std::nullopt;
   return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::file;
 }
 
-std::filesystem::path standardized(const std::filesystem::path& path) {
-  std::vector<std::string> pieces;
-  pushPieces(path.native(), pieces);
-  if (!path.native().starts_with('/')) {
+std::string standardized(const std::string& path) {
+  std::string result;
+  const auto enterAll = [&result](std::string_view pieces) {
+    result.reserve(result.size() + 1 + pieces.size());
+    std::size_t at = 0;
+    for (std::string_view piece; !(piece = nextPiece(pieces, at)).empty();) enter(piece, result);
+  };
+  if (!path.starts_with('/')) {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::current_path(error);
     // Where the current folder is gone, this leads to it or to nothing, but never elsewhere.
-    pushPieces(error ? "/proc/self/cwd" : folder.native(), pieces);
+    enterAll(error ? std::string_view("/proc/self/cwd") : std::string_view(folder.native()));
   }
-  std::string result;
-  for (; !pieces.empty(); pieces.pop_back()) enter(pieces.back(), result);
+  enterAll(path);
   return orRoot(std::move(result));
 }
 
-std::filesystem::path resolvingSymbolicLinks(const std::filesystem::path& path) {
-  std::vector<std::string> left;  // the pieces to come, the next one last
-  pushPieces(standardized(path).native(), left);
+std::string resolvingSymbolicLinks(const std::string& path) {
+  struct Way {
+    std::string path;
+    std::size_t at = 0;
+  };
+  std::vector<Way> ways;  // the path that was asked for, and on top of it the targets of links that are being followed
+  ways.push_back({standardized(path)});
   std::string result;
+  result.reserve(ways.front().path.size());
   // Where the path's own piece is that is being looked at: what is made of a link that loops.
   std::string unfollowed;
-  std::size_t behind = left.size();
   int links = 0;
   // How long the result was before the piece at which following ended; a ".." in a link may lead back up to it.
   constexpr std::size_t following = std::string::npos;
   std::size_t stuck = following;
-  while (!left.empty()) {
-    const std::string piece = std::move(left.back());
-    left.pop_back();
+  while (!ways.empty()) {
+    const std::string_view piece = nextPiece(ways.back().path, ways.back().at);
+    if (piece.empty()) {
+      ways.pop_back();
+      continue;
+    }
+    const bool isUp = piece == "..";
     const std::size_t parent = result.size();
     enter(piece, result);
-    if (piece == ".." && result.size() <= stuck) stuck = following;
-    if (piece == ".." || stuck != following) continue;
-    const LinkLookUp found = lookUp(result);
+    if (isUp && result.size() <= stuck) stuck = following;
+    if (isUp || stuck != following) continue;
+    LinkLookUp found = lookUp(result);
     if (found.answer == LinkLookUp::Answer::cannotTell) stuck = parent;
     if (found.answer != LinkLookUp::Answer::link) continue;
-    if (left.size() < behind) {
+    if (ways.size() == 1) {
       unfollowed = result;
-      behind = left.size();
       links = 0;
     }
     if (++links > mostLinks) {
       result = unfollowed;
-      left.resize(behind);
+      ways.erase(ways.begin() + 1, ways.end());
       stuck = 0;
       continue;
     }
     result.resize(found.target.starts_with('/') ? 0 : parent);
-    pushPieces(found.target, left);
+    ways.push_back({std::move(found.target)});
   }
   return orRoot(std::move(result));
 }

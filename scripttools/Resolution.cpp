@@ -46,19 +46,21 @@ std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& l
   return identifier.empty() ? library.root() : library.root() / identifier;
 }
 
-std::filesystem::path locate(std::string_view identifier, const ScriptLibrary& library) {
+std::string locate(std::string_view identifier, const ScriptLibrary& library) {
   if (identifier.starts_with('/') || climbs(identifier)) throw notInside(identifier);
   // Both sides are resolved the same way, so that a root reached through a link still holds its items.
   const auto root = filesystem::resolvingSymbolicLinks(library.root());
-  auto candidate = filesystem::resolvingSymbolicLinks(pathOf(identifier, library));
-  if (!isInside(candidate.native(), root.native())) throw notInside(identifier);
+  std::string candidate = library.root().native();
+  candidate = filesystem::resolvingSymbolicLinks(candidate.append("/").append(identifier));
+  if (!isInside(candidate, root)) throw notInside(identifier);
   return candidate;
 }
 
 ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
-  const auto file = locate(identifier, library);
-  const auto kind = filesystem::entry(file);
+  const auto place = locate(identifier, library);
+  const auto kind = filesystem::entry(place);
   if (!kind) throw RPCError::invalidParams("Nothing at " + inQuotes(identifier));
+  const std::filesystem::path file(place);
   if (*kind == filesystem::EntryKind::directory) {
     return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
   }

@@ -17,9 +17,10 @@
 /// All of these throw RPCError::invalidParams, with the identifier quoted as it was sent, and change nothing on disk.
 namespace kelvane {
 
-/// The place that the identifier names, every symbolic link followed; nothing need be there. Throws when it is not the
-/// root or below it: for an absolute path, a piece "..", a link that leads out of the library.
-std::filesystem::path locate(std::string_view identifier, const quorvel::ScriptLibrary& library);
+/// The path of the place that the identifier names, every symbolic link followed; nothing need be there, and what a
+/// long identifier names may be longer than any path of the system. Throws when it is not the root or below it: for an
+/// absolute path, a piece "..", a link that leads out of the library. Time and memory are linear in the identifier.
+std::string locate(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
 /// The script or folder there, without children. Throws when nothing is there, or a file that is no script.
 quorvel::ScriptItem itemAt(std::string_view identifier, const quorvel::ScriptLibrary& library);
@@ -32,7 +33,8 @@ quorvel::ScriptItem scriptAt(std::string_view identifier, const quorvel::ScriptL
 std::optional<std::string> folderAt(const std::optional<std::string_view>& identifier,
                                     const quorvel::ScriptLibrary& library);
 
-/// The root joined with the identifier as it stands: under this path a script's versions are kept. Checks nothing.
+/// The root joined with the identifier of an item as it stands: under this path a script's versions are kept. Checks
+/// nothing.
 std::filesystem::path pathOf(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
 }  // namespace kelvane

@@ -54,8 +54,7 @@ void FolderLibrary::requireReadable() const {
 
 // Items are looked up by their whole paths, which hold the root as it is spelt or with its links resolved.
 std::size_t FolderLibrary::longestIdentifier() const {
-  const std::size_t root =
-      std::max(root_.native().size(), filesystem::resolvingSymbolicLinks(root_).native().size()) + 1;
+  const std::size_t root = std::max(root_.native().size(), filesystem::resolvingSymbolicLinks(root_).size()) + 1;
   return root < PATH_MAX ? PATH_MAX - 1 - root : 0;
 }
 
@@ -100,9 +99,9 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
 }
 
 std::string FolderLibrary::identifier(const std::filesystem::path& file) const {
-  const std::string path = filesystem::standardized(file).native();
+  const std::string path = filesystem::standardized(file);
   if (auto found = relative(path, root_.native())) return std::move(*found);
-  if (auto found = relative(path, filesystem::resolvingSymbolicLinks(root_).native())) return std::move(*found);
+  if (auto found = relative(path, filesystem::resolvingSymbolicLinks(root_))) return std::move(*found);
   throw LibraryError(quorvel::quoted(file.native()) + " is not inside the library.");
 }
 

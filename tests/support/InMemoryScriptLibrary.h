@@ -48,7 +48,7 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   }
 
   std::string identifier(const std::filesystem::path& file) const override {
-    const auto relative = filesystem::standardized(file).lexically_relative(root_);
+    const auto relative = std::filesystem::path(filesystem::standardized(file)).lexically_relative(root_);
     if (relative.empty() || *relative.begin() == "..") throw std::runtime_error("That is not inside the library.");
     return relative == "." ? std::string() : relative.native();
   }
