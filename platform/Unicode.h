@@ -26,11 +26,12 @@ std::string replacingInvalidUTF8(std::string_view text);
 std::string canonicalForm(std::string_view text);
 
 /// Whether two texts are canonically equivalent; when either is not valid UTF-8, whether they are the same bytes.
-bool equivalent(std::string_view left, std::string_view right);
+/// Needs no memory.
+bool equivalent(std::string_view left, std::string_view right) noexcept;
 
 /// The order of the bytes of the two canonical forms, which for ASCII is the order of the texts' bytes. Total, and
-/// equal exactly where `equivalent` says so.
-std::strong_ordering order(std::string_view left, std::string_view right);
+/// equal exactly where `equivalent` says so. Needs no memory.
+std::strong_ordering order(std::string_view left, std::string_view right) noexcept;
 
 /// The offset just behind the character that starts at `offset`, itself less than the text's size.
 std::size_t characterEnd(std::string_view text, std::size_t offset) noexcept;

@@ -7,15 +7,10 @@
 
 namespace kelvane {
 
-bool JSON::Storage::equalTexts(const JSON& left, const JSON& right) {
+bool JSON::Storage::equalTexts(const JSON& left, const JSON& right) noexcept {
   if (text(left) == text(right)) return true;
   if (form(left) == Form::ascii && form(right) == Form::ascii) return false;
   return unicode::equivalent(text(left), text(right));
-}
-
-std::strong_ordering JSON::Storage::orderTexts(const JSON& left, const JSON& right) {
-  if (form(left) == Form::ascii && form(right) == Form::ascii) return text(left).compare(text(right)) <=> 0;
-  return unicode::order(text(left), text(right));
 }
 
 JSON::Block* JSON::Storage::newValues(std::size_t capacity) {

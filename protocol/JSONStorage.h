@@ -44,9 +44,8 @@ class JSON::Storage {
   /// The bytes of a value that is a text.
   static std::string_view text(const JSON& value) noexcept;
 
-  /// Canonical equivalence, and the order of canonical forms, of two values that are texts.
-  static bool equalTexts(const JSON& left, const JSON& right);
-  static std::strong_ordering orderTexts(const JSON& left, const JSON& right);
+  /// Canonical equivalence of two values that are texts.
+  static bool equalTexts(const JSON& left, const JSON& right) noexcept;
 
   /// Makes a value in raw memory of an arena or of a stack that is going there: it refers to its block uncounted, and
   /// its destructor must not run. `text` is kept inline and has at most `inlineCapacity` bytes.
