@@ -151,10 +151,14 @@ bool JSON::equals(const JSON& other) const {
 
 // Array
 
-JSON::Array::Array(std::initializer_list<JSON> values) {
+JSON::Array::Array(std::initializer_list<Element> values) {
   if (values.size() == 0) return;
+  if (values.size() == 1 && values.begin()->isArray_) {
+    *this = *values.begin()->value_.items();
+    return;
+  }
   block_ = Storage::newValues(values.size());
-  for (const JSON& value : values) ::new (block_->values() + block_->size++) JSON(value);
+  for (const Element& element : values) ::new (block_->values() + block_->size++) JSON(element.value_);
 }
 
 JSON::Array::Array(std::vector<JSON> values) {
@@ -184,11 +188,11 @@ std::size_t JSON::Array::size() const noexcept {
   return block_ ? block_->size : 0;
 }
 
-const JSON* JSON::Array::begin() const noexcept {
+const JSON* JSON::Array::begin() const& noexcept {
   return block_ ? block_->values() : nullptr;
 }
 
-const JSON* JSON::Array::end() const noexcept {
+const JSON* JSON::Array::end() const& noexcept {
   return block_ ? block_->values() + block_->size : nullptr;
 }
 

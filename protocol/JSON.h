@@ -36,7 +36,10 @@ class JSONDecodingError : public std::exception {
 /// last value taken out of that document is gone, so a small value copied out of a large document keeps it.
 ///
 /// Lifetime. What an accessor hands out (a view, a pointer) lives until the value it came from is assigned, moved from
-/// or destroyed. A value that was moved from is null.
+/// or destroyed; on a temporary such an accessor does not compile. A value that was moved from is null.
+///
+/// Braces. Around one value of the same type they copy it: `Array{items}` is `items`, `Object{members}` is `members`,
+/// `JSON{value}` is `value`, whatever the compiler. An array of one array is `Array{JSON(items)}`.
 ///
 /// Text. Texts hold UTF-8; bytes that are not are kept, and are written as U+FFFD. Two texts are equal when they are
 /// canonically equivalent, so two keys are one key when they are.
@@ -51,9 +54,14 @@ class JSON {
 
   /// Values in an order of their own. Copies share storage; `append` copies shared storage first.
   class Array {
+    class Element;
+
    public:
     Array() noexcept = default;
-    Array(std::initializer_list<JSON> values);
+    /// The values in braces, each of whatever a JSON is made from. One Array alone is copied.
+    Array(std::initializer_list<Element> values);
+    template <std::same_as<std::initializer_list<JSON>> List>
+    Array(List values) : Array(std::vector<JSON>(values)) {}
     explicit Array(std::vector<JSON> values);
     Array(const Array& other) noexcept;
     Array(Array&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
@@ -63,10 +71,13 @@ class JSON {
 
     std::size_t size() const noexcept;
     bool empty() const noexcept { return size() == 0; }
-    const JSON* begin() const noexcept;
-    const JSON* end() const noexcept;
+    const JSON* begin() const& noexcept;
+    const JSON* begin() const&& = delete;
+    const JSON* end() const& noexcept;
+    const JSON* end() const&& = delete;
     /// `index` must be less than `size()`.
-    const JSON& operator[](std::size_t index) const noexcept { return begin()[index]; }
+    const JSON& operator[](std::size_t index) const& noexcept { return begin()[index]; }
+    const JSON& operator[](std::size_t index) const&& = delete;
 
     /// Amortised constant time. Invalidates what was handed out before.
     void append(JSON value);
@@ -94,16 +105,20 @@ class JSON {
 
     std::size_t size() const noexcept;
     bool empty() const noexcept { return size() == 0; }
-    const Member* begin() const noexcept;
-    const Member* end() const noexcept;
+    const Member* begin() const& noexcept;
+    const Member* begin() const&& = delete;
+    const Member* end() const& noexcept;
+    const Member* end() const&& = delete;
 
-    /// The value under the key, or nullptr. Logarithmic in the number of members.
-    const JSON* find(std::string_view key) const noexcept;
+    /// The value under the key, or nullptr. Logarithmic in the number of members. Needs no memory, whatever the key.
+    const JSON* find(std::string_view key) const& noexcept;
+    const JSON* find(std::string_view key) const&& = delete;
 
     /// Puts the value under the key, in place of the one that was there. Linear in the number of members.
     void set(std::string_view key, JSON value);
 
-    /// Takes the member away; false when there was none. Linear in the number of members.
+    /// Takes the member away; false when there was none, for which no memory is needed. Linear in the number of
+    /// members.
     bool erase(std::string_view key);
 
    private:
@@ -232,13 +247,30 @@ class JSON {
 /// A key and its value.
 class JSON::Member {
  public:
-  std::string_view key() const noexcept { return *key_.string(); }
-  const JSON& value() const noexcept { return value_; }
+  std::string_view key() const& noexcept { return *key_.string(); }
+  std::string_view key() const&& = delete;
+  const JSON& value() const& noexcept { return value_; }
+  const JSON& value() const&& = delete;
 
  private:
   friend class JSON::Storage;
   JSON key_;
   JSON value_;
+};
+
+/// What stands between the braces of an Array. It remembers what it was made from: by the standard, braces around one
+/// Array are a list of one value; some compilers copy it instead, before the class is asked. So all do.
+class JSON::Array::Element {
+ public:
+  Element() noexcept = default;
+  template <std::convertible_to<JSON> Value>
+  Element(Value&& value)
+      : value_(std::forward<Value>(value)), isArray_(std::same_as<std::remove_cvref_t<Value>, Array>) {}
+
+ private:
+  friend class Array;
+  JSON value_;
+  bool isArray_ = false;
 };
 
 static_assert(sizeof(JSON) == 16);

@@ -26,11 +26,13 @@ bool isAt(const JSON::Object& object, std::size_t place, std::string_view key) n
 
 }  // namespace
 
-JSON::Object::Object(std::initializer_list<std::pair<std::string_view, JSON>> members) {
+// These start from a whole object, which is destroyed when memory runs out on the way.
+
+JSON::Object::Object(std::initializer_list<std::pair<std::string_view, JSON>> members) : Object() {
   for (const auto& [key, value] : members) set(key, value);
 }
 
-JSON::Object::Object(std::vector<std::pair<std::string, JSON>> members) {
+JSON::Object::Object(std::vector<std::pair<std::string, JSON>> members) : Object() {
   // Sorting first, stably, keeps this n log n; `set` then only ever adds or replaces at the end.
   std::stable_sort(members.begin(), members.end(),
                    [](const auto& left, const auto& right) { return unicode::order(left.first, right.first) < 0; });
@@ -58,15 +60,15 @@ std::size_t JSON::Object::size() const noexcept {
   return block_ ? block_->size / 2 : 0;
 }
 
-const JSON::Member* JSON::Object::begin() const noexcept {
+const JSON::Member* JSON::Object::begin() const& noexcept {
   return block_ ? reinterpret_cast<const Member*>(block_->values()) : nullptr;
 }
 
-const JSON::Member* JSON::Object::end() const noexcept {
+const JSON::Member* JSON::Object::end() const& noexcept {
   return begin() + size();
 }
 
-const JSON* JSON::Object::find(std::string_view key) const noexcept {
+const JSON* JSON::Object::find(std::string_view key) const& noexcept {
   const std::size_t place = lowerBound(*this, key);
   return isAt(*this, place, key) ? &begin()[place].value() : nullptr;
 }

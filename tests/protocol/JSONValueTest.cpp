@@ -17,12 +17,6 @@ using tests::RowName;
 // A Bool is made of a Bool and of nothing else; a number of any other arithmetic type; no pointer is a Bool.
 static_assert(std::is_constructible_v<JSON, bool> && std::is_constructible_v<JSON, char>);
 static_assert(!std::is_constructible_v<JSON, int*> && !std::is_constructible_v<JSON, const void*>);
-// Views into a temporary do not compile.
-template <class Value>
-concept HandsOutViews = requires(Value&& value) {
-  std::forward<Value>(value).string();
-};
-static_assert(HandsOutViews<JSON&> && HandsOutViews<const JSON&> && !HandsOutViews<JSON>);
 
 TEST(JSONValue, accessorsGiveNothingForAnotherKind) {
   const JSON values[] = {nullptr, true, 3, "3", JSON::Array{3}, JSON::Object{{"3", 3}}};
