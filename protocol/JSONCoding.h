@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstdint>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,8 +18,8 @@
 namespace kelvane {
 
 /// What holds one value that is not known yet. `decodeNil` says whether it is null; each of the others gives the value
-/// as that kind, or throws any std::exception where it is of another. `decodeArray` and `decodeObject` make their
-/// elements with `JSON::from`.
+/// as that kind, or throws any std::exception where it is of another, but std::bad_alloc only where memory runs out.
+/// `decodeArray` and `decodeObject` make their elements with `JSON::from`.
 template <class D>
 concept SingleValueDecoder = requires(D& decoder) {
   { decoder.decodeNil() } -> std::same_as<bool>;
@@ -29,16 +30,15 @@ concept SingleValueDecoder = requires(D& decoder) {
   { decoder.decodeObject() } -> std::same_as<JSON::Object>;
 };
 
-/// What takes one value. `encodeArray` and `encodeObject` write their elements with `JSON::encode`. What they throw
-/// goes to the caller.
+/// What takes one value. `encodeArray` and `encodeObject` write their elements with `JSON::encode`. What they return is
+/// dropped, and what they throw goes to the caller.
 template <class E>
-concept SingleValueEncoder = requires(E& encoder, std::string_view text, const JSON::Array& items,
-                                      const JSON::Object& members) {
+concept SingleValueEncoder = requires(E& encoder, const JSON::Array& items, const JSON::Object& members) {
   encoder.encodeNil();
   encoder.encodeBool(true);
   encoder.encodeInteger(std::int64_t{});
   encoder.encodeDouble(double{});
-  encoder.encodeString(text);
+  encoder.encodeString(std::string_view());
   encoder.encodeArray(items);
   encoder.encodeObject(members);
 };
@@ -52,33 +52,29 @@ inline std::optional<std::int64_t> jsonInteger(double value) noexcept {
 }
 
 /// Tries null, Bool, double, String, array and object, in this order: the first that the decoder holds is the value, so
-/// a decoder that takes numbers for Bools gives Bools. The errors of the other attempts are dropped.
+/// a decoder that takes numbers for Bools gives Bools. The errors of the other attempts are dropped, but std::bad_alloc
+/// goes to the caller: it says nothing about the value.
 /// Throws JSONDecodingError, "Unrecognised JSON", when it holds none.
 template <class Decoder>
 JSON JSON::from(Decoder& decoder) {
   static_assert(SingleValueDecoder<Decoder>);
+  const auto attempt = [](auto decode) -> std::optional<JSON> {
+    try {
+      return decode();
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception&) {
+      return std::nullopt;
+    }
+  };
   if (decoder.decodeNil()) return nullptr;
-  try {
-    return decoder.decodeBool();
-  } catch (const std::exception&) {
-  }
-  try {
-    return decoder.decodeDouble();
-  } catch (const std::exception&) {
-  }
-  try {
-    return std::string(decoder.decodeString());
-  } catch (const std::exception&) {
-  }
-  try {
-    return decoder.decodeArray();
-  } catch (const std::exception&) {
-  }
-  try {
-    return decoder.decodeObject();
-  } catch (const std::exception&) {
-  }
-  throw JSONDecodingError();
+  std::optional<JSON> value = attempt([&]() -> JSON { return decoder.decodeBool(); });
+  if (!value) value = attempt([&]() -> JSON { return decoder.decodeDouble(); });
+  if (!value) value = attempt([&]() -> JSON { return std::string(decoder.decodeString()); });
+  if (!value) value = attempt([&]() -> JSON { return decoder.decodeArray(); });
+  if (!value) value = attempt([&]() -> JSON { return decoder.decodeObject(); });
+  if (!value) throw JSONDecodingError();
+  return *std::move(value);
 }
 
 /// Writes the value as its own kind; a number that `jsonInteger` knows as an integer.
@@ -87,18 +83,20 @@ void JSON::encode(Encoder& encoder) const {
   static_assert(SingleValueEncoder<Encoder>);
   switch (kind()) {
     case Kind::null:
-      return encoder.encodeNil();
+      return static_cast<void>(encoder.encodeNil());
     case Kind::boolean:
-      return encoder.encodeBool(*this == JSON(true));
+      return static_cast<void>(encoder.encodeBool(bool{*this == JSON(true)}));
     case Kind::number:
-      if (const auto integer = jsonInteger(*number())) return encoder.encodeInteger(*integer);
-      return encoder.encodeDouble(*number());
+      if (const auto integer = jsonInteger(*number())) {
+        return static_cast<void>(encoder.encodeInteger(std::int64_t{*integer}));
+      }
+      return static_cast<void>(encoder.encodeDouble(double{*number()}));
     case Kind::string:
-      return encoder.encodeString(*string());
+      return static_cast<void>(encoder.encodeString(std::string_view(*string())));
     case Kind::array:
-      return encoder.encodeArray(*items());
+      return static_cast<void>(encoder.encodeArray(*items()));
     case Kind::object:
-      return encoder.encodeObject(*object());
+      return static_cast<void>(encoder.encodeObject(*object()));
   }
 }
 

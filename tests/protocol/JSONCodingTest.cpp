@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <variant>
 #include "tests/support/RowName.h"
@@ -21,10 +22,12 @@ struct Holder {
   std::optional<std::vector<Holder>> items = {};
   std::optional<std::vector<std::pair<std::string, Holder>>> members = {};
   std::string asked = {};
+  char outOfMemoryAt = '\0';
 
   template <class Value>
   const Value& answer(const char* question, const std::optional<Value>& value) {
     asked += question;
+    if (*question == outOfMemoryAt) throw std::bad_alloc();
     if (!value) throw std::runtime_error("another kind");
     return *value;
   }
@@ -97,6 +100,19 @@ INSTANTIATE_TEST_SUITE_P(
         Attempt{"an array of what JSON does not know", {.items = std::vector{Holder()}}, {}, "nbdsao"}),
     RowName());
 
+TEST(JSONCoding, runningOutOfMemoryIsNoOtherKind) {
+  for (const char at : {'b', 'd', 's', 'a', 'o'}) {
+    Holder holder;
+    holder.outOfMemoryAt = at;
+    EXPECT_THROW(JSON::from(holder), std::bad_alloc) << at;
+    EXPECT_EQ(holder.asked.back(), at) << "nothing else is tried";
+  }
+  Holder item;
+  item.outOfMemoryAt = 'd';
+  Holder outer{.items = std::vector{number(1), item}, .members = {{{"a", nil()}}}};
+  EXPECT_THROW(JSON::from(outer), std::bad_alloc) << "within an array";
+}
+
 /// A single-value encoder that writes down which operations were called.
 struct Notes {
   std::string text;
@@ -124,6 +140,50 @@ TEST(JSONCoding, eachKindIsWrittenAsItself) {
   Notes notes;
   JSON(JSON::Array{nullptr, true, false, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(notes);
   EXPECT_EQ(notes.text, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
+}
+
+/// A single-value encoder whose operations return things that may not be dropped by mistake, and take what they are
+/// given as temporaries.
+struct Chain {
+  std::string text = {};
+  [[nodiscard]] Chain& encodeNil() { return put("nil"); }
+  [[nodiscard]] bool encodeBool(bool&& value) { return put(value ? "true" : "false").text.empty(); }
+  [[nodiscard]] std::string encodeInteger(std::int64_t&& value) { return put(std::to_string(value)).text; }
+  [[nodiscard]] int encodeDouble(double&& value) { return static_cast<int>(put(std::to_string(value)).text.size()); }
+  [[nodiscard]] const char* encodeString(std::string_view&& value) { return put(value).text.c_str(); }
+  [[nodiscard]] std::optional<Chain> encodeArray(JSON::Array items) {
+    for (const JSON& item : items) item.encode(*this);
+    return std::nullopt;
+  }
+  [[nodiscard]] const JSON* encodeObject(const JSON::Object& members) {
+    for (const JSON::Member& member : members) member.value().encode(*this);
+    return members.find("a");
+  }
+
+ private:
+  Chain& put(std::string_view word) {
+    text.append(word).append(" ");
+    return *this;
+  }
+};
+static_assert(SingleValueEncoder<Chain> && SingleValueEncoder<Notes>);
+
+/// Takes less than every kind, so it is none.
+struct Deaf {
+  void encodeNil();
+  void encodeBool(bool);
+  void encodeInteger(std::int64_t);
+  void encodeDouble(double);
+  void encodeString(std::string_view&);
+  void encodeArray(const JSON::Array&);
+  void encodeObject(const JSON::Object&);
+};
+static_assert(!SingleValueEncoder<Deaf> && !SingleValueEncoder<const Chain>);
+
+TEST(JSONCoding, whatAnEncoderReturnsIsDropped) {
+  Chain chain;
+  JSON(JSON::Array{nullptr, true, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(chain);
+  EXPECT_EQ(chain.text, "nil true x 1.500000 3 ");
 }
 
 struct IntegerRow {
