@@ -17,11 +17,19 @@ constexpr std::string_view ownVersion = "1.0.0";
 constexpr std::string_view noMemory =
     "There is not enough memory for this. Close some programs and try again, or ask for less at a time.";
 
+constexpr std::string_view noReason = "The tool failed without saying why.";
+
 struct RPCRequest {
   std::optional<JSON> id;  // holds null for an id that is null: the member is there
   std::string_view method;
   JSON::Object params;
 };
+
+/// What a host's exception says, for a person to read.
+std::string_view reason(const std::exception& error) noexcept {
+  const char* said = error.what();
+  return said != nullptr && *said != '\0' ? said : noReason;
+}
 
 /// A copy of the member, or nothing where `message` is no object or has none.
 std::optional<JSON> idOf(const JSON& message) {
@@ -71,9 +79,9 @@ JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
   } catch (const std::bad_alloc&) {
     return toolResult(noMemory, true);
   } catch (const std::exception& error) {
-    return toolResult(error.what(), true);
+    return toolResult(reason(error), true);
   } catch (...) {
-    return toolResult("The tool failed without saying why.", true);
+    return toolResult(noReason, true);
   }
 }
 
@@ -113,7 +121,7 @@ std::optional<std::string> Server::handle(std::string_view line) const {
   } catch (const std::bad_alloc&) {
     return errorEnvelope(RPCError::invalidParams(std::string(noMemory)), request->id).encoded();
   } catch (const std::exception& error) {
-    return errorEnvelope(RPCError::invalidParams(error.what()), request->id).encoded();
+    return errorEnvelope(RPCError::invalidParams(std::string(reason(error))), request->id).encoded();
   }
 }
 

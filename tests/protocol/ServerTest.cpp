@@ -22,6 +22,12 @@ using tests::RowName;
 
 using namespace std::string_view_literals;
 
+/// Has nothing to say, not even an empty text.
+class Unsaid : public std::exception {
+ public:
+  const char* what() const noexcept override { return nullptr; }
+};
+
 /// Three tiny tools, the second name taken twice.
 std::vector<Tool> tinyTools() {
   return {Tool("echo", "Says the arguments.", schema({{"text", "What to say"}}, {"text"}),
@@ -36,6 +42,8 @@ std::vector<Tool> tinyTools() {
                  if (kind == "platform") throw std::runtime_error("The disk is full.");
                  if (kind == "memory") throw std::bad_alloc();
                  if (kind == "odd") throw 7;
+                 if (kind == "empty") throw std::runtime_error("");
+                 if (kind == "null") throw Unsaid();
                  throw RPCError::invalidParams(std::string("It \"failed\".\0whole", 18));
                }),
           Tool("fail", "Never run.", schema({}, {}), [](const JSON::Object&) { return std::string("second"); })};
@@ -200,6 +208,14 @@ INSTANTIATE_TEST_SUITE_P(
             "no memory left inside a tool",
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"memory"}}})",
             R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"There is not enough memory for this. Close some programs and try again, or ask for less at a time.","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an error that says nothing",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"empty"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an error without a text",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"null"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"},
         Exchange{
             "something thrown that is no error",
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"odd"}}})",
