@@ -18,6 +18,11 @@ endif()
 # -O3 gains next to nothing here, and GCC 12 warns there of its own library's strings.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
+# For every source, since headers look at it, too.
+if(KELVANE_PORTABLE)
+  add_compile_definitions(KELVANE_PORTABLE)
+endif()
+
 add_library(kelvane_options INTERFACE)
 target_include_directories(kelvane_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(kelvane_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)

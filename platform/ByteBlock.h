@@ -5,11 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-// KELVANE_PORTABLE leaves out what is written for one kind of processor.
-#if defined(__SSE2__) && !defined(KELVANE_PORTABLE)
-#define KELVANE_SSE2
-#include <emmintrin.h>
-#endif
+#include "platform/Processor.h"
 
 namespace kelvane::unicode {
 

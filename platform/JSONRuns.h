@@ -5,9 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "platform/Processor.h"
 
 /// Runs of bytes in JSON texts that need no treatment, found sixteen bytes at a time where the processor can: what a
 /// reader passes over and what a writer copies.
@@ -16,7 +14,7 @@ namespace kelvane::jsonscanner {
 /// Where the run of bytes at the front ends that a text shows as they are: ASCII but for the quote, the backslash and
 /// the control characters below U+0020.
 inline const char* skippingPlain(const char* at, const char* end) noexcept {
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     // Signed: what is below the blank is a control character or not ASCII.
@@ -45,7 +43,7 @@ inline const char* skippingPlain(const char* at, const char* end) noexcept {
   return at;
 }
 
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
 /// A bit for each of 16 bytes that cannot stand in a text as it is: the quote, the backslash, control characters.
 inline unsigned escapedBytes(__m128i bytes) noexcept {
   const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
@@ -62,7 +60,7 @@ inline bool isEscaped(char byte) noexcept {
 
 /// Where the run of bytes at the front ends that stand in a text as they are; what is not ASCII does.
 inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
   for (; end - at >= 16; at += 16) {
     const unsigned mask = escapedBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)));
     if (mask != 0) return at + std::countr_zero(mask);
@@ -75,7 +73,7 @@ inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
 /// Copies that run to `to`, which has room for 16 bytes more than there are, and returns its length.
 inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
   const char* const begin = at;
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
   for (; end - at >= 16; at += 16, to += 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);

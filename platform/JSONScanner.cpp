@@ -6,6 +6,10 @@
 #include <system_error>
 
 namespace kelvane::jsonscanner {
+
+// Where there are no integers of 128 bits, the standard library reads all numbers.
+#if defined(__SIZEOF_INT128__) && !defined(KELVANE_PORTABLE)
+
 namespace {
 
 __extension__ using UInt128 = unsigned __int128;
@@ -49,15 +53,31 @@ double roundedOnce(std::uint64_t digits, std::int64_t exponent) noexcept {
                 static_cast<int>(exponent) - shift - up + 64);
 }
 
+/// For digits above 0 and an exponent that is not 0.
+std::optional<double> quickly(const Number& number) noexcept {
+  if (number.exponent < -largestExactPower || number.exponent > largestExactPower) return std::nullopt;
+  return roundedOnce(number.digits, number.exponent);
+}
+
 }  // namespace
+
+#else
+
+namespace {
+
+std::optional<double> quickly(const Number&) noexcept {
+  return std::nullopt;
+}
+
+}  // namespace
+
+#endif
 
 std::optional<double> doubleValue(const Number& number, const char* begin) noexcept {
   const auto signedValue = [&number](double value) { return number.isNegative ? -value : value; };
   if (number.digitCount <= Number::mostDigits) {
     if (number.exponent == 0 || number.digits == 0) return signedValue(static_cast<double>(number.digits));
-    if (number.exponent >= -largestExactPower && number.exponent <= largestExactPower) {
-      return signedValue(roundedOnce(number.digits, number.exponent));
-    }
+    if (const auto value = quickly(number)) return signedValue(*value);
   }
   double value = 0;
   if (std::from_chars(begin, number.end, value).ec == std::errc()) return value;

@@ -7,11 +7,8 @@
 #include <cstring>
 #include <optional>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "platform/JSONRuns.h"
+#include "platform/Processor.h"
 #include "platform/UTF8.h"
 
 /// The lowest level of reading JSON text: where blanks, texts and numbers end, and what they say. Shared by everything
@@ -23,7 +20,7 @@ namespace kelvane::jsonscanner {
 inline const char* skippingBlanks(const char* at, const char* end) noexcept {
   const auto isBlank = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
   if (at == end || !isBlank(*at)) return at;
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
   // Indentation comes in runs.
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
@@ -168,7 +165,7 @@ struct Number {
 /// Takes the digits at the front into `value`, eight at a time where there are as many; what does not fit in 64 bits is
 /// lost. Returns where they end.
 inline const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
-  if constexpr (std::endian::native == std::endian::little) {
+  if constexpr (hasLittleEndianWords) {
     while (end - at >= 8) {
       std::uint64_t word;
       std::memcpy(&word, at, 8);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "platform/JSONScanner.h"
+#include "platform/Processor.h"
 #include "platform/Unicode.h"
 #include "protocol/JSONCoding.h"
 #include "protocol/JSONStorage.h"
@@ -220,7 +221,7 @@ class JSON::Storage::Encoder {
 
   void putInlineText(const JSON& value) {
     out_.put('"');
-#if defined(__SSE2__)
+#if defined(KELVANE_SSE2)
     // The whole value is one load; most texts can go out as they are.
     const __m128i bytes =
         _mm_srli_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&value)), offsetof(InlineText, bytes));

@@ -37,7 +37,7 @@ bool staysBeneath(std::string_view identifier) noexcept {
 }
 
 int passingFlags() noexcept {
-#ifdef O_PATH
+#if defined(O_PATH) && !defined(KELVANE_PORTABLE)
   return O_PATH | O_DIRECTORY;
 #else
   return O_RDONLY | O_DIRECTORY;

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+// What a file's owner set on it must be kept wherever the system has it, so KELVANE_PORTABLE changes nothing here.
 #ifdef __linux__
 #include <sys/xattr.h>
 #endif

@@ -6,14 +6,15 @@
 #include <csignal>
 #include <thread>
 
-#ifdef F_SETLEASE
+#if defined(F_SETLEASE) && !defined(KELVANE_PORTABLE)
+#define KELVANE_LEASES
 #include <linux/magic.h>
 #include <sys/vfs.h>
 #endif
 
 namespace quorvel {
 
-#ifdef F_SETLEASE
+#ifdef KELVANE_LEASES
 namespace {
 
 // Network disks refuse a lease for reasons of their own with the same error, so only disks count that are known to
@@ -42,7 +43,7 @@ bool tellsWriters(int file) {
 // A read lease is granted only while nobody has the file open for writing. It is given back at once; should somebody
 // open the file just then, the system would send SIGIO, which ends a program, unless another signal is asked for.
 bool waitForWriters([[maybe_unused]] int file, [[maybe_unused]] std::chrono::milliseconds patience) {
-#ifdef F_SETLEASE
+#ifdef KELVANE_LEASES
   if (!tellsWriters(file) || ::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) {

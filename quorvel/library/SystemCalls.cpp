@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#ifdef __linux__
+// KELVANE_PORTABLE makes this a system that lacks what only some have.
+#if defined(__linux__) && !defined(KELVANE_PORTABLE)
+#define KELVANE_LINUX_CALLS
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #endif
@@ -14,7 +16,7 @@
 namespace quorvel {
 namespace {
 
-#ifdef __linux__
+#ifdef KELVANE_LINUX_CALLS
 constexpr unsigned int noReplace = 1U << 0;  // RENAME_NOREPLACE and RENAME_EXCHANGE of the kernel's interface, which
 constexpr unsigned int swap = 1U << 1;       // the C library declares only to programs that ask for its extensions
 
@@ -32,7 +34,7 @@ const SystemCalls& SystemCalls::ofTheSystem() noexcept {
 
 int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const char* path,
                              [[maybe_unused]] int flags) const noexcept {
-#if defined(__linux__) && defined(SYS_openat2)
+#if defined(KELVANE_LINUX_CALLS) && defined(SYS_openat2)
   open_how how{};
   how.flags = static_cast<unsigned long long>(flags);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
@@ -65,7 +67,7 @@ bool SystemCalls::isLacking(int error) noexcept {
 
 int SystemCalls::exchange([[maybe_unused]] int folder, [[maybe_unused]] const char* one,
                           [[maybe_unused]] const char* other) const noexcept {
-#ifdef __linux__
+#ifdef KELVANE_LINUX_CALLS
   return renameWith(swap, folder, one, other);
 #else
   errno = ENOSYS;
@@ -79,7 +81,7 @@ int SystemCalls::rename(int folder, const char* from, const char* to) const noex
 
 int SystemCalls::renameToFreeName([[maybe_unused]] int folder, [[maybe_unused]] const char* from,
                                   [[maybe_unused]] const char* to) const noexcept {
-#ifdef __linux__
+#ifdef KELVANE_LINUX_CALLS
   return renameWith(noReplace, folder, from, to);
 #else
   errno = ENOSYS;

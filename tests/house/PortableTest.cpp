@@ -1,0 +1,99 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+
+#include "platform/Processor.h"
+#include "tests/house/IncludeGraph.h"
+
+namespace kelvane::house {
+namespace {
+
+using testing::IsEmpty;
+
+bool isShipped(std::string_view path) {
+  for (const std::string_view folder : {"platform/", "protocol/", "scripttools/", "host/", "quorvel/", "program/"}) {
+    if (path.starts_with(folder)) return true;
+  }
+  return false;
+}
+
+/// Whether a source asks what it is compiled for, other than by a switch of ours.
+bool asksForASystem(const std::string& text) {
+  static const std::regex question(R"(^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*))");
+  static const std::regex name(R"([A-Za-z_]\w*)");
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch found;
+    if (!std::regex_search(line, found, question)) continue;
+    const std::string condition = found[1];
+    for (std::sregex_iterator at(condition.begin(), condition.end(), name), end; at != end; ++at) {
+      if (at->str() != "defined" && !at->str().starts_with("KELVANE_")) return true;
+    }
+  }
+  return false;
+}
+
+/// Whether a source holds what only some processors or systems have.
+bool holdsASystemsOwn(const std::string& text) {
+  static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|F_SETLEASE|d_type)\b)");
+  return std::regex_search(text, own);
+}
+
+/// The shipped sources that are written for some processors or systems and have no switch to leave that out.
+std::vector<std::string> withoutTheSwitch(const std::vector<Source>& tree) {
+  std::vector<std::string> found;
+  for (const auto& [path, text] : tree) {
+    if (!isShipped(path)) continue;
+    const bool isWrong = asksForASystem(text) ? text.find("KELVANE_PORTABLE") == std::string::npos
+                                              : holdsASystemsOwn(text) && text.find("KELVANE_") == std::string::npos;
+    if (isWrong) found.push_back(path);
+  }
+  return found;
+}
+
+TEST(Portable, whatIsWrittenForSomeSystemsCanBeLeftOut) {
+  const std::vector<Source> tree = sourcesBelow(KELVANE_SOURCE_DIR);
+  EXPECT_THAT(withoutTheSwitch(tree), IsEmpty());
+  std::size_t switched = 0;
+  for (const Source& source : tree) {
+    if (isShipped(source.path) && source.text.find("KELVANE_PORTABLE") != std::string::npos) ++switched;
+  }
+  EXPECT_GE(switched, 5u) << "there is something to leave out";
+}
+
+TEST(Portable, aSourceWithoutTheSwitchIsFound) {
+  const struct {
+    const char* what;
+    Source source;
+    bool isFound;
+  } rows[] = {
+      {"a question for a processor", {"platform/A.h", "#if defined(__SSE2__)\n#endif\n"}, true},
+      {"a question for a system", {"quorvel/library/A.cpp", "#ifdef __linux__\n#endif\n"}, true},
+      {"behind another question", {"program/A.cpp", "#ifdef KELVANE_X\n#elif defined(O_PATH)\n#endif\n"}, true},
+      {"with blanks", {"host/A.cpp", "  #  ifndef __linux__\n#endif\n"}, true},
+      {"no question at all", {"quorvel/A.cpp", "open(path, O_PATH);\n"}, true},
+      {"with the switch", {"platform/A.h", "#if defined(__SSE2__) && !defined(KELVANE_PORTABLE)\n#endif\n"}, false},
+      {"by a switch of ours", {"platform/A.h", "#if defined(KELVANE_SSE2)\n__m128i bytes;\n#endif\n"}, false},
+      {"no question of that kind", {"platform/A.h", "#pragma once\nif (isPath) return;\n"}, false},
+      {"a test", {"tests/A.cpp", "#ifdef F_SETPIPE_SZ\n#endif\n"}, false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(withoutTheSwitch({row.source}).size(), row.isFound ? 1u : 0u) << row.what;
+  }
+}
+
+TEST(Portable, theSwitchLeavesOutWhatIsForOneProcessor) {
+#if !defined(KELVANE_PORTABLE)
+  GTEST_SKIP() << "Run: ./run test portable";
+#else
+#if defined(KELVANE_SSE2)
+  ADD_FAILURE() << "SSE2 is used all the same";
+#endif
+  EXPECT_FALSE(hasLittleEndianWords);
+#endif
+}
+
+}  // namespace
+}  // namespace kelvane::house
