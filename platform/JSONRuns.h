@@ -70,7 +70,8 @@ inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
   return at;
 }
 
-/// Copies that run to `to`, which has room for 16 bytes more than there are, and returns its length.
+/// Copies that run to `to`, which has room for all of [at, end), and returns its length. More of that room may be
+/// written to, but nothing behind it.
 inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
   const char* const begin = at;
 #if defined(KELVANE_SSE2)

@@ -62,7 +62,6 @@ class Output {
 };
 
 constexpr std::size_t longestEscape = 6;   // \u001f
-constexpr std::size_t copySlack = 16;      // how far behind what it copies a copy may write
 constexpr std::size_t longestNumber = 24;  // -2.2250738585072014e-308
 
 char* putEscape(char byte, char* to) noexcept {
@@ -96,7 +95,7 @@ char* putEscape(char byte, char* to) noexcept {
   }
 }
 
-/// Copies [from, end) with its escapes to `to`, which has room for `longestEscape` bytes a byte and `copySlack` more.
+/// Copies [from, end) with its escapes to `to`, which has room for `longestEscape` bytes a byte.
 char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   while (from != end) {
     const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
@@ -109,7 +108,7 @@ char* copyEscaping(const char* from, const char* end, char* to) noexcept {
 
 void putText(Output& out, std::string_view text) {
   // So much fits the stage whatever has to be escaped.
-  constexpr std::size_t piece = (Output::stageSize - 32) / longestEscape;
+  constexpr std::size_t piece = (Output::stageSize - 1) / longestEscape;
   out.ensure(1);
   out.put('"');
   while (text.size() > piece) {
@@ -119,12 +118,12 @@ void putText(Output& out, std::string_view text) {
       out.append(text.substr(0, plain));
       text.remove_prefix(plain);
     } else {
-      out.ensure(piece * longestEscape + copySlack);
+      out.ensure(piece * longestEscape);
       out.advance(copyEscaping(text.data(), text.data() + piece, out.at()));
       text.remove_prefix(piece);
     }
   }
-  out.ensure(text.size() * longestEscape + copySlack + 1);
+  out.ensure(text.size() * longestEscape + 1);
   out.advance(copyEscaping(text.data(), text.data() + text.size(), out.at()));
   out.put('"');
 }
@@ -195,7 +194,7 @@ class JSON::Storage::Encoder {
   }
 
  private:
-  static constexpr std::size_t roomForText = inlineCapacity * longestEscape + copySlack + 2;
+  static constexpr std::size_t roomForText = inlineCapacity * longestEscape + 2;
   /// A comma, a key kept inline, a colon, and a text kept inline: nothing else that is put without looking is longer.
   static constexpr std::size_t roomForMember = 2 * roomForText + 2;
   static_assert(longestNumber < roomForText);

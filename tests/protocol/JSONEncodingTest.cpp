@@ -85,6 +85,51 @@ TEST(JSONEncoding, textsOfEverySizeComeOutWhole) {
   }
 }
 
+TEST(JSONEncoding, whatNeedsTheMostRoomHasItWhereverTheEncodersStepsFall) {
+  // Of each kind that is put without looking the longest, behind any number of bytes that were put one by one.
+  const auto controls = [](std::size_t count) { return std::string(count, '\x01'); };
+  const auto escaped = [](std::size_t count) {
+    std::string text;
+    for (; count > 0; --count) text += "\\u0001";
+    return text;
+  };
+  const struct {
+    const char* what;
+    JSON value;
+    std::string text;
+  } rows[] = {
+      {"a member, its key and its value kept inline", JSON::Object{{"", 1}, {controls(14), controls(14)}},
+       R"({"":1,")" + escaped(14) + R"(":")" + escaped(14) + R"("})"},
+      {"a text that is not kept inline", controls(100), '"' + escaped(100) + '"'},
+      {"a text in several steps", controls(1500), '"' + escaped(1500) + '"'},
+      {"a member whose key is not kept inline", JSON::Object{{controls(100), controls(14)}},
+       "{\"" + escaped(100) + R"(":")" + escaped(14) + R"("})"},
+      {"a number", -2.2250738585072014e-308, "-2.2250738585072014e-308"},
+      {"nested arrays", JSON::Array{JSON(JSON::Array{JSON(JSON::Array{controls(14)})})},
+       "[[[\"" + escaped(14) + "\"]]]"},
+  };
+  for (std::size_t size = 1; size < 4100; ++size) {
+    JSON::Array before;
+    std::string text = "[";
+    if (size % 2 == 0) {
+      before.append(10);
+      text += "10,";
+    }
+    for (std::size_t i = 0; i < size / 2; ++i) {
+      before.append(1);
+      text += "1,";
+    }
+    for (const auto& row : rows) {
+      // What lies behind is wrong, too, where more was put than there was room for.
+      JSON::Array whole = before;
+      whole.append(row.value);
+      whole.append(2);
+      ASSERT_TRUE(JSON(whole).encoded() == text + row.text + ",2]")
+          << row.what << " behind " << text.size() << " bytes";
+    }
+  }
+}
+
 TEST(JSONEncoding, everyDoubleReadsBackAsItself) {
   auto generator = tests::seededGenerator();
   for (int i = 0; i < 100000; ++i) {
