@@ -30,6 +30,11 @@ TEST(SchemaDeathTest, aPropertyNamedTwiceStopsTheProcess) {
   EXPECT_DEATH(schema({{"id", "one"}, {"id", "two"}}, {}), "^Fatal error: Duplicate values for key: 'id'\n$");
 }
 
+TEST(SchemaDeathTest, aPropertyNamedTwiceInTwoSpellingsStopsTheProcess) {
+  EXPECT_DEATH(schema({{"caf\u00E9", "one"}, {"cafe\u0301", "two"}}, {}),
+               "^Fatal error: Duplicate values for key: 'cafe\u0301'\n$");
+}
+
 struct Required {
   const char* about;
   JSON::Object arguments;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <poll.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <functional>
+
+namespace kelvane::tests {
+
+/// Sees the calls by which this thread reads, writes, waits and searches while it lives, instead of a clock. One at a
+/// time a thread.
+class CountedCalls {
+ public:
+  CountedCalls() noexcept;
+  CountedCalls(const CountedCalls&) = delete;
+  CountedCalls& operator=(const CountedCalls&) = delete;
+  ~CountedCalls();
+
+  std::size_t reads = 0;
+  std::size_t writes = 0;
+  std::size_t waits = 0;
+  std::size_t searched = 0;  ///< Bytes that were looked through for one byte.
+
+  std::size_t mostPerRead = static_cast<std::size_t>(-1);
+  std::function<void()> beforeEachTry;                 ///< Before each read and write.
+  std::function<void(const pollfd&, int)> onEachWait;  ///< Gets what is waited for and the time limit.
+};
+
+}  // namespace kelvane::tests

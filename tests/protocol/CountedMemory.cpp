@@ -1,0 +1,96 @@
+#include "tests/protocol/CountedMemory.h"
+
+#include <cstdlib>
+#include <new>
+
+// The linker leads every call of these in this program here (see tests/CMakeLists.txt).
+extern "C" {
+void* __real_malloc(std::size_t size);
+void __real_free(void* memory);
+void* __wrap_malloc(std::size_t size);
+void __wrap_free(void* memory);
+}
+
+namespace kelvane::tests {
+namespace {
+
+struct Count {
+  bool isOn = false;
+  std::size_t left = 0;
+  std::size_t asked = 0;
+  std::ptrdiff_t held = 0;
+};
+
+thread_local Count count;
+
+}  // namespace
+
+CountedMemory::CountedMemory(std::size_t pieces) noexcept {
+  count = {true, pieces, 0, 0};
+}
+
+CountedMemory::~CountedMemory() {
+  count.isOn = false;
+}
+
+std::size_t CountedMemory::asked() const noexcept {
+  return count.asked;
+}
+
+std::ptrdiff_t CountedMemory::held() const noexcept {
+  return count.held;
+}
+
+}  // namespace kelvane::tests
+
+void* __wrap_malloc(std::size_t size) {
+  using kelvane::tests::count;
+  if (!count.isOn) return __real_malloc(size);
+  ++count.asked;
+  if (count.left == 0) return nullptr;
+  --count.left;
+  void* memory = __real_malloc(size);
+  if (memory != nullptr) ++count.held;
+  return memory;
+}
+
+void __wrap_free(void* memory) {
+  using kelvane::tests::count;
+  if (count.isOn && memory != nullptr) --count.held;
+  __real_free(memory);
+}
+
+// All of the operators, since a sanitizer brings its own and minds memory that one kind gives and another takes.
+
+void* operator new(std::size_t size) {
+  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+void* operator new[](std::size_t size) {
+  return ::operator new(size);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
