@@ -168,6 +168,28 @@ TEST(Normalization, piecewiseItIsWhatItIsAtOnce) {
   }
 }
 
+TEST(Normalization, aLongRunOfMarksIsOrderedAndComposedAsItIsAtOnce) {
+  std::vector<char32_t> marks;
+  for (char32_t scalar = 0x300; scalar < 0x1E8D7; ++scalar) {
+    if (isScalar(scalar) && utf8proc_get_property(static_cast<utf8proc_int32_t>(scalar))->combining_class != 0) {
+      marks.push_back(scalar);
+    }
+  }
+  ASSERT_GT(marks.size(), 800u);
+  std::mt19937_64 generator = seededGenerator();
+  for (const char32_t starter : {U'e', U'x', U'\u00E9', U'\u0928', U'\uAC00', U'\u0338', U'\u11A7'}) {
+    for (const std::size_t length : {10u, 100u, 1000u}) {
+      std::string text = "a" + utf8(starter);
+      for (std::size_t count = 0; count < length; ++count) text += utf8(marks[below(marks.size(), generator)]);
+      text += "\u0301z";
+      const std::string form = canonicalForm(text);
+      ASSERT_TRUE(form == composedAtOnce(text)) << ::testing::PrintToString(text);
+      ASSERT_TRUE(equivalent(text, form) && order(form, text) == 0);
+      ASSERT_FALSE(equivalent(text + "\u0301", form));
+    }
+  }
+}
+
 TEST(Normalization, theOrderIsTotalAndEqualExactlyWhereTextsAreEquivalent) {
   std::mt19937_64 generator = seededGenerator();
   for (int round = 0; round < 60; ++round) {
