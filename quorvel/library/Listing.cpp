@@ -38,9 +38,7 @@ bool concernsOnlyWhatWasAsked(int error) noexcept {
 // The type of an entry as the file system keeps it, asked of the entry itself where it does not; links not followed.
 // DT_UNKNOWN, with the reason in errno, when that fails.
 unsigned char typeOf(const dirent& entry, int folder) {
-#if !defined(KELVANE_PORTABLE)
   if (entry.d_type != DT_UNKNOWN) return entry.d_type;
-#endif
   struct stat status;
   if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
   return S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_CHR;

@@ -37,7 +37,7 @@ bool asksForASystem(const std::string& text) {
 
 /// Whether a source holds what only some processors or systems have.
 bool holdsASystemsOwn(const std::string& text) {
-  static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|F_SETLEASE|d_type)\b)");
+  static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|F_SETLEASE)\b)");
   return std::regex_search(text, own);
 }
 
