@@ -35,8 +35,11 @@ bool renameFile(const SystemCalls& calls, int folder, const std::string& from, c
   const std::string aside = TemporaryName::fresh(from).ofTakenFile().text();
   const auto file = identityOf(folder, from);
   if (!file) return false;
-  if (calls.link(folder, from.c_str(), to.c_str()) != 0)
-    return failWith(SystemCalls::isLacking(errno) ? EOPNOTSUPP : errno);
+  if (calls.link(folder, from.c_str(), to.c_str()) != 0) {
+    // The system refuses a second name for another user's file before it looks whether the folder may be changed.
+    if (!SystemCalls::isLacking(errno)) return false;
+    return failWith(::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0 ? errno : EOPNOTSUPP);
+  }
   // A disk over the network may have done what it says that it could not do, so what is there is looked at.
   const bool isRenamed = calls.rename(folder, from.c_str(), aside.c_str()) == 0;
   int error = isRenamed ? EBUSY : errno;

@@ -98,7 +98,7 @@ bool TemporaryFile::moveTo(const TemporaryName& parts) {
 }
 
 std::optional<Descriptor> tryMakingFile(int folder) {
-#ifdef O_TMPFILE
+#if defined(O_TMPFILE) && !defined(KELVANE_PORTABLE)
   Descriptor file(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (file) return file;
   // A system that does not know the flag takes it for the opening of a folder.

@@ -29,7 +29,9 @@ bool asksForASystem(const std::string& text) {
     if (!std::regex_search(line, found, question)) continue;
     const std::string condition = found[1];
     for (std::sregex_iterator at(condition.begin(), condition.end(), name), end; at != end; ++at) {
-      if (at->str() != "defined" && !at->str().starts_with("KELVANE_")) return true;
+      const std::string word = at->str();
+      const bool isAVersion = word.find("_LIB_") != std::string::npos;
+      if (word != "defined" && !word.starts_with("KELVANE_") && !isAVersion) return true;
     }
   }
   return false;
@@ -37,7 +39,7 @@ bool asksForASystem(const std::string& text) {
 
 /// Whether a source holds what only some processors or systems have.
 bool holdsASystemsOwn(const std::string& text) {
-  static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|F_SETLEASE)\b)");
+  static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|O_TMPFILE|F_SETLEASE)\b)");
   return std::regex_search(text, own);
 }
 
@@ -76,6 +78,7 @@ TEST(Portable, aSourceWithoutTheSwitchIsFound) {
       {"no question at all", {"quorvel/A.cpp", "open(path, O_PATH);\n"}, true},
       {"with the switch", {"platform/A.h", "#if defined(__SSE2__) && !defined(KELVANE_PORTABLE)\n#endif\n"}, false},
       {"by a switch of ours", {"platform/A.h", "#if defined(KELVANE_SSE2)\n__m128i bytes;\n#endif\n"}, false},
+      {"a library's version", {"program/A.h", "#if TOML_LIB_MAJOR != 3\n#endif\n"}, false},
       {"no question of that kind", {"platform/A.h", "#pragma once\nif (isPath) return;\n"}, false},
       {"a test", {"tests/A.cpp", "#ifdef F_SETPIPE_SZ\n#endif\n"}, false},
   };

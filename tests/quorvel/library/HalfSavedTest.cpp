@@ -120,6 +120,9 @@ TEST_F(HalfSaved, isWaitedForWithoutTheExchangeToo) {
 }
 
 TEST_F(HalfSaved, isSeenOnTheDisksOfContainersToo) {
+#if defined(KELVANE_PORTABLE)
+  GTEST_SKIP() << "no disk is asked who has a file open";
+#endif
   for (const char* layer : {"lower", "upper"}) {
     const std::string answer = inChild([&]() -> std::string {
       if (!mountOverlay(root)) return "no disk";

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -16,6 +17,16 @@
 
 namespace quorvel {
 namespace {
+
+// Another program's way to swap two entries of a folder; ours may do without.
+void swap(int folder, const char* one, const char* other) {
+#ifdef RENAME_EXCHANGE
+  if (::renameat2(folder, one, folder, other, RENAME_EXCHANGE) == 0) return;
+#endif
+  ::renameat(folder, one, folder, "aside");
+  ::renameat(folder, other, folder, one);
+  ::renameat(folder, "aside", folder, other);
+}
 
 class Races : public OtherPrograms, public ::testing::WithParamInterface<bool> {
  protected:
@@ -80,7 +91,7 @@ TEST_F(OtherPrograms, linksSwappedInNeverLeadReadingOrWritingOutside) {
     char byte;
     int made = 0;
     while (::read(ends[0], &byte, 1) < 0) {
-      SystemCalls::ofTheSystem().exchange(at.get(), "link", "Scenes");
+      swap(at.get(), "link", "Scenes");
       ++made;
     }
     return std::to_string(made);

@@ -122,13 +122,16 @@ TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
   std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
   ASSERT_TRUE(::geteuid() != 0 || ::chown(root.c_str(), 65534, 65534) == 0);
   std::filesystem::permissions(root / "Closed", std::filesystem::perms(0555));
-  EXPECT_EQ(
-      inChild([&] {
-        becomeNobody();
-        return sentenceOf([&] { library.rename(script("Closed/Talk.md"), "New"); });
-      }),
-      "\"Closed/Talk.md\" could not be renamed, because the system does not permit it. Check who may read and write "
-      "there.");
+  for (const bool onOldDisk : {false, true}) {
+    if (onOldDisk) calls.lack({"renameToFreeName"}, ENOSYS);
+    EXPECT_EQ(inChild([&] {
+                becomeNobody();
+                return sentenceOf([&] { library.rename(script("Closed/Talk.md"), "New"); });
+              }),
+              "\"Closed/Talk.md\" could not be renamed, because the system does not permit it. Check who may read and "
+              "write there.")
+        << onOldDisk;
+  }
   EXPECT_THAT(names("Closed"), ElementsAre("Talk.md"));
 }
 

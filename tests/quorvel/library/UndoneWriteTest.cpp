@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/library/OtherPrograms.h"
 #include "tests/support/ChildProcess.h"
 
@@ -24,6 +25,7 @@ class UndoneWrite : public OtherPrograms {
 };
 
 TEST_F(UndoneWrite, metByAThirdSaveLosesNeitherText) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   for (const bool renaming : {true, false}) {
     SCOPED_TRACE(renaming ? "by renaming" : "in place, onto the new text");
     const std::string third = renaming ? "third" : "fourth";
@@ -72,6 +74,7 @@ TEST_F(UndoneWrite, leavesAProgramThatBeganToSaveOntoTheNewTextItsFile) {
 }
 
 TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   int deaths = 0;
   int thirdSaves = 0;
   for (int time = 1;; ++time) {
@@ -113,6 +116,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, UndoneWriteWithout, ::testing::Values(std::pair(
                          [](const auto& row) { return row.param.first; });
 
 TEST_P(UndoneWriteWithout, whatItTakesSaysWhatIsTrueAndLeavesTheTextToTheNextWriter) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   calls.before = [&, made = 0](std::string_view call) mutable {
     if (call == "exchange" && !std::filesystem::exists(root / "saved")) {
       put("saved", "");

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
 
@@ -298,6 +299,7 @@ TEST(FileChange, startsOverWhenTheFileComesOrGoesMeanwhile) {
 }
 
 TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "old");
