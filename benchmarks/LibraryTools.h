@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "quorvel/history/History.h"
 #include "quorvel/library/FolderLibrary.h"
-#include "quorvel/library/History.h"
 #include "scripttools/ScriptTools.h"
 
 /// Folders of scripts, and the tools over them.

@@ -22,8 +22,8 @@
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Wording.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/OwnFolder.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/history/OwnFolder.h"
 #include "quorvel/settings/FileDefaults.h"
 #include "quorvel/settings/FileReading.h"
 

@@ -17,7 +17,7 @@
 
 #include "platform/StandardIO.h"
 #include "protocol/JSON.h"
-#include "quorvel/library/Descriptor.h"
+#include "quorvel/files/Descriptor.h"
 
 namespace kelvane {
 namespace {

@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "program/OwnSettings.h"
+#include "quorvel/history/History.h"
 #include "quorvel/library/FolderLibrary.h"
-#include "quorvel/library/History.h"
 #include "scripttools/ScriptTools.h"
 
 namespace kelvane {

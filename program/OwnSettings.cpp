@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/LibraryError.h"
 
 namespace kelvane {
 namespace {

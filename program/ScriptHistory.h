@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "program/LibraryOptions.h"
-#include "quorvel/library/VersionNumber.h"
+#include "quorvel/history/VersionNumber.h"
 
 /// What the commands for the history at hand share: which script and which version a person means.
 namespace kelvane {

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <ctime>
 
-#include "platform/UTF8.h"
 #include "platform/Unicode.h"
+#include "platform/unicode/UTF8.h"
 
 namespace kelvane {
 namespace {

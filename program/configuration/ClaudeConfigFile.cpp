@@ -1,8 +1,8 @@
 #include "program/configuration/ClaudeConfigFile.h"
 
 #include "host/ClaudeConfig.h"
-#include "platform/JSONText.h"
 #include "platform/Unicode.h"
+#include "platform/json/JSONText.h"
 #include "protocol/JSON.h"
 
 namespace kelvane {

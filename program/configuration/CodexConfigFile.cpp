@@ -5,8 +5,8 @@
 
 #include "host/CodexConfig.h"
 #include "host/CodexLines.h"
-#include "platform/JSONText.h"
 #include "platform/Unicode.h"
+#include "platform/json/JSONText.h"
 #include "program/configuration/TOMLText.h"
 
 namespace kelvane {

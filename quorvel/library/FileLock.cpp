@@ -11,10 +11,10 @@
 #include <thread>
 #include <utility>
 
-#include "quorvel/library/FileIdentity.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/OpenedRoot.h"
-#include "quorvel/library/OwnFolder.h"
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/OpenedRoot.h"
+#include "quorvel/history/OwnFolder.h"
 
 namespace quorvel {
 namespace {

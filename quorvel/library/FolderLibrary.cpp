@@ -9,11 +9,11 @@
 #include <utility>
 
 #include "platform/FileSystem.h"
-#include "quorvel/library/Beneath.h"
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WholeFile.h"
 #include "quorvel/library/Listing.h"
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/WholeFile.h"
 
 namespace quorvel {
 namespace {

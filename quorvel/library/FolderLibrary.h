@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "platform/QuorvelLibrary.h"
-#include "quorvel/library/History.h"
-#include "quorvel/library/OpenedRoot.h"
+#include "quorvel/files/OpenedRoot.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/history/History.h"
 #include "quorvel/library/Place.h"
-#include "quorvel/library/SystemCalls.h"
 
 namespace quorvel {
 

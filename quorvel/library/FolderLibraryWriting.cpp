@@ -7,20 +7,20 @@
 #include <thread>
 #include <utility>
 
-#include "quorvel/library/Beneath.h"
-#include "quorvel/library/FileIdentity.h"
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/Leftovers.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/OpenedRoot.h"
+#include "quorvel/files/Renaming.h"
+#include "quorvel/files/Replacement.h"
+#include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
 #include "quorvel/library/FreeNumber.h"
 #include "quorvel/library/ItemName.h"
-#include "quorvel/library/Leftovers.h"
-#include "quorvel/library/LibraryError.h"
 #include "quorvel/library/Listing.h"
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/OpenedRoot.h"
-#include "quorvel/library/Renaming.h"
-#include "quorvel/library/Replacement.h"
-#include "quorvel/library/TemporaryName.h"
 
 namespace quorvel {
 namespace {

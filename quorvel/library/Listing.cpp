@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "platform/Unicode.h"
-#include "quorvel/library/Beneath.h"
-#include "quorvel/library/FolderEntries.h"
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/FolderEntries.h"
+#include "quorvel/files/LibraryError.h"
 #include "quorvel/library/NaturalOrder.h"
 
 namespace quorvel {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/QuorvelCore.h"
-#include "quorvel/library/SystemCalls.h"
+#include "quorvel/files/SystemCalls.h"
 
 /// What is in a library's folder. Scripts are files with the library's extension; names that begin with a dot, other
 /// files, symbolic links and names that are not UTF-8 are not part of it.

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "quorvel/library/Beneath.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/OwnFolder.h"
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/history/OwnFolder.h"
 
 namespace quorvel {
 namespace {

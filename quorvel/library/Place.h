@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "quorvel/library/Descriptor.h"
-#include "quorvel/library/SystemCalls.h"
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/SystemCalls.h"
 
 /// Finding what is to be changed, beneath the root, without following links and outside the library's own folder. The
 /// latter is known by its file number and not only by its name, since letter case may not count or a folder may be

@@ -9,11 +9,11 @@
 #include <string_view>
 #include <utility>
 
-#include "quorvel/library/Descriptor.h"
-#include "quorvel/library/FileAttributes.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/TemporaryFile.h"
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/FileAttributes.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/TemporaryFile.h"
 #include "quorvel/settings/FileLeftovers.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/FolderTurn.h"

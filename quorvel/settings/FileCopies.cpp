@@ -7,10 +7,10 @@
 #include <cerrno>
 #include <utility>
 
-#include "quorvel/library/Descriptor.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/TemporaryFile.h"
-#include "quorvel/library/WholeFile.h"
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/TemporaryFile.h"
+#include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
 
 namespace quorvel {

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "quorvel/library/FileIdentity.h"
-#include "quorvel/library/SystemCalls.h"
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/SystemCalls.h"
 #include "quorvel/settings/FileError.h"
 
 namespace quorvel {

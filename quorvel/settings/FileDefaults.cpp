@@ -4,7 +4,7 @@
 
 #include "platform/HomeFolder.h"
 #include "platform/Unicode.h"
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/LibraryError.h"
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/MadeFolder.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/JSONText.h"
 #include "platform/UserDefaults.h"
+#include "platform/json/JSONText.h"
 #include "quorvel/settings/FileCopies.h"
 
 namespace quorvel {

@@ -4,7 +4,7 @@
 #include <string>
 #include <system_error>
 
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/LibraryError.h"
 
 namespace quorvel {
 

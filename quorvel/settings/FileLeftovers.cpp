@@ -10,11 +10,11 @@
 #include <string_view>
 #include <utility>
 
-#include "quorvel/library/Descriptor.h"
-#include "quorvel/library/FolderEntries.h"
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/TemporaryName.h"
-#include "quorvel/library/WholeFile.h"
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/FolderEntries.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/FolderTurn.h"
 

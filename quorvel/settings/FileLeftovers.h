@@ -8,7 +8,7 @@
 
 namespace quorvel {
 
-/// A hidden file (quorvel/library/TemporaryName.h) that a change of a file left when it was cut short.
+/// A hidden file (quorvel/files/TemporaryName.h) that a change of a file left when it was cut short.
 struct FileLeftover {
   std::filesystem::path file;
 

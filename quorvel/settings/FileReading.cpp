@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/WholeFile.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/WholeFile.h"
 
 namespace quorvel {
 

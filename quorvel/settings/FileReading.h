@@ -5,7 +5,7 @@
 #include <string>
 #include <system_error>
 
-#include "quorvel/library/Descriptor.h"
+#include "quorvel/files/Descriptor.h"
 #include "quorvel/settings/FileError.h"
 
 namespace quorvel {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "quorvel/library/Descriptor.h"
+#include "quorvel/files/Descriptor.h"
 
 namespace quorvel {
 

@@ -10,7 +10,7 @@
 #include <system_error>
 #include <vector>
 
-#include "quorvel/library/LibraryError.h"
+#include "quorvel/files/LibraryError.h"
 
 namespace quorvel {
 namespace {

@@ -23,8 +23,8 @@
 #include <string_view>
 #include <thread>
 
+#include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
-#include "quorvel/library/TemporaryName.h"
 #include "tests/support/Random.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "protocol/JSON.h"
-#include "quorvel/library/FNV1a.h"
+#include "quorvel/files/FNV1a.h"
 #include "tests/end-to-end/ClientHome.h"
 
 namespace kelvane::tests {
@@ -363,7 +363,7 @@ TEST(ConnectFiles, areNeverCopiedOverAFileThatHasTheNameAlready) {
   EXPECT_EQ(home.mode(copyOfClaudeFile + "-3"), 0600U);
 }
 
-/// The name of a file that a killed change took out of a file's place (quorvel/library/TemporaryName.h).
+/// The name of a file that a killed change took out of a file's place (quorvel/files/TemporaryName.h).
 std::string nameOfTakenFile(char digit, std::string_view file = claudeFile) {
   char hash[17];
   std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(quorvel::fnv1a(file)));

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <thread>
 
-#include "quorvel/library/FNV1a.h"
+#include "quorvel/files/FNV1a.h"
 #include "tests/end-to-end/Home.h"
 
 namespace kelvane::tests {

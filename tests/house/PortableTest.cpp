@@ -4,7 +4,7 @@
 #include <regex>
 #include <sstream>
 
-#include "platform/Processor.h"
+#include "platform/unicode/Processor.h"
 #include "tests/house/IncludeGraph.h"
 
 namespace kelvane::house {

@@ -3,8 +3,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "platform/JSONText.h"
 #include "platform/Unicode.h"
+#include "platform/json/JSONText.h"
 #include "protocol/JSON.h"
 #include "protocol/RPCError.h"
 #include "protocol/Server.h"

@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "quorvel/library/Beneath.h"
-#include "quorvel/library/SystemCalls.h"
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/SystemCalls.h"
 
 namespace quorvel {
 

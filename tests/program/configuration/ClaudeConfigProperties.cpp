@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "host/ClaudeConfig.h"
-#include "platform/JSONText.h"
 #include "platform/Unicode.h"
+#include "platform/json/JSONText.h"
 #include "program/configuration/ClaudeConfigFile.h"
 #include "protocol/JSON.h"
 #include "tests/program/configuration/ConfigProperties.h"

@@ -1,5 +1,5 @@
 // How a history of an earlier format becomes one of today's, shown with made-up formats.
-#include "quorvel/library/HistoryFile.h"
+#include "quorvel/history/HistoryFile.h"
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
 

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "quorvel/library/History.h"
-#include "quorvel/library/SQLite.h"
+#include "quorvel/history/History.h"
+#include "quorvel/history/SQLite.h"
 #include "tests/quorvel/history/OpenedDatabase.h"
 #include "tests/support/TemporaryFolder.h"
 

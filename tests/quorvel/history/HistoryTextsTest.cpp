@@ -1,4 +1,4 @@
-#include "quorvel/library/HistoryTexts.h"
+#include "quorvel/history/HistoryTexts.h"
 
 #include "tests/quorvel/history/HistoryHouse.h"
 

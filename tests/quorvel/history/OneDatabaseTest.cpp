@@ -1,5 +1,5 @@
 // What lies beside the database, or is written in it, leads to no other file.
-#include "quorvel/library/OneDatabase.h"
+#include "quorvel/history/OneDatabase.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <filesystem>
 
-#include "quorvel/library/Descriptor.h"
-#include "quorvel/library/SQLite.h"
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/history/SQLite.h"
 
 namespace quorvel {
 

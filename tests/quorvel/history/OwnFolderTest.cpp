@@ -1,4 +1,4 @@
-#include "quorvel/library/OwnFolder.h"
+#include "quorvel/history/OwnFolder.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "quorvel/library/SQLite.h"
+#include "quorvel/history/SQLite.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>

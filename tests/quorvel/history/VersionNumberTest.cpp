@@ -1,4 +1,4 @@
-#include "quorvel/library/VersionNumber.h"
+#include "quorvel/history/VersionNumber.h"
 
 #include <gtest/gtest.h>
 

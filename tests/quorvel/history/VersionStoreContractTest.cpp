@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "quorvel/library/History.h"
+#include "quorvel/history/History.h"
 #include "tests/support/InMemoryVersionStore.h"
 #include "tests/support/TemporaryFolder.h"
 

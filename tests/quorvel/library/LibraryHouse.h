@@ -18,9 +18,9 @@
 #include <utility>
 #include <vector>
 
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
-#include "quorvel/library/LibraryError.h"
-#include "quorvel/library/TemporaryName.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "quorvel/library/WholeFile.h"
+#include "quorvel/files/WholeFile.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"

@@ -1,4 +1,4 @@
-#include "quorvel/library/Renaming.h"
+#include "quorvel/files/Renaming.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "quorvel/library/OpenWriters.h"
-#include "quorvel/library/TemporaryName.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/TemporaryName.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"

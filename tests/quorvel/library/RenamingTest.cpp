@@ -1,4 +1,4 @@
-#include "quorvel/library/Renaming.h"
+#include "quorvel/files/Renaming.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

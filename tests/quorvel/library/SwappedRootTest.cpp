@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "quorvel/library/OpenedRoot.h"
+#include "quorvel/files/OpenedRoot.h"
 #include "tests/quorvel/history/SQLiteCalls.h"
 #include "tests/quorvel/library/OtherPrograms.h"
 #include "tests/support/ChildProcess.h"

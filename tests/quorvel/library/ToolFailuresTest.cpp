@@ -12,7 +12,7 @@
 #include <tuple>
 
 #include "protocol/JSON.h"
-#include "quorvel/library/SQLite.h"
+#include "quorvel/history/SQLite.h"
 #include "scripttools/ScriptTools.h"
 #include "tests/quorvel/history/OpenedDatabase.h"
 #include "tests/quorvel/library/LibraryHouse.h"

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "protocol/RPCError.h"
+#include "quorvel/history/History.h"
 #include "quorvel/library/FolderLibrary.h"
-#include "quorvel/library/History.h"
 #include "scripttools/ScriptTools.h"
 #include "tests/quorvel/core/Texts.h"
 #include "tests/quorvel/library/LibraryHouse.h"

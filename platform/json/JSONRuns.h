@@ -1,0 +1,97 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/unicode/Processor.h"
+
+/// Runs of bytes in JSON texts that need no treatment, found sixteen bytes at a time where the processor can: what a
+/// reader passes over and what a writer copies.
+namespace kelvane::jsonscanner {
+
+/// Where the run of bytes at the front ends that a text shows as they are: ASCII but for the quote, the backslash and
+/// the control characters below U+0020.
+inline const char* skippingPlain(const char* at, const char* end) noexcept {
+#if defined(KELVANE_SSE2)
+  while (end - at >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    // Signed: what is below the blank is a control character or not ASCII.
+    const __m128i special = _mm_or_si128(
+        _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')),
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(special));
+    if (mask != 0) return at + std::countr_zero(mask);
+    at += 16;
+  }
+#else
+  constexpr std::uint64_t ones = 0x0101010101010101;
+  constexpr std::uint64_t highs = 0x8080808080808080;
+  while (end - at >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, at, 8);
+    const auto holds = [&](std::uint64_t byte) {
+      const std::uint64_t zeros = word ^ (ones * byte);
+      return (zeros - ones) & ~zeros;
+    };
+    if (((word | holds('"') | holds('\\') | ((word - ones * ' ') & ~word)) & highs) != 0) break;
+    at += 8;
+  }
+#endif
+  while (at != end && static_cast<signed char>(*at) >= ' ' && *at != '"' && *at != '\\') ++at;
+  return at;
+}
+
+#if defined(KELVANE_SSE2)
+/// A bit for each of 16 bytes that cannot stand in a text as it is: the quote, the backslash, control characters.
+inline unsigned escapedBytes(__m128i bytes) noexcept {
+  const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
+  const __m128i special = _mm_or_si128(
+      control, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+  return static_cast<unsigned>(_mm_movemask_epi8(special));
+}
+#endif
+
+/// Whether a byte cannot stand in a text as it is.
+inline bool isEscaped(char byte) noexcept {
+  return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
+}
+
+/// Where the run of bytes at the front ends that stand in a text as they are; what is not ASCII does.
+inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
+#if defined(KELVANE_SSE2)
+  for (; end - at >= 16; at += 16) {
+    const unsigned mask = escapedBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)));
+    if (mask != 0) return at + std::countr_zero(mask);
+  }
+#endif
+  while (at != end && !isEscaped(*at)) ++at;
+  return at;
+}
+
+/// Copies that run to `to`, which has room for all of [at, end), and returns its length. More of that room may be
+/// written to, but nothing behind it.
+inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
+  const char* const begin = at;
+#if defined(KELVANE_SSE2)
+  for (; end - at >= 16; at += 16, to += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+    const unsigned mask = escapedBytes(bytes);
+    if (mask != 0) return static_cast<std::size_t>(at - begin) + static_cast<std::size_t>(std::countr_zero(mask));
+  }
+  if (end - at >= 8) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), bytes);
+    const unsigned mask = escapedBytes(bytes) & 0xFF;
+    if (mask != 0) return static_cast<std::size_t>(at - begin) + static_cast<std::size_t>(std::countr_zero(mask));
+    at += 8;
+    to += 8;
+  }
+#endif
+  for (; at != end && !isEscaped(*at); ++at) *to++ = *at;
+  return static_cast<std::size_t>(at - begin);
+}
+
+}  // namespace kelvane::jsonscanner

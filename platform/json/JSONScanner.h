@@ -1,0 +1,235 @@
+#pragma once
+
+#include <bit>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+
+#include "platform/json/JSONRuns.h"
+#include "platform/unicode/Processor.h"
+#include "platform/unicode/UTF8.h"
+
+/// The lowest level of reading JSON text: where blanks, texts and numbers end, and what they say. Shared by everything
+/// that reads JSON, so that all agree to the byte. Nothing here allocates or throws; every function takes [at, end) and
+/// looks at nothing outside it.
+namespace kelvane::jsonscanner {
+
+/// Where the blanks (RFC 8259, section 2) at the front end.
+inline const char* skippingBlanks(const char* at, const char* end) noexcept {
+  const auto isBlank = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
+  if (at == end || !isBlank(*at)) return at;
+#if defined(KELVANE_SSE2)
+  // Indentation comes in runs.
+  while (end - at >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i blank = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n'))),
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\t'))));
+    const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(blank)) ^ 0xFFFFU;
+    if (other != 0) return at + std::countr_zero(other);
+    at += 16;
+  }
+#endif
+  while (at != end && isBlank(*at)) ++at;
+  return at;
+}
+
+/// The length of the UTF-8 sequence of a scalar above U+007F at the front; 0 where there is none that is well-formed
+/// (The Unicode Standard, table 3-7).
+inline std::size_t sequenceLength(const char* at, const char* end) noexcept {
+  const auto byte = [at](std::ptrdiff_t i) { return static_cast<unsigned char>(at[i]); };
+  const auto isTail = [&byte](std::ptrdiff_t i) { return (byte(i) & 0xC0) == 0x80; };
+  const std::ptrdiff_t room = end - at;
+  const unsigned char lead = byte(0);
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  if (lead < 0xE0) return room >= 2 && isTail(1) ? 2 : 0;
+  if (lead < 0xF0) {
+    if (room < 3 || !isTail(1) || !isTail(2)) return 0;
+    if (lead == 0xE0 && byte(1) < 0xA0) return 0;  // overlong
+    if (lead == 0xED && byte(1) > 0x9F) return 0;  // a surrogate
+    return 3;
+  }
+  if (room < 4 || !isTail(1) || !isTail(2) || !isTail(3)) return 0;
+  if (lead == 0xF0 && byte(1) < 0x90) return 0;  // overlong
+  if (lead == 0xF4 && byte(1) > 0x8F) return 0;  // beyond U+10FFFF
+  return 4;
+}
+
+/// A text, from behind its opening quote.
+struct Text {
+  const char* close;  // its closing quote; where reading failed if it is not well-formed
+  bool isWellFormed;  // as far as this looks: escapes are judged when they are replaced
+  bool isASCII;       // of the bytes that stand there, which escapes may yet change
+  bool hasEscapes;
+};
+
+inline Text scanText(const char* at, const char* end) noexcept {
+  Text text{at, false, true, false};
+  while (true) {
+    text.close = skippingPlain(text.close, end);
+    if (text.close == end) return text;
+    if (*text.close == '"') break;
+    if (*text.close == '\\') {
+      if (end - text.close < 2) return text;
+      text.hasEscapes = true;
+      text.close += 2;
+    } else {
+      do {
+        const std::size_t length = sequenceLength(text.close, end);
+        if (length == 0) return text;
+        text.close += length;
+      } while (text.close != end && static_cast<signed char>(*text.close) < 0);
+      text.isASCII = false;
+    }
+  }
+  text.isWellFormed = true;
+  return text;
+}
+
+/// The four hexadecimal digits as a number; nothing where they are not.
+inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noexcept {
+  if (end - at < 4) return std::nullopt;
+  unsigned value = 0;
+  const auto [stop, error] = std::from_chars(at, at + 4, value, 16);
+  return stop == at + 4 ? std::optional(value) : std::nullopt;
+}
+
+/// Writes the text [at, end), as `scanText` found it, with its escapes replaced to `out`, which has room for as many
+/// bytes; returns the end of what was written, or nullptr where an escape is none, or half of a surrogate pair.
+inline char* unescaped(const char* at, const char* end, char* out) noexcept {
+  while (true) {
+    const auto* escape = static_cast<const char*>(std::memchr(at, '\\', static_cast<std::size_t>(end - at)));
+    const char* plainEnd = escape ? escape : end;
+    std::memcpy(out, at, static_cast<std::size_t>(plainEnd - at));
+    out += plainEnd - at;
+    if (escape == nullptr) return out;
+    at = escape + 2;
+    switch (escape[1]) {
+      case '"':
+      case '\\':
+      case '/':
+        *out++ = escape[1];
+        break;
+      case 'b':
+        *out++ = '\b';
+        break;
+      case 'f':
+        *out++ = '\f';
+        break;
+      case 'n':
+        *out++ = '\n';
+        break;
+      case 'r':
+        *out++ = '\r';
+        break;
+      case 't':
+        *out++ = '\t';
+        break;
+      case 'u': {
+        const auto unit = hexadecimal(at, end);
+        if (!unit) return nullptr;
+        at += 4;
+        unsigned scalar = *unit;
+        if (scalar >= 0xDC00 && scalar < 0xE000) return nullptr;
+        if (scalar >= 0xD800 && scalar < 0xDC00) {
+          if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return nullptr;
+          const auto low = hexadecimal(at + 2, end);
+          if (!low || *low < 0xDC00 || *low >= 0xE000) return nullptr;
+          scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
+          at += 6;
+        }
+        out = unicode::encode(scalar, out);
+        break;
+      }
+      default:
+        return nullptr;
+    }
+  }
+}
+
+/// A number (RFC 8259, section 6): ± digits × 10^exponent.
+struct Number {
+  static constexpr std::size_t mostDigits = 19;  // that surely fit in 64 bits
+
+  const char* end;    // where it ends; where reading failed if it is not well-formed
+  bool isWellFormed;  // as far as it goes: what follows is the reader's to judge
+  bool isNegative;
+  bool isInteger;          // it has neither a fraction nor an exponent
+  std::size_t digitCount;  // where there are more than `mostDigits`, without the zeros in front
+  std::uint64_t digits;    // only where they are at most `mostDigits`
+  std::int64_t exponent;   // of ten, for all the digits taken as an integer; held within ± 2^44
+};
+
+/// Takes the digits at the front into `value`, eight at a time where there are as many; what does not fit in 64 bits is
+/// lost. Returns where they end.
+inline const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
+  if constexpr (hasLittleEndianWords) {
+    while (end - at >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, at, 8);
+      // All eight high halves are 3, and stay so when 6 is added to the low ones.
+      if (((word & (word + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0x3030303030303030) break;
+      // Neighbouring digits become pairs, pairs fours, fours eight.
+      word = (word & 0x0F0F0F0F0F0F0F0F) * 2561 >> 8;
+      word = (word & 0x00FF00FF00FF00FF) * 6553601 >> 16;
+      word = (word & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
+      value = value * 100000000 + word;
+      at += 8;
+    }
+  }
+  for (; at != end && *at >= '0' && *at <= '9'; ++at) value = value * 10 + static_cast<std::uint64_t>(*at - '0');
+  return at;
+}
+
+inline Number scanNumber(const char* at, const char* end) noexcept {
+  constexpr std::int64_t exponentBound = std::int64_t{1} << 40;
+  Number number{at, false, false, true, 0, 0, 0};
+  const auto isDigit = [&](const char* byte) { return byte != end && *byte >= '0' && *byte <= '9'; };
+  const char*& p = number.end;
+  if (p != end && *p == '-') {
+    number.isNegative = true;
+    ++p;
+  }
+  if (!isDigit(p)) return number;
+  const char* const whole = p;
+  p = *p == '0' ? p + 1 : takeDigits(p, end, number.digits);
+  number.digitCount = static_cast<std::size_t>(p - whole);
+  const char* fraction = p;
+  if (p != end && *p == '.') {
+    number.isInteger = false;
+    fraction = ++p;
+    if (!isDigit(p)) return number;
+    p = takeDigits(p, end, number.digits);
+    number.digitCount += static_cast<std::size_t>(p - fraction);
+    number.exponent = fraction - p;
+  }
+  const char* const digitsEnd = p;
+  if (p != end && (*p == 'e' || *p == 'E')) {
+    number.isInteger = false;
+    ++p;
+    const bool down = p != end && *p == '-';
+    if (p != end && (*p == '-' || *p == '+')) ++p;
+    if (!isDigit(p)) return number;
+    std::int64_t exponent = 0;
+    for (; isDigit(p); ++p) {
+      if (exponent < exponentBound) exponent = exponent * 10 + (*p - '0');
+    }
+    number.exponent += down ? -exponent : exponent;
+  }
+  if (number.digitCount > Number::mostDigits) {
+    // Only the zeros in front tell how large it is; the digits do not fit.
+    for (const char* digit = whole; digit != digitsEnd && (*digit == '0' || *digit == '.'); ++digit) {
+      if (*digit == '0') --number.digitCount;
+    }
+  }
+  number.isWellFormed = true;
+  return number;
+}
+
+/// The double nearest to a number that was scanned from `begin`, halves going to the even one. Zero for a number too
+/// small for a double; nothing for one too large.
+std::optional<double> doubleValue(const Number& number, const char* begin) noexcept;
+
+}  // namespace kelvane::jsonscanner

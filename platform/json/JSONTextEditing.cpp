@@ -1,0 +1,160 @@
+#include <algorithm>
+
+#include "platform/Unicode.h"
+#include "platform/json/JSONText.h"
+
+namespace kelvane {
+namespace {
+
+bool isBlank(char byte) noexcept {
+  return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
+}
+
+/// The part of some blanks that begins with the last line break; nothing where there is none.
+std::optional<std::string_view> lastLine(std::string_view blanks) noexcept {
+  const std::size_t feed = blanks.rfind('\n');
+  if (feed == std::string_view::npos) return std::nullopt;
+  return blanks.substr(feed > 0 && blanks[feed - 1] == '\r' ? feed - 1 : feed);
+}
+
+/// The blanks that end at an offset.
+std::string_view blanksBefore(std::size_t end, std::string_view text) noexcept {
+  std::size_t begin = end;
+  while (begin > 0 && isBlank(text[begin - 1])) --begin;
+  return text.substr(begin, end - begin);
+}
+
+/// What stands between a member's key and its value, when that is on one line.
+std::string_view colon(const JSONText::Member& member, std::string_view text) noexcept {
+  const std::size_t end = member.value.begin;
+  const std::size_t sign = text.rfind(':', end - 1);
+  const std::size_t begin = sign - blanksBefore(sign, text).size();
+  const std::string_view between = text.substr(begin, end - begin);
+  return lastLine(between) ? ": " : between;
+}
+
+/// The kind of a value by its first byte, the only one that it takes.
+JSONText::Kind kindOf(std::string_view json) noexcept {
+  switch (json.front()) {
+    case '{':
+      return JSONText::Kind::object;
+    case '[':
+      return JSONText::Kind::array;
+    case '"':
+      return JSONText::Kind::string;
+    case 't':
+    case 'f':
+      return JSONText::Kind::boolean;
+    case 'n':
+      return JSONText::Kind::null;
+    default:
+      return JSONText::Kind::number;
+  }
+}
+
+/// The blanks at the start of the line that an offset is in.
+std::string_view indentation(std::size_t offset, std::string_view text) noexcept {
+  const std::size_t begin = text.substr(0, offset).rfind('\n') + 1;
+  const std::size_t end = text.find_first_not_of(" \t", begin);
+  return text.substr(begin, std::min(end, offset) - begin);
+}
+
+std::string_view newline(std::string_view text) noexcept {
+  const std::size_t feed = text.find('\n');
+  return feed != std::string_view::npos && feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
+}
+
+}  // namespace
+
+/// How a new member of an object is set apart from what is around it.
+struct JSONText::Layout {
+  std::string beforeKey;  // behind the comma or the opening bracket
+  std::string colon;
+  std::string beforeClose;  // only where the object was empty
+};
+
+JSONText::Layout JSONText::layout(const Value& object, const std::vector<Member>& members) const {
+  if (!members.empty()) {
+    const std::string_view blanks = blanksBefore(members.back().begin, text_);
+    std::string_view between = kelvane::colon(members.back(), text_);
+    std::string_view beforeKey = blanks;
+    if (const auto line = lastLine(blanks)) {
+      beforeKey = *line;
+    } else if (members.size() == 1) {
+      beforeKey = isBlank(between.back()) ? " " : "";
+    }
+    return {std::string(beforeKey), std::string(between), {}};
+  }
+  const auto around = this->members(root_);
+  const std::string between(around.empty() ? ": " : kelvane::colon(around.front(), text_));
+  if (!around.empty() && written(root_).find('\n') == std::string_view::npos) return {{}, between, {}};
+  std::string_view step = "  ";
+  if (!around.empty()) {
+    if (const auto line = lastLine(blanksBefore(around.front().begin, text_)))
+      step = line->substr(line->find('\n') + 1);
+  }
+  const std::string close = std::string(newline(text_)).append(indentation(object.begin, text_));
+  return {close + std::string(step), between, close};
+}
+
+void JSONText::splice(std::size_t begin, std::size_t end, std::string_view bytes) {
+  text_.replace(begin, end - begin, bytes);
+  root_.end = root_.end - (end - begin) + bytes.size();
+}
+
+JSONText::Value JSONText::replace(const Value& value, std::string_view json) {
+  const Value replacement{kindOf(json), value.begin, value.begin + json.size()};
+  splice(value.begin, value.end, json);
+  if (value.begin == root_.begin) root_.kind = replacement.kind;
+  return replacement;
+}
+
+JSONText::Value JSONText::append(const Value& object, std::string_view key, std::string_view json) {
+  const std::vector<Member> members = this->members(object);
+  const Layout layout = this->layout(object, members);
+  const bool isFirst = members.empty();
+  const std::size_t begin = isFirst ? object.begin + 1 : members.back().value.end;
+  const std::string before = (isFirst ? "" : ",") + layout.beforeKey + quotedJSON(key) + layout.colon;
+  splice(begin, isFirst ? object.end - 1 : begin, before + std::string(json) + layout.beforeClose);
+  return {kindOf(json), begin + before.size(), begin + before.size() + json.size()};
+}
+
+void JSONText::set(Path path, std::string_view json) {
+  Value at = root_;
+  for (const std::string_view key : path) {
+    if (at.kind != Kind::object) at = replace(at, "{}");
+    const auto present = find(at, &key, &key + 1);
+    at = present ? *present : append(at, key, "{}");
+  }
+  replace(at, json);
+}
+
+bool JSONText::erase(Path path) {
+  const std::string_view& key = *(path.end() - 1);
+  const auto object = find(root_, path.begin(), &key);
+  if (!object || object->kind != Kind::object) return false;
+  const std::vector<Member> members = this->members(*object);
+  const auto goes = [&key](const Member& member) { return unicode::equivalent(member.key, key); };
+  if (std::none_of(members.begin(), members.end(), goes)) return false;
+
+  // A member goes with what stands between it and the next one; the last ones with what stands before them instead.
+  const auto lastKept = std::find_if_not(members.rbegin(), members.rend(), goes);
+  std::string kept;
+  std::size_t copied = object->begin + 1;
+  const auto leaveOut = [&](std::size_t begin, std::size_t end) {
+    kept.append(text_, copied, begin - copied);
+    copied = end;
+  };
+  for (auto member = members.begin(); member < lastKept.base(); ++member) {
+    if (goes(*member)) leaveOut(member->begin, (member + 1)->begin);
+  }
+  if (lastKept == members.rend()) {
+    leaveOut(copied, object->end - 1);
+  } else if (lastKept != members.rbegin()) {
+    leaveOut(lastKept->value.end, members.back().value.end);
+  }
+  splice(object->begin + 1, copied, kept);
+  return true;
+}
+
+}  // namespace kelvane

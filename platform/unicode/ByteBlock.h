@@ -1,0 +1,123 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/unicode/Processor.h"
+
+namespace kelvane::unicode {
+
+/// As many bytes as are looked at in one step. What a question answers is a set of them.
+#if defined(KELVANE_SSE2)
+
+class Lane {
+ public:
+  static constexpr std::size_t size = 16;
+
+  explicit Lane(const char* bytes) noexcept : bytes_(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))) {}
+
+  Lane equal(unsigned char byte) const noexcept { return _mm_cmpeq_epi8(bytes_, every(byte)); }
+  Lane between(unsigned char first, unsigned char last) const noexcept {
+    const __m128i above = _mm_sub_epi8(bytes_, every(first));
+    const auto most = static_cast<unsigned char>(last - first);
+    return _mm_cmpeq_epi8(_mm_min_epu8(above, every(most)), above);
+  }
+  Lane nonASCII() const noexcept { return bytes_; }
+  friend Lane operator|(Lane left, Lane right) noexcept { return _mm_or_si128(left.bytes_, right.bytes_); }
+
+  /// A set's members, one bit a byte, the lowest for the first.
+  std::uint64_t bits() const noexcept { return static_cast<unsigned>(_mm_movemask_epi8(bytes_)); }
+
+ private:
+  Lane(__m128i bytes) noexcept : bytes_(bytes) {}
+  static __m128i every(unsigned char byte) noexcept { return _mm_set1_epi8(static_cast<char>(byte)); }
+
+  __m128i bytes_;  // of a set, the members' highest bits count
+};
+
+#else
+
+class Lane {
+ public:
+  static constexpr std::size_t size = 8;
+
+  explicit Lane(const char* bytes) noexcept { std::memcpy(&bytes_, bytes, size); }
+
+  Lane equal(unsigned char byte) const noexcept {
+    const std::uint64_t different = bytes_ ^ every(byte);
+    return Lane(~(((different & ~highest) + ~highest) | different));
+  }
+  /// For two ASCII bytes, or two that are not.
+  Lane between(unsigned char first, unsigned char last) const noexcept {
+    const std::uint64_t low = bytes_ & ~highest;
+    const std::uint64_t atLeastFirst = low + every(static_cast<unsigned char>(0x80 - (first & 0x7F)));
+    const std::uint64_t aboveLast = low + every(static_cast<unsigned char>(0x7F - (last & 0x7F)));
+    return Lane(atLeastFirst & ~aboveLast & (first < 0x80 ? ~bytes_ : bytes_));
+  }
+  Lane nonASCII() const noexcept { return *this; }
+  friend Lane operator|(Lane left, Lane right) noexcept { return Lane(left.bytes_ | right.bytes_); }
+
+  /// A set's members, one bit a byte, the lowest for the first.
+  std::uint64_t bits() const noexcept {
+    // The multiplication moves byte n's bit to 56 + n, or back from there where the first byte is the highest.
+    constexpr std::uint64_t gather =
+        std::endian::native == std::endian::little ? 0x0102040810204080 : 0x8040201008040201;
+    return ((bytes_ & highest) >> 7) * gather >> 56;
+  }
+
+ private:
+  static constexpr std::uint64_t highest = 0x8080808080808080;
+
+  explicit Lane(std::uint64_t bytes) noexcept : bytes_(bytes) {}
+  static constexpr std::uint64_t every(unsigned char byte) noexcept { return byte * std::uint64_t{0x0101010101010101}; }
+
+  std::uint64_t bytes_ = 0;  // of a set, the members' highest bits count
+};
+
+#endif
+
+/// 64 bytes of a text looked at together. The answers have one bit a byte, the lowest for the first.
+class ByteBlock {
+ public:
+  static constexpr std::size_t size = 64;
+
+  /// Looks at `size` bytes, which must be there and stay.
+  explicit ByteBlock(const char* bytes) noexcept : bytes_(bytes) {}
+
+  /// The bytes of 0x80 and above.
+  std::uint64_t nonASCII() const noexcept {
+    return bits([](Lane lane) { return lane.nonASCII(); });
+  }
+
+  /// ASCII white space: the blank and 0x09 to 0x0D.
+  std::uint64_t whiteSpace() const noexcept {
+    return bits([](Lane lane) { return lane.equal(' ') | lane.between('\t', '\r'); });
+  }
+
+  /// The bytes that may start the UTF-8 of other white space: 0xC2 and 0xE1 to 0xE3 before a byte that its second byte
+  /// can be. All that do are among them, save in the last byte.
+  std::uint64_t whiteSpaceLeads() const noexcept {
+    const std::uint64_t leads = bits([](Lane lane) { return lane.equal(0xC2) | lane.between(0xE1, 0xE3); });
+    if (leads == 0) return 0;
+    const std::uint64_t seconds =
+        bits([](Lane lane) { return lane.equal(0x80) | lane.equal(0x85) | lane.equal(0x9A) | lane.equal(0xA0); });
+    // U+205F is E2 81 9F; 81 is no second byte to look for in general, since it is that of Hiragana.
+    const std::uint64_t e281 =
+        bits([](Lane lane) { return lane.equal(0xE2); }) & bits([](Lane lane) { return lane.equal(0x81); }) >> 1;
+    return (leads & seconds >> 1) | e281;
+  }
+
+ private:
+  template <typename Question>
+  std::uint64_t bits(const Question& question) const noexcept {
+    std::uint64_t result = 0;
+    for (std::size_t at = 0; at < size; at += Lane::size) result |= question(Lane(bytes_ + at)).bits() << at;
+    return result;
+  }
+
+  const char* bytes_;
+};
+
+}  // namespace kelvane::unicode

@@ -1,0 +1,248 @@
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "platform/Unicode.h"
+#include "platform/json/JSONScanner.h"
+#include "platform/unicode/Processor.h"
+#include "protocol/JSONCoding.h"
+#include "protocol/json/JSONStorage.h"
+#include "protocol/json/ScratchStack.h"
+
+namespace kelvane {
+namespace {
+
+/// Gathers output in a small piece of memory that stays in the cache, and hands it on whenever that is full.
+class Output {
+ public:
+  static constexpr std::size_t stageSize = 4096;
+
+  /// Makes room for that many bytes, at most `stageSize`, to be put without looking.
+  void ensure(std::size_t bytes) {
+    if (bytes > static_cast<std::size_t>(stage_ + stageSize - at_)) flush();
+  }
+
+  // These need room that was made before.
+  void put(char byte) noexcept { *at_++ = byte; }
+  void put(std::string_view bytes) noexcept {
+    std::memcpy(at_, bytes.data(), bytes.size());
+    at_ += bytes.size();
+  }
+  char* at() noexcept { return at_; }
+  void advance(char* at) noexcept { at_ = at; }
+
+  /// Any number of bytes, whatever room there is.
+  void append(std::string_view bytes) {
+    flush();
+    handOn(bytes);
+  }
+
+  std::string finish() {
+    flush();
+    return std::move(out_);
+  }
+
+ private:
+  void flush() {
+    handOn({stage_, static_cast<std::size_t>(at_ - stage_)});
+    at_ = stage_;
+  }
+
+  void handOn(std::string_view bytes) {
+    // Fewer steps than doubling takes leave less memory behind for the system to take back and give again.
+    constexpr std::size_t largeOutput = std::size_t{1} << 20;
+    const std::size_t needed = out_.size() + bytes.size();
+    if (needed > out_.capacity() && needed > stageSize && needed < largeOutput) out_.reserve(4 * needed);
+    out_.append(bytes);
+  }
+
+  std::string out_;
+  char* at_ = stage_;
+  char stage_[stageSize];
+};
+
+constexpr std::size_t longestEscape = 6;   // \u001f
+constexpr std::size_t longestNumber = 24;  // -2.2250738585072014e-308
+
+char* putEscape(char byte, char* to) noexcept {
+  *to++ = '\\';
+  switch (byte) {
+    case '"':
+    case '\\':
+      *to++ = byte;
+      return to;
+    case '\b':
+      *to++ = 'b';
+      return to;
+    case '\f':
+      *to++ = 'f';
+      return to;
+    case '\n':
+      *to++ = 'n';
+      return to;
+    case '\r':
+      *to++ = 'r';
+      return to;
+    case '\t':
+      *to++ = 't';
+      return to;
+    default: {
+      constexpr char digits[] = "0123456789abcdef";
+      const char escape[] = {'u', '0', '0', digits[byte >> 4], digits[byte & 0xF]};
+      std::memcpy(to, escape, sizeof escape);
+      return to + sizeof escape;
+    }
+  }
+}
+
+/// Copies [from, end) with its escapes to `to`, which has room for `longestEscape` bytes a byte.
+char* copyEscaping(const char* from, const char* end, char* to) noexcept {
+  while (from != end) {
+    const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
+    from += plain;
+    to += plain;
+    if (from != end) to = putEscape(*from++, to);
+  }
+  return to;
+}
+
+void putText(Output& out, std::string_view text) {
+  // So much fits the stage whatever has to be escaped.
+  constexpr std::size_t piece = (Output::stageSize - 1) / longestEscape;
+  out.ensure(1);
+  out.put('"');
+  while (text.size() > piece) {
+    const char* plainEnd = jsonscanner::skippingUnescaped(text.data(), text.data() + text.size());
+    const auto plain = static_cast<std::size_t>(plainEnd - text.data());
+    if (plain >= piece) {
+      out.append(text.substr(0, plain));
+      text.remove_prefix(plain);
+    } else {
+      out.ensure(piece * longestEscape);
+      out.advance(copyEscaping(text.data(), text.data() + piece, out.at()));
+      text.remove_prefix(piece);
+    }
+  }
+  out.ensure(text.size() * longestEscape + 1);
+  out.advance(copyEscaping(text.data(), text.data() + text.size(), out.at()));
+  out.put('"');
+}
+
+/// Only for finite numbers, where there is room for the longest.
+void putNumber(Output& out, double value) {
+  if (const auto integer = jsonInteger(value)) {
+    out.advance(std::to_chars(out.at(), out.at() + longestNumber, *integer).ptr);
+  } else {
+    out.advance(std::to_chars(out.at(), out.at() + longestNumber, value).ptr);
+  }
+}
+
+}  // namespace
+
+/// Writes one value, nested ones by a stack of what is left of each array and object around them.
+class JSON::Storage::Encoder {
+ public:
+  /// Nothing when the value holds a number that JSON cannot write.
+  std::optional<std::string> encoded(const JSON& root) {
+    Rest rest{&root, &root + 1, '\0', true};
+    while (true) {
+      while (rest.next == rest.end) {
+        if (rest.close == '\0') return out_.finish();
+        out_.ensure(1);
+        out_.put(rest.close);
+        rest = around_.top();
+        around_.pop();
+      }
+      // For all that follows but texts that are not kept inline.
+      out_.ensure(roomForMember);
+      if (!rest.isFirst) out_.put(',');
+      rest.isFirst = false;
+      if (rest.close == '}') {
+        putTextOf(*rest.next++);
+        out_.put(':');
+      }
+      const JSON& value = *rest.next++;
+      switch (tag(value)) {
+        case Tag::null:
+          out_.put("null");
+          break;
+        case Tag::boolean:
+          out_.put(value.boolean_.value ? "true" : "false");
+          break;
+        case Tag::number:
+          if (!std::isfinite(value.number_.value)) return std::nullopt;
+          putNumber(out_, value.number_.value);
+          break;
+        case Tag::inlineText:
+        case Tag::sharedText:
+          putTextOf(value);
+          break;
+        case Tag::array:
+        case Tag::object: {
+          const bool isArray = tag(value) == Tag::array;
+          Block* values = block(value);
+          *around_.push() = rest;
+          rest = {nullptr, nullptr, isArray ? ']' : '}', true};
+          if (values != nullptr) {
+            rest.next = values->values();
+            rest.end = rest.next + values->size;
+          }
+          out_.put(isArray ? '[' : '{');
+        }
+      }
+    }
+  }
+
+ private:
+  static constexpr std::size_t roomForText = inlineCapacity * longestEscape + 2;
+  /// A comma, a key kept inline, a colon, and a text kept inline: nothing else that is put without looking is longer.
+  static constexpr std::size_t roomForMember = 2 * roomForText + 2;
+  static_assert(longestNumber < roomForText);
+
+  /// What is left of an array or object.
+  struct Rest {
+    const JSON* next;
+    const JSON* end;
+    char close;  // the bracket that ends it; NUL around the root
+    bool isFirst;
+  };
+
+  /// Needs `roomForText`, and leaves the room of a member less that.
+  void putTextOf(const JSON& value) {
+    if (form(value) != Form::illFormed && tag(value) == Tag::inlineText) {
+      putInlineText(value);
+    } else {
+      putText(out_, form(value) == Form::illFormed ? std::string_view(unicode::replacingInvalidUTF8(text(value)))
+                                                   : text(value));
+      out_.ensure(roomForMember);
+    }
+  }
+
+  void putInlineText(const JSON& value) {
+    out_.put('"');
+#if defined(KELVANE_SSE2)
+    // The whole value is one load; most texts can go out as they are.
+    const __m128i bytes =
+        _mm_srli_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&value)), offsetof(InlineText, bytes));
+    const unsigned mask = (1U << value.head_.length) - 1;
+    if ((jsonscanner::escapedBytes(bytes) & mask) == 0) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out_.at()), bytes);
+      out_.advance(out_.at() + value.head_.length);
+      out_.put('"');
+      return;
+    }
+#endif
+    const std::string_view bytesOfText = text(value);
+    out_.advance(copyEscaping(bytesOfText.data(), bytesOfText.data() + bytesOfText.size(), out_.at()));
+    out_.put('"');
+  }
+
+  Output out_;
+  ScratchStack<Rest, 32> around_;
+};
+
+std::string JSON::encoded() const {
+  return Storage::Encoder().encoded(*this).value_or("null");
+}
+
+}  // namespace kelvane

@@ -1,0 +1,104 @@
+#include <algorithm>
+
+#include "platform/Unicode.h"
+#include "protocol/json/JSONStorage.h"
+
+namespace kelvane {
+
+static_assert(sizeof(JSON::Member) == 2 * sizeof(JSON));
+
+namespace {
+
+/// Where the key stands among keys that are in order, or would: the first that is not before it.
+std::size_t lowerBound(const JSON::Object& object, std::string_view key) noexcept {
+  const bool keyIsASCII = unicode::isASCII(key);
+  const auto isBefore = [keyIsASCII](const JSON::Member& member, std::string_view wanted) {
+    const std::string_view name = member.key();
+    if (keyIsASCII && unicode::isASCII(name)) return name < wanted;
+    return unicode::order(name, wanted) < 0;
+  };
+  return static_cast<std::size_t>(std::lower_bound(object.begin(), object.end(), key, isBefore) - object.begin());
+}
+
+bool isAt(const JSON::Object& object, std::size_t place, std::string_view key) noexcept {
+  return place < object.size() && unicode::equivalent(object.begin()[place].key(), key);
+}
+
+}  // namespace
+
+// These start from a whole object, which is destroyed when memory runs out on the way.
+
+JSON::Object::Object(std::initializer_list<std::pair<std::string_view, JSON>> members) : Object() {
+  for (const auto& [key, value] : members) set(key, value);
+}
+
+JSON::Object::Object(std::vector<std::pair<std::string, JSON>> members) : Object() {
+  // Sorting first, stably, keeps this n log n; `set` then only ever adds or replaces at the end.
+  std::stable_sort(members.begin(), members.end(),
+                   [](const auto& left, const auto& right) { return unicode::order(left.first, right.first) < 0; });
+  for (auto& [key, value] : members) set(key, std::move(value));
+}
+
+JSON::Object::Object(const Object& other) noexcept : block_(other.block_) {
+  Storage::retain(block_);
+}
+
+JSON::Object& JSON::Object::operator=(const Object& other) noexcept {
+  return *this = Object(other);
+}
+
+JSON::Object& JSON::Object::operator=(Object&& other) noexcept {
+  Storage::release(std::exchange(block_, std::exchange(other.block_, nullptr)));
+  return *this;
+}
+
+JSON::Object::~Object() {
+  Storage::release(block_);
+}
+
+std::size_t JSON::Object::size() const noexcept {
+  return block_ ? block_->size / 2 : 0;
+}
+
+const JSON::Member* JSON::Object::begin() const& noexcept {
+  return block_ ? reinterpret_cast<const Member*>(block_->values()) : nullptr;
+}
+
+const JSON::Member* JSON::Object::end() const& noexcept {
+  return begin() + size();
+}
+
+const JSON* JSON::Object::find(std::string_view key) const& noexcept {
+  const std::size_t place = lowerBound(*this, key);
+  return isAt(*this, place, key) ? &begin()[place].value() : nullptr;
+}
+
+void JSON::Object::set(std::string_view key, JSON value) {
+  const std::size_t place = lowerBound(*this, key);
+  if (isAt(*this, place, key)) {
+    Storage::own(block_, block_->size);
+    block_->values()[2 * place + 1] = std::move(value);
+    return;
+  }
+  JSON name(key);
+  Storage::own(block_, 2 * size() + 2);
+  JSON* at = block_->values() + 2 * place;
+  std::memmove(static_cast<void*>(at + 2), at, (block_->size - 2 * place) * sizeof(JSON));
+  ::new (at) JSON(std::move(name));
+  ::new (at + 1) JSON(std::move(value));
+  block_->size += 2;
+}
+
+bool JSON::Object::erase(std::string_view key) {
+  const std::size_t place = lowerBound(*this, key);
+  if (!isAt(*this, place, key)) return false;
+  Storage::own(block_, block_->size);
+  JSON* at = block_->values() + 2 * place;
+  const JSON oldName(std::move(at[0]));
+  const JSON oldValue(std::move(at[1]));
+  std::memmove(static_cast<void*>(at), at + 2, (block_->size - 2 * place - 2) * sizeof(JSON));
+  block_->size -= 2;
+  return true;
+}
+
+}  // namespace kelvane

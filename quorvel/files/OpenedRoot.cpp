@@ -1,0 +1,68 @@
+#include "quorvel/files/OpenedRoot.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "quorvel/files/Beneath.h"
+#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/OpenedFolderPath.h"
+
+namespace quorvel {
+namespace {
+
+// The root that this thread opened last, while anybody holds it.
+struct Latest {
+  std::filesystem::path path;
+  std::weak_ptr<const OpenedRoot> root;
+};
+
+Latest& latest() {
+  thread_local Latest latest;
+  return latest;
+}
+
+// Where the folder has gone; nothing when the system does not tell or when the folder was deleted.
+std::optional<std::filesystem::path> presentPath(const Descriptor& folder, const FileIdentity& identity) {
+  std::error_code error;
+  const auto path = std::filesystem::read_symlink(openedFolderPath(folder), error);
+  if (error || identityOf(AT_FDCWD, path) != identity) return std::nullopt;
+  return path;
+}
+
+}  // namespace
+
+std::shared_ptr<const OpenedRoot> OpenedRoot::find(const std::filesystem::path& path) {
+  Latest& last = latest();
+  if (auto held = last.root.lock(); held && last.path == path) return held;
+  Descriptor folder(::open(path.c_str(), passingFlags() | O_CLOEXEC));
+  if (!folder) return nullptr;
+  const auto identity = identityOf(folder.get());
+  if (!identity) return nullptr;
+  auto root = std::make_shared<const OpenedRoot>(path, std::move(folder), *identity);
+  last = {path, root};
+  return root;
+}
+
+OpenedRoot::OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdentity identity)
+    : path_(std::move(path)), folder_(std::move(folder)), identity_(identity) {
+}
+
+bool OpenedRoot::isInPlace() const noexcept {
+  struct stat status;
+  return ::stat(path_.c_str(), &status) == 0 && FileIdentity{status.st_dev, status.st_ino} == identity_;
+}
+
+std::string OpenedRoot::whyNotInPlace() const {
+  std::string why =
+      "the library folder " + quorvel::quoted(path_.native()) + " was moved away or replaced by another meanwhile";
+  if (const auto present = presentPath(folder_, identity_); present && *present != path_)
+    why += " and is now " + quorvel::quoted(present->native());
+  return why + ". Look which folder is the right one, put it in its place and try again.";
+}
+
+}  // namespace quorvel

@@ -1,0 +1,100 @@
+#include "quorvel/files/SystemCalls.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+// KELVANE_PORTABLE makes this a system that lacks what only some have.
+#if defined(__linux__) && !defined(KELVANE_PORTABLE)
+#define KELVANE_LINUX_CALLS
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#endif
+
+namespace quorvel {
+namespace {
+
+#ifdef KELVANE_LINUX_CALLS
+constexpr unsigned int noReplace = 1U << 0;  // RENAME_NOREPLACE and RENAME_EXCHANGE of the kernel's interface, which
+constexpr unsigned int swap = 1U << 1;       // the C library declares only to programs that ask for its extensions
+
+int renameWith(unsigned int flags, int folder, const char* from, const char* to) noexcept {
+  return static_cast<int>(::syscall(SYS_renameat2, folder, from, folder, to, flags));
+}
+#endif
+
+}  // namespace
+
+const SystemCalls& SystemCalls::ofTheSystem() noexcept {
+  static const SystemCalls calls;
+  return calls;
+}
+
+int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const char* path,
+                             [[maybe_unused]] int flags) const noexcept {
+#if defined(KELVANE_LINUX_CALLS) && defined(SYS_openat2)
+  open_how how{};
+  how.flags = static_cast<unsigned long long>(flags);
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  return static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how));
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
+
+const dirent* SystemCalls::nextEntry(DIR* folder) const noexcept {
+  return ::readdir(folder);
+}
+
+long SystemCalls::write(int file, const void* bytes, std::size_t count) const noexcept {
+  return ::write(file, bytes, count);
+}
+
+int SystemCalls::flush(int file) const noexcept {
+  return ::fsync(file);
+}
+
+int SystemCalls::flushFolder(int folder) const noexcept {
+  return flush(folder) == 0 || errno == EINVAL ? 0 : -1;
+}
+
+bool SystemCalls::isLacking(int error) noexcept {
+  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
+}
+
+int SystemCalls::exchange([[maybe_unused]] int folder, [[maybe_unused]] const char* one,
+                          [[maybe_unused]] const char* other) const noexcept {
+#ifdef KELVANE_LINUX_CALLS
+  return renameWith(swap, folder, one, other);
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
+
+int SystemCalls::rename(int folder, const char* from, const char* to) const noexcept {
+  return ::renameat(folder, from, folder, to);
+}
+
+int SystemCalls::renameToFreeName([[maybe_unused]] int folder, [[maybe_unused]] const char* from,
+                                  [[maybe_unused]] const char* to) const noexcept {
+#ifdef KELVANE_LINUX_CALLS
+  return renameWith(noReplace, folder, from, to);
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
+
+int SystemCalls::link(int folder, const char* from, const char* to) const noexcept {
+  return ::linkat(folder, from, folder, to, 0);
+}
+
+int SystemCalls::unlink(int folder, const char* name) const noexcept {
+  return ::unlinkat(folder, name, 0);
+}
+
+}  // namespace quorvel

@@ -1,0 +1,111 @@
+#include "quorvel/files/TemporaryFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "quorvel/files/FileIdentity.h"
+
+namespace quorvel {
+
+// Somebody may clear the file away between its creation and the lock; then another one is made.
+std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int folder, std::string_view name) {
+  constexpr int mostAttempts = 100;
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+    TemporaryName parts = TemporaryName::fresh(name);
+    Descriptor file(::openat(folder, parts.text().c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                             S_IRUSR | S_IWUSR));
+    if (!file) return nullptr;
+    std::unique_ptr<TemporaryFile> made(new TemporaryFile(calls, folder, parts, std::move(file)));
+    const auto identity = identityOf(made->file());
+    if (!identity) return nullptr;
+    parts.inode = identity->number;
+    if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
+    if (made->moveTo(parts)) return made;
+    if (errno != ENOENT) return nullptr;
+  }
+  errno = EBUSY;
+  return nullptr;
+}
+
+TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file)
+    : calls_(calls), folder_(folder), parts_(parts), name_(parts.text()), file_(std::move(file)) {
+}
+
+TemporaryFile::~TemporaryFile() {
+  if (name_.empty() || isLeft_ || !file_) return;
+  const int error = errno;  // still to be read by whoever gave up before this went
+  const auto made = identityOf(file());
+  if (made && made == identityOf(folder_, name_)) remove();
+  errno = error;
+}
+
+// A second descriptor writes, and what the disk reports when it is closed is heard. The first is open for reading only:
+// whoever asks whether the file has writers does not find ourselves.
+bool TemporaryFile::write(std::string_view text) const {
+  Descriptor writing(::openat(folder_, name_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!writing) return false;
+  const auto made = identityOf(file());
+  if (!made || made != identityOf(writing.get())) return errno = EBUSY, false;
+  while (!text.empty()) {
+    const long written = calls_.write(writing.get(), text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return ::close(writing.release()) == 0;
+}
+
+bool TemporaryFile::flush() const {
+  return calls_.flush(file()) == 0;
+}
+
+bool TemporaryFile::renameTo(const std::string& name) {
+  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) return false;
+  name_.clear();
+  return true;
+}
+
+bool TemporaryFile::takeFreeName(const std::string& name) {
+  if (calls_.renameToFreeName(folder_, name_.c_str(), name.c_str()) == 0) {
+    name_.clear();
+    return true;
+  }
+  if (errno == EEXIST || calls_.link(folder_, name_.c_str(), name.c_str()) != 0) return false;
+  remove();
+  return true;
+}
+
+bool TemporaryFile::markTaken() {
+  return moveTo(parts_.ofTakenFile());
+}
+
+void TemporaryFile::remove() noexcept {
+  calls_.unlink(folder_, name_.c_str());
+  name_.clear();
+}
+
+bool TemporaryFile::moveTo(const TemporaryName& parts) {
+  std::string name = parts.text();
+  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) return false;
+  parts_ = parts;
+  name_ = std::move(name);
+  return true;
+}
+
+std::optional<Descriptor> tryMakingFile(int folder) {
+#if defined(O_TMPFILE) && !defined(KELVANE_PORTABLE)
+  Descriptor file(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (file) return file;
+  // A system that does not know the flag takes it for the opening of a folder.
+  if (!SystemCalls::isLacking(errno) && errno != EISDIR && errno != ENOENT) return std::nullopt;
+#endif
+  if (::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return std::nullopt;
+  return Descriptor();
+}
+
+}  // namespace quorvel

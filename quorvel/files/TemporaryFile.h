@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/TemporaryName.h"
+
+namespace quorvel {
+
+/// A new, hidden file beside another one, for its owner only, that is about to take that one's place or another name.
+///
+/// Its name (TemporaryName.h) tells whether it ever was in that place. It is locked (flock) for as long as the object
+/// lives, so that whoever clears away what dead writers left can tell that its writer lives. The object's end deletes
+/// the file, unless it was given another name or is to stay.
+///
+/// Operations that return false leave the reason in errno. Not thread-safe.
+class TemporaryFile {
+ public:
+  /// Makes an empty one. `folder` is open for longer than the object lives; `name` is the other file's name in it.
+  /// Nothing, with the reason in errno, when it cannot be made.
+  static std::unique_ptr<TemporaryFile> make(const SystemCalls& calls, int folder, std::string_view name);
+
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile();
+
+  const std::string& name() const noexcept { return name_; }
+
+  /// The file that was made, open for reading.
+  int file() const noexcept { return file_.get(); }
+
+  /// Puts a text into the empty file.
+  bool write(std::string_view text) const;
+
+  /// Returns when the file's text and attributes are on the disk.
+  bool flush() const;
+
+  /// Renames the file over whatever has that name.
+  bool renameTo(const std::string& name);
+
+  /// Gives the file another name instead of its own; false with EEXIST when something has it already.
+  bool takeFreeName(const std::string& name);
+
+  /// To be called before what has the temporary name may be a text that stood in the other file's place: makes the
+  /// name say so.
+  bool markTaken();
+
+  /// From now on the object's end leaves what has the temporary name.
+  void leave() noexcept { isLeft_ = true; }
+
+  /// Deletes what has the temporary name. Should that fail, it stays for whoever clears away.
+  void remove() noexcept;
+
+ private:
+  TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file);
+
+  bool moveTo(const TemporaryName& parts);
+
+  const SystemCalls& calls_;
+  int folder_;
+  TemporaryName parts_;
+  std::string name_;  // empty once nothing has it
+  Descriptor file_;
+  bool isLeft_ = false;
+};
+
+/// Tries whether a file can be made in a folder, and leaves the folder as it is: an open file that has no name and goes
+/// when it is closed; none where the system has no such files but seems to let us make one. Nothing, with the reason in
+/// errno, when none can be made.
+std::optional<Descriptor> tryMakingFile(int folder);
+
+}  // namespace quorvel

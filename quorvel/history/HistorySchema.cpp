@@ -1,0 +1,74 @@
+#include "quorvel/history/HistorySchema.h"
+
+#include <array>
+#include <string>
+
+namespace quorvel {
+namespace {
+
+constexpr std::string_view format1 = R"sql(
+  CREATE TABLE scripts (
+    id INTEGER PRIMARY KEY,
+    identifier BLOB NOT NULL,
+    earlier INTEGER NOT NULL CHECK (earlier >= 0),
+    UNIQUE (identifier, earlier)
+  ) STRICT;
+
+  CREATE TABLE texts (
+    id INTEGER PRIMARY KEY,
+    hash INTEGER NOT NULL,
+    bytes BLOB NOT NULL CHECK (length(bytes) > 0)
+  ) STRICT;
+  CREATE INDEX textsByHash ON texts (hash);
+
+  CREATE TABLE versions (
+    script INTEGER NOT NULL REFERENCES scripts (id),
+    number INTEGER NOT NULL CHECK (number > 0),
+    saved INTEGER NOT NULL,
+    label BLOB NOT NULL,
+    words INTEGER NOT NULL CHECK (words >= 0),
+    size INTEGER NOT NULL CHECK (size > 0),
+    text INTEGER NOT NULL REFERENCES texts (id),
+    PRIMARY KEY (script, number)
+  ) STRICT, WITHOUT ROWID;
+
+  CREATE TABLE pendingRenames (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    source BLOB NOT NULL,
+    target BLOB NOT NULL,
+    isFolder INTEGER NOT NULL,
+    inode INTEGER NOT NULL
+  ) STRICT;
+)sql";
+
+constexpr std::array migrations{format1};
+
+}  // namespace
+
+std::span<const std::string_view> historyMigrations() noexcept {
+  return migrations;
+}
+
+HistoryFormat historyFormat(sqlite::Connection& connection, std::span<const std::string_view> steps) {
+  const std::int64_t application = connection.integer("PRAGMA application_id");
+  const std::int64_t format = connection.integer("PRAGMA user_version");
+  const auto current = static_cast<std::int64_t>(steps.size());
+  if (application == historyApplicationID) {
+    if (format > current) return HistoryFormat::later;
+    if (format == current) return HistoryFormat::current;
+    if (format > 0) return HistoryFormat::earlier;
+    return HistoryFormat::foreign;
+  }
+  const bool untouched =
+      application == 0 && format == 0 && connection.integer("SELECT count(*) FROM sqlite_schema") == 0;
+  return untouched ? HistoryFormat::empty : HistoryFormat::foreign;
+}
+
+void migrateHistory(sqlite::Connection& connection, std::span<const std::string_view> steps) {
+  const auto done = static_cast<std::size_t>(connection.integer("PRAGMA user_version"));
+  for (const std::string_view step : steps.subspan(done)) connection.runAll(step);
+  connection.runAll("PRAGMA application_id = " + std::to_string(historyApplicationID) +
+                    "; PRAGMA user_version = " + std::to_string(steps.size()));
+}
+
+}  // namespace quorvel

@@ -1,0 +1,122 @@
+#include "quorvel/history/SQLite.h"
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <new>
+
+#include "quorvel/history/OneDatabase.h"
+
+namespace quorvel::sqlite {
+
+namespace {
+
+/// SQLite notes the system's answer for most failures; of a COMMIT that failed it is left in errno only.
+int systemErrorBehind(sqlite3* connection, int code) {
+  const int last = errno;
+  const int primary = code & 0xff;
+  if (!connection || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return 0;
+  const int noted = sqlite3_system_errno(connection);
+  return noted != 0 ? noted : last;
+}
+
+[[noreturn]] void fail(sqlite3* connection, int code) {
+  const int systemError = systemErrorBehind(connection, code);
+  if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
+  throw Error(code, systemError, connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code));
+}
+
+void check(sqlite3* connection, int code) {
+  if (code != SQLITE_OK) fail(connection, code);
+}
+
+}  // namespace
+
+Error::Error(int code, int systemError, const std::string& message)
+    : std::runtime_error(message), code_(code), systemError_(systemError) {
+}
+
+Statement::Statement(sqlite3* connection, std::string_view sql) {
+  sqlite3_stmt* statement = nullptr;
+  check(connection, sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
+  statement_.reset(statement);
+}
+
+void Statement::bind(int parameter, std::int64_t value) {
+  check(sqlite3_db_handle(statement_.get()), sqlite3_bind_int64(statement_.get(), parameter, value));
+}
+
+void Statement::bind(int parameter, std::string_view bytes) {
+  const char* data = bytes.data() ? bytes.data() : "";  // a null pointer would be bound as NULL
+  check(sqlite3_db_handle(statement_.get()),
+        sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
+}
+
+bool Statement::next() {
+  errno = 0;
+  const int code = sqlite3_step(statement_.get());
+  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(sqlite3_db_handle(statement_.get()), code);
+  return code == SQLITE_ROW;
+}
+
+void Statement::run() {
+  while (next()) {
+  }
+}
+
+std::int64_t Statement::integer(int column) const {
+  return sqlite3_column_int64(statement_.get(), column);
+}
+
+std::string Statement::bytes(int column) const {
+  const void* data = sqlite3_column_blob(statement_.get(), column);
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  if (!data && sqlite3_errcode(sqlite3_db_handle(statement_.get())) == SQLITE_NOMEM) throw std::bad_alloc();
+  return data ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size)) : std::string();
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
+  sqlite3_finalize(statement);
+}
+
+Connection::Connection(const Descriptor& folder, const std::string& name, Access access,
+                       std::chrono::milliseconds patience)
+    : files_(new OneDatabase(folder)) {
+  const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
+                  : access == Access::writing ? SQLITE_OPEN_READWRITE
+                                              : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int flags = how | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
+  sqlite3* connection = nullptr;
+  const int code = sqlite3_open_v2(files_->path(name).c_str(), &connection, flags, files_->name());
+  connection_.reset(connection);
+  check(connection, code);
+  check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
+  runAll("PRAGMA temp_store = MEMORY");
+}
+
+void Connection::runAll(std::string_view sql) {
+  check(connection_.get(), sqlite3_exec(connection_.get(), std::string(sql).c_str(), nullptr, nullptr, nullptr));
+}
+
+const Descriptor& Connection::folder() const noexcept {
+  return files_->folder();
+}
+
+bool Connection::hasMoved() const noexcept {
+  int moved = 0;
+  return sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK || moved != 0;
+}
+
+std::int64_t Connection::lastInserted() const noexcept {
+  return sqlite3_last_insert_rowid(connection_.get());
+}
+
+void Connection::Close::operator()(sqlite3* connection) const noexcept {
+  sqlite3_close(connection);
+}
+
+void Connection::Forget::operator()(OneDatabase* files) const noexcept {
+  delete files;
+}
+
+}  // namespace quorvel::sqlite

@@ -1,0 +1,328 @@
+#include "platform/json/JSONText.h"
+
+#include <gtest/gtest.h>
+
+namespace kelvane {
+namespace {
+
+using Kind = JSONText::Kind;
+using Path = JSONText::Path;
+
+JSONText read(std::string text) {
+  auto result = JSONText::read(std::move(text));
+  if (!result) throw std::runtime_error("not JSON");
+  return *result;
+}
+
+struct RootCase {
+  const char* description;
+  std::string text;
+  Kind kind;
+  std::string written;
+};
+
+TEST(JSONText, knowsWhatTheTextIsAndWhere) {
+  const RootCase cases[] = {
+      {"null", "null", Kind::null, "null"},
+      {"true", " true", Kind::boolean, "true"},
+      {"false", "false\n", Kind::boolean, "false"},
+      {"a number", "\t-0.5e+1\r\n", Kind::number, "-0.5e+1"},
+      {"a number too small for a double", "1e-999", Kind::number, "1e-999"},
+      {"a number too large for a double", "[1e400]", Kind::array, "[1e400]"},
+      {"a lone surrogate", R"(["\ud800"])", Kind::array, R"(["\ud800"])"},
+      {"a text", R"( "a\"b" )", Kind::string, R"("a\"b")"},
+      {"an array", " [1, [2]] ", Kind::array, "[1, [2]]"},
+      {"an object", R"({"a": {}})", Kind::object, R"({"a": {}})"},
+      {"empty ones", "[ ]", Kind::array, "[ ]"},
+      {"a byte-order mark", "\xEF\xBB\xBF {}", Kind::object, "{}"},
+  };
+  for (const RootCase& row : cases) {
+    const auto text = JSONText::read(row.text);
+    ASSERT_TRUE(text.has_value()) << row.description;
+    EXPECT_EQ(text->text(), row.text) << row.description;
+    EXPECT_EQ(text->root().kind, row.kind) << row.description;
+    EXPECT_EQ(text->written(text->root()), row.written) << row.description;
+    EXPECT_EQ(JSONText::fault(row.text), std::nullopt) << row.description;
+  }
+}
+
+struct FaultCase {
+  const char* description;
+  std::string text;
+  std::size_t offset;
+};
+
+TEST(JSONText, saysWhereATextCeasesToBeJSON) {
+  const FaultCase cases[] = {
+      {"nothing", "", 0},
+      {"blanks", "  \n", 3},
+      {"a byte-order mark alone", "\xEF\xBB\xBF", 3},
+      {"two byte-order marks", "\xEF\xBB\xBF\xEF\xBB\xBF{}", 3},
+      {"an open object", "{", 1},
+      {"an open array", "[1", 2},
+      {"a comma at the end", R"({"a":1,})", 7},
+      {"a comma at the end of an array", "[1,]", 3},
+      {"a missing comma", "[1 2]", 3},
+      {"a missing colon", R"({"a" 1})", 5},
+      {"a missing value", R"({"a":})", 5},
+      {"a key without quotes", "{a:1}", 1},
+      {"a number as a key", "{1:1}", 1},
+      {"the wrong bracket", "[1}", 2},
+      {"something behind", "{} x", 3},
+      {"two values", "1 2", 2},
+      {"a comment", "{\n  // note\n}", 4},
+      {"single quotes", "['a']", 1},
+      {"an open text", R"(["ab)", 4},
+      {"a line break in a text", "[\"a\nb\"]", 3},
+      {"a byte that is not UTF-8", "[\"a\xFF\"]", 3},
+      {"a broken escape, by its text", R"(["a\x"])", 1},
+      {"an escape cut short behind a lone surrogate, by its text", R"({"k":"\ud800\ud8"})", 5},
+      {"a number that starts wrong", "[01]", 2},
+      {"a number too large for a double that ends wrong", "[1, 1e]", 4},
+      {"a word cut short", "[tru]", 1},
+      {"a word in capitals", "[True]", 1},
+  };
+  for (const FaultCase& row : cases) {
+    EXPECT_EQ(JSONText::fault(row.text), row.offset) << row.description;
+    EXPECT_FALSE(JSONText::read(row.text).has_value()) << row.description;
+  }
+}
+
+TEST(JSONText, readsMembersInTheirOrder) {
+  const JSONText text = read(R"( {"b": [1, {"x": 2}], "a\n\u00e9" :null, "": "t", "b":true} )");
+  const auto members = text.members(text.root());
+  ASSERT_EQ(members.size(), 4U);
+  EXPECT_EQ(members[0].key, "b");
+  EXPECT_EQ(text.written(members[0].value), R"([1, {"x": 2}])");
+  EXPECT_EQ(members[1].key, "a\n\u00e9");
+  EXPECT_EQ(text.text().substr(members[1].begin, 4), R"("a\n)");
+  EXPECT_EQ(members[1].value.kind, Kind::null);
+  EXPECT_EQ(members[2].key, "");
+  EXPECT_EQ(text.string(members[2].value), "t");
+  EXPECT_EQ(members[3].key, "b");
+  EXPECT_EQ(members[3].value.kind, Kind::boolean);
+  EXPECT_TRUE(read("{ }").members({Kind::object, 0, 3}).empty());
+}
+
+TEST(JSONText, readsALoneSurrogateAsAReplacementCharacter) {
+  const struct {
+    const char* description;
+    const char* written;
+    const char* said;
+  } cases[] = {
+      {"a high one", R"("\ud800")", "\uFFFD"},
+      {"a low one in capitals", R"("a\uDFFFb")", "a\uFFFDb"},
+      {"two high ones", R"("\udbff\ud800")", "\uFFFD\uFFFD"},
+      {"a pair the wrong way round", R"("\udc00\ud800")", "\uFFFD\uFFFD"},
+      {"a high one before a pair", R"("\ud83d\ud83d\ude00")", "\uFFFD\U0001F600"},
+      {"a low one behind a pair", R"("\ud83d\ude00\ude00")", "\U0001F600\uFFFD"},
+      {"a high one before another escape", R"("\ud800\n\u0041")", "\uFFFD\nA"},
+      {"a high one before a plain u", R"("\ud800udc00")", "\uFFFDudc00"},
+      {"an escaped backslash before what looks like one", R"("\\ud800")", "\\ud800"},
+  };
+  for (const auto& row : cases) {
+    const JSONText text = read(row.written);
+    EXPECT_EQ(text.string(text.root()), row.said) << row.description;
+    const JSONText object = read("{" + std::string(row.written) + ":1}");
+    EXPECT_EQ(object.members(object.root()).at(0).key, row.said) << row.description;
+  }
+}
+
+TEST(JSONText, isDecodableWhateverItsNumbersAndSurrogates) {
+  const struct {
+    const char* description;
+    std::string text;
+    std::string decodable;
+  } cases[] = {
+      {"nothing to do", R"({"a": ["\ud83d\ude00", 1e308, -0, 1e-999, "1e999"]})",
+       R"({"a": ["\ud83d\ude00", 1e308, -0, 1e-999, "1e999"]})"},
+      {"the shortest numbers that are too large", "[2e308,-9E308,1e309]", "[1e308,-1e308,1e308]"},
+      {"longer ones", "[ 1e999999 , -12.5E+00400]", "[ 1e000308 , -1e000000308]"},
+      {"one of very many digits", "1" + std::string(400, '0'), "1e" + std::string(396, '0') + "308"},
+      {"lone surrogates in keys and values, behind a byte-order mark",
+       "\xEF\xBB\xBF"
+       R"({"\uD800": "\udc00\ud800\udc00"})",
+       "\xEF\xBB\xBF"
+       R"({"\ufffd": "\ufffd\ud800\udc00"})"},
+      {"halves in two strings", R"(["\ud83d","\ude00"])", R"(["\ufffd","\ufffd"])"},
+  };
+  for (const auto& row : cases) {
+    const JSONText text = read(row.text);
+    EXPECT_EQ(text.decodable(), row.decodable) << row.description;
+    EXPECT_EQ(text.text(), row.text) << row.description;
+  }
+}
+
+TEST(JSONText, editsAroundWhatNoValueCanHold) {
+  JSONText text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
+  text.set({"b"}, "2");
+  EXPECT_TRUE(text.erase({"a"}));
+  EXPECT_EQ(text.text(), R"({"\ud800": 1e400, "z": "\udc00", "b": 2})");
+}
+
+struct FindCase {
+  const char* description;
+  std::string text;
+  Path path;
+  const char* written;
+};
+
+TEST(JSONText, findsAValueByItsPath) {
+  const FindCase cases[] = {
+      {"no path", "[1]", {}, "[1]"},
+      {"a key", R"({"a": 1})", {"a"}, "1"},
+      {"a key in a key", R"({"a": {"b": [2]}})", {"a", "b"}, "[2]"},
+      {"the last of equal keys", R"({"a": 1, "b": 2, "a": 3})", {"a"}, "3"},
+      {"the last of equal keys on the way", R"({"a": {"b": 1}, "a": {"c": 2}})", {"a", "b"}, nullptr},
+      {"an escaped key", R"({"\u0061": 1})", {"a"}, "1"},
+      {"two spellings of one text", "{\"e\u0301\": 1}", {"\u00E9"}, "1"},
+      {"a missing key", R"({"a": 1})", {"b"}, nullptr},
+      {"a key in what is no object", R"({"a": [1]})", {"a", "b"}, nullptr},
+      {"a key of what is no object", "[1]", {"a"}, nullptr},
+  };
+  for (const FindCase& row : cases) {
+    const JSONText text = read(row.text);
+    const auto value = text.find(row.path);
+    EXPECT_EQ(value.has_value(), row.written != nullptr) << row.description;
+    EXPECT_EQ(value ? text.written(*value) : "", row.written ? row.written : "") << row.description;
+  }
+}
+
+struct SetCase {
+  const char* description;
+  std::string before;
+  Path path;
+  const char* json;
+  std::string after;
+};
+
+TEST(JSONText, setsAMemberAndLeavesEveryOtherByte) {
+  const SetCase cases[] = {
+      {"a value in its place",
+       R"({ "a" :1.50, "b":  12345678901234567890 })",
+       {"a"},
+       "true",
+       R"({ "a" :true, "b":  12345678901234567890 })"},
+      {"the last of equal keys", R"({"a": 1, "a": 2})", {"a"}, "3", R"({"a": 1, "a": 3})"},
+      {"a new member on lines of its own", "{\n  \"a\": 1\n}\n", {"b"}, "2", "{\n  \"a\": 1,\n  \"b\": 2\n}\n"},
+      {"tabs", "{\n\t\"a\": 1\n}", {"b"}, "2", "{\n\t\"a\": 1,\n\t\"b\": 2\n}"},
+      {"CR LF", "{\r\n  \"a\": 1\r\n}\r\n", {"b"}, "2", "{\r\n  \"a\": 1,\r\n  \"b\": 2\r\n}\r\n"},
+      {"blank lines are not repeated", "{\n\n\n  \"a\": 1\n\n}", {"b"}, "2", "{\n\n\n  \"a\": 1,\n  \"b\": 2\n\n}"},
+      {"no blanks at all", R"({"a":1})", {"b"}, "2", R"({"a":1,"b":2})"},
+      {"one line with blanks", R"({"a": 1})", {"b"}, "2", R"({"a": 1, "b": 2})"},
+      {"blanks behind commas only", R"({"a":1, "b":2})", {"c"}, "3", R"({"a":1, "b":2, "c":3})"},
+      {"blanks inside the brackets", R"({ "a": 1 })", {"b"}, "2", R"({ "a": 1, "b": 2 })"},
+      {"blanks around the colon", "{\n \"a\" : 1\n}", {"b"}, "2", "{\n \"a\" : 1,\n \"b\" : 2\n}"},
+      {"a value on a line of its own", "{\n \"a\":\n  1\n}", {"b"}, "2", "{\n \"a\":\n  1,\n \"b\": 2\n}"},
+      {"commas in front", "{ \"a\": 1\n, \"b\": 2\n}", {"c"}, "3", "{ \"a\": 1\n, \"b\": 2, \"c\": 3\n}"},
+      {"an empty object", "{}", {"a"}, "1", "{\n  \"a\": 1\n}"},
+      {"an empty object and a line break", "{ }\n", {"a"}, "1", "{\n  \"a\": 1\n}\n"},
+      {"an empty object in CR LF", "{\r\n}\r\n", {"a"}, "1", "{\r\n  \"a\": 1\r\n}\r\n"},
+      {"an empty object behind a byte-order mark", "\xEF\xBB\xBF{}", {"a"}, "1", "\xEF\xBB\xBF{\n  \"a\": 1\n}"},
+      {"an empty object in another",
+       "{\n    \"a\": {},\n    \"z\": 0\n}",
+       {"a", "b"},
+       "1",
+       "{\n    \"a\": {\n        \"b\": 1\n    },\n    \"z\": 0\n}"},
+      {"an empty object in a single line", R"({"a":{},"z":0})", {"a", "b"}, "1", R"({"a":{"b":1},"z":0})"},
+      {"a path that is missing",
+       "{\n  \"z\": 0\n}",
+       {"a", "b"},
+       "1",
+       "{\n  \"z\": 0,\n  \"a\": {\n    \"b\": 1\n  }\n}"},
+      {"a path that is missing in an empty object", "{}", {"a", "b"}, "[]", "{\n  \"a\": {\n    \"b\": []\n  }\n}"},
+      {"a value on the way that is no object",
+       R"({"a": [1, 2], "z": 0})",
+       {"a", "b"},
+       "1",
+       R"({"a": {"b": 1}, "z": 0})"},
+      {"a root that is no object", " [1]\n", {"a"}, "1", " {\n   \"a\": 1\n }\n"},
+      {"an object that is not indented", "{\n\"a\": {}\n}", {"a", "b"}, "1", "{\n\"a\": {\n\"b\": 1\n}\n}"},
+      {"the root", " [1]\n", {}, "{}", " {}\n"},
+      {"a key with quotes", "{\"a\":1}", {"b\"\\\n\u00E9"}, "2", "{\"a\":1,\"b\\\"\\\\\\u000a\u00E9\":2}"},
+  };
+  for (const SetCase& row : cases) {
+    JSONText text = read(row.before);
+    text.set(row.path, row.json);
+    EXPECT_EQ(text.text(), row.after) << row.description;
+    const auto again = read(text.text());
+    EXPECT_EQ(text.root().kind, again.root().kind) << row.description;
+    EXPECT_EQ(text.root().begin, again.root().begin) << row.description;
+    EXPECT_EQ(text.root().end, again.root().end) << row.description;
+    EXPECT_EQ(text.written(*text.find(row.path)), row.json) << row.description;
+  }
+}
+
+struct EraseCase {
+  const char* description;
+  std::string before;
+  Path path;
+  std::string after;
+};
+
+TEST(JSONText, erasesAMemberAndLeavesEveryOtherByte) {
+  const EraseCase cases[] = {
+      {"the first", "{\n  \"a\": 1,\n  \"b\": 2\n}\n", {"a"}, "{\n  \"b\": 2\n}\n"},
+      {"the middle", R"({"a":1, "b" : {"x": 1},  "c":3})", {"b"}, R"({"a":1, "c":3})"},
+      {"the last", "{\n  \"a\": 1,\n  \"b\": 2\n}\n", {"b"}, "{\n  \"a\": 1\n}\n"},
+      {"the only one", "{\n  \"a\": {\n    \"b\": 1\n  }\n}", {"a", "b"}, "{\n  \"a\": {}\n}"},
+      {"the only one at the root", " { \"a\": 1 } ", {"a"}, " {} "},
+      {"all that have the key", R"({"a":1,"b":2,"a":3,"c":4,"a":5})", {"a"}, R"({"b":2,"c":4})"},
+      {"all that have the key, side by side at the end", R"({"b":2, "a":1, "a":3})", {"a"}, R"({"b":2})"},
+      {"all that have the key, and no other", R"({"a":1, "a":3})", {"a"}, "{}"},
+      {"in the last of equal keys on the way", R"({"x":{"a":1},"x":{"a":2}})", {"x", "a"}, R"({"x":{"a":1},"x":{}})"},
+      {"in an escaped spelling", R"({"\u0061":1,"b":2})", {"a"}, R"({"b":2})"},
+      {"numbers as they are spelled",
+       R"({"a":1,"n":12345678901234567890.10E+1})",
+       {"a"},
+       R"({"n":12345678901234567890.10E+1})"},
+  };
+  for (const EraseCase& row : cases) {
+    JSONText text = read(row.before);
+    EXPECT_TRUE(text.erase(row.path)) << row.description;
+    EXPECT_EQ(text.text(), row.after) << row.description;
+    EXPECT_EQ(text.root().end, read(text.text()).root().end) << row.description;
+    EXPECT_FALSE(text.erase(row.path)) << row.description;
+    EXPECT_EQ(text.text(), row.after) << row.description;
+  }
+  const EraseCase without[] = {
+      {"no such key", R"({ "a":1 })", {"b"}, {}},
+      {"an empty object", "{ }", {"a"}, {}},
+      {"no object on the way", R"({"a":[1]})", {"a", "b"}, {}},
+      {"nothing on the way", R"({"a":{}})", {"b", "a"}, {}},
+      {"a root that is no object", "[1]", {"a"}, {}},
+  };
+  for (const EraseCase& row : without) {
+    JSONText text = read(row.before);
+    EXPECT_FALSE(text.erase(row.path)) << row.description;
+    EXPECT_EQ(text.text(), row.before) << row.description;
+  }
+}
+
+TEST(JSONText, quotesATextSoThatItReadsBack) {
+  std::string all;
+  for (char byte = 0; byte < 0x7F; ++byte) all += byte;
+  const std::string texts[] = {"", "a/b", "\"\\\"", all, "\u007F\u00E9\u65E5\U0001F600"};
+  for (const std::string& text : texts) {
+    const JSONText quoted = read(quotedJSON(text));
+    ASSERT_EQ(quoted.root().kind, Kind::string);
+    EXPECT_EQ(quoted.string(quoted.root()), text);
+  }
+  EXPECT_EQ(quotedJSON("a/\u00E9\x01"), "\"a/\u00E9\\u0001\"");
+}
+
+TEST(JSONText, readsHundredsOfThousandsOfLevels) {
+  std::string text;
+  for (int i = 0; i < 300'000; ++i) text += i % 2 == 0 ? "[" : "{\"a\":";
+  EXPECT_EQ(JSONText::fault(text), text.size());
+  std::string close;
+  for (int i = 0; i < 300'000; ++i) close += i % 2 == 0 ? '}' : ']';
+  EXPECT_EQ(JSONText::fault(text + "1" + close), std::nullopt);
+  JSONText whole = read("{\"x\":" + text + "1" + close + "}");
+  whole.set({"y"}, "1");
+  EXPECT_TRUE(whole.erase({"x"}));
+  EXPECT_EQ(whole.text(), "{\"y\":1}");
+}
+
+}  // namespace
+}  // namespace kelvane

@@ -1,0 +1,139 @@
+#include "quorvel/files/TemporaryFile.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quorvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TemporaryFiles : public ::testing::Test {
+ protected:
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder_.path())) names.push_back(entry.path().filename());
+    return names;
+  }
+  void put(const std::string& name, const std::string& text) const { std::ofstream(folder_.path() / name) << text; }
+  std::string got(const std::string& name) const {
+    std::ifstream stream(folder_.path() / name);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  std::unique_ptr<TemporaryFile> made() const { return TemporaryFile::make(calls_, opened_.get(), "f"); }
+
+  const kelvane::tests::TemporaryFolder folder_;
+  const Descriptor opened_ = Descriptor(::open(folder_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const SystemCalls& calls_ = SystemCalls::ofTheSystem();
+};
+
+TEST_F(TemporaryFiles, areForTheirOwnerOnlyAndSayThatTheyNeverWereInPlace) {
+  const auto file = made();
+  ASSERT_TRUE(file);
+  EXPECT_TRUE(file->write("text"));
+  EXPECT_TRUE(file->flush());
+  struct stat status {};
+  ASSERT_EQ(::fstat(file->file(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  const auto parts = TemporaryName::parse(file->name());
+  ASSERT_TRUE(parts);
+  EXPECT_EQ(parts->script, TemporaryName::hash("f"));
+  EXPECT_EQ(parts->inode, status.st_ino);
+  EXPECT_TRUE(file->markTaken());
+  EXPECT_EQ(TemporaryName::parse(file->name()), parts->ofTakenFile());
+  EXPECT_EQ(names(), std::vector<std::string>{file->name()});
+}
+
+TEST_F(TemporaryFiles, areLockedForAsLongAsTheirWriterLives) {
+  auto file = made();
+  ASSERT_TRUE(file);
+  file->leave();
+  const std::string name = file->name();
+  const Descriptor other(::open((folder_.path() / name).c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), -1);
+  EXPECT_TRUE(file->write("text"));
+  EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), -1);
+  file.reset();
+  EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), 0);
+  EXPECT_EQ(got(name), "text");
+}
+
+struct EndCase {
+  const char* description;
+  void (*use)(TemporaryFile& file);
+  bool isLeft;  // under its hidden name
+  std::vector<std::string> others;
+};
+
+TEST_F(TemporaryFiles, goAtTheEndUnlessTheyHaveAnotherNameOrAreLeft) {
+  const EndCase cases[] = {
+      {"nothing", [](TemporaryFile&) {}, false, {}},
+      {"a text", [](TemporaryFile& file) { EXPECT_TRUE(file.write("text")); }, false, {}},
+      {"marked", [](TemporaryFile& file) { EXPECT_TRUE(file.markTaken()); }, false, {}},
+      {"left", [](TemporaryFile& file) { file.leave(); }, true, {}},
+      {"left and removed", [](TemporaryFile& file) { file.leave(), file.remove(); }, false, {}},
+      {"renamed", [](TemporaryFile& file) { EXPECT_TRUE(file.renameTo("g")); }, false, {"g"}},
+      {"a free name", [](TemporaryFile& file) { EXPECT_TRUE(file.takeFreeName("g")); }, false, {"g"}},
+  };
+  for (const EndCase& row : cases) {
+    auto file = made();
+    ASSERT_TRUE(file);
+    row.use(*file);
+    std::vector<std::string> expected = row.others;
+    if (row.isLeft) expected.push_back(file->name());
+    file.reset();
+    EXPECT_EQ(names(), expected) << row.description;
+    for (const std::string& name : names()) fs::remove(folder_.path() / name);
+  }
+}
+
+TEST_F(TemporaryFiles, leaveWhatAnotherProgramPutUnderTheirNames) {
+  auto file = made();
+  ASSERT_TRUE(file);
+  const std::string name = file->name();
+  put("own", "another's");
+  fs::rename(folder_.path() / "own", folder_.path() / name);
+  EXPECT_FALSE(file->write("text"));
+  file.reset();
+  EXPECT_EQ(got(name), "another's");
+
+  put("g", "taken");
+  file = made();
+  EXPECT_FALSE(file->takeFreeName("g"));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(got("g"), "taken");
+}
+
+TEST_F(TemporaryFiles, areTriedWithoutATrace) {
+  const auto changed = [&] {
+    struct stat status {};
+    ::fstat(opened_.get(), &status);
+    return std::pair(status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
+  };
+  const auto before = changed();
+  EXPECT_TRUE(tryMakingFile(opened_.get()));
+  EXPECT_EQ(changed(), before);
+  EXPECT_TRUE(names().empty());
+  ::chmod(folder_.path().c_str(), 0555);
+  EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
+              kelvane::tests::becomeNobody();
+              return tryMakingFile(opened_.get()) ? "made" : std::to_string(errno);
+            }),
+            std::to_string(EACCES));
+  ::chmod(folder_.path().c_str(), 0755);
+}
+
+}  // namespace
+}  // namespace quorvel
