@@ -98,7 +98,8 @@ bool TemporaryFile::moveTo(const TemporaryName& parts) {
 }
 
 std::optional<Descriptor> tryMakingFile(int folder) {
-#if defined(O_TMPFILE) && !defined(KELVANE_PORTABLE)
+  // Only such a file tells whether an owner and a group can be kept, so KELVANE_PORTABLE changes nothing here.
+#ifdef O_TMPFILE
   Descriptor file(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (file) return file;
   // A system that does not know the flag takes it for the opening of a folder.

@@ -299,6 +299,9 @@ TEST(ConnectFiles, thatAreNoneAreLeft) {
 
 // A program that saves in place is half-way through for a moment, with the file open.
 TEST(ConnectFiles, thatAreBeingSavedAreWaitedFor) {
+#if defined(KELVANE_PORTABLE)
+  GTEST_SKIP() << "no disk is asked who has a file open";
+#endif
   const ClientHome home;
   home.put(claudeFile, "{\"old\": 1}\n");
   const int saving = ::open((home / claudeFile).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/SystemCalls.h"
@@ -23,5 +24,15 @@ inline bool systemPassesUnread() {
 }
 
 inline constexpr const char* noUnreadPassing = "The system lets no folder be passed through that may not be read.";
+
+/// Swaps two entries of a folder as another program does, whatever way ours has.
+inline void swapAsAnotherProgram(int folder, const char* one, const char* other) {
+#ifdef RENAME_EXCHANGE
+  if (::renameat2(folder, one, folder, other, RENAME_EXCHANGE) == 0) return;
+#endif
+  ::renameat(folder, one, folder, "aside");
+  ::renameat(folder, other, folder, one);
+  ::renameat(folder, "aside", folder, other);
+}
 
 }  // namespace quorvel

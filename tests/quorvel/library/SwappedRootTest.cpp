@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "quorvel/files/OpenedRoot.h"
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/history/SQLiteCalls.h"
 #include "tests/quorvel/library/OtherPrograms.h"
 #include "tests/support/ChildProcess.h"
@@ -250,7 +251,7 @@ TEST_F(SwappedRoot, byAnotherProcessAllTheTimeNoAcknowledgedWordIsLost) {
     char byte;
     int made = 0;
     while (::read(ends[0], &byte, 1) < 0) {
-      SystemCalls::ofTheSystem().exchange(at.get(), "Library", "Other");
+      swapAsAnotherProgram(at.get(), "Library", "Other");
       std::this_thread::sleep_for(std::chrono::milliseconds(++made % 40));
     }
     return std::to_string(made);

@@ -327,6 +327,7 @@ struct SaveCase {
 
 // Programs that save by renaming a file of their own, and ones that write into the file that is there.
 TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const SaveCase cases[] = {
       {"one save", {0}, "1 edited"},
       {"two, around the first swap", {0, 1}, "2 edited"},
@@ -358,6 +359,7 @@ TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
 }
 
 TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   for (const bool isRenamed : {true, false}) {
     const TemporaryFolder folder;
     const fs::path file = folder.path() / "f";
