@@ -66,7 +66,7 @@ class Sweep {
     if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
     const std::string& name = nameOf(script);
     if (name.empty()) return hasAnotherName;
-    const auto text = readToEnd(file.get());
+    const auto text = readToEnd(file.get(), calls_);
     if (!text) return false;
     if (!text->empty()) keep_(name, *text);
     return true;

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "quorvel/files/WholeFile.h"
+
 namespace quorvel {
 namespace {
 
@@ -68,6 +70,11 @@ LibraryError failure(std::string_view happened, int error) {
   std::string sentences = std::string(happened) + ", because " + why.reason + '.';
   if (!why.advice.empty()) sentences.append(" ").append(why.advice);
   return LibraryError(sentences);
+}
+
+LibraryError tooLarge(std::string_view happened, std::string_view what) {
+  return LibraryError(std::string(happened) + ", because " + std::string(what) + " is larger than " +
+                      largestTextInWords + ", the largest size of a script. Split it into several scripts.");
 }
 
 }  // namespace quorvel

@@ -24,4 +24,7 @@ std::string reason(int error);
 /// `happened` (as in "\"Talk.md\" could not be read"), why, and what to do about it where there is something to do.
 LibraryError failure(std::string_view happened, int error);
 
+/// The same for a text that is larger than a script may be (WholeFile.h); `what` is "it" or "the new text".
+LibraryError tooLarge(std::string_view happened, std::string_view what);
+
 }  // namespace quorvel

@@ -35,7 +35,7 @@ class Replacement {
     if (!copyAttributes(old.get(), fresh_.get()))
       throw failure(happened() + " without changing who may read and write it", errno);
     flushTemporary();
-    if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0) {
+    if (exchange()) {
       lookAtWhatCameBack();
     } else if (SystemCalls::isLacking(errno)) {
       renameOver();
@@ -77,7 +77,8 @@ class Replacement {
   // The lock on the temporary file shows others that it has a living owner. Somebody may clear the file away between
   // its creation and the lock; then another one is made.
   void createTemporary() {
-    while (true) {
+    constexpr int mostAttempts = 100;  // nobody clears away so many, so it is the disk that cannot do this
+    for (int attempt = 0; attempt < mostAttempts; ++attempt, discard()) {
       name_ = TemporaryName::fresh(file_.name);
       temporary_ = name_.text();
       fresh_ = Descriptor(::openat(file_.folder, temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
@@ -90,6 +91,9 @@ class Replacement {
       if (renameTemporary(name_)) return;
       if (errno != ENOENT) throw failed(errno);
     }
+    throw LibraryError(happened() +
+                       ", because the temporary files that it needs are taken away again and again. Close other "
+                       "programs that tidy up this folder, check the disk, and try again.");
   }
 
   bool renameTemporary(const TemporaryName& name) {
@@ -103,7 +107,7 @@ class Replacement {
     for (std::string_view text = text_; !text.empty();) {
       const long written = calls_.write(fresh_.get(), text.data(), text.size());
       if (written < 0 && errno == EINTR) continue;
-      if (written < 0) throw failed(errno);
+      if (written <= 0) throw failed(written < 0 ? errno : EIO);
       text.remove_prefix(static_cast<std::size_t>(written));
     }
   }
@@ -133,47 +137,85 @@ class Replacement {
   void keepTextOf(const Descriptor& taken) {
     if (!waitForWriters(taken.get(), patienceWithWriters)) throw beingWritten();
     if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(errno);
-    std::optional<std::string> text = readToEnd(taken.get());
+    std::optional<std::string> text = readToEnd(taken.get(), calls_);
+    if (!text && errno == EFBIG) throw tooLarge(happened(), "what another program has saved there");
     if (!text) throw failed(errno);
     if (text->empty() || *text == kept_) return;
     keep_(*text);
     kept_ = std::move(*text);
   }
 
+  // Swaps the temporary file and the script. False, with the reason in errno, when they stand as they stood: a disk
+  // over the network may have done what it says that it could not do, so what is there is looked at.
+  bool exchange() const {
+    const auto before = identityOf(file_.folder, file_.name);
+    if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0) return true;
+    const int error = errno;
+    const bool isDone = before && before == identityOf(file_.folder, temporary_);
+    errno = error;
+    return isDone;
+  }
+
   // Puts back what came back. From now on either file was to be read in the script's place once, which the temporary
   // name has to say before they change places. Where another program has saved onto ours or put a file of its own there
   // meanwhile, that goes back to where it was saved, and what came back first waits for the next writer.
   void undo() {
-    if (!renameTemporary(name_.ofTakenFile())) throw notKeptYet();
-    if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) != 0) throw notKeptYet();
-    if (isUntouched()) {
-      calls_.unlink(file_.folder, temporary_.c_str());
-    } else {
-      calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str());
+    if (!renameTemporary(name_.ofTakenFile()) || !exchange()) throw notTakenOut(errno);
+    switch (lookAtOurs()) {
+      case Ours::untouched:
+        calls_.unlink(file_.folder, temporary_.c_str());
+        return;
+      case Ours::saved:
+        if (exchange()) return;
+        throw hidden(errno);
+      case Ours::unknown:
+        throw hidden(errno);
     }
   }
 
-  // Whether the temporary file is the one that we made, as we filled it, and nobody is about to write into it.
-  bool isUntouched() {
+  enum class Ours { untouched, saved, unknown };
+
+  // Whether the temporary file is the one that we made, as we filled it, and nobody is about to write into it; or what
+  // another program has saved. Unknown with the reason in errno.
+  Ours lookAtOurs() {
+    const auto ours = identityOf(fresh_.get());
+    const auto present = ours ? identityOf(file_.folder, temporary_) : std::nullopt;
+    if (!present) return Ours::unknown;
+    if (present != ours) return Ours::saved;
     const Descriptor file(
         ::openat(file_.folder, temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    const bool isOurs = file && identityOf(file.get()) == identityOf(fresh_.get());
+    if (!file) return Ours::unknown;
     fresh_ = Descriptor();  // which is open for writing
-    return isOurs && waitForWriters(file.get(), std::chrono::milliseconds(0)) && readToEnd(file.get()) == text_;
+    if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return Ours::saved;
+    const auto text = readToEnd(file.get(), calls_);
+    if (!text) return errno == EBUSY || errno == EFBIG ? Ours::saved : Ours::unknown;
+    return *text == text_ ? Ours::untouched : Ours::saved;
+  }
+
+  std::string inPlace() const { return "The new text of " + quorvel::quoted(file_.shownName) + " is in its place"; }
+
+  static constexpr const char* nextChange =
+      " is in a hidden file beside the script, and the next change of the script takes it into the version history.";
+
+  LibraryError notTakenOut(int error) const {
+    return LibraryError(failure(inPlace() + " and could not be taken out again", error).what() +
+                        std::string(" What was there just before") + nextChange);
+  }
+
+  LibraryError hidden(int error) const {
+    return LibraryError(failed(error).what() +
+                        std::string(" What another program may have saved there at the same moment") + nextChange);
   }
 
   LibraryError notKeptYet() const {
-    return LibraryError("The new text of " + quorvel::quoted(file_.shownName) +
-                        " is in its place, but what another program had "
-                        "saved there just before could not be put into the version history. It is in a hidden file "
-                        "beside the script, and the next change of the script takes it into the history.");
+    return LibraryError(inPlace() + ", but what was there just before could not be put into the version history. It" +
+                        nextChange);
   }
 
   LibraryError lost() const {
-    return LibraryError("The new text of " + quorvel::quoted(file_.shownName) +
-                        " is in its place, but what another program had saved there just before could not be put into "
-                        "the version history and is lost. If that program still shows it, save it there again under "
-                        "another name.");
+    return LibraryError(inPlace() +
+                        ", but what another program may have saved there just before could not be put into the version "
+                        "history and is lost. If that program still shows it, save it there again under another name.");
   }
 
   void requireFolderInPlace() const {
@@ -191,8 +233,11 @@ class Replacement {
     const auto forgetAside = [&] {
       if (linked) calls_.unlink(file_.folder, aside.c_str());
     };
-    if (!isSame(old, file_.name)) {
+    const auto present = identityOf(file_.folder, file_.name);
+    if (!present || present != identityOf(old.get())) {
+      const int error = errno;
       forgetAside();
+      if (!present) throw failed(error);
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
     const bool isRenamed = calls_.rename(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0;
@@ -213,10 +258,8 @@ class Replacement {
 
   void flushFolder() const {
     if (calls_.flushFolder(file_.folder) == 0) return;
-    throw LibraryError("The new text of " + quorvel::quoted(file_.shownName) +
-                       " is in its place, but it may not outlast a power "
-                       "failure, because " +
-                       reason(errno) + ". Check the disk, then write the text again.");
+    throw LibraryError(inPlace() + ", but it may not outlast a power failure, because " + reason(errno) +
+                       ". Check the disk, then write the text again.");
   }
 
   bool isSame(const Descriptor& file, const std::string& name) const {

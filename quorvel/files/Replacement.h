@@ -32,7 +32,9 @@ using KeepTakenText = std::function<void(std::string_view text)>;
 ///
 /// A process that dies in between leaves the file with the old or the new text whole, and at most a temporary file for
 /// `sweepLeftovers`. If 3 fails, the two change places again, unless another program has saved onto the new file or put
-/// one of its own in its place meanwhile: that stays, and what came back is left to `sweepLeftovers`.
+/// one of its own in its place meanwhile: that stays, and what came back is left to `sweepLeftovers`. If that cannot be
+/// found out, what came back is put back, and the other file is left to `sweepLeftovers`. If they cannot change places
+/// again, the new text stays, and the sentence says so.
 ///
 /// Where the system lacks the exchange, 3 comes first, the old file gets a second name, and the new one is renamed over
 /// the old; a file that another program renamed there between the two is then lost. Where the system cannot tell who

@@ -49,6 +49,10 @@ const dirent* SystemCalls::nextEntry(DIR* folder) const noexcept {
   return ::readdir(folder);
 }
 
+long SystemCalls::read(int file, void* bytes, std::size_t count) const noexcept {
+  return ::read(file, bytes, count);
+}
+
 long SystemCalls::write(int file, const void* bytes, std::size_t count) const noexcept {
   return ::write(file, bytes, count);
 }

@@ -22,6 +22,7 @@ class SystemCalls {
   /// The next entry of a folder; nothing at its end, and nothing with errno set when it could not be read.
   virtual const dirent* nextEntry(DIR* folder) const noexcept;
 
+  virtual long read(int file, void* bytes, std::size_t count) const noexcept;
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
 
   /// Whether an errno says that the system or the disk does not know the call. Some disks say so by EPERM, which is

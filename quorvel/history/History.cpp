@@ -6,6 +6,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Unicode.h"
 #include "quorvel/files/LibraryError.h"
+#include "quorvel/files/WholeFile.h"
 #include "quorvel/history/HistoryCheck.h"
 #include "quorvel/history/HistoryRenames.h"
 #include "quorvel/history/HistoryTexts.h"
@@ -125,6 +126,8 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
                        " was kept, because it belongs to the folder that the library keeps its history in. Leave that "
                        "folder to the library.");
   if (text.empty()) return std::nullopt;
+  if (text.size() > largestText)
+    throw HistoryError(tooLarge("No version of " + quorvel::quoted(identifier) + " was kept", "the text").what());
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   writing(file_, [&](Connection& connection) {
     const std::int64_t saved = stored(clock_());
@@ -222,7 +225,13 @@ void History::goOn(std::string_view identifier) noexcept {
 
 PendingRename History::willRename(std::string_view from, std::string_view to) {
   const auto root = openedRoot(file_);
-  const auto rename = plannedRename(root->folder(), from, to);
+  const auto rename = [&] {
+    try {
+      return plannedRename(root->folder(), from, to);
+    } catch (const std::system_error& error) {
+      throw HistoryFailure::refused(error.code().value(), HistoryUse::writing);
+    }
+  }();
   const bool isConcerned = rename && reading(file_, false, [&](Connection& connection) {
                              return hasPendingRenames(connection) || concernsHistory(connection, *rename);
                            });

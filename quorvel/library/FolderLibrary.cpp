@@ -93,7 +93,8 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
   if (patience.count() > 0) waitForWriters(file.get(), patience);
-  auto text = readToEnd(file.get());
+  auto text = readToEnd(file.get(), means_.calls);
+  if (!text && errno == EFBIG) throw tooLarge(happened, "it");
   if (!text) throw failure(happened, errno);
   return std::move(*text);
 }

@@ -60,7 +60,7 @@ class FolderLibrary final : public ScriptLibrary {
   /// failure to read one is a failure of the whole. What has too long a path for the system to open it is left out.
   std::vector<ScriptItem> contents(const std::filesystem::path& folder) const override;
 
-  /// The script's exact bytes.
+  /// The script's exact bytes. Throws for one that is larger than `largestText` (WholeFile.h), or grows meanwhile.
   std::string read(const ScriptItem& script) const override;
 
   /// The same, once no program has the script open for writing, where the system can tell; after two seconds all the

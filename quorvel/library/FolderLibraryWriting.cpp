@@ -16,6 +16,7 @@
 #include "quorvel/files/Renaming.h"
 #include "quorvel/files/Replacement.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WholeFile.h"
 #include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
 #include "quorvel/library/FreeNumber.h"
@@ -35,9 +36,21 @@ std::string_view word(Kind kind) {
   return kind == Kind::script ? "script" : "folder";
 }
 
-bool isThere(const ChangingFolder& folder, const std::string& name) {
+// Whether an entry is there. Throws when the system does not tell; `happened` begins that sentence.
+bool isThere(const ChangingFolder& folder, const std::string& name, const std::string& happened) {
   struct stat status;
-  return ::fstatat(folder.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (::fstatat(folder.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
+  if (errno != ENOENT) throw failure(happened, errno);
+  return false;
+}
+
+// How often a name that was free when it was looked at may turn out to be taken, by other programs or by a disk that
+// does not know what it has.
+constexpr int mostTakenNames = 100;
+
+LibraryError allTaken(const std::string& happened) {
+  return LibraryError(happened + ", because each name that was free was taken when it was to be used. Give another " +
+                      "name, and check the disk.");
 }
 
 std::string requiredName(std::string_view asked, Kind kind) {
@@ -131,6 +144,7 @@ void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::
 
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be written";
+  if (text.size() > largestText) throw tooLarge(happened, "the new text");
   const auto root = openRootToChange(happened);
   const ChangingEntry place = entryToChange(means_.calls, root->folder(), script.identifier, happened);
   const auto isInPlace = [&] {
@@ -159,9 +173,10 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
   const ChangingFolder place = folderToChange(means_.calls, root->folder(), folder.value_or(std::string()), happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
   if (kind == Kind::script) sweep(place);  // what is left of a script that is gone belongs to its history
-  for (std::size_t first = 1;;) {
+  std::size_t first = 1;
+  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
     const std::size_t number =
-        findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate)); });
+        findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate), happened); });
     const std::string file = fileOf(number);
     std::string identifier = place.identifierOf(file);
     if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
@@ -177,6 +192,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     if (error != EEXIST) throw failure(happened, error);
     first = number + 1;
   }
+  throw allTaken(happened);
 }
 
 // Whether what is in a folder can still be opened by its path when the folder's own gets longer.
@@ -207,10 +223,11 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
     return ScriptItem{place.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
   };
   if (isScript) sweepBeforeRenaming(place, happened);
-  for (std::size_t first = 1;;) {
+  std::size_t first = 1;
+  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
     const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
       const std::string file = fileOf(candidate);
-      return file != place.name && isThere(place.in, file);
+      return file != place.name && isThere(place.in, file, happened);
     });
     const std::string file = fileOf(number);
     ScriptItem result = renamed(number);
@@ -236,6 +253,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
     if (errno != EEXIST) throw failure(happened, errno);
     first = number + 1;
   }
+  throw allTaken(happened);
 }
 
 ScriptItem FolderLibrary::recreate(std::string_view identifier) {
@@ -248,7 +266,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
   for (std::size_t end = 0; end < parent.size();) {
     end = std::min(parent.find('/', end + 1), parent.size());
     const ChangingEntry above = entryToChange(means_.calls, root->folder(), parent.substr(0, end), happened);
-    if (isThere(above.in, above.name)) continue;
+    if (isThere(above.in, above.name, happened)) continue;
     if (!makeEntry(above.in, above.name, Kind::folder) && errno != EEXIST) throw failure(happened, errno);
     flush(means_.calls, above.in, "The folder " + quorvel::quoted(above.identifier()) + " was made");
   }
@@ -257,7 +275,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
     if (errno != EEXIST) throw failure(happened, errno);
     throw LibraryError(happened + ", because there is something of that name.");
   }
-  const std::string done = "The script " + quorvel::quoted(identifier) + " was made";
+  const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";
   flush(means_.calls, place.in, done);
   requireStillInPlace(*root, done);
   std::string name = place.name.substr(0, place.name.size() - scriptSuffix.size());

@@ -49,6 +49,9 @@ Descriptor openFile(int folder, const std::string& name, const std::filesystem::
 
 std::string textOf(const Descriptor& file, const std::filesystem::path& shown) {
   auto text = ::lseek(file.get(), 0, SEEK_SET) == 0 ? readToEnd(file.get()) : std::nullopt;
+  if (!text && errno == EFBIG)
+    throw FileError(quorvel::quoted(shown.native()) + " could not be read, because it is larger than " +
+                    largestTextInWords + ". See whether it is the right file; if it is, make it smaller.");
   if (!text) throw fileError(shown, "read", errno);
   return *std::move(text);
 }

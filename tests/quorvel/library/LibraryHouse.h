@@ -55,6 +55,9 @@ class StagedCalls : public SystemCalls {
   const dirent* nextEntry(DIR* folder) const noexcept override {
     return made("nextEntry") ? SystemCalls::nextEntry(folder) : nullptr;
   }
+  long read(int file, void* bytes, std::size_t count) const noexcept override {
+    return made("read") ? SystemCalls::read(file, bytes, count) : -1;
+  }
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
     return made("write") ? SystemCalls::write(file, bytes, count) : -1;
   }
@@ -90,7 +93,10 @@ class StagedCalls : public SystemCalls {
 /// A library's folder, its history, and the library over both.
 class LibraryHouse : public ::testing::Test {
  protected:
-  LibraryHouse() { std::filesystem::create_directory(root); }
+  /// In a folder below this one.
+  explicit LibraryHouse(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) : folder(parent) {
+    std::filesystem::create_directory(root);
+  }
 
   static ScriptItem script(std::string identifier) {
     std::string name = std::filesystem::path(identifier).stem();

@@ -130,7 +130,7 @@ TEST_F(OtherPrograms, withNeitherExchangeNorSecondNamesWhatCannotBeKeptIsSaidToB
   };
   EXPECT_EQ(
       sentenceOf([&] { writeNew(); }),
-      "The new text of \"Talk.md\" is in its place, but what another program had saved there just before could "
+      "The new text of \"Talk.md\" is in its place, but what another program may have saved there just before could "
       "not be put into the version history and is lost. If that program still shows it, save it there again under "
       "another name.");
   EXPECT_EQ(bytesOf("Talk.md"), "new");

@@ -127,9 +127,9 @@ TEST_P(UndoneWriteWithout, whatItTakesSaysWhatIsTrueAndLeavesTheTextToTheNextWri
     return call == failing && ++made == time ? EIO : 0;
   };
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
-            "The new text of \"Talk.md\" is in its place, but what another program had saved there just before could "
-            "not be put into the version history. It is in a hidden file beside the script, and the next change of the "
-            "script takes it into the history.");
+            "The new text of \"Talk.md\" is in its place and could not be taken out again, because the disk reports an "
+            "error. Check the disk. What was there just before is in a hidden file beside the script, and the next "
+            "change of the script takes it into the version history.");
   EXPECT_EQ(bytesOf("Talk.md"), "new");
   EXPECT_EQ(leftovers(), 1U);
 
