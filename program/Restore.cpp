@@ -7,6 +7,7 @@
 #include "program/Process.h"
 #include "program/ScriptHistory.h"
 #include "program/Wording.h"
+#include "quorvel/files/WholeFile.h"
 #include "scripttools/Resolution.h"
 
 namespace kelvane {
@@ -24,12 +25,22 @@ Usage: kelvane restore SCRIPT VERSION [--library DIR]
   -h, --help        Print this.
 )";
 
+// False as well when it cannot be read.
+bool isEmpty(const quorvel::ScriptItem& script, const quorvel::FolderLibrary& library) {
+  try {
+    return library.read(script).empty();
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 // Made empty first; when that is all that could be done, the error says so.
 void putBackWhatIsGone(const NamedScript& script, std::string_view text, const OpenedLibrary& opened) {
   const quorvel::ScriptItem item = opened.library->recreate(script.identifier);
   try {
     opened.library->write(text, item);
   } catch (const std::exception& error) {
+    if (!isEmpty(item, *opened.library)) throw;
     throw std::runtime_error(std::string(error.what()) + " An empty script is there now; its history is as it was.");
   }
 }
@@ -41,6 +52,11 @@ int restore(const VersionOptions& options) {
   const NamedScript script = scriptNamed(options.script, opened);
   const std::string text = textOf(version, script, opened);
   const std::string name = inQuotes(script.identifier);
+  if (text.size() > quorvel::largestText)
+    throw std::runtime_error("Version " + version.text() + " of " + name +
+                             " could not be put back, because it is larger than " + quorvel::largestTextInWords +
+                             ", the largest size of a script. Print it into a file: kelvane show SCRIPT " +
+                             version.text() + " > FILE");
   if (!script.item) {
     putBackWhatIsGone(script, text, opened);
     print(name + " was gone and is there again, as it was in version " + version.text() + ".\n");

@@ -58,6 +58,9 @@ bool OpenedRoot::isInPlace() const noexcept {
 }
 
 std::string OpenedRoot::whyNotInPlace() const {
+  struct stat status;
+  const bool isToldGone = ::stat(path_.c_str(), &status) == 0 || errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+  if (!isToldGone) return reason(errno) + " where the library folder is looked for. Check the disk and try again.";
   std::string why =
       "the library folder " + quorvel::quoted(path_.native()) + " was moved away or replaced by another meanwhile";
   if (const auto present = presentPath(folder_, identity_); present && *present != path_)

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "quorvel/files/FNV1a.h"
+#include "quorvel/files/LibraryError.h"
 
 namespace quorvel {
 namespace {
@@ -36,7 +37,7 @@ std::uint64_t TemporaryName::hash(std::string_view scriptName) noexcept {
 TemporaryName TemporaryName::fresh(std::string_view scriptName) {
   TemporaryName name{hash(scriptName), 0, std::nullopt};
   if (::getentropy(&name.random, sizeof name.random) != 0) {
-    throw std::system_error(errno, std::generic_category(), "The system gave no random bytes");
+    throw failure("No name for a temporary file could be found", errno);
   }
   return name;
 }

@@ -28,6 +28,18 @@ HistoryError failedByTheSystem(const sqlite::Error& error, HistoryUse use) {
   return sentence("could not be used (SQLite says: " + std::string(error.what()) + ")", use, "Check the disk.");
 }
 
+/// Whether this may have failed just behind the moment in which a change becomes valid: the folder that the journal was
+/// removed from could not be flushed, or the lock could not be let go.
+bool leavesOutcomeOpen(const sqlite::Error& error) {
+  return error.code() == SQLITE_IOERR_DIR_FSYNC || error.code() == SQLITE_IOERR_RDLOCK ||
+         error.code() == SQLITE_IOERR_UNLOCK;
+}
+
+HistoryError uncertain(const sqlite::Error& error) {
+  return HistoryError(subject + " could not be written to the end, because " + reason(error.systemError()) +
+                      ". No script was changed, but it is not certain whether the history was. Check the disk.");
+}
+
 std::string seconds(std::chrono::milliseconds patience) {
   const auto count = (patience.count() + 999) / 1000;
   return std::to_string(count) + (count == 1 ? " second" : " seconds");
@@ -116,6 +128,7 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
         "was left half-way through a change by a program that ended early, and may not be repaired by this user", use,
         "Use it once as a user who may write in the folder .kelvane.");
   }
+  if (use == HistoryUse::writing && leavesOutcomeOpen(error)) return uncertain(error);
   if (error.code() == sqlite::OneDatabase::otherFile) return strangeJournal(use);
   if (error.code() == sqlite::OneDatabase::writeAheadLog) return writeAheadLog(use);
   if (error.code() == sqlite::OneDatabase::noWayToFolder) return noWayToFolder(use);

@@ -10,7 +10,7 @@
 namespace quorvel {
 
 /// The version history could not do what it was asked. `what()` is complete sentences for the person; scripts and
-/// history are as they were.
+/// history are as they were, unless the sentences say that it is not certain whether the history is.
 class HistoryError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

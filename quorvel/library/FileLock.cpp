@@ -69,13 +69,16 @@ Descriptor ownFolder(const OpenedRoot& root) {
 }
 
 // Whether the file is still the one that others lock: somebody may have taken the library's folder, or its own folder,
-// away and put another one there, by hand.
+// away and put another one there, by hand. Throws when the system does not tell.
 bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
   if (!root.isInPlace()) return false;
   const Descriptor folder(::openat(root.folder().get(), std::string(ownFolderName).c_str(),
                                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   const auto locked = identityOf(file.get());
-  return folder && locked && locked == identityOf(folder.get(), lockName);
+  const auto present = folder && locked ? identityOf(folder.get(), lockName) : std::nullopt;
+  const bool isElsewhere = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+  if (!locked || (!present && !isElsewhere)) throw notLocked(errno);
+  return present == locked;
 }
 
 enum class Outcome { locked, busy, failed };

@@ -10,7 +10,9 @@ std::size_t findFreeNumber(std::size_t first, const std::function<bool(std::size
   }
   --taken;
   std::size_t step = lookedAtInTurn;
-  while (isTaken(taken + step)) {
+  // No folder holds so many; a disk that says so is not asked for ever.
+  constexpr std::size_t mostEntries = std::size_t{1} << 30;
+  while (step < mostEntries && isTaken(taken + step)) {
     taken += step;
     step *= 2;
   }

@@ -18,7 +18,10 @@ namespace {
 class OwnFolderGuard {
  public:
   OwnFolderGuard(const Descriptor& root, const std::string& happened)
-      : happened_(happened), known_(::fstatat(root.get(), name_.c_str(), &own_, 0) == 0) {}
+      : happened_(happened), known_(::fstatat(root.get(), name_.c_str(), &own_, 0) == 0) {
+    const bool isToldMissing = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+    if (!known_ && !isToldMissing) throw failure(happened, errno);
+  }
 
   // Throws for what is the own folder.
   void pass(const struct stat& status) const {
@@ -88,7 +91,11 @@ ChangingEntry entryToChange(const SystemCalls& calls, const Descriptor& root, st
   way.pop_back();
   ChangingEntry entry{goDown(calls, root, way, guard, happened), name};
   struct stat status;
-  if (::fstatat(entry.in.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) guard.pass(status);
+  if (::fstatat(entry.in.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    guard.pass(status);
+  } else if (errno != ENOENT) {
+    throw failure(happened, errno);  // it could be the own folder
+  }
   return entry;
 }
 

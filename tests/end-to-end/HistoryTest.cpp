@@ -274,6 +274,33 @@ TEST_F(HistoryAtHand, doesNotRestoreIntoAPlaceThatIsTaken) {
   EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
 }
 
+// Another program lets each call that flushes fail from one on, as a disk does that dies.
+TEST_F(HistoryAtHand, saysWhatIsThereWhenTheDiskDiesWhileWhatIsGoneIsPutBack) {
+  const std::filesystem::path tracer = "/usr/bin/strace";
+  put("first");
+  replace("second", "n");
+  bool isDone = false;
+  int standing = 0;
+  for (int first = 1; first < 20 && !isDone; ++first) {
+    std::filesystem::remove(home / "Scripts/Talk.md");
+    Start dying = start({"restore", "Talk", "1"});
+    const std::string how = "inject=fsync,fdatasync:error=EIO:when=" + std::to_string(first) + "+";
+    const std::vector<std::string> tracing = {"-f", "-o", "/dev/null", "-e", how, dying.program};
+    dying.arguments.insert(dying.arguments.begin(), tracing.begin(), tracing.end());
+    dying.program = tracer;
+    const Outcome outcome = std::filesystem::exists(tracer) ? run(dying) : Outcome{127, "", ""};
+    if (outcome.status != 0 && outcome.errors.find("disk reports an error") == std::string::npos)
+      GTEST_SKIP() << "no program is here that lets calls fail: " << outcome;
+    isDone = outcome.status == 0;
+    const bool stands = outcome.errors.find("is in its place") != std::string::npos;
+    standing += stands;
+    EXPECT_EQ(present(), isDone || stands ? "first" : "") << outcome;
+    EXPECT_EQ(outcome.errors.find("empty") != std::string::npos, present().empty()) << outcome;
+  }
+  EXPECT_TRUE(isDone);
+  EXPECT_GT(standing, 0);
+}
+
 TEST_F(HistoryAtHand, isReadButNotRestoredInALibraryThatMayOnlyBeRead) {
   put("first");
   replace("second", "n");
