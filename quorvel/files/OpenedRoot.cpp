@@ -57,10 +57,15 @@ bool OpenedRoot::isInPlace() const noexcept {
   return ::stat(path_.c_str(), &status) == 0 && FileIdentity{status.st_dev, status.st_ino} == identity_;
 }
 
-std::string OpenedRoot::whyNotInPlace() const {
+std::optional<int> OpenedRoot::errorOfLooking() const noexcept {
   struct stat status;
-  const bool isToldGone = ::stat(path_.c_str(), &status) == 0 || errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-  if (!isToldGone) return reason(errno) + " where the library folder is looked for. Check the disk and try again.";
+  if (::stat(path_.c_str(), &status) == 0 || errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return std::nullopt;
+  return errno;
+}
+
+std::string OpenedRoot::whyNotInPlace() const {
+  if (const auto error = errorOfLooking())
+    return reason(*error) + " where the library folder is looked for. Check the disk and try again.";
   std::string why =
       "the library folder " + quorvel::quoted(path_.native()) + " was moved away or replaced by another meanwhile";
   if (const auto present = presentPath(folder_, identity_); present && *present != path_)

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "quorvel/files/Descriptor.h"
@@ -27,6 +28,9 @@ class OpenedRoot {
 
   /// Whether the path leads to this folder now.
   bool isInPlace() const noexcept;
+
+  /// Why the system does not tell where the path leads now: a value of errno. Nothing when it does.
+  std::optional<int> errorOfLooking() const noexcept;
 
   /// The end of a sentence that began with "…, because ", for a folder that is not in its place: what happened to it,
   /// where it is now if the system tells, and what to do.

@@ -35,11 +35,6 @@ bool leavesOutcomeOpen(const sqlite::Error& error) {
          error.code() == SQLITE_IOERR_UNLOCK;
 }
 
-HistoryError uncertain(const sqlite::Error& error) {
-  return HistoryError(subject + " could not be written to the end, because " + reason(error.systemError()) +
-                      ". No script was changed, but it is not certain whether the history was. Check the disk.");
-}
-
 std::string seconds(std::chrono::milliseconds patience) {
   const auto count = (patience.count() + 999) / 1000;
   return std::to_string(count) + (count == 1 ? " second" : " seconds");
@@ -102,6 +97,11 @@ HistoryError HistoryFailure::movedAtTheEnd() {
       "again.");
 }
 
+HistoryError HistoryFailure::uncertain(int error) {
+  return HistoryError(subject + " could not be written to the end, because " + reason(error) +
+                      ". No script was changed, but it is not certain whether the history was. Check the disk.");
+}
+
 HistoryError HistoryFailure::noWayToFolder(HistoryUse use) {
   return sentence(
       "cannot be opened without the danger of opening something outside the library, because /proc is missing", use,
@@ -128,7 +128,7 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
         "was left half-way through a change by a program that ended early, and may not be repaired by this user", use,
         "Use it once as a user who may write in the folder .kelvane.");
   }
-  if (use == HistoryUse::writing && leavesOutcomeOpen(error)) return uncertain(error);
+  if (use == HistoryUse::writing && leavesOutcomeOpen(error)) return uncertain(error.systemError());
   if (error.code() == sqlite::OneDatabase::otherFile) return strangeJournal(use);
   if (error.code() == sqlite::OneDatabase::writeAheadLog) return writeAheadLog(use);
   if (error.code() == sqlite::OneDatabase::noWayToFolder) return noWayToFolder(use);

@@ -39,6 +39,9 @@ struct HistoryFailure {
   /// The system has no path that leads to an opened folder, by which alone the database is opened.
   static HistoryError noWayToFolder(HistoryUse use);
 
+  /// The system failed, for a value of errno, when the change may already have been made.
+  static HistoryError uncertain(int error);
+
   /// The system refused, for a value of errno.
   static HistoryError refused(int error, HistoryUse use);
 

@@ -153,9 +153,15 @@ Connection HistoryFile::writing(const OpenedRoot& root) const {
 }
 
 void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
-  if (!isInPlace(connection, root)) throw HistoryFailure::moved();
+  if (!isInPlace(connection, root)) {
+    const auto error = root.errorOfLooking();
+    throw error ? HistoryFailure::refused(*error, HistoryUse::writing) : HistoryFailure::moved();
+  }
   connection.run("COMMIT");
-  if (!isInPlace(connection, root)) throw HistoryFailure::movedAtTheEnd();
+  if (!isInPlace(connection, root)) {
+    const auto error = root.errorOfLooking();
+    throw error ? HistoryFailure::uncertain(*error) : HistoryFailure::movedAtTheEnd();
+  }
 }
 
 HistoryError HistoryFile::failure(const sqlite::Error& error, HistoryUse use) const {

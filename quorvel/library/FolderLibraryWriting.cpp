@@ -78,8 +78,12 @@ void requireInPlace(const OpenedRoot& root, const std::string& happened) {
 // For the end of an operation. `done` begins the sentence as above; all that was done is in the folder that is not in
 // its place any more, so its history goes with it.
 void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
-  if (!root.isInPlace())
-    throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
+  if (root.isInPlace()) return;
+  if (const auto error = root.errorOfLooking())
+    throw LibraryError(done +
+                       ", but the system does not tell whether the library folder is still in its place, because " +
+                       reason(*error) + ". Check the disk.");
+  throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
 }
 
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script

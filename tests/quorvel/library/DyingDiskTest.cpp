@@ -139,7 +139,8 @@ TEST_P(DyingDiskUnderAText, isToldAsItIsAndLosesNoWord) {
   const ToolCall& call = std::get<0>(GetParam());
   forEachMoment([&](const std::string& said) {
     const std::string present = bytesOf("Talk.md");
-    const bool isSaidToStand = said == noFailure || says(said, "The new text of \"Talk.md\" is in its place");
+    const bool isSaidToStand = said == noFailure || says(said, "The new text of \"Talk.md\" is in its place") ||
+                               says(said, "The new text of \"Talk.md\" was written");
     EXPECT_EQ(present == call.made, isSaidToStand) << "there is: " << present;
     EXPECT_TRUE(isSentence(said));
     if (said == noFailure) {
@@ -200,7 +201,8 @@ TEST_P(DyingDiskUnderANewScript, isToldAsItIs) {
   forEachMoment([&](const std::string& said) {
     EXPECT_TRUE(isSentence(said));
     const bool isThere = std::filesystem::exists(root / "New.md");
-    const bool isSaidToStand = said == noFailure || says(said, "The new text of \"New.md\" is in its place");
+    const bool isSaidToStand = said == noFailure || says(said, "The new text of \"New.md\" is in its place") ||
+                               says(said, "The new text of \"New.md\" was written");
     EXPECT_EQ(isThere && bytesOf("New.md") == "words", isSaidToStand);
     const bool isSaidToBeMade =
         isSaidToStand || says(said, "\"New.md\" was made") || says(said, "\"New.md\" could not");
