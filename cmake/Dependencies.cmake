@@ -2,7 +2,6 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
-find_package(CLI11 REQUIRED)
 # Of toml++ only the headers: a library to load would cost every start, and only two commands read TOML.
 find_path(TOMLPLUSPLUS_HEADERS toml++/toml.h REQUIRED)
 find_path(DTL_HEADERS dtl/dtl.hpp REQUIRED)

@@ -21,13 +21,13 @@ LeftoverSentences sentencesOn(const std::vector<quorvel::FileLeftover>& leftover
       continue;
     }
     sentences.onTextsThatAreNowhereElse.push_back(
-        name + " holds a text that stood in " + inQuotes(file.native()) +
-        " until a change of it was cut short, and that is nowhere else. Put back what is missing, then delete " + name +
+        name + " holds text that was in " + inQuotes(file.native()) +
+        " when a change of it was interrupted. It is nowhere else. Put back what is missing, then delete " + name +
         ".");
   }
   if (count == 0) return sentences;
-  sentences.onThoseToDelete = counted(count, "hidden file") + (count == 1 ? " was" : " were") + " left by changes of " +
-                              inQuotes(file.native()) + " that were cut short: " + names +
+  sentences.onThoseToDelete = "Interrupted changes of " + inQuotes(file.native()) + " left " +
+                              counted(count, "hidden file") + ": " + names +
                               (count == 1 ? ". Delete it." : ". Delete them.");
   return sentences;
 }

@@ -13,10 +13,10 @@ namespace kelvane {
 /// then FILE.before-kelvane-2 and so on.
 quorvel::FileCopies clientFile(const std::filesystem::path& file);
 
-/// What to say about files that lie beside this one because changes of it were cut short: complete sentences, of which
-/// the first is about those that can go, and one is about each that holds a text that is nowhere else.
+/// What to say about the files that interrupted changes left beside this one, in complete sentences: one on those that
+/// can be deleted, and one on each that holds a text that is nowhere else.
 struct LeftoverSentences {
-  std::string onThoseToDelete;  ///< Empty when there are none.
+  std::string onThoseToDelete;  ///< Empty if there are none.
   std::vector<std::string> onTextsThatAreNowhereElse;
 };
 LeftoverSentences sentencesOn(const std::vector<quorvel::FileLeftover>& leftovers, const std::filesystem::path& file);

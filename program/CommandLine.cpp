@@ -1,115 +1,144 @@
 #include "program/CommandLine.h"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
-#include <string>
+#include <optional>
 #include <utility>
-#include <vector>
 
 #include "program/Nearest.h"
 #include "program/Process.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
 
-// "--name=" as two arguments: CLI11 takes the empty text for a missing one, and the next argument for it.
-std::vector<std::string> arguments(int argc, const char* const* argv) {
-  std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) {
-    std::string argument = argv[i];
-    const bool isEmptyValue = argument.starts_with("--") && argument.find('=') == argument.size() - 1;
-    if (isEmptyValue) argument.pop_back();
-    arguments.push_back(std::move(argument));
-    if (isEmptyValue) arguments.emplace_back();
+using Names = std::vector<std::string>;
+
+bool asksForHelp(std::string_view argument) {
+  return argument == helpOption.name || argument == "-h";
+}
+
+// A dash alone and a negative number are words.
+bool isOption(std::string_view argument) {
+  return argument.size() > 1 && argument[0] == '-' && (argument[1] < '0' || argument[1] > '9');
+}
+
+[[noreturn]] void refuse(std::string sentence, const std::string& meant, const std::string& program) {
+  throw UsageError(sentence + (meant.empty() ? " Run: " + program + " --help" : meant));
+}
+
+[[noreturn]] void refuseOption(std::string_view argument, const Names& names, const std::string& program) {
+  refuse(inQuotes(program) + " has no option " + inQuotes(argument) + ".",
+         suggestion(argument.substr(0, argument.find('=')), names), program);
+}
+
+/// Reads what stands behind a command's name.
+class Reading {
+ public:
+  Reading(const Command& command, std::span<const char* const> typed)
+      : command_(command), program_("kelvane " + std::string(command.name)), left_(typed) {}
+
+  Arguments arguments() {
+    bool onlyWords = false;
+    while (!left_.empty()) {
+      std::string argument = next();
+      if (onlyWords || !isOption(argument)) {
+        takeWord(std::move(argument));
+      } else if (argument == "--") {
+        onlyWords = true;
+      } else {
+        takeOption(argument);
+      }
+    }
+    return std::move(arguments_);
   }
-  return arguments;
-}
 
-std::string commandName(const CLI::App& command) {
-  return command.get_parent() == nullptr ? "kelvane" : "kelvane " + command.get_name();
-}
-
-std::vector<std::string> optionsOf(const CLI::App& command) {
-  std::vector<std::string> names;
-  for (const CLI::Option* option : command.get_options()) {
-    if (option->nonpositional()) names.push_back("--" + option->get_lnames().front());
+ private:
+  std::string next() {
+    std::string argument = left_.front();
+    left_ = left_.subspan(1);
+    return argument;
   }
-  return names;
-}
 
-std::vector<std::string> commandsOf(const CLI::App& program) {
-  std::vector<std::string> names;
-  for (const CLI::App* command : program.get_subcommands(nullptr)) names.push_back(command->get_name());
-  return names;
-}
-
-// About the first of the arguments that `command` has no place for.
-[[noreturn]] void refuse(const std::string& argument, const CLI::App& command) {
-  const std::string name = commandName(command);
-  const std::string more = " \"" + name + " --help\" says what there is.";
-  const auto saying = [&](const std::string& sentence, const std::string& typed,
-                          const std::vector<std::string>& names) {
-    const std::string meant = suggestion(typed, names);
-    return UsageError(sentence + (meant.empty() ? more : meant));
-  };
-  if (argument.starts_with('-')) {
-    throw saying("\"" + name + "\" has no option \"" + argument + "\".", argument.substr(0, argument.find('=')),
-                 optionsOf(command));
+  void takeWord(std::string word) {
+    if (arguments_.words.size() == command_.mostWords) {
+      refuse(inQuotes(program_) + " does not take " + inQuotes(word) + ".", "", program_);
+    }
+    arguments_.words.push_back(std::move(word));
   }
-  if (command.get_parent() == nullptr) {
-    throw saying("There is no command \"" + argument + "\".", argument, commandsOf(command));
+
+  void takeOption(const std::string& argument) {
+    const std::size_t equals = argument.find('=');
+    const std::string name = argument.substr(0, equals);
+    const auto option = std::find_if(command_.options.begin(), command_.options.end(),
+                                     [&](const Option& each) { return each.name == name; });
+    if (option == command_.options.end()) refuseOption(argument, optionNames(), program_);
+    if (option->value.empty()) {
+      if (equals == std::string::npos) return arguments_.set(*option, "");
+      throw UsageError(name + " takes no value. Leave out " + inQuotes(argument.substr(equals)) + ".");
+    }
+    std::string value;
+    if (equals != std::string::npos) {
+      value = argument.substr(equals + 1);
+    } else if (!left_.empty()) {
+      value = next();
+    }
+    if (value.empty()) {
+      throw UsageError(name + " needs " + std::string(option->meaning) + ": " + usageOf(*option) + ".");
+    }
+    if (arguments_.has(*option)) throw UsageError(name + " is given twice. Give it once.");
+    arguments_.set(*option, std::move(value));
   }
-  throw UsageError("\"" + name + "\" has no use for \"" + argument + "\"." + more);
-}
 
-const CLI::App& typedCommand(const CLI::App& program) {
-  const std::vector<CLI::App*> commands = program.get_subcommands();
-  return commands.empty() ? program : *commands.front();
-}
+  Names optionNames() const {
+    Names names;
+    for (const Option& option : command_.options) names.emplace_back(option.name);
+    names.emplace_back(helpOption.name);
+    return names;
+  }
 
-// `first` is the first argument.
-void refuseExtras(const CLI::App& program, const std::string& first) {
-  const CLI::App& command = typedCommand(program);
-  // Behind the command all is the command's, though what stands behind "--" there is left to the program.
-  const bool isAllTheCommands = first == command.get_name();
-  const std::vector<std::string> extras = command.remaining(false);
-  if (isAllTheCommands && !extras.empty()) refuse(extras.front(), command);
-  const std::vector<std::string> others = program.remaining(false);
-  if (!others.empty()) refuse(others.front(), isAllTheCommands ? command : program);
-  if (!extras.empty()) refuse(extras.front(), command);
+  const Command& command_;
+  std::string program_;
+  std::span<const char* const> left_;
+  Arguments arguments_;
+};
+
+const Command& commandNamed(std::string_view name, Commands commands) {
+  Names names;
+  for (const Command* command : commands) {
+    if (command == nullptr) continue;
+    if (command->name == name) return *command;
+    names.emplace_back(command->name);
+  }
+  refuse("There is no command " + inQuotes(name) + ".", suggestion(name, names), "kelvane");
 }
 
 }  // namespace
 
-CLI::App& addCommand(CLI::App& program, std::string_view name, std::string_view help, Action& chosen, Action action) {
-  CLI::App& command = *program.add_subcommand(std::string(name));
-  command.formatter_fn([help](const CLI::App*, const std::string&, CLI::AppFormatMode) { return std::string(help); });
-  command.callback([&chosen, action = std::move(action)] { chosen = action; });
-  return command;
+std::string usageOf(const Option& option) {
+  std::string text(option.name);
+  return option.value.empty() ? text : text.append(" ").append(option.value);
 }
 
-bool parse(CLI::App& program, int argc, const char* const* argv) {
-  std::vector<std::string> typed = arguments(argc, argv);
-  const std::string first = typed.empty() ? std::string() : typed.front();
-  std::reverse(typed.begin(), typed.end());  // as CLI11 wants them
-  try {
-    program.parse(std::move(typed));
-  } catch (const CLI::CallForHelp&) {
-    if (program.get_subcommands().empty()) refuseExtras(program, first);  // help on a command that there is not
-    print(program.help());
-    return true;
-  } catch (const CLI::CallForVersion& version) {
-    print(std::string(version.what()) + '\n');
-    return true;
-  } catch (const CLI::ExtrasError&) {
-    refuseExtras(program, first);
-  } catch (const CLI::ParseError& error) {
-    const std::string name = commandName(typedCommand(program));
-    throw UsageError("\"" + name + "\" was not understood (" + error.what() + "). \"" + name +
-                     " --help\" says how it is used.");
+Request understand(std::span<const char* const> typed, Commands commands) {
+  Request request;
+  for (; !typed.empty(); typed = typed.subspan(1)) {
+    const std::string_view argument = typed.front();
+    if (asksForHelp(argument)) {
+      request.wantsHelp = true;
+    } else if (argument == versionOption.name) {
+      return {.wantsVersion = true};
+    } else if (isOption(argument) && argument != "--") {
+      refuseOption(argument, {std::string(helpOption.name), std::string(versionOption.name)}, "kelvane");
+    } else if (argument != "--") {
+      request.command = &commandNamed(argument, commands);
+      const auto rest = typed.subspan(1);
+      const auto onlyWords = std::find(rest.begin(), rest.end(), std::string_view("--"));
+      request.wantsHelp = request.wantsHelp || std::any_of(rest.begin(), onlyWords, asksForHelp);
+      if (!request.wantsHelp) request.arguments = Reading(*request.command, rest).arguments();
+      break;
+    }
   }
-  return false;
+  return request;
 }
 
 }  // namespace kelvane

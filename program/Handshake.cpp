@@ -17,6 +17,7 @@
 
 #include "platform/StandardIO.h"
 #include "protocol/JSON.h"
+#include "protocol/Server.h"
 #include "quorvel/files/Descriptor.h"
 
 namespace kelvane {
@@ -25,12 +26,16 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using quorvel::Descriptor;
 
-constexpr std::string_view greeting =
-    R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-06-18","capabilities":{},)"
-    R"("clientInfo":{"name":"kelvane doctor","version":"1.0.0"}}}
+// What a client says first, and asks for its tools.
+std::string greeting() {
+  return R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":")" +
+         std::string(Server::version) + R"(","capabilities":{},"clientInfo":{"name":"kelvane doctor","version":")" +
+         std::string(Server::ownVersion) +
+         R"("}}}
 {"jsonrpc":"2.0","method":"notifications/initialized"}
 {"jsonrpc":"2.0","id":2,"method":"tools/list"}
 )";
+}
 
 struct Pipe {
   Descriptor reading;
@@ -163,9 +168,10 @@ bool areOfAServer(const std::vector<std::string>& arguments) noexcept {
 
 std::size_t handshake(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                       std::chrono::milliseconds patience) {
-  if (!areOfAServer(arguments)) throw std::runtime_error("It was not started, because these arguments do not serve.");
+  if (!areOfAServer(arguments))
+    throw std::runtime_error("It was not started, because its arguments do not start a server.");
   Child child(program, arguments, Clock::now() + patience);
-  child.send(greeting);
+  child.send(greeting());
   const Child::Result result = child.finish();
   if (!result.errors.empty()) throw std::runtime_error("It said: " + result.errors.substr(0, result.errors.find('\n')));
   if (result.status != 0) throw std::runtime_error(failedEnd(result.status));

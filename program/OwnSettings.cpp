@@ -2,12 +2,12 @@
 
 #include <stdexcept>
 
-#include "quorvel/files/LibraryError.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
 
-constexpr const char* noHome = "There is no home folder to keep settings in: let HOME name one.";
+constexpr const char* noHome = "There is no home folder to keep the settings in. Set HOME to one.";
 
 }  // namespace
 
@@ -37,14 +37,13 @@ std::filesystem::path OwnSettings::libraryFolder() const {
   const auto folder = namedLibraryFolder();
   if (!folder) {
     const std::string why = problem() ? *problem() + ' ' : std::string();
-    throw std::runtime_error(why +
-                             "Say which folder holds the scripts: with --library DIR, or for good with \"kelvane "
-                             "settings library DIR\".");
+    throw std::runtime_error(
+        why + "No script folder is set. Give one with --library DIR, or run: kelvane settings library DIR");
   }
   // A relative one would be another folder wherever a client starts the server, and a NUL ends what the system reads.
   if (folder->is_absolute() && folder->native().find('\0') == std::string::npos) return *folder;
-  throw std::runtime_error("The settings name the library " + quorvel::quoted(folder->native()) +
-                           ", which is no absolute path: set it with \"kelvane settings library DIR\".");
+  throw std::runtime_error("The settings name the library " + inQuotes(folder->native()) +
+                           ", which is not an absolute path. Run: kelvane settings library DIR");
 }
 
 }  // namespace kelvane

@@ -17,20 +17,23 @@ class OwnSettings {
  public:
   static constexpr std::string_view libraryFolderKey = "libraryFolder";
 
+  /// What to say if the first switch is off.
+  static constexpr const char* serverIsOff = "The server is switched off. Run: kelvane settings enable";
+
   OwnSettings();
 
   Preferences preferences() const { return Preferences(store_.get()); }
 
-  /// Where they are kept. Throws an error with complete sentences when there is no home folder.
+  /// The file that keeps them. Throws an error with complete sentences if there is no home folder.
   const quorvel::FileDefaults& store() const;
 
-  /// What is wrong with the place where they are kept, as complete sentences; nothing when all is well.
+  /// What is wrong with the file that keeps them, as complete sentences; empty if nothing is.
   std::optional<std::string> problem() const;
 
-  /// The folder of scripts, which need not be there; nothing when none is set.
+  /// The folder of scripts, which need not exist; empty if none is set.
   std::optional<std::filesystem::path> namedLibraryFolder() const;
 
-  /// The same. Throws an error that says how to set it when none is set, or it is no absolute path.
+  /// The same. Throws an error that says how to set it if none is set, or it is not an absolute path.
   std::filesystem::path libraryFolder() const;
 
  private:

@@ -44,10 +44,10 @@ std::filesystem::path ownExecutable() {
   std::error_code error;
   std::filesystem::path file = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) {
-    throw std::runtime_error("The system does not say where this program is, because " + error.message() + '.');
+    throw std::runtime_error("This program cannot find its own file, because " + error.message() + '.');
   }
   if (std::filesystem::exists(file, error)) return file;
-  throw std::runtime_error("This program was moved or replaced since it was started. Run the command again.");
+  throw std::runtime_error("This program was moved or replaced after it started. Run the command again.");
 }
 
 void print(std::string_view text) {

@@ -1,77 +1,50 @@
 #include <unistd.h>
 
-#include <CLI/App.hpp>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
-#include "program/Call.h"
 #include "program/CommandLine.h"
-#include "program/Connect.h"
-#include "program/Doctor.h"
-#include "program/History.h"
+#include "program/HelpPages.h"
 #include "program/Process.h"
-#include "program/Restore.h"
-#include "program/Serve.h"
-#include "program/Settings.h"
-#include "program/Show.h"
+#include "program/commands/Commands.h"
 
 namespace kelvane {
 namespace {
 
-constexpr std::string_view version = "kelvane 1.0.0";
+constexpr const Command* table[] = {
+    &commands::settingsCommand,
+    &commands::connectCommand,
+    &commands::disconnectCommand,
+    &commands::doctorCommand,
+    nullptr,
+    &commands::historyCommand,
+    &commands::showCommand,
+    &commands::restoreCommand,
+    nullptr,
+    &commands::serveCommand,
+    &commands::callCommand,
+};
 
-constexpr std::string_view help =
-    R"(Kelvane lets an AI client on this machine work on a folder of scripts, over the Model Context Protocol.
-
-Usage: kelvane COMMAND [OPTIONS]
-
-  settings     Say where the scripts are, switch the server on, let AI clients write.
-  connect      Register this program with an AI client, which then starts it by itself.
-  disconnect   Take it out of an AI client's configuration.
-  doctor       Look whether all is right, and say what to do where it is not.
-
-  history      List what was kept of a script.
-  show         Print one version of a script.
-  restore      Put a version of a script back.
-
-  serve        Serve a folder of scripts to an AI client.
-  call         Run one tool and print its text.
-
-  -h, --help   Print this. "kelvane COMMAND --help" says more about a command.
-  --version    Print the version.
-
-To begin:
-
-  kelvane settings library ~/Scripts
-  kelvane settings enable
-  kelvane connect claude
-)";
-
-// AI clients start it so; a person sees how it is used.
+// AI clients start it so. A person sees how it is used.
 int withoutCommand() {
-  if (!::isatty(STDIN_FILENO)) return serveBySettings();
-  print(help);
+  if (!::isatty(STDIN_FILENO)) return commands::serveBySettings();
+  print(helpOn(table));
   return done;
 }
 
-int run(int argc, const char* const* argv) {
-  CLI::App program;
-  program.formatter_fn([](const CLI::App*, const std::string&, CLI::AppFormatMode) { return std::string(help); });
-  program.set_version_flag("--version", std::string(version));
-  program.require_subcommand(0, 1);
-  Action chosen = withoutCommand;
-  addSettings(program, chosen);
-  addConnect(program, chosen);
-  addDisconnect(program, chosen);
-  addDoctor(program, chosen);
-  addHistory(program, chosen);
-  addShow(program, chosen);
-  addRestore(program, chosen);
-  addServe(program, chosen);
-  addCall(program, chosen);
-  return parse(program, argc, argv) ? done : chosen();
+int run(std::span<const char* const> typed) {
+  const Request request = understand(typed, table);
+  if (request.wantsVersion) {
+    print(versionLine());
+  } else if (request.wantsHelp) {
+    print(request.command != nullptr ? helpOn(*request.command) : helpOn(table));
+  } else {
+    return request.command != nullptr ? request.command->run(request.arguments) : withoutCommand();
+  }
+  return done;
 }
 
 }  // namespace
@@ -81,7 +54,7 @@ int main(int argc, char** argv) {
   using namespace kelvane;
   prepareProcess();
   try {
-    return run(argc, argv);
+    return run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
   } catch (const UsageError& error) {
     complain(error.what());
     return wrongUsage;

@@ -11,8 +11,6 @@
 namespace kelvane {
 namespace {
 
-constexpr std::string_view ownVersion = "1.0.0";
-
 // std::bad_alloc itself says nothing that a person could read.
 constexpr std::string_view noMemory =
     "There is not enough memory for this. Close some programs and try again, or ask for less at a time.";
@@ -52,7 +50,7 @@ JSON initializeResult(const std::string& name, const JSON::Object& params) {
   return JSON::Object{
       {"protocolVersion", proposed && proposed->kind() == JSON::Kind::string ? *proposed : JSON(Server::version)},
       {"capabilities", JSON::Object{{"tools", JSON::Object()}}},
-      {"serverInfo", JSON::Object{{"name", name}, {"version", ownVersion}}}};
+      {"serverInfo", JSON::Object{{"name", name}, {"version", Server::ownVersion}}}};
 }
 
 JSON toolList(const std::vector<Tool>& tools) {

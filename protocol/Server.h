@@ -16,6 +16,9 @@ class Server {
   /// The MCP protocol version announced to a client that names none.
   static constexpr std::string_view version = "2025-06-18";
 
+  /// The version of this software, which a client is told with the server's name.
+  static constexpr std::string_view ownVersion = "1.0.0";
+
   /// `tools` are listed and searched in this order; of two with one name the first is run.
   Server(std::string name, std::vector<Tool> tools) : tools_(std::move(tools)), name_(std::move(name)) {}
 

@@ -114,7 +114,7 @@ TEST_F(Call, ofAToolThatWritesNeedsTheOption) {
   for (const char* tool :
        {"create_script", "create_folder", "rename", "save_version", "update_script", "append_to_script", "add_chapter",
         "rename_chapter", "update_chapter", "move_chapter", "remove_chapter"}) {
-    const std::string errors = std::string("The tool \"") + tool + "\" changes scripts and needs --allow-writes.\n";
+    const std::string errors = std::string("The tool \"") + tool + "\" changes scripts. Add --allow-writes.\n";
     EXPECT_EQ(call({tool, "id=Talk.md", "name=New"}), (Outcome{2, "", errors}));
   }
   EXPECT_EQ(call({"list_scripts"}).output, "[{\"id\":\"Talk.md\",\"kind\":\"script\",\"name\":\"Talk\"}]\n");
@@ -126,15 +126,14 @@ TEST_F(Call, withAnArgumentThatTheToolDoesNotTakeIsWrongUsage) {
     std::vector<std::string> arguments;
     const char* errors;
   } cases[] = {
-      {{"list_scripts", "id=x"}, "The tool \"list_scripts\" takes no \"id\". It takes no arguments.\n"},
-      {{"read_script", "ID=Talk.md"}, "The tool \"read_script\" takes no \"ID\". It takes id.\n"},
-      {{"read_script", "=Talk.md"}, "The tool \"read_script\" takes no \"\". It takes id.\n"},
-      {{"read_script", "Talk.md"},
-       "\"Talk.md\" is not an argument for a tool: write NAME=VALUE, such as id=Opening.md.\n"},
-      {{"read_script", ""}, "\"\" is not an argument for a tool: write NAME=VALUE, such as id=Opening.md.\n"},
-      {{"read_script", "id=Talk.md", "id=Talk.md"}, "\"id\" is given twice.\n"},
+      {{"list_scripts", "id=x"}, "The tool \"list_scripts\" has no argument \"id\". It takes no arguments.\n"},
+      {{"read_script", "ID=Talk.md"}, "The tool \"read_script\" has no argument \"ID\". It takes id.\n"},
+      {{"read_script", "=Talk.md"}, "The tool \"read_script\" has no argument \"\". It takes id.\n"},
+      {{"read_script", "Talk.md"}, "\"Talk.md\" is not a tool's argument. Write NAME=VALUE, such as id=Opening.md.\n"},
+      {{"read_script", ""}, "\"\" is not a tool's argument. Write NAME=VALUE, such as id=Opening.md.\n"},
+      {{"read_script", "id=Talk.md", "id=Talk.md"}, "\"id\" is given twice. Give it once.\n"},
       {{"create_script", "name=x", "foldr=y", "--allow-writes"},
-       "The tool \"create_script\" takes no \"foldr\". Did you mean \"folder\"? It takes folder, name, text.\n"},
+       "The tool \"create_script\" has no argument \"foldr\". Did you mean \"folder\"? It takes folder, name, text.\n"},
   };
   for (const auto& [arguments, errors] : cases) {
     EXPECT_EQ(call(arguments), (Outcome{2, "", errors})) << testing::PrintToString(arguments);

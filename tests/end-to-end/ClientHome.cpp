@@ -18,28 +18,28 @@ Start ClientHome::start(std::vector<std::string> words) const {
 }
 
 std::string ClientHome::connected(std::string_view client, std::string_view file) const {
-  return std::string(client) + " starts this program now: it was registered in " + quoted(file) + ".\n";
+  return std::string(client) + " now starts this program. It is registered in " + quoted(file) + ".\n";
 }
 
 std::string ClientHome::disconnected(std::string_view client, std::string_view file) const {
-  return std::string(client) + " starts this program no more: it was taken out of " + quoted(file) + ".\n";
+  return std::string(client) + " no longer starts this program. It is removed from " + quoted(file) + ".\n";
 }
 
 std::string ClientHome::keptBeside(std::string_view file, int number) const {
   const std::string suffix = number == 1 ? "" : "-" + std::to_string(number);
-  return "The text before is in " + quoted(std::string(file) + ".before-kelvane" + suffix) + ".\n";
+  return "The old text is in " + quoted(std::string(file) + ".before-kelvane" + suffix) + ".\n";
 }
 
 std::string ClientHome::connectedAlready(std::string_view file) const {
-  return quoted(file) + " registers this program already: nothing to change.\n";
+  return quoted(file) + " already registers this program. No change is needed.\n";
 }
 
 std::string ClientHome::notConnected(std::string_view file) const {
-  return quoted(file) + " does not register this program: nothing to change.\n";
+  return quoted(file) + " does not register this program. No change is needed.\n";
 }
 
 std::string ClientHome::wouldChange(std::string_view file) const {
-  return quoted(file) + " would change so:\n";
+  return quoted(file) + " would change like this:\n";
 }
 
 mode_t ClientHome::mode(std::string_view file) const {
@@ -81,12 +81,12 @@ std::string codexLines(std::string_view program) {
 }
 
 std::string refused(std::string_view sentences, std::string_view lines) {
-  return std::string(sentences).append("\nThese lines are what belongs there:\n\n").append(lines).append("\n");
+  return std::string(sentences).append("\nPaste these lines into it:\n\n").append(lines).append("\n");
 }
 
 std::string droppedLines(const std::vector<std::string>& dropped) {
   if (dropped.empty()) return "";
-  std::string text = "Taken out with it:\n";
+  std::string text = "Also removed:\n";
   for (const std::string& line : dropped) text.append("  ").append(line).append("\n");
   return text;
 }

@@ -293,7 +293,7 @@ TEST(ConnectFiles, thatAreNoneAreLeft) {
                      refused(home.quoted(claudeFile) + " is not a file. Move it away and try again.", claudeLines())}));
   EXPECT_EQ(
       home.kelvane({"connect", "codex", "--config", (home / "pipe").native()}),
-      (Outcome{1, "", home.quoted("pipe") + " is not a file: give the client's configuration file with --config.\n"}));
+      (Outcome{1, "", home.quoted("pipe") + " is not a file. Give the client's configuration file: --config FILE.\n"}));
   EXPECT_EQ(home.census(), census);
 }
 
@@ -380,16 +380,15 @@ TEST(ConnectFiles, ofWhichAKilledChangeLeftHiddenOnesAreRidOfThem) {
   home.put(claudeFile, claudeLines());
   home.put(harmless, claudeLines());
   home.put(precious, "{\"saved\": 1}");
-  const std::string nowhereElse = home.quoted(precious) + " holds a text that stood in " + home.quoted(claudeFile) +
-                                  " until a change of it was cut short, and that is nowhere else. Put back what is "
+  const std::string nowhereElse = home.quoted(precious) + " holds text that was in " + home.quoted(claudeFile) +
+                                  " when a change of it was interrupted. It is nowhere else. Put back what is "
                                   "missing, then delete " +
                                   home.quoted(precious) + ".\n";
   const auto census = home.census();
   const Outcome doctor = home.kelvane({"doctor"});
   EXPECT_EQ(doctor.status, 1);
-  EXPECT_THAT(doctor.output,
-              testing::HasSubstr("note   1 hidden file was left by changes of " + home.quoted(claudeFile) +
-                                 " that were cut short: " + home.quoted(harmless) + ". Delete it.\n"));
+  EXPECT_THAT(doctor.output, testing::HasSubstr("note   Interrupted changes of " + home.quoted(claudeFile) +
+                                                " left 1 hidden file: " + home.quoted(harmless) + ". Delete it.\n"));
   EXPECT_THAT(doctor.output, testing::HasSubstr("wrong  " + nowhereElse));
   EXPECT_EQ(home.census(), census);
 
@@ -410,8 +409,8 @@ TEST(ConnectFiles, andTheSettingsAreLookedAtByTheDoctorForHiddenOnes) {
   for (const std::string& name : hidden) home.put(name, home.bytes(settings));
   const Outcome doctor = home.kelvane({"doctor"});
   EXPECT_EQ(doctor.status, 0);
-  EXPECT_THAT(doctor.output, testing::HasSubstr("note   2 hidden files were left by changes of " +
-                                                home.quoted(settings) + " that were cut short: "));
+  EXPECT_THAT(doctor.output,
+              testing::HasSubstr("note   Interrupted changes of " + home.quoted(settings) + " left 2 hidden files: "));
   EXPECT_THAT(doctor.output, testing::HasSubstr(". Delete them.\n"));
   for (const std::string& name : hidden) EXPECT_THAT(doctor.output, testing::HasSubstr(home.quoted(name)));
   EXPECT_EQ(home.kelvane({"settings", "enable"}).status, 0);

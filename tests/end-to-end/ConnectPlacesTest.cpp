@@ -159,8 +159,8 @@ TEST(ConnectPlaces, areReadFromTheCurrentFolderAsTyped) {
   Start start = home.start({"connect", "codex", "--config", "mine.toml"});
   start.folder = home / "Scripts";
   EXPECT_EQ(run(start), (Outcome{0,
-                                 "Codex starts this program now: it was registered in \"mine.toml\".\n"
-                                 "The text before is in \"mine.toml.before-kelvane\".\n",
+                                 "Codex now starts this program. It is registered in \"mine.toml\".\n"
+                                 "The old text is in \"mine.toml.before-kelvane\".\n",
                                  ""}));
   EXPECT_EQ(home.bytes("Scripts/mine.toml"), "a = 1\n\n" + codexLines());
   EXPECT_EQ(home.bytes("Scripts/mine.toml.before-kelvane"), "a = 1\n");

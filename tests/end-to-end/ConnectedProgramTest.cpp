@@ -92,7 +92,7 @@ TEST(ConnectedProgram, isNotRegisteredWhenItIsGone) {
   Start start = home.start({"connect", "codex"});
   start.program = "/proc/self/fd/" + std::to_string(program);
   EXPECT_EQ(run(start),
-            (Outcome{1, "", "This program was moved or replaced since it was started. Run the command again.\n"}));
+            (Outcome{1, "", "This program was moved or replaced after it started. Run the command again.\n"}));
   EXPECT_EQ(home.census(), census);
   start.arguments = {"disconnect", "claude"};
   EXPECT_EQ(run(start), (Outcome{0, home.disconnected("Claude", commandLine) + home.keptBeside(commandLine), ""}));
@@ -100,8 +100,8 @@ TEST(ConnectedProgram, isNotRegisteredWhenItIsGone) {
 }
 
 TEST(ConnectedProgram, isNotServedUntilTheRestIsSetUpWhichIsSaid) {
-  const std::string folder = "It is not known yet where the scripts are: \"kelvane settings library DIR\" says it.\n";
-  const std::string off = "The server is still switched off: \"kelvane settings enable\" switches it on.\n";
+  const std::string folder = "No script folder is set. Run: kelvane settings library DIR\n";
+  const std::string off = "The server is switched off. Run: kelvane settings enable\n";
   const struct {
     const char* description;
     const char* settings;

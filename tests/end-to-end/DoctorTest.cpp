@@ -29,13 +29,13 @@ class Doctor : public Home {
     printed({"connect", "codex"});
   }
 
-  std::string claude() const { return "ok     \"" + at(".claude.json") + "\" lets Claude start this program.\n"; }
-  std::string codex() const { return "ok     \"" + at(".codex/config.toml") + "\" lets Codex start this program.\n"; }
+  std::string claude() const { return "ok     \"" + at(".claude.json") + "\" makes Claude start this program.\n"; }
+  std::string codex() const { return "ok     \"" + at(".codex/config.toml") + "\" makes Codex start this program.\n"; }
 
   static constexpr const char* reading =
-      "ok     The server is switched on. AI clients may only read; \"kelvane settings allow-writes\" lets them "
-      "write.\n";
-  static constexpr const char* noHistory = "ok     There is no version history yet; the first change begins it.\n";
+      "ok     The server is switched on, and AI clients can only read. To let them write, run: kelvane settings "
+      "allow-writes\n";
+  static constexpr const char* noHistory = "ok     There is no version history yet. The first change creates it.\n";
   static constexpr const char* answers =
       "ok     Started as an AI client starts it, this program answers, with 6 tools.\n";
 
@@ -55,14 +55,14 @@ TEST_F(Doctor, findsAllRightAfterTheFirstCommandsAndChangesNothing) {
 TEST_F(Doctor, saysWhatToDoInAHomeWhereNothingIsSetUp) {
   EXPECT_EQ(kelvane({"doctor"}),
             (Outcome{1,
-                     "wrong  The server is switched off: \"kelvane settings enable\" switches it on.\n"
-                     "wrong  Say which folder holds the scripts: with --library DIR, or for good with \"kelvane "
-                     "settings library DIR\".\n"
-                     "wrong  Claude does not start this program: \"kelvane connect claude\" registers it in \"" +
+                     "wrong  The server is switched off. Run: kelvane settings enable\n"
+                     "wrong  No script folder is set. Give one with --library DIR, or run: kelvane settings "
+                     "library DIR\n"
+                     "wrong  Claude does not start this program. To register it in \"" +
                          at(".claude.json") +
-                         "\".\n"
-                         "wrong  Codex does not start this program: \"kelvane connect codex\" registers it in \"" +
-                         at(".codex/config.toml") + "\".\n",
+                         "\", run: kelvane connect claude\n"
+                         "wrong  Codex does not start this program. To register it in \"" +
+                         at(".codex/config.toml") + "\", run: kelvane connect codex\n",
                      ""}));
 }
 
@@ -71,7 +71,7 @@ TEST_F(Doctor, tellsOfWritesAndTheirHistory) {
   printed({"settings", "allow-writes"});
   printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
   const std::string output = printed({"doctor"});
-  EXPECT_THAT(output, StartsWith("ok     The server is switched on, and AI clients may change scripts.\n"));
+  EXPECT_THAT(output, StartsWith("ok     The server is switched on, and AI clients can change scripts.\n"));
   EXPECT_THAT(output, HasSubstr("ok     The version history is sound: 1 version of 1 script.\n"));
   EXPECT_THAT(output, HasSubstr("answers, with 17 tools.\n"));
 }
@@ -80,13 +80,12 @@ TEST_F(Doctor, findsNothingWrongWithSwitchesThatNoClientGoesBy) {
   home.put("Scripts/Talk.md", "hello");
   printed({"settings", "library", at("Scripts")});
   home.put(".claude.json", entry("[\"serve\",\"--library\",\"" + at("Scripts") + "\",\"--allow-writes\"]"));
-  EXPECT_EQ(printed({"doctor"}),
-            "note   The server is switched off: \"kelvane settings enable\" switches it on.\n" + holds("1 script") +
-                noHistory + "ok     \"" + at(".claude.json") +
-                "\" lets Claude start this program with \"serve --library " + at("Scripts") +
-                " --allow-writes\", which answers, with 17 tools.\n"
-                "note   Codex does not start this program: \"kelvane connect codex\" registers it in \"" +
-                at(".codex/config.toml") + "\".\n");
+  EXPECT_EQ(printed({"doctor"}), "note   The server is switched off. Run: kelvane settings enable\n" +
+                                     holds("1 script") + noHistory + "ok     \"" + at(".claude.json") +
+                                     "\" makes Claude start this program with \"serve --library " + at("Scripts") +
+                                     " --allow-writes\", which answers, with 17 tools.\n"
+                                     "note   Codex does not start this program. To register it in \"" +
+                                     at(".codex/config.toml") + "\", run: kelvane connect codex\n");
 }
 
 TEST_F(Doctor, looksAtTheLibraryThatIsTyped) {
@@ -128,62 +127,55 @@ TEST_P(Ailing, isFoundAndSaid) {
 
 const Ailment ailments[] = {
     {"theLibraryIsGone", [](const Folder& home) { std::filesystem::rename(home / "Scripts", home / "Moved"); },
-     "wrong  There is no folder \"HOME/Scripts\": give one that exists with \"kelvane settings library DIR\".", 1,
-     false},
+     "wrong  There is no folder \"HOME/Scripts\". Give an existing one: kelvane settings library DIR.", 1, false},
     {"anotherProgramIsRegistered",
      [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"/bin/sh"}}})"); },
-     "wrong  \"HOME/.claude.json\" lets Claude start \"/bin/sh\", which is not this program: \"kelvane connect "
-     "claude\" "
-     "registers this one."},
+     "wrong  \"HOME/.claude.json\" makes Claude start \"/bin/sh\", which is not this program. Run: kelvane connect "
+     "claude"},
     {"whatIsRegisteredIsGone",
      [](const Folder& home) { home.put(".codex/config.toml", "[mcp_servers.kelvane]\ncommand = \"/gone\"\n"); },
-     "wrong  \"HOME/.codex/config.toml\" lets Codex start \"/gone\", which is not there: \"kelvane connect codex\" "
-     "registers this one."},
+     "wrong  \"HOME/.codex/config.toml\" makes Codex start \"/gone\", which does not exist. Run: kelvane connect "
+     "codex"},
     {"aRelativePathIsRegistered",
      [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"kelvane"}}})"); },
-     "wrong  \"HOME/.claude.json\" lets Claude start \"kelvane\", which is no absolute path: \"kelvane connect "
-     "claude\" "
-     "registers this one."},
+     "wrong  \"HOME/.claude.json\" makes Claude start \"kelvane\", which is not an absolute path. Run: kelvane connect "
+     "claude"},
     {"aLinkToThisProgramIsRegistered",
      [](const Folder& home) {
        std::filesystem::create_symlink(KELVANE_PROGRAM, home / "link");
        home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":")" + home.text() + R"(/link"}}})");
      },
-     "ok     \"HOME/.claude.json\" lets Claude start this program, as \"HOME/link\".", 0},
+     "ok     \"HOME/.claude.json\" makes Claude start this program, as \"HOME/link\".", 0},
     {"theArgumentsAreWrong", [](const Folder& home) { home.put(".claude.json", entry("[\"serve\", \"--bad\"]")); },
-     "wrong  \"HOME/.claude.json\" lets Claude start this program with \"serve --bad\", which does not answer. It "
-     "said: "
-     "\"kelvane serve\" has no option \"--bad\". \"kelvane serve --help\" says what there is."},
+     "wrong  \"HOME/.claude.json\" makes Claude start this program with \"serve --bad\", which does not answer. It "
+     "said: \"kelvane serve\" has no option \"--bad\". Run: kelvane serve --help"},
     {"theArgumentsInTOMLAreWrong",
      [](const Folder& home) {
        home.put(".codex/config.toml", "mcp_servers.kelvane = { args = [\"serve\", \"--library\"], command = \"" +
                                           std::filesystem::canonical(KELVANE_PROGRAM).native() + "\" }\n");
      },
-     "wrong  \"HOME/.codex/config.toml\" lets Codex start this program with \"serve --library\", which does not "
-     "answer. "
-     "It said: \"kelvane serve\" was not understood (--library: 1 required DIR missing). \"kelvane serve --help\" says "
-     "how it is used."},
+     "wrong  \"HOME/.codex/config.toml\" makes Codex start this program with \"serve --library\", which does not "
+     "answer. It said: --library needs a folder: --library DIR."},
     {"theArgumentsNameALibrary",
      [](const Folder& home) { home.put(".claude.json", entry("[\"serve\",\"--library\",\"/usr\"]")); },
-     "ok     \"HOME/.claude.json\" lets Claude start this program with \"serve --library /usr\", which answers, with 6 "
-     "tools.",
+     "ok     \"HOME/.claude.json\" makes Claude start this program with \"serve --library /usr\", which answers, with "
+     "6 tools.",
      0},
     {"aCommandForgesALine",
      [](const Folder& home) { home.put(".claude.json", R"({"mcpServers":{"kelvane":{"command":"/x\nok\u001b"}}})"); },
-     "wrong  \"HOME/.claude.json\" lets Claude start \"/x\xEF\xBF\xBDok\xEF\xBF\xBD\", which is not there: \"kelvane "
-     "connect "
-     "claude\" registers this one."},
+     "wrong  \"HOME/.claude.json\" makes Claude start \"/x\xEF\xBF\xBDok\xEF\xBF\xBD\", which does not exist. Run: "
+     "kelvane connect claude"},
     {"oneClientIsNotConnected", [](const Folder& home) { home.put(".claude.json", "{}"); },
-     "note   Claude does not start this program: \"kelvane connect claude\" registers it in \"HOME/.claude.json\".", 0},
+     "note   Claude does not start this program. To register it in \"HOME/.claude.json\", run: kelvane connect claude",
+     0},
     {"theDesktopAppIsNotConnected",
      [](const Folder& home) { home.put(".config/Claude/claude_desktop_config.json", ""); },
-     "note   Claude does not start this program: \"kelvane connect claude\" registers it in "
-     "\"HOME/.config/Claude/claude_desktop_config.json\".",
+     "note   Claude does not start this program. To register it in \"HOME/.config/Claude/claude_desktop_config.json\", "
+     "run: kelvane connect claude",
      0},
     {"aConfigurationIsNoJSON", [](const Folder& home) { home.put(".claude.json", "{\n  // mine\n}"); },
      "wrong  \"HOME/.claude.json\": The file is not JSON: it cannot be read from line 2, column 3 on. It was left as "
-     "it "
-     "is; mend it there and try again."},
+     "it is; mend it there and try again."},
     {"theHistoryIsDamaged",
      [](const Folder& home) { home.put("Scripts/.kelvane/history.sqlite", std::string(8192, 'x')); },
      "wrong  The version history of this library (.kelvane/history.sqlite) is damaged, so it cannot be read. Move that "
@@ -192,38 +184,37 @@ const Ailment ailments[] = {
      [](const Folder& home) {
        home.put(".codex/config.toml", home.bytes(".codex/config.toml") + "enabled = false # for now\n");
      },
-     "wrong  \"HOME/.codex/config.toml\" registers this program but has it switched off, so Codex does not start it. "
-     "Take "
-     "\"enabled = false\" out there, or write the entry anew. Run: kelvane connect codex"},
+     "wrong  \"HOME/.codex/config.toml\" registers this program but disables it, so Codex does not start it. Remove "
+     "\"enabled = false\" there, or rewrite the entry. Run: kelvane connect codex"},
     {"theEntryInTOMLSetsAnotherHome",
      [](const Folder& home) {
        home.put(".codex/config.toml", home.bytes(".codex/config.toml") + "env = { HOME = \"/elsewhere\" }\n");
      },
-     "wrong  \"HOME/.codex/config.toml\" lets Codex start this program with HOME set to \"/elsewhere\", so it does not "
-     "read your settings. Take HOME out there, or write the entry anew. Run: kelvane connect codex"},
+     "wrong  \"HOME/.codex/config.toml\" makes Codex start this program with HOME set to \"/elsewhere\", so it does "
+     "not read your settings. Remove HOME there, or rewrite the entry. Run: kelvane connect codex"},
     {"theEntryInJSONSetsAnotherHome",
      [](const Folder& home) { home.put(".claude.json", entry("[\"serve\"],\"env\":{\"A\":\"b\",\"HOME\":\"\"}")); },
-     "wrong  \"HOME/.claude.json\" lets Claude start this program with HOME set to \"\", so it does not read your "
-     "settings. Take HOME out there, or write the entry anew. Run: kelvane connect claude"},
+     "wrong  \"HOME/.claude.json\" makes Claude start this program with HOME set to \"\", so it does not read your "
+     "settings. Remove HOME there, or rewrite the entry. Run: kelvane connect claude"},
     {"theEntrySetsTheSameHome",
      [](const Folder& home) {
        home.put(".claude.json", entry("[],\"env\":{\"HOME\":\"" + home.text() + "/Scripts/..\"}"));
      },
-     "ok     \"HOME/.claude.json\" lets Claude start this program.", 0},
+     "ok     \"HOME/.claude.json\" makes Claude start this program.", 0},
     {"theEntrySetsAnotherHomeAndNamesItsLibrary",
      [](const Folder& home) {
        home.put(".claude.json", entry("[\"serve\",\"--library=/usr\"],\"env\":{\"HOME\":\"/elsewhere\"}"));
      },
-     "ok     \"HOME/.claude.json\" lets Claude start this program with \"serve --library=/usr\", which answers, with 6 "
-     "tools.",
+     "ok     \"HOME/.claude.json\" makes Claude start this program with \"serve --library=/usr\", which answers, with "
+     "6 tools.",
      0},
     {"theFileThatTheCommandLineReadsInsteadHoldsNoEntry",
      [](const Folder& home) { home.put(".claude/.config.json", "{}"); },
-     "note   Claude does not start this program: \"kelvane connect claude\" registers it in "
-     "\"HOME/.claude/.config.json\".",
+     "note   Claude does not start this program. To register it in \"HOME/.claude/.config.json\", run: kelvane connect "
+     "claude",
      0},
     {"aNameIsNotUTF8", [](const Folder& home) { home.put("Scripts/\xFF.md", "x"); },
-     "note   1 name in it cannot be listed, being no UTF-8. Rename the files for AI clients to see them.", 0},
+     "note   1 name in it is not UTF-8 and cannot be listed. Rename the files so that AI clients see them.", 0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Ailments, Ailing, testing::ValuesIn(ailments),
@@ -243,8 +234,8 @@ TEST_F(Doctor, startsNothingButAServerWhateverAnEntrySays) {
     const Outcome outcome = kelvane({"doctor"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.output,
-                HasSubstr("\nwrong  \"" + at(".claude.json") + "\" lets Claude start this program with \"" + arguments +
-                          "\", which does not serve. Run: kelvane connect claude\n"));
+                HasSubstr("\nwrong  \"" + at(".claude.json") + "\" makes Claude start this program with \"" +
+                          arguments + "\", which does not serve. Run: kelvane connect claude\n"));
     ASSERT_EQ(home.census(), before) << "the first of them would be seen before one starts processes without end";
   }
 }
@@ -256,8 +247,8 @@ TEST_F(Doctor, countsTheSwitchesForAClientWhoseLinesAreAllThatCanBeRead) {
   printed({"settings", "disable"});
   const std::string named = kelvane({"doctor"}).output;
   EXPECT_THAT(named, StartsWith("wrong  The server is switched off"));
-  EXPECT_THAT(named,
-              HasSubstr(" It was left as it is; mend it there and try again. Its lines register this program.\n"));
+  EXPECT_THAT(
+      named, HasSubstr(" It was left as it is; mend it there and try again. It contains an entry for this program.\n"));
   home.put(".codex/config.toml", "oops\n");
   EXPECT_THAT(kelvane({"doctor"}).output, StartsWith("note   The server is switched off"));
 }
@@ -274,25 +265,24 @@ TEST_F(Doctor, looksAtALibraryThatIsTypedWithoutAHome) {
   asking.program = home / "kelvane";
   asking.home = "";
   asking.asUnknown = true;
-  EXPECT_EQ(
-      run(asking),
-      (Outcome{0,
-               "note   There is no home folder, so there are no settings and no AI client is set up. Let HOME name "
-               "one.\n" +
-                   holds("1 script") + noHistory + answers,
-               ""}));
+  EXPECT_EQ(run(asking),
+            (Outcome{0,
+                     "note   There is no home folder, so there are no settings and no AI client is set up. Set HOME to "
+                     "one.\n" +
+                         holds("1 script") + noHistory + answers,
+                     ""}));
   asking.arguments = {"doctor"};
   const Outcome outcome = run(asking);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.errors, "");
-  EXPECT_THAT(outcome.output, StartsWith("wrong  There is no home folder to keep settings in: let HOME name one.\n"));
+  EXPECT_THAT(outcome.output, StartsWith("wrong  There is no home folder to keep the settings in. Set HOME to one.\n"));
   // A client's own folder is found without one.
   home.put("own/config.toml", "");
   asking.environment.push_back("CODEX_HOME=" + at("own"));
-  EXPECT_THAT(run(asking).output, HasSubstr("\"" + at("own/config.toml") + "\".\n"));
+  EXPECT_THAT(run(asking).output, HasSubstr("\"" + at("own/config.toml") + "\", run: kelvane connect codex\n"));
   asking.arguments = {"connect", "claude"};
   EXPECT_EQ(run(asking),
-            (Outcome{1, "", "There is no home folder to look for a client's configuration in: let HOME name one.\n"}));
+            (Outcome{1, "", "There is no home folder to look for the client's configuration in. Set HOME to one.\n"}));
 }
 
 // A folder that may be written to and not entered is of no use.
@@ -307,7 +297,7 @@ TEST_F(Doctor, saysThatTheFoldersOfALibraryToBeWrittenCannotBeEntered) {
   asking.asNobody = true;
   EXPECT_THAT(run(asking).output,
               HasSubstr("but \"" + at("Scripts/.kelvane") +
-                        "\" cannot be written, because the system does not permit it. Let your user write there"));
+                        "\" cannot be written, because the system does not permit it. Allow your user to write there"));
 }
 
 TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
@@ -315,8 +305,8 @@ TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
   printed({"call", "update_script", "id=Talk.md", "text=new", "note=n", "--allow-writes"});
   const std::string holds = "\"" + at("Scripts") + "\" holds 2 scripts, but \"";
   const std::string refused =
-      "\" cannot be written, because the system does not permit it. Let your user write there, or say \"kelvane "
-      "settings read-only\".\n";
+      "\" cannot be written, because the system does not permit it. Allow your user to write there, or run: kelvane "
+      "settings read-only\n";
   for (const char* name : {"Scripts", "Scripts/.kelvane", "Scripts/.kelvane/lock", "Scripts/.kelvane/history.sqlite"}) {
     SCOPED_TRACE(name);
     home.giveToNobody();
@@ -327,7 +317,7 @@ TEST_F(Doctor, saysThatALibraryToBeWrittenCannotBe) {
     printed({"settings", "read-only"});
     home.giveToNobody();
     EXPECT_THAT(run(asking).output,
-                HasSubstr("ok     \"" + at("Scripts") + "\" can be read, though not written, and holds 2 scripts.\n"));
+                HasSubstr("ok     \"" + at("Scripts") + "\" can be read but not written, and holds 2 scripts.\n"));
     printed({"settings", "allow-writes"});
     home.giveToNobody();
     const Outcome outcome = run(asking);

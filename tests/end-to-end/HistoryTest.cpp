@@ -76,7 +76,7 @@ TEST_F(HistoryAtHand, showsMomentsInThePersonsTimeZone) {
 }
 
 TEST_F(HistoryAtHand, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
-  EXPECT_EQ(list({}), "Nothing was kept in this library yet.\n");
+  EXPECT_EQ(list({}), "This library has no saved versions yet.\n");
   put("one");
   home.put("Scripts/Talks/Other.md", "one");
   home.put("Scripts/Talks/Never changed.md", "one");
@@ -88,7 +88,7 @@ TEST_F(HistoryAtHand, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
             "versions  newest               script\n"
             "       2  MOMENT  Talk.md\n"
             "       1  MOMENT  Talks/Other.md (gone)\n");
-  EXPECT_EQ(list({"Talks/Never changed"}), "Nothing was kept of \"Talks/Never changed.md\" yet.\n");
+  EXPECT_EQ(list({"Talks/Never changed"}), "\"Talks/Never changed.md\" has no saved versions yet.\n");
 }
 
 TEST_F(HistoryAtHand, showsAVersionsExactBytes) {
@@ -111,11 +111,11 @@ TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
   put("first\r\n\xFF");
   replace("second", "n");
   EXPECT_EQ(printed({"restore", "Talk", "1"}),
-            "\"Talk.md\" is as it was in version 1 again.\nThe text that it replaced is version 2.\n");
+            "\"Talk.md\" is restored to version 1.\nThe replaced text is version 2.\n");
   EXPECT_EQ(present(), "first\r\n\xFF");
   EXPECT_THAT(list({"Talk"}), HasSubstr("2  MOMENT      1      6      -2  Before — restoring version 1\n"));
   EXPECT_EQ(printed({"restore", "Talk.md", "2"}),
-            "\"Talk.md\" is as it was in version 2 again.\nThe text that it replaced is version 3.\n");
+            "\"Talk.md\" is restored to version 2.\nThe replaced text is version 3.\n");
   EXPECT_EQ(present(), "second");
 }
 
@@ -127,7 +127,7 @@ TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << quorvel::fnv1a("Talk.md")
        << "-0123456789abcdef-0";
   home.put(name.str(), "left over");
-  EXPECT_THAT(printed({"restore", "Talk", "1"}), HasSubstr("The text that it replaced is version 2.\n"));
+  EXPECT_THAT(printed({"restore", "Talk", "1"}), HasSubstr("The replaced text is version 2.\n"));
   EXPECT_EQ(printed({"show", "Talk", "2"}), "second");
   EXPECT_EQ(printed({"show", "Talk", "3"}), "left over");
 }
@@ -137,7 +137,7 @@ TEST_F(HistoryAtHand, restoringWhatIsThereChangesNothing) {
   replace("second", "n");
   put("first");
   const auto before = home.census();
-  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is what it was in version 1: nothing to change.\n");
+  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is the same as version 1. No change is needed.\n");
   EXPECT_EQ(home.census(), before);
 }
 
@@ -145,7 +145,7 @@ TEST_F(HistoryAtHand, restoringOverAnEmptyTextKeepsNoneOfIt) {
   put("first");
   replace("second", "n");
   put("");
-  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is as it was in version 1 again.\n");
+  EXPECT_EQ(printed({"restore", "Talk", "1"}), "\"Talk.md\" is restored to version 1.\n");
   EXPECT_EQ(present(), "first");
   EXPECT_THAT(list({"Talk"}), StartsWith("1 version of"));
 }
@@ -158,7 +158,7 @@ TEST_F(HistoryAtHand, putsBackAScriptThatIsGoneWithItsFolders) {
               StartsWith("1 version of \"Talks/Old/Talk.md\", which is gone, newest first\n"));
   EXPECT_EQ(printed({"show", "Talks/Old/Talk", "1"}), "first");
   EXPECT_EQ(printed({"restore", "Talks/Old/Talk", "1"}),
-            "\"Talks/Old/Talk.md\" was gone and is there again, as it was in version 1.\n");
+            "\"Talks/Old/Talk.md\" was gone. It is restored to version 1.\n");
   EXPECT_EQ(home.bytes("Scripts/Talks/Old/Talk.md"), "first");
   EXPECT_THAT(list({"Talks/Old/Talk"}), StartsWith("1 version of \"Talks/Old/Talk.md\", newest first\n"));
 }
@@ -174,10 +174,10 @@ TEST_F(HistoryAtHand, reachesScriptsThatHadTheSameNameEarlier) {
             "    1.1  MOMENT      1      5          Before — n\n");
   EXPECT_EQ(list({}),
             "versions  newest               script\n"
-            "       1  MOMENT  Talk.md (an earlier one: 1.1 and on)\n");
+            "       1  MOMENT  Talk.md (an earlier script of this name: version 1.1 and up)\n");
   EXPECT_EQ(printed({"show", "Talk", "1.1"}), "first");
   EXPECT_EQ(printed({"restore", "Talk", "1.1"}),
-            "\"Talk.md\" is as it was in version 1.1 again.\nThe text that it replaced is version 1.\n");
+            "\"Talk.md\" is restored to version 1.1.\nThe replaced text is version 1.\n");
   EXPECT_EQ(present(), "first");
   EXPECT_EQ(printed({"show", "Talk", "1"}), "another");
 }
@@ -227,8 +227,8 @@ TEST_F(HistoryAtHand, refusesWhatIsNotThereAndChangesNothing) {
   put("first");
   replace("second", "n");
   std::filesystem::create_directory(home / "Scripts/Folder.md");
-  const std::string list = " \"kelvane history\" lists the scripts of which something was kept.\n";
-  const std::string numbers = ": \"kelvane history SCRIPT\" lists them.\n";
+  const std::string list = " To list all scripts with saved versions, run: kelvane history\n";
+  const std::string numbers = ". To list them, run: kelvane history SCRIPT\n";
   const struct {
     std::vector<std::string> arguments;
     int status;
@@ -237,25 +237,23 @@ TEST_F(HistoryAtHand, refusesWhatIsNotThereAndChangesNothing) {
       {{"history", "Other"}, 1, "Nothing at \"Other.md\"." + list},
       {{"history", "../Talk"}, 1, "\"../Talk.md\" is not inside the library." + list},
       {{"history", "Folder"}, 1, "\"Folder.md\" is a folder, not a script." + list},
-      {{"history", "a", "b"},
-       2,
-       "\"kelvane history\" has no use for \"b\". \"kelvane history --help\" says what there is.\n"},
-      {{"show", "Talk", "2"}, 1, "\"Talk.md\" has no version 2: \"kelvane history SCRIPT\" lists those that it has.\n"},
+      {{"history", "a", "b"}, 2, "\"kelvane history\" does not take \"b\". Run: kelvane history --help\n"},
+      {{"show", "Talk", "2"}, 1, "\"Talk.md\" has no version 2. To list its versions, run: kelvane history SCRIPT\n"},
       {{"show", "Talk", "1.1"},
        1,
-       "\"Talk.md\" has no version 1.1: \"kelvane history SCRIPT\" lists those that it has.\n"},
-      {{"show", "Talk", "first"}, 2, "\"first\" is no version's number" + numbers},
-      {{"show", "Talk", "0"}, 2, "\"0\" is no version's number" + numbers},
-      {{"show", "Talk", "99999999999999999999"}, 2, "\"99999999999999999999\" is no version's number" + numbers},
-      {{"show", "Talk"}, 2, "Say which version: \"kelvane history SCRIPT\" lists their numbers.\n"},
+       "\"Talk.md\" has no version 1.1. To list its versions, run: kelvane history SCRIPT\n"},
+      {{"show", "Talk", "first"}, 2, "\"first\" is not a version's number" + numbers},
+      {{"show", "Talk", "0"}, 2, "\"0\" is not a version's number" + numbers},
+      {{"show", "Talk", "99999999999999999999"}, 2, "\"99999999999999999999\" is not a version's number" + numbers},
+      {{"show", "Talk"}, 2, "Say which version. To list them, run: kelvane history SCRIPT\n"},
       {{"show"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
       {{"show", "", "1"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
       {{"restore"}, 2, "Say which script and which version, such as \"Talks/Opening\" 3.\n"},
       {{"restore", "Talk", "7"},
        1,
-       "\"Talk.md\" has no version 7: \"kelvane history SCRIPT\" lists those that it has.\n"},
+       "\"Talk.md\" has no version 7. To list its versions, run: kelvane history SCRIPT\n"},
       {{"restore", "Other", "1"}, 1, "Nothing at \"Other.md\"." + list},
-      {{"restore", "Talk", "-1"}, 2, "\"-1\" is no version's number" + numbers},
+      {{"restore", "Talk", "-1"}, 2, "\"-1\" is not a version's number" + numbers},
   };
   for (const auto& [arguments, status, sentence] : cases) {
     EXPECT_EQ(kelvane(arguments), (Outcome{status, "", sentence})) << testing::PrintToString(arguments);
@@ -339,8 +337,8 @@ TEST_F(HistoryAtHand, waitsForTheLibrarysLockToRestore) {
   put("what the one with the lock wrote");
   ::close(lock);
   EXPECT_EQ(restoring.finish(), (Outcome{0,
-                                         "\"Talk.md\" is as it was in version 1 again.\n"
-                                         "The text that it replaced is version 2.\n",
+                                         "\"Talk.md\" is restored to version 1.\n"
+                                         "The replaced text is version 2.\n",
                                          ""}));
   EXPECT_EQ(printed({"show", "Talk", "2"}), "what the one with the lock wrote");
 }

@@ -55,7 +55,7 @@ TEST(LibraryFolder, thatIsTheWholeDiskEndsTheServerAtOnce) {
                                     {(folder / "link").native(), (folder / "link").native()}}) {
     EXPECT_EQ(run({"call", "list_scripts", "--library", typed}),
               (Outcome{1, "",
-                       '"' + path + "\" is the whole disk: give the folder that holds the scripts with --library.\n"}));
+                       '"' + path + "\" is the whole disk. Give the folder that holds the scripts: --library DIR.\n"}));
     expectRefused(Start{.arguments = {"serve", "--library", typed}}, path);
   }
 }

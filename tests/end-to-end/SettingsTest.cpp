@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr const char* switchedOff = "The server is switched off: \"kelvane settings enable\" switches it on.\n";
+constexpr const char* switchedOff = "The server is switched off. Run: kelvane settings enable\n";
 
 class Settings : public Home {
  protected:
@@ -46,7 +46,7 @@ TEST_F(Settings, decideWhatAnAIClientGets) {
        "on",
        "not allowed",
        "none",
-       "Say which folder holds the scripts: with --library DIR, or for good with \"kelvane settings library DIR\".\n"},
+       "No script folder is set. Give one with --library DIR, or run: kelvane settings library DIR\n"},
       {{"library", library}, "on", "not allowed", library, "6 tools"},
       {{"allow-writes"}, "on", "allowed", library, "17 tools"},
       {{"allow-writes"}, "on", "allowed", library, "17 tools"},
@@ -83,16 +83,16 @@ TEST_F(Settings, areReadHoweverTheyAreWritten) {
       {"{\"MCPEnabled\":true," + folder + "}", switchedOff},
       {"", switchedOff},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"Scripts\"}",
-       "The settings name the library \"Scripts\", which is no absolute path: set it with \"kelvane settings library "
-       "DIR\".\n"},
+       "The settings name the library \"Scripts\", which is not an absolute path. Run: kelvane settings library "
+       "DIR\n"},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at("Scripts") + "\\u0000/x\"}",
        "The settings name the library \"" + at("Scripts") +
-           "\xEF\xBF\xBD/x\", which is no absolute path: set it with \"kelvane settings library DIR\".\n"},
+           "\xEF\xBF\xBD/x\", which is not an absolute path. Run: kelvane settings library DIR\n"},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at("gone") + "\"}",
-       "There is no folder \"" + at("gone") + "\": give one that exists with \"kelvane settings library DIR\".\n"},
+       "There is no folder \"" + at("gone") + "\". Give an existing one: kelvane settings library DIR.\n"},
       {"{\"mcpEnabled\":true,\"libraryFolder\":\"" + at(settingsFile) + "\"}",
        "\"" + at(settingsFile) +
-           "\" is not a folder: give the folder that holds the scripts with \"kelvane settings library DIR\".\n"},
+           "\" is not a folder. Give the folder that holds the scripts: kelvane settings library DIR.\n"},
       {"{\"mcpEnabled\":true",
        "The settings in \"" + at(settingsFile) +
            "\" are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it. " +
@@ -111,8 +111,8 @@ TEST_F(Settings, thatAreDamagedAreShownAsSuchAndCopiedBeforeTheyAreSet) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, shown("off", "not allowed", "none"));
   EXPECT_THAT(outcome.errors, HasSubstr("are damaged"));
-  EXPECT_EQ(printed({"settings", "enable"}), "The settings were damaged. What the file held is in \"" +
-                                                 at(settingsFile) + ".damaged\" now.\n" +
+  EXPECT_EQ(printed({"settings", "enable"}), "The settings were damaged. Their old text is now in \"" +
+                                                 at(settingsFile) + ".damaged\".\n" +
                                                  shown("on", "not allowed", "none"));
   EXPECT_EQ(home.bytes(std::string(settingsFile) + ".damaged"), "{oops");
 }
@@ -147,7 +147,7 @@ TEST_F(Settings, takeAFolderThatBeginsWithADashBehindTwo) {
   typing.arguments = {"settings", "library", "--", "--help"};
   EXPECT_EQ(run(typing), (Outcome{1, "",
                                   "There is no folder \"" + at("--help") +
-                                      "\": give one that exists with \"kelvane settings library DIR\".\n"}));
+                                      "\". Give an existing one: kelvane settings library DIR.\n"}));
   typing.arguments = {"settings", "--", "library", "-dash"};
   EXPECT_EQ(run(typing).status, 0);
 }
@@ -158,18 +158,17 @@ TEST_F(Settings, refuseTheCurrentFolderWhenItIsNotThereAnyMore) {
   std::filesystem::remove(home / "gone");
   Start typing = start({"settings", "library", "."});
   typing.folder = "/proc/self/fd/" + std::to_string(folder);
-  EXPECT_EQ(run(typing), (Outcome{1, "", "The current folder is not there any more: give the folder's whole path.\n"}));
+  EXPECT_EQ(run(typing), (Outcome{1, "", "The current folder no longer exists. Give the folder's absolute path.\n"}));
   ::close(folder);
 }
 
 TEST_F(Settings, refuseAFolderThatIsNone) {
   home.put("file", "");
   const std::pair<std::string, std::string> cases[] = {
-      {at("gone"),
-       "There is no folder \"" + at("gone") + "\": give one that exists with \"kelvane settings library DIR\".\n"},
+      {at("gone"), "There is no folder \"" + at("gone") + "\". Give an existing one: kelvane settings library DIR.\n"},
       {at("file"), "\"" + at("file") +
-                       "\" is not a folder: give the folder that holds the scripts with \"kelvane settings library "
-                       "DIR\".\n"},
+                       "\" is not a folder. Give the folder that holds the scripts: kelvane settings library "
+                       "DIR.\n"},
   };
   for (const auto& [typed, sentence] : cases) {
     EXPECT_EQ(kelvane({"settings", "library", typed}), (Outcome{1, "", sentence}));
@@ -196,7 +195,7 @@ TEST_F(Settings, thatCannotBeWrittenAreASentence) {
 }
 
 TEST_F(Settings, doNotGuess) {
-  const std::string help = " \"kelvane settings --help\" says what there is.\n";
+  const std::string help = " Run: kelvane settings --help\n";
   const struct {
     std::vector<std::string> arguments;
     std::string sentence;
@@ -204,10 +203,10 @@ TEST_F(Settings, doNotGuess) {
       {{"enabel"}, "There is no \"kelvane settings enabel\". Did you mean \"enable\"?\n"},
       {{"frobnicate"}, "There is no \"kelvane settings frobnicate\"." + help},
       {{""}, "There is no \"kelvane settings \"." + help},
-      {{"enable", "now"}, "\"kelvane settings enable\" has no use for \"now\".\n"},
+      {{"enable", "now"}, "\"kelvane settings enable\" does not take \"now\"." + help},
       {{"library"}, "Say which folder holds the scripts: kelvane settings library DIR.\n"},
       {{"library", ""}, "Say which folder holds the scripts: kelvane settings library DIR.\n"},
-      {{"library", "a", "b"}, "\"kelvane settings library\" has no use for \"b\".\n"},
+      {{"library", "a", "b"}, "\"kelvane settings library\" does not take \"b\"." + help},
       {{"--library", "a"}, "\"kelvane settings\" has no option \"--library\"." + help},
   };
   for (const auto& [arguments, sentence] : cases) {
@@ -225,7 +224,7 @@ TEST_F(Settings, doNotBindServeAndCall) {
   printed({"settings", "enable"});
   printed({"settings", "allow-writes"});
   const Outcome outcome = kelvane({"call", "create_script", "name=New"});
-  EXPECT_EQ(outcome, (Outcome{2, "", "The tool \"create_script\" changes scripts and needs --allow-writes.\n"}));
+  EXPECT_EQ(outcome, (Outcome{2, "", "The tool \"create_script\" changes scripts. Add --allow-writes.\n"}));
   Client reading(start({"serve"}));
   EXPECT_THAT(reading.tools(), SizeIs(6));
   reading.finish();

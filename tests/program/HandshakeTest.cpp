@@ -124,7 +124,7 @@ TEST_F(Handshake, startsNothingButAServer) {
     std::filesystem::remove(started);
     EXPECT_EQ(areOfAServer(row.arguments), row.serves);
     EXPECT_EQ(outcome(program, row.arguments),
-              row.serves ? "2 tools" : "It was not started, because these arguments do not serve.");
+              row.serves ? "2 tools" : "It was not started, because its arguments do not start a server.");
     EXPECT_EQ(std::filesystem::exists(started), row.serves);
   }
 }

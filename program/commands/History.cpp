@@ -1,36 +1,15 @@
-#include "program/History.h"
-
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/Unicode.h"
 #include "program/Process.h"
-#include "program/ScriptHistory.h"
+#include "program/ScriptVersion.h"
 #include "program/Wording.h"
+#include "program/commands/Commands.h"
 
-namespace kelvane {
+namespace kelvane::commands {
 namespace {
-
-constexpr std::string_view help =
-    R"(Lists what was kept of a script, newest first; without a script, all the scripts of which something was kept.
-
-Usage: kelvane history [SCRIPT] [--library DIR]
-
-  SCRIPT            The script, such as "Talks/Opening"; its ".md" may be left out. It may be gone.
-  --library DIR     The folder that holds the scripts; without it, the one of the settings.
-  -h, --help        Print this.
-
-A version keeps its number whatever is added later; "kelvane show" and "kelvane restore" take it. "change" is how many
-bytes it has more or less than the version below it. Versions of scripts that had the same name earlier are numbered
-1.1, 1.2 and so on for the first of them.
-)";
-
-struct HistoryOptions {
-  std::string script;
-  LibraryOptions library;
-};
 
 using Row = std::vector<std::string>;
 
@@ -69,11 +48,11 @@ void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>&
 }
 
 int listVersions(const std::string& typed, const OpenedLibrary& opened) {
-  const NamedScript script = scriptNamed(typed, opened);
+  const FoundScript script = findScript(typed, opened);
   const std::string name = inQuotes(script.identifier);
   const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
   if (histories.empty()) {
-    print("Nothing was kept of " + name + " yet.\n");
+    print(name + " has no saved versions yet.\n");
     return done;
   }
   std::vector<Row> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
@@ -91,28 +70,42 @@ int listScripts(const OpenedLibrary& opened) {
   for (const quorvel::HistoryOfScript& each : opened.history->scripts()) {
     std::string name = onOneLine(each.identifier);
     if (each.earlier > 0) {
-      name += " (an earlier one: " + std::to_string(each.earlier) + ".1 and on)";
-    } else if (!isThere(each.identifier, opened)) {
+      name += " (an earlier script of this name: version " + std::to_string(each.earlier) + ".1 and up)";
+    } else if (!isFileAt(each.identifier, opened)) {
       name += " (gone)";
     }
     rows.push_back({std::to_string(each.versions), shown(each.newest), name});
   }
-  print(rows.size() == 1 ? std::string("Nothing was kept in this library yet.\n") : table(rows, 1));
+  print(rows.size() == 1 ? std::string("This library has no saved versions yet.\n") : table(rows, 1));
   return done;
 }
 
-int history(const HistoryOptions& options) {
-  const OpenedLibrary opened = options.library.open();
-  return options.script.empty() ? listScripts(opened) : listVersions(options.script, opened);
+int run(const Arguments& arguments) {
+  const OpenedLibrary opened = openLibraryOf(arguments);
+  const std::string script = arguments.word(0);
+  return script.empty() ? listScripts(opened) : listVersions(script, opened);
 }
+
+constexpr Word words[] = {scriptWord};
+constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
-void addHistory(CLI::App& program, Action& chosen) {
-  const auto options = std::make_shared<HistoryOptions>();
-  CLI::App& command = addCommand(program, "history", help, chosen, [options] { return history(*options); });
-  command.add_option("SCRIPT", options->script);
-  options->library.addLibraryTo(command);
-}
+constinit const Command historyCommand = {
+    .name = "history",
+    .summary = "List the saved versions of a script.",
+    .about =
+        "Lists the saved versions of a script, newest first. Without a script, lists all scripts that have some. The "
+        "script itself may be gone.",
+    .usage = "[SCRIPT]",
+    .mostWords = 1,
+    .words = words,
+    .options = options,
+    .notes =
+        "A version keeps its number whatever is added later. \"kelvane show\" and \"kelvane restore\" take it. "
+        "\"change\" is how many bytes it has more or less than the version below it. The versions of an earlier "
+        "script of the same name have numbers with a dot: 1.1, 1.2 and so on for the first such script.",
+    .run = run,
+};
 
-}  // namespace kelvane
+}  // namespace kelvane::commands

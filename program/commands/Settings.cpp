@@ -1,42 +1,30 @@
-#include "program/Settings.h"
-
 #include <algorithm>
 #include <filesystem>
-#include <memory>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "platform/FileSystem.h"
-#include "program/LibraryOptions.h"
 #include "program/Nearest.h"
+#include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Wording.h"
+#include "program/commands/Commands.h"
 
-namespace kelvane {
+namespace kelvane::commands {
 namespace {
 
-constexpr std::string_view help =
-    R"(Shows or changes what an AI client gets that starts kelvane.
-
-Usage: kelvane settings [show | enable | disable | allow-writes | read-only | library DIR]
-
-  show           Print the settings and where they are kept; the same without a word.
-  enable         Switch the server on.
-  disable        Switch it off: an AI client that starts kelvane is refused.
-  allow-writes   Offer the tools that change scripts too. What they replace is kept in the history.
-  read-only      Offer only the tools that read.
-  library DIR    Serve the scripts in this folder.
-  -h, --help     Print this.
-
-A change counts for servers that are started from then on: restart the AI client that runs one.
-)";
-
-using Words = std::vector<std::string>;
-
-const Words actions = {"show", "enable", "disable", "allow-writes", "read-only", "library"};
+constexpr Word words[] = {
+    {"show", "Print the settings and where they are kept. This is the default."},
+    {"enable", "Switch the server on."},
+    {"disable", "Switch the server off: AI clients that start kelvane are refused."},
+    {"allow-writes", "Offer the tools that change scripts too. The history keeps what they replace."},
+    {"read-only", "Offer only the tools that read."},
+    {"library DIR", "Serve the scripts in this folder."},
+};
 
 std::string shown(const OwnSettings& settings) {
   const Preferences preferences = settings.preferences();
@@ -52,7 +40,7 @@ std::string shown(const OwnSettings& settings) {
   return text;
 }
 
-int show(const OwnSettings& settings) {
+int showAll(const OwnSettings& settings) {
   const auto problem = settings.problem();
   print(shown(settings));
   if (problem) complain(*problem);
@@ -63,7 +51,7 @@ int show(const OwnSettings& settings) {
 template <class Value>
 int change(const OwnSettings& settings, std::string_view key, const Value& value) {
   const auto copy = quorvel::FileDefaults(settings.store().file()).set(key, value);
-  if (copy) print("The settings were damaged. What the file held is in " + inQuotes(copy->native()) + " now.\n");
+  if (copy) print("The settings were damaged. Their old text is now in " + inQuotes(copy->native()) + ".\n");
   print(shown(OwnSettings()));
   return done;
 }
@@ -71,27 +59,31 @@ int change(const OwnSettings& settings, std::string_view key, const Value& value
 int changeLibrary(const OwnSettings& settings, const std::string& folder) {
   std::error_code error;
   if (std::filesystem::path(folder).is_relative() && std::filesystem::current_path(error).empty()) {
-    throw std::runtime_error("The current folder is not there any more: give the folder's whole path.");
+    throw std::runtime_error("The current folder no longer exists. Give the folder's absolute path.");
   }
   const std::filesystem::path root = filesystem::standardized(folder);
-  openLibrary(root, "with \"kelvane settings library DIR\"");
+  openLibrary(root, "kelvane settings library DIR");
   return change(settings, OwnSettings::libraryFolderKey, std::string_view(root.native()));
 }
 
 [[noreturn]] void refuse(const std::string& action) {
-  const std::string meant = suggestion(action, actions);
+  std::vector<std::string> names;
+  for (const Word& word : words) names.emplace_back(word.name.substr(0, word.name.find(' ')));
+  const std::string meant = suggestion(action, names);
   throw UsageError("There is no \"kelvane settings " + action + "\"." +
-                   (meant.empty() ? " \"kelvane settings --help\" says what there is." : meant));
+                   (meant.empty() ? " Run: kelvane settings --help" : meant));
 }
 
-int settings(const Words& words) {
-  const std::string action = words.empty() ? "show" : words.front();
-  if (std::find(actions.begin(), actions.end(), action) == actions.end()) refuse(action);
+int run(const Arguments& arguments) {
+  const std::string action = arguments.words.empty() ? "show" : arguments.word(0);
+  const auto isAction = [&](const Word& word) { return word.name.substr(0, word.name.find(' ')) == action; };
+  if (std::none_of(std::begin(words), std::end(words), isAction)) refuse(action);
   const std::size_t wanted = action == "library" ? 2 : 1;
-  if (words.size() > wanted) {
-    throw UsageError("\"kelvane settings " + action + "\" has no use for \"" + words[wanted] + "\".");
+  if (arguments.words.size() > wanted) {
+    throw UsageError("\"kelvane settings " + action + "\" does not take " + inQuotes(arguments.word(wanted)) +
+                     ". Run: kelvane settings --help");
   }
-  if (action == "library" && (words.size() < wanted || words.back().empty())) {
+  if (action == "library" && arguments.word(1).empty()) {
     throw UsageError("Say which folder holds the scripts: kelvane settings library DIR.");
   }
   const OwnSettings settings;
@@ -99,23 +91,21 @@ int settings(const Words& words) {
   if (action == "disable") return change(settings, Preferences::enabledKey, false);
   if (action == "allow-writes") return change(settings, Preferences::allowsWritesKey, true);
   if (action == "read-only") return change(settings, Preferences::allowsWritesKey, false);
-  if (action == "library") return changeLibrary(settings, words.back());
-  return show(settings);
+  if (action == "library") return changeLibrary(settings, arguments.word(1));
+  return showAll(settings);
 }
 
 }  // namespace
 
-void addSettings(CLI::App& program, Action& chosen) {
-  // As two options, each of which waits for its first word: so what stands behind "--" is a word, whatever its first
-  // character is.
-  const auto action = std::make_shared<Words>(), more = std::make_shared<Words>();
-  CLI::App& command = addCommand(program, "settings", help, chosen, [action, more] {
-    Words words = *action;
-    words.insert(words.end(), more->begin(), more->end());
-    return settings(words);
-  });
-  command.add_option("ACTION", *action)->expected(1)->allow_extra_args(false);
-  command.add_option("DIR", *more);
-}
+constinit const Command settingsCommand = {
+    .name = "settings",
+    .summary = "Set the folder of scripts, switch the server on or off, let AI clients write.",
+    .about = "Shows or changes what AI clients get when they start kelvane.",
+    .usage = "[show | enable | disable | allow-writes | read-only | library DIR]",
+    .mostWords = Command::anyNumber,
+    .words = words,
+    .notes = "A change applies to servers that start after it. Restart an AI client that is running.",
+    .run = run,
+};
 
-}  // namespace kelvane
+}  // namespace kelvane::commands

@@ -1,4 +1,4 @@
-#include "program/ScriptHistory.h"
+#include "program/ScriptVersion.h"
 
 #include <exception>
 #include <stdexcept>
@@ -6,6 +6,7 @@
 
 #include "platform/FileSystem.h"
 #include "program/Process.h"
+#include "program/Wording.h"
 #include "scripttools/Resolution.h"
 
 namespace kelvane {
@@ -21,7 +22,7 @@ std::vector<std::string> identifiersFor(const std::string& typed, const std::str
 
 }  // namespace
 
-NamedScript scriptNamed(const std::string& typed, const OpenedLibrary& opened) {
+FoundScript findScript(const std::string& typed, const OpenedLibrary& opened) {
   const auto& [library, history] = opened;
   std::exception_ptr notThere;
   const std::vector<std::string> identifiers = identifiersFor(typed, '.' + library->fileExtension());
@@ -41,31 +42,26 @@ NamedScript scriptNamed(const std::string& typed, const OpenedLibrary& opened) {
   } catch (const std::exception& error) {
     std::string what = error.what();
     if (!what.ends_with('.')) what += '.';
-    throw std::runtime_error(what + " \"kelvane history\" lists the scripts of which something was kept.");
+    throw std::runtime_error(what + " To list all scripts with saved versions, run: kelvane history");
   }
 }
 
-bool isThere(const std::string& identifier, const OpenedLibrary& opened) {
+bool isFileAt(const std::string& identifier, const OpenedLibrary& opened) {
   return filesystem::entry(pathOf(identifier, *opened.library)) == filesystem::EntryKind::file;
 }
 
-void VersionOptions::addTo(CLI::App& command) {
-  command.add_option("SCRIPT", script);
-  command.add_option("VERSION", version);
-  library.addLibraryTo(command);
-}
-
-quorvel::VersionNumber VersionOptions::number() const {
-  if (script.empty()) throw UsageError("Say which script and which version, such as \"Talks/Opening\" 3.");
-  if (version.empty()) throw UsageError("Say which version: \"kelvane history SCRIPT\" lists their numbers.");
+quorvel::VersionNumber versionIn(const Arguments& arguments) {
+  const std::string version = arguments.word(1);
+  if (arguments.word(0).empty()) throw UsageError("Say which script and which version, such as \"Talks/Opening\" 3.");
+  if (version.empty()) throw UsageError("Say which version. To list them, run: kelvane history SCRIPT");
   if (const auto number = quorvel::VersionNumber::parse(version)) return *number;
-  throw UsageError("\"" + version + "\" is no version's number: \"kelvane history SCRIPT\" lists them.");
+  throw UsageError(inQuotes(version) + " is not a version's number. To list them, run: kelvane history SCRIPT");
 }
 
-std::string textOf(quorvel::VersionNumber version, const NamedScript& script, const OpenedLibrary& opened) {
+std::string textOf(quorvel::VersionNumber version, const FoundScript& script, const OpenedLibrary& opened) {
   if (auto text = opened.history->text(script.identifier, version)) return *std::move(text);
-  throw std::runtime_error("\"" + script.identifier + "\" has no version " + version.text() +
-                           ": \"kelvane history SCRIPT\" lists those that it has.");
+  throw std::runtime_error(inQuotes(script.identifier) + " has no version " + version.text() +
+                           ". To list its versions, run: kelvane history SCRIPT");
 }
 
 }  // namespace kelvane

@@ -1,12 +1,9 @@
-#include "program/Doctor.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -18,29 +15,18 @@
 #include "program/AIClient.h"
 #include "program/ClientFile.h"
 #include "program/Handshake.h"
-#include "program/LibraryOptions.h"
+#include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Wording.h"
+#include "program/commands/Commands.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/history/OwnFolder.h"
 #include "quorvel/settings/FileDefaults.h"
 #include "quorvel/settings/FileReading.h"
 
-namespace kelvane {
+namespace kelvane::commands {
 namespace {
-
-constexpr std::string_view help =
-    R"(Looks at all that must be right for an AI client to work on the scripts: a line for each thing, with what to do where
-something is not right. Nothing is changed.
-
-Usage: kelvane doctor [--library DIR]
-
-  --library DIR     The folder that holds the scripts; without it, the one of the settings.
-  -h, --help        Print this.
-
-The status is 0 when nothing is wrong, and 1 otherwise.
-)";
 
 constexpr std::chrono::seconds patience(20);
 
@@ -51,17 +37,17 @@ class Findings {
   void remark(const std::string& sentences) { say("note   ", sentences); }
   void wrong(const std::string& sentences) {
     say("wrong  ", sentences);
-    anythingWrong_ = true;
+    isAnythingWrong_ = true;
   }
 
-  bool anythingWrong() const noexcept { return anythingWrong_; }
+  bool isAnythingWrong() const noexcept { return isAnythingWrong_; }
 
  private:
   static void say(std::string_view mark, const std::string& sentences) {
     print(std::string(mark).append(onOneLine(sentences)).append("\n"));
   }
 
-  bool anythingWrong_ = false;
+  bool isAnythingWrong_ = false;
 };
 
 /// What one of a client's files says of our entry.
@@ -88,7 +74,7 @@ Entry entryIn(std::filesystem::path file, const AIClient& client, const std::str
   } catch (const ConfigRefused& error) {
     entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
     entry.isInLines = client.names(executable, text);
-    if (entry.isInLines) entry.problem += " Its lines register this program.";
+    if (entry.isInLines) entry.problem += " It contains an entry for this program.";
   } catch (const std::exception& error) {
     entry.problem = error.what();
   }
@@ -116,13 +102,13 @@ void lookAtSwitches(const OwnSettings& settings, bool theyCount, Findings& findi
   if (const auto problem = settings.problem()) findings.wrong(*problem);
   const Preferences preferences = settings.preferences();
   if (!preferences.isEnabled()) {
-    const std::string off = "The server is switched off: \"kelvane settings enable\" switches it on.";
-    theyCount ? findings.wrong(off) : findings.remark(off);
+    theyCount ? findings.wrong(OwnSettings::serverIsOff) : findings.remark(OwnSettings::serverIsOff);
   } else if (preferences.allowsWrites()) {
-    findings.right("The server is switched on, and AI clients may change scripts.");
+    findings.right("The server is switched on, and AI clients can change scripts.");
   } else {
     findings.right(
-        "The server is switched on. AI clients may only read; \"kelvane settings allow-writes\" lets them write.");
+        "The server is switched on, and AI clients can only read. To let them write, run: kelvane settings "
+        "allow-writes");
   }
 }
 
@@ -151,9 +137,9 @@ std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) 
   return std::nullopt;
 }
 
-std::optional<OpenedLibrary> lookAtLibrary(const LibraryOptions& options, bool isToBeWritten, Findings& findings) {
+std::optional<OpenedLibrary> lookAtLibrary(const Arguments& arguments, bool isToBeWritten, Findings& findings) {
   try {
-    OpenedLibrary opened = options.open();
+    OpenedLibrary opened = openLibraryOf(arguments);
     const quorvel::FolderLibrary& library = *opened.library;
     const std::string folder = inQuotes(library.root().native());
     const std::string scripts = counted(countOfScripts(library), "script");
@@ -162,13 +148,13 @@ std::optional<OpenedLibrary> lookAtLibrary(const LibraryOptions& options, bool i
       findings.right(folder + " can be read and written, and holds " + scripts + ".");
     } else if (isToBeWritten) {
       findings.wrong(folder + " holds " + scripts + ", but " + *obstacle +
-                     ". Let your user write there, or say \"kelvane settings read-only\".");
+                     ". Allow your user to write there, or run: kelvane settings read-only");
     } else {
-      findings.right(folder + " can be read, though not written, and holds " + scripts + ".");
+      findings.right(folder + " can be read but not written, and holds " + scripts + ".");
     }
     if (const std::size_t count = library.countOfUnlistableNames(); count > 0) {
-      findings.remark(counted(static_cast<std::int64_t>(count), "name") +
-                      " in it cannot be listed, being no UTF-8. Rename the files for AI clients to see them.");
+      findings.remark(counted(static_cast<std::int64_t>(count), "name") + (count == 1 ? " in it is" : " in it are") +
+                      " not UTF-8 and cannot be listed. Rename the files so that AI clients see them.");
     }
     return opened;
   } catch (const std::exception& error) {
@@ -185,7 +171,7 @@ void lookAtHistory(const quorvel::History& history, Findings& findings) {
     const std::vector<quorvel::HistoryOfScript> scripts = history.scripts();
     std::int64_t versions = 0;
     for (const quorvel::HistoryOfScript& script : scripts) versions += script.versions;
-    findings.right(scripts.empty() ? std::string("There is no version history yet; the first change begins it.")
+    findings.right(scripts.empty() ? std::string("There is no version history yet. The first change creates it.")
                                    : "The version history is sound: " + counted(versions, "version") + " of " +
                                          counted(static_cast<std::int64_t>(scripts.size()), "script") + ".");
   } catch (const std::exception& error) {
@@ -202,10 +188,10 @@ std::string answer(const std::string& executable, const std::vector<std::string>
 // What keeps our entry from starting this program, as the end of a sentence; nothing when it starts it.
 std::string faultOf(const std::string& command, const std::string& executable) {
   // A relative path is another file in every folder that a client starts in.
-  if (!std::filesystem::path(command).is_absolute()) return "no absolute path";
+  if (!std::filesystem::path(command).is_absolute()) return "is not an absolute path";
   std::error_code error;
   if (std::filesystem::equivalent(command, executable, error)) return {};
-  return std::filesystem::exists(command, error) ? "not this program" : "not there";
+  return std::filesystem::exists(command, error) ? "is not this program" : "does not exist";
 }
 
 // Whether what the entry starts takes its settings from another home than ours; with a library of its own it takes
@@ -221,23 +207,22 @@ bool readsOtherSettings(const Entry& entry) {
 }
 
 void lookAtEntry(const Entry& entry, const std::string& executable, Findings& findings) {
-  const std::string starts = inQuotes(entry.file.native()) + " lets " + std::string(entry.client->title) + " start ";
+  const std::string starts = inQuotes(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
   if (!fault.empty()) {
-    findings.wrong(starts + inQuotes(*entry.command) + ", which is " + fault + ": \"kelvane connect " +
-                   std::string(entry.client->name) + "\" registers this one.");
+    findings.wrong(starts + inQuotes(*entry.command) + ", which " + fault + ". Run: kelvane connect " +
+                   std::string(entry.client->name));
     return;
   }
-  const std::string anew = "or write the entry anew. Run: kelvane connect " + std::string(entry.client->name);
+  const std::string anew = "or rewrite the entry. Run: kelvane connect " + std::string(entry.client->name);
   if (entry.isSwitchedOff) {
-    findings.wrong(inQuotes(entry.file.native()) + " registers this program but has it switched off, so " +
-                   std::string(entry.client->title) + " does not start it. Take \"enabled = false\" out there, " +
-                   anew);
+    findings.wrong(inQuotes(entry.file.native()) + " registers this program but disables it, so " +
+                   std::string(entry.client->title) + " does not start it. Remove \"enabled = false\" there, " + anew);
     return;
   }
   if (readsOtherSettings(entry)) {
     findings.wrong(starts + "this program with HOME set to " + inQuotes(*entry.home) +
-                   ", so it does not read your settings. Take HOME out there, " + anew);
+                   ", so it does not read your settings. Remove HOME there, " + anew);
     return;
   }
   const std::string alias = *entry.command == executable ? "" : ", as " + inQuotes(*entry.command);
@@ -268,9 +253,9 @@ void lookAtClients(const std::vector<Entry>& entries, const std::string& executa
   }
   for (const Entry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
-    const std::string missing = std::string(entry.client->title) + " does not start this program: \"kelvane connect " +
-                                std::string(entry.client->name) + "\" registers it in " +
-                                inQuotes(entry.file.native()) + ".";
+    const std::string missing = std::string(entry.client->title) + " does not start this program. To register it in " +
+                                inQuotes(entry.file.native()) + ", run: kelvane connect " +
+                                std::string(entry.client->name);
     anyRegistered ? findings.remark(missing) : findings.wrong(missing);
   }
 }
@@ -289,36 +274,42 @@ void shakeHands(const std::string& executable, const std::vector<std::string>& a
   }
 }
 
-int doctor(const LibraryOptions& options) {
+int run(const Arguments& arguments) {
   Findings findings;
   const OwnSettings settings;
   const std::string executable = ownExecutable();
   const std::vector<Entry> entries = entriesOfAllClients(executable);
-  if (homeFolder() || options.folder.empty() || !entries.empty()) {
+  if (homeFolder() || !arguments.has(libraryOption) || !entries.empty()) {
     lookAtSwitches(settings, dependOnSettings(entries), findings);
   } else {
-    findings.remark("There is no home folder, so there are no settings and no AI client is set up. Let HOME name one.");
+    findings.remark("There is no home folder, so there are no settings and no AI client is set up. Set HOME to one.");
   }
-  const auto opened = lookAtLibrary(options, settings.preferences().allowsWrites(), findings);
+  const auto opened = lookAtLibrary(arguments, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);
   for (const Entry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
   if (const auto file = quorvel::FileDefaults::domain(quorvel::FileDefaults::applicationDomain))
     lookAtLeftovers(file->copies(), findings);
-  if (!options.folder.empty() && opened) {
-    shakeHands(executable, {"serve", "--library", options.folder}, findings);
+  if (arguments.has(libraryOption) && opened) {
+    shakeHands(executable, {"serve", std::string(libraryOption.name), arguments.value(libraryOption)}, findings);
   } else if (opened && settings.preferences().isEnabled()) {
     shakeHands(executable, {}, findings);
   }
-  return findings.anythingWrong() ? failed : done;
+  return findings.isAnythingWrong() ? failed : done;
 }
+
+constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
-void addDoctor(CLI::App& program, Action& chosen) {
-  const auto options = std::make_shared<LibraryOptions>();
-  CLI::App& command = addCommand(program, "doctor", help, chosen, [options] { return doctor(*options); });
-  options->addLibraryTo(command);
-}
+constinit const Command doctorCommand = {
+    .name = "doctor",
+    .summary = "Check the setup, with a fix for each problem.",
+    .about =
+        "Checks everything an AI client needs, one line per check, with a fix for each problem. It changes nothing.",
+    .options = options,
+    .notes = "The exit status is 0 if everything is fine, and 1 otherwise.",
+    .run = run,
+};
 
-}  // namespace kelvane
+}  // namespace kelvane::commands

@@ -1,8 +1,10 @@
-#include "program/LibraryOptions.h"
+#include "program/OpenedLibrary.h"
 
 #include <stdexcept>
+#include <string>
 
 #include "platform/FileSystem.h"
+#include "program/Wording.h"
 
 namespace kelvane {
 namespace {
@@ -10,16 +12,16 @@ namespace {
 void requireFolder(const std::filesystem::path& folder, std::string_view howToGiveIt) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(folder, error);
-  const std::string name = "\"" + folder.native() + "\"";
-  const std::string how = std::string(howToGiveIt) + '.';
+  const std::string name = inQuotes(folder.native());
+  const std::string how = ": " + std::string(howToGiveIt) + '.';
   if (status.type() == std::filesystem::file_type::not_found) {
-    throw std::runtime_error("There is no folder " + name + ": give one that exists " + how);
+    throw std::runtime_error("There is no folder " + name + ". Give an existing one" + how);
   }
   if (std::filesystem::status_known(status) && !std::filesystem::is_directory(status)) {
-    throw std::runtime_error(name + " is not a folder: give the folder that holds the scripts " + how);
+    throw std::runtime_error(name + " is not a folder. Give the folder that holds the scripts" + how);
   }
   if (filesystem::resolvingSymbolicLinks(folder) == folder.root_path()) {  // whose items no identifier names
-    throw std::runtime_error(name + " is the whole disk: give the folder that holds the scripts " + how);
+    throw std::runtime_error(name + " is the whole disk. Give the folder that holds the scripts" + how);
   }
 }
 
@@ -36,22 +38,12 @@ OpenedLibrary openLibrary(const std::filesystem::path& folder, std::string_view 
 }
 
 OpenedLibrary openLibraryOf(const OwnSettings& settings) {
-  return openLibrary(settings.libraryFolder(), "with \"kelvane settings library DIR\"");
+  return openLibrary(settings.libraryFolder(), "kelvane settings library DIR");
 }
 
-void LibraryOptions::addLibraryTo(CLI::App& command) {
-  command.add_option("--library", folder)->type_name("DIR")->check([](const std::string& typed) {
-    return std::string(typed.empty() ? "DIR is empty" : "");
-  });
-}
-
-void LibraryOptions::addTo(CLI::App& command) {
-  addLibraryTo(command);
-  command.add_flag("--allow-writes", allowsWrites)->disable_flag_override();
-}
-
-OpenedLibrary LibraryOptions::open() const {
-  return folder.empty() ? openLibraryOf(OwnSettings()) : openLibrary(folder, "with --library");
+OpenedLibrary openLibraryOf(const Arguments& arguments) {
+  if (!arguments.has(libraryOption)) return openLibraryOf(OwnSettings());
+  return openLibrary(arguments.value(libraryOption), usageOf(libraryOption));
 }
 
 }  // namespace kelvane
