@@ -3,7 +3,6 @@
 namespace kelvane {
 namespace {
 
-constexpr std::string_view serversKey = "mcpServers";
 constexpr std::string_view commandKey = "command";
 
 /// The members of an object; none for any other value, or for no value.

@@ -17,6 +17,9 @@ namespace kelvane {
 struct ClaudeConfig {
   ClaudeConfig() = delete;
 
+  /// The member of the document that holds the servers.
+  static constexpr std::string_view serversKey = "mcpServers";
+
   /// The member of "mcpServers" that is ours.
   static constexpr std::string_view serverName = "kelvane";
 

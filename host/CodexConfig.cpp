@@ -13,10 +13,14 @@ std::string commandAssignment(std::string_view command) {
 
 }  // namespace
 
+std::string CodexConfig::header() {
+  return std::string("[").append(serversKey).append(".").append(serverName).append("]");
+}
+
 std::string CodexConfig::adding(std::string_view command, std::string_view to) {
   std::string text = removing(to);
   if (!text.empty()) text += "\n\n";
-  return text.append("[mcp_servers.kelvane]\nargs = []\n").append(commandAssignment(command)).append("\n");
+  return text.append(header()).append("\nargs = []\n").append(commandAssignment(command)).append("\n");
 }
 
 std::string CodexConfig::removing(std::string_view from) {

@@ -21,8 +21,14 @@ namespace kelvane {
 struct CodexConfig {
   CodexConfig() = delete;
 
+  /// The table that holds the servers.
+  static constexpr std::string_view serversKey = "mcp_servers";
+
   /// The table below "mcp_servers" that is ours.
   static constexpr std::string_view serverName = "kelvane";
+
+  /// Our table's header: "[mcp_servers.kelvane]".
+  static std::string header();
 
   /// The text without our tables, wherever they stood, and a blank line and our table for this command at its end; that
   /// table alone when nothing else is left. The command is written as it is: one with quotes or backslashes is not read

@@ -1,14 +1,13 @@
 #include "host/CodexLines.h"
 
 #include <algorithm>
+#include <string>
 
+#include "host/CodexConfig.h"
 #include "platform/Unicode.h"
 
 namespace kelvane {
 namespace {
-
-constexpr std::string_view ownedHeader = "[mcp_servers.kelvane]";
-constexpr std::string_view ownedHeaderPrefix = "[mcp_servers.kelvane.";
 
 /// Where the line that starts at `begin` ends: at its line break or at the end of the text.
 std::size_t lineEnd(std::string_view text, std::size_t begin) noexcept {
@@ -25,13 +24,15 @@ bool beginsWith(std::string_view text, std::string_view prefix) noexcept {
 }  // namespace
 
 std::vector<CodexLine> codexLines(std::string_view text) {
+  const std::string header = CodexConfig::header();
+  const std::string headerBelow = header.substr(0, header.size() - 1) + '.';
   std::vector<CodexLine> lines;
   bool isOwned = false;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = lineEnd(text, begin);
     const std::string_view line = text.substr(begin, end - begin);
     const std::string_view trimmed = unicode::trimmingBlanks(line);
-    if (beginsWith(trimmed, "[")) isOwned = trimmed == ownedHeader || beginsWith(trimmed, ownedHeaderPrefix);
+    if (beginsWith(trimmed, "[")) isOwned = trimmed == header || beginsWith(trimmed, headerBelow);
     lines.push_back({line, isOwned});
     begin = end + 1;
   }

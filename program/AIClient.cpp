@@ -14,7 +14,7 @@ namespace {
 
 using Files = std::vector<std::filesystem::path>;
 
-/// The folder that a variable names, else this one in the home, if there is one.
+/// The folder that a variable names, else this one in the home folder, if there is a home folder.
 std::optional<std::filesystem::path> folderOf(const char* variable, std::string_view below) {
   const char* named = std::getenv(variable);
   if (named != nullptr && *named != '\0') return named;
@@ -23,13 +23,13 @@ std::optional<std::filesystem::path> folderOf(const char* variable, std::string_
   return *home / below;
 }
 
-// A link counts though it leads nowhere: whoever made it wants the file where it points.
+// A link counts even if it leads nowhere: whoever made it wants the file at its target.
 bool isThere(const std::filesystem::path& file) {
   std::error_code error;
   return std::filesystem::exists(std::filesystem::symlink_status(file, error));
 }
 
-// The command line reads this one and no other where it is there: a link that leads nowhere is not.
+// If this file exists, the command line reads no other. A link that leads nowhere does not count.
 std::optional<std::filesystem::path> olderClaudeFile() {
   const auto folder = folderOf("CLAUDE_CONFIG_DIR", ".claude");
   std::error_code error;

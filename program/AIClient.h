@@ -10,16 +10,17 @@
 
 namespace kelvane {
 
-/// An AI client that can be told to start this program: where it keeps its configuration, and how that is edited.
+/// An AI client that can start this program: where its configuration is, and how to edit it.
 struct AIClient {
   std::string_view name;   ///< As it is typed: "claude".
   std::string_view title;  ///< As sentences have it: "Claude".
 
-  /// The files to register with, which are those that the client reads: all that exist, else the one to make. None
-  /// where they would be in the home folder and there is none.
+  /// The files that the client reads: all that exist, else the one to create. Empty if they would be in the home folder
+  /// and there is none.
   std::vector<std::filesystem::path> (*files)();
 
-  /// The operations of ClaudeConfigFile and CodexConfigFile. What one of the two does not have is never so.
+  /// The operations of ClaudeConfigFile or CodexConfigFile. A question that one of them does not have is answered with
+  /// false.
   ConfigEdit (*adding)(std::string_view command, std::string_view to);
   ConfigEdit (*removing)(std::string_view from);
   std::optional<std::string> (*command)(std::string_view in);
@@ -30,7 +31,7 @@ struct AIClient {
   std::string (*example)(std::string_view command);
 };
 
-/// All that are known.
+/// All known clients.
 const std::vector<AIClient>& aiClients();
 
 }  // namespace kelvane

@@ -9,7 +9,7 @@
 
 namespace kelvane {
 
-/// An AI client's configuration file. Its copies hold what it held before each change of ours: FILE.before-kelvane,
+/// An AI client's configuration file, with copies of its text from before each of our changes: FILE.before-kelvane,
 /// then FILE.before-kelvane-2 and so on.
 quorvel::FileCopies clientFile(const std::filesystem::path& file);
 

@@ -95,12 +95,12 @@ class Child {
     ::waitpid(id_, nullptr, 0);
   }
 
-  // Less than a pipe takes at once.
+  // The text is shorter than what a pipe takes at once.
   void send(std::string_view text) {
     try {
       writeAll(input_.get(), text);
     } catch (const std::system_error&) {
-      // It reads no more: its end tells why.
+      // It no longer reads. Its end tells why.
     }
     input_ = Descriptor();
   }
@@ -141,7 +141,7 @@ class Child {
   Descriptor input_, output_, errors_;
 };
 
-// The "result" of the reply with that id; nothing when there is none.
+// The "result" of the reply with that id; empty if there is none.
 std::optional<JSON> resultIn(std::string_view output, double id) {
   while (!output.empty()) {
     const std::size_t end = std::min(output.find('\n'), output.size());
@@ -154,7 +154,7 @@ std::optional<JSON> resultIn(std::string_view output, double id) {
   return std::nullopt;
 }
 
-// Why a process that said nothing on standard error is not one that served and ended.
+// Why a process that wrote nothing to standard error did not serve and end properly.
 std::string failedEnd(int status) {
   if (WIFSIGNALED(status)) return "It was ended by signal " + std::to_string(WTERMSIG(status)) + '.';
   return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0.";

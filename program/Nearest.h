@@ -7,11 +7,12 @@
 
 namespace kelvane {
 
-/// The name that was probably meant by one that is not among them: the first of those that fewest slips of the keyboard
-/// turn into it (a letter too many, missing, wrong, or two swapped), where that is at most one slip in three letters.
+/// The name that was probably meant by one that is not in the list: the one with the fewest typing errors (a letter too
+/// many, missing or wrong, or two swapped), if that is at most one error in three letters; of several, the first. Takes
+/// time proportional to the product of the lengths, and ignores a typed name that is too long to be meant.
 std::optional<std::string> nearest(std::string_view typed, const std::vector<std::string>& names);
 
-/// ` Did you mean "…"?` with the nearest name, or nothing at all where none is near.
+/// ` Did you mean "…"?` with the nearest name; empty if no name is near.
 std::string suggestion(std::string_view typed, const std::vector<std::string>& names);
 
 }  // namespace kelvane

@@ -11,8 +11,8 @@
 
 namespace kelvane {
 
-/// The settings of this program, as they stood when the value was made: the two switches of `Preferences`, and the
-/// folder of scripts. Damaged settings, and those of a person without a home folder, read as none.
+/// The settings of this program when this value was made: the two switches of `Preferences`, and the folder of scripts.
+/// Damaged settings, and those of a person without a home folder, count as empty.
 class OwnSettings {
  public:
   static constexpr std::string_view libraryFolderKey = "libraryFolder";

@@ -16,8 +16,8 @@
 namespace kelvane {
 namespace {
 
-// Takes the lowest free number, `descriptor`: the numbers below it are in use. A pipe rather than the null device,
-// which is not there in every sandbox and does not tell a writer that nobody reads.
+// Opens the lowest free number, which is `descriptor`: those below it are in use. It opens a pipe, because the null
+// device is missing in some sandboxes and does not tell a writer that nobody reads.
 void open(int descriptor) {
   int ends[2];
   if (::pipe(ends) != 0) return;
@@ -58,7 +58,7 @@ void complain(std::string_view sentences) noexcept {
   try {
     printError(onOneLine(sentences) + '\n');
   } catch (const std::bad_alloc&) {
-    // The exit status still says it.
+    // The exit status still tells it.
   }
 }
 
@@ -66,7 +66,7 @@ void printError(std::string_view lines) noexcept {
   try {
     writeAll(STDERR_FILENO, lines);
   } catch (const std::exception&) {
-    // The exit status still says it.
+    // The exit status still tells it.
   }
 }
 

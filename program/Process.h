@@ -9,32 +9,31 @@ namespace kelvane {
 /// How the program ends.
 enum ExitStatus : int { done = 0, failed = 1, wrongUsage = 2 };
 
-/// What was typed is no use of the program: `what()` is complete sentences that say what to type instead.
+/// What was typed does not fit the program: `what()` is complete sentences that say what to type instead.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// To be called before anything else, and before any file is opened.
+/// Must be called first, before any file is opened.
 ///
-/// A reader that goes away, and a file that grows beyond what the system allows, are failed writes from then on and not
-/// the end of the process. Standard input, output and
-/// error are open, so that no file of ours gets one of their numbers: a closed input has ended, a closed output is one
-/// whose reader is gone, and what is written to a closed error is dropped.
+/// After it, a write to a reader that went away, or beyond the largest file that the system allows, fails and does not
+/// end the process. Standard input, output and error are open, so no file of ours gets one of their numbers: a closed
+/// input has ended, a closed output has no reader, and what is written to a closed error is dropped.
 void prepareProcess();
 
 /// The absolute path of the file that this process runs, its links resolved. Throws an error with a complete sentence
-/// when it cannot be known, or the file is not there any more.
+/// if it is unknown, or the file no longer exists.
 std::filesystem::path ownExecutable();
 
-/// Writes to standard output. Throws std::system_error when it cannot be written.
+/// Writes to standard output. Throws std::system_error if that fails.
 void print(std::string_view text);
 
-/// Writes sentences and a line feed to standard error, as far as they can be written. The names and paths that they
-/// quote are other people's, so the sentences are shown on one line (program/Wording.h).
+/// Writes sentences and a line feed to standard error, and ignores failures. The names and paths in them are other
+/// people's, so the sentences are shown on one line (program/Wording.h).
 void complain(std::string_view sentences) noexcept;
 
-/// Writes lines to standard error as they are, as far as they can be written.
+/// Writes lines to standard error as they are, and ignores failures.
 void printError(std::string_view lines) noexcept;
 
 }  // namespace kelvane

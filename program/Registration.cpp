@@ -62,7 +62,7 @@ class Registration {
     }
     // A path that is not UTF-8 cannot be pasted either.
     if (isConnecting_ && unicode::isValidUTF8(executable_.native())) {
-      printError("Paste these lines into it:\n\n" + escaped(client_.example(executable_.native())) + '\n');
+      printError("Paste these lines into the file:\n\n" + escaped(client_.example(executable_.native())) + '\n');
     }
     return false;
   }

@@ -30,7 +30,7 @@ namespace {
 
 constexpr std::chrono::seconds patience(20);
 
-/// What was found, printed as it is found.
+/// The findings, each printed at once.
 class Findings {
  public:
   void right(const std::string& sentences) { say("ok     ", sentences); }
@@ -50,7 +50,7 @@ class Findings {
   bool isAnythingWrong_ = false;
 };
 
-/// What one of a client's files says of our entry.
+/// Our entry in one of a client's files.
 struct Entry {
   const AIClient* client;
   std::filesystem::path file;
@@ -58,8 +58,8 @@ struct Entry {
   std::vector<std::string> arguments = {};
   std::optional<std::string> home = {};  // what it sets HOME to
   bool isSwitchedOff = false;
-  std::string problem = {};  // complete sentences, where the file does not say it
-  bool isInLines = false;    // where it does not: that its lines register this program all the same
+  std::string problem = {};  // complete sentences, if the file cannot be read
+  bool isInLines = false;    // in that case, whether its lines still register this program
 };
 
 Entry entryIn(std::filesystem::path file, const AIClient& client, const std::string& executable) {
@@ -89,8 +89,8 @@ std::vector<Entry> entriesOfAllClients(const std::string& executable) {
   return entries;
 }
 
-// Whether a client gets what the settings say, or will once it is connected. One that starts us with arguments does
-// not.
+// Whether the settings apply to any client, now or once it is connected. They do not apply to one that starts us with
+// arguments.
 bool dependOnSettings(const std::vector<Entry>& entries) {
   const auto isRegistered = [](const Entry& entry) { return entry.command || entry.isInLines; };
   const auto isBare = [](const Entry& entry) { return entry.isInLines || (entry.command && entry.arguments.empty()); };
@@ -126,7 +126,7 @@ std::int64_t countOfScripts(const quorvel::FolderLibrary& library) {
   return count;
 }
 
-// Why a tool that writes could not, as the end of a sentence; nothing when it could. Leaves everything as it is.
+// Why a tool cannot write, as the end of a sentence; empty if it can. Changes nothing.
 std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) {
   const std::filesystem::path own = root / quorvel::ownFolderName;
   for (const std::filesystem::path& path : {root, own, own / "lock", own / "history.sqlite"}) {
@@ -185,17 +185,17 @@ std::string answer(const std::string& executable, const std::vector<std::string>
          ".";
 }
 
-// What keeps our entry from starting this program, as the end of a sentence; nothing when it starts it.
+// Why our entry does not start this program, as the end of a sentence; empty if it does.
 std::string faultOf(const std::string& command, const std::string& executable) {
-  // A relative path is another file in every folder that a client starts in.
+  // A relative path means another file in each folder that a client starts in.
   if (!std::filesystem::path(command).is_absolute()) return "is not an absolute path";
   std::error_code error;
   if (std::filesystem::equivalent(command, executable, error)) return {};
   return std::filesystem::exists(command, error) ? "is not this program" : "does not exist";
 }
 
-// Whether what the entry starts takes its settings from another home than ours; with a library of its own it takes
-// none.
+// Whether what the entry starts reads its settings from another home folder than ours. With a library of its own it
+// reads none.
 bool readsOtherSettings(const Entry& entry) {
   const auto namesLibrary = [](const std::string& word) {
     return word == "--library" || word.starts_with("--library=");

@@ -1,7 +1,6 @@
 #include "program/configuration/ClaudeConfigFile.h"
 
 #include "host/ClaudeConfig.h"
-#include "platform/Unicode.h"
 #include "platform/json/JSONText.h"
 #include "protocol/JSON.h"
 
@@ -11,11 +10,10 @@ namespace {
 using Kind = JSONText::Kind;
 using Value = JSONText::Value;
 
-constexpr std::string_view serversKey = "mcpServers";
+constexpr std::string_view serversKey = ClaudeConfig::serversKey;
 constexpr std::string_view entryKey = ClaudeConfig::serverName;
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-bool isBlank(std::string_view text) noexcept {
+bool isWhitespace(std::string_view text) noexcept {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
@@ -23,14 +21,14 @@ bool isBlank(std::string_view text) noexcept {
 JSONText read(std::string_view text) {
   auto document = JSONText::read(std::string(text));
   if (document) return *std::move(document);
-  throw ConfigRefused("The file is not JSON: it cannot be read from " + placeIn(text, *JSONText::fault(text)) +
-                      " on. It was left as it is; mend it there and try again.");
+  throw ConfigRefused("The file is not valid JSON at " + positionIn(text, *JSONText::fault(text)) +
+                      ". The file is unchanged. Fix it there and try again.");
 }
 
 /// What a value holds beyond what we write.
 void describe(const Value& entry, const JSONText& document, std::vector<std::string>& dropped) {
   if (entry.kind != Kind::object) {
-    dropped.push_back("The entry was no object: " + std::string(document.written(entry)));
+    dropped.push_back("The entry was not an object: " + std::string(document.written(entry)));
     return;
   }
   for (const JSONText::Member& member : document.members(entry)) {
@@ -50,20 +48,14 @@ std::optional<JSON> document(const JSONText& text) {
 /// Throws unless the new text says what it must and the old one stands in it but for [begin, end).
 void prove(const JSON& expected, std::size_t begin, std::size_t end, std::string_view before, std::string_view after) {
   const auto made = JSONText::read(std::string(after));
-  if (made && document(*made) == expected && differsOnlyWithin(begin, end, before, after)) return;
-  throw ConfigRefused(
-      "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
-      "hand.");
+  requireProof(made && document(*made) == expected && differsOnlyWithin(begin, end, before, after));
 }
 
 }  // namespace
 
 ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view to) {
-  if (!unicode::isValidUTF8(command)) {
-    throw ConfigRefused(
-        "The path of this program is not UTF-8, so no JSON file can hold it. Move the program to another folder.");
-  }
-  if (isBlank(to)) {
+  requireUTF8(command, "JSON");
+  if (isWhitespace(to)) {
     const std::string_view mark = to.substr(0, to.starts_with(byteOrderMark) ? byteOrderMark.size() : 0);
     return {std::string(mark).append(example(command)), {}};
   }
@@ -73,16 +65,16 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
   const JSON expected = ClaudeConfig::adding(command, old);
   if (old == expected) return {std::string(to), {}};
   ConfigEdit edit;
-  Value place = before.root();
-  if (place.kind != Kind::object) {
-    edit.dropped.push_back("The file held no object: " + std::string(before.written(place)));
+  Value replaced = before.root();
+  if (replaced.kind != Kind::object) {
+    edit.dropped.push_back("The file was not an object: " + std::string(before.written(replaced)));
   } else if (const auto servers = before.find({serversKey})) {
-    place = *servers;
-    if (place.kind != Kind::object) {
-      edit.dropped.push_back("\"mcpServers\" was no object: " + std::string(before.written(place)));
+    replaced = *servers;
+    if (replaced.kind != Kind::object) {
+      edit.dropped.push_back(quotedJSON(serversKey) + " was not an object: " + std::string(before.written(replaced)));
     } else if (const auto entry = before.find({serversKey, entryKey})) {
-      place = *entry;
-      describe(place, before, edit.dropped);
+      replaced = *entry;
+      describe(replaced, before, edit.dropped);
     }
   }
 
@@ -91,13 +83,13 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
   after.set({serversKey, entryKey, "args"}, "[]");
   after.set({serversKey, entryKey, "command"}, JSON(command).encoded());
   edit.text = after.text();
-  prove(expected, place.begin, place.end, to, edit.text);
+  prove(expected, replaced.begin, replaced.end, to, edit.text);
   return edit;
 }
 
 ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
   ConfigEdit edit{std::string(from), {}};
-  if (isBlank(from)) return edit;
+  if (isWhitespace(from)) return edit;
   const JSONText before = read(from);
   const auto servers = before.find({serversKey});
   if (!servers || servers->kind != Kind::object) return edit;
@@ -112,12 +104,12 @@ ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
 }
 
 std::optional<std::string> ClaudeConfigFile::command(std::string_view in) {
-  return isBlank(in) ? std::nullopt : ClaudeConfig::command(document(read(in)));
+  return isWhitespace(in) ? std::nullopt : ClaudeConfig::command(document(read(in)));
 }
 
 std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
   std::vector<std::string> arguments;
-  if (isBlank(in)) return arguments;
+  if (isWhitespace(in)) return arguments;
   const std::optional<JSON> root = document(read(in));
   const JSON* value = root ? &*root : nullptr;
   for (const std::string_view key : {serversKey, entryKey, std::string_view("args")}) {
@@ -131,10 +123,10 @@ std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
 }
 
 std::optional<std::string> ClaudeConfigFile::home(std::string_view in) {
-  if (isBlank(in)) return std::nullopt;
+  if (isWhitespace(in)) return std::nullopt;
   const JSONText document = read(in);
-  const auto place = document.find({serversKey, entryKey, "env", "HOME"});
-  return place && place->kind == Kind::string ? std::optional(document.string(*place)) : std::nullopt;
+  const auto value = document.find({serversKey, entryKey, "env", "HOME"});
+  return value && value->kind == Kind::string ? std::optional(document.string(*value)) : std::nullopt;
 }
 
 std::string ClaudeConfigFile::example(std::string_view command) {

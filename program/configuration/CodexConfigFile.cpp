@@ -12,8 +12,6 @@
 namespace kelvane {
 namespace {
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
 std::string replacingAll(std::string_view old, std::string_view fresh, std::string_view text) {
   std::string result;
   for (std::size_t at = 0; at < text.size();) {
@@ -50,17 +48,14 @@ class Lines {
 };
 
 void requireCommandThatStandsForItself(std::string_view command) {
-  if (!unicode::isValidUTF8(command)) {
-    throw ConfigRefused(
-        "The path of this program is not UTF-8, so no TOML file can hold it. Move the program to another folder.");
-  }
+  requireUTF8(command, "TOML");
   const bool isPlain = std::none_of(command.begin(), command.end(), [](char byte) {
     return byte == '"' || byte == '\\' || static_cast<unsigned char>(byte) < ' ' || byte == '\x7F';
   });
   if (isPlain) return;
   throw ConfigRefused(
-      "The path of this program holds a quote, a backslash or a control character, which would have to be written "
-      "differently in this file. Move the program to another folder, or paste the lines by hand.");
+      "The path of this program contains a quote, a backslash or a control character, which must be escaped in this "
+      "file. Move the program to another folder, or paste the lines by hand.");
 }
 
 TOMLText read(std::string_view text, const char* refusal) {
@@ -74,15 +69,8 @@ TOMLText read(std::string_view text, const char* refusal) {
 void requireNoEntry(const TOMLText& rest, const TOMLText& whole, std::string_view consequence) {
   if (!rest.entryLine()) return;
   throw ConfigRefused("The file registers \"kelvane\" at line " + std::to_string(whole.entryLine().value_or(1)) +
-                      " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a " +
-                      "comment, or line breaks of both kinds. " + std::string(consequence));
-}
-
-void requireProof(bool isProven) {
-  if (isProven) return;
-  throw ConfigRefused(
-      "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
-      "hand.");
+                      " in another form than ours: dotted keys, an inline table, a header with quotes, spaces or a " +
+                      "comment, or mixed line endings. " + std::string(consequence));
 }
 
 /// The lines that go, but for those that we write ourselves.
@@ -108,12 +96,12 @@ ConfigEdit CodexConfigFile::adding(std::string_view command, std::string_view to
   ConfigEdit edit{lines.back(CodexConfig::adding(command, lines.text())), {}};
   if (edit.text == to) return edit;
   constexpr const char* notAdded =
-      "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table "
-      "of "
-      "servers in a form that takes no others. It was left as it is; change it by hand.";
+      "With our lines changed, the file would no longer be valid TOML: they are inside a value, or the table of "
+      "servers "
+      "is in a form that takes no other server. The file is unchanged. Edit it by hand.";
   requireNoEntry(read(lines.back(CodexConfig::removing(lines.text())), notAdded), old,
-                 "A second entry would keep the client from starting, so the file was left as it is. Take that entry "
-                 "out by hand and try again.");
+                 "A second entry would keep the client from starting, so the file is unchanged. Remove that entry by "
+                 "hand and try again.");
   const TOMLText fresh = read(edit.text, notAdded);
   requireProof(fresh.registersOnly(command) && fresh.equalsBesidesEntry(old));
   edit.dropped = dropped(lines.text(), old);
@@ -130,9 +118,9 @@ ConfigEdit CodexConfigFile::removing(std::string_view from) {
     edit.dropped = dropped(lines.text(), old);
   }
   const TOMLText fresh = read(edit.text,
-                              "With our lines taken out, the file would not be TOML any more: it has them in the "
-                              "middle of a value. It was left as it is; take them out by hand.");
-  requireNoEntry(fresh, old, "The file was left as it is. Take that entry out by hand.");
+                              "With our lines removed, the file would no longer be valid TOML: they are inside a "
+                              "value. The file is unchanged. Remove them by hand.");
+  requireNoEntry(fresh, old, "The file is unchanged. Remove that entry by hand.");
   requireProof(fresh.equalsBesidesEntry(old));
   return edit;
 }
@@ -159,7 +147,8 @@ bool CodexConfigFile::names(std::string_view command, std::string_view in) {
 
 std::string CodexConfigFile::example(std::string_view command) {
   // TOML has the escapes of JSON, and wants one character more escaped.
-  return "[mcp_servers.kelvane]\nargs = []\ncommand = " + replacingAll("\x7F", "\\u007f", quotedJSON(command)) + "\n";
+  return CodexConfig::header() + "\nargs = []\ncommand = " + replacingAll("\x7F", "\\u007f", quotedJSON(command)) +
+         "\n";
 }
 
 }  // namespace kelvane

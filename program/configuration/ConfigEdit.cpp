@@ -6,12 +6,24 @@
 
 namespace kelvane {
 
-std::string placeIn(std::string_view text, std::size_t offset) {
+std::string positionIn(std::string_view text, std::size_t offset) {
   std::string_view before = text.substr(0, offset);
-  if (before.starts_with("\xEF\xBB\xBF")) before.remove_prefix(3);
+  if (before.starts_with(byteOrderMark)) before.remove_prefix(byteOrderMark.size());
   const auto line = 1 + std::count(before.begin(), before.end(), '\n');
   const std::size_t column = 1 + unicode::characterCount(before.substr(before.rfind('\n') + 1));
   return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+void requireUTF8(std::string_view command, std::string_view format) {
+  if (unicode::isValidUTF8(command)) return;
+  throw ConfigRefused("The path of this program is not UTF-8, so no " + std::string(format) +
+                      " file can hold it. Move the program to another folder.");
+}
+
+void requireProof(bool isProven) {
+  if (isProven) return;
+  throw ConfigRefused(
+      "Changing our entry would change other parts of the file too. The file is unchanged. Edit it by hand.");
 }
 
 bool differsOnlyWithin(std::size_t begin, std::size_t end, std::string_view before, std::string_view after) noexcept {

@@ -6,7 +6,7 @@
 
 namespace kelvane {
 
-/// What must be known of a text beside what toml++ makes of it. Of a text that is not TOML this is true up to its first
+/// What must be known about a text besides what toml++ reports. Of a text that is not TOML this is true up to its first
 /// mistake, where the parser stops.
 struct TOMLSurvey {
   /// The dots between the parts of keys, those of tables included: the parser recurses once for each at most.

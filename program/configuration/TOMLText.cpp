@@ -16,32 +16,31 @@
 namespace kelvane {
 namespace {
 
-constexpr std::string_view serversKey = "mcp_servers";
+constexpr std::string_view serversKey = CodexConfig::serversKey;
 constexpr std::string_view entryKey = CodexConfig::serverName;
 
 // The parser's tables are taken apart by recursion, a level for each part of a dotted key. It limits other nesting.
 constexpr std::size_t mostDots = 10'000;
 
-ConfigRefused notTOML(const std::string& place, std::string_view reason) {
-  return ConfigRefused("The file is not TOML: it cannot be read at " + place + " (" + std::string(reason) +
-                       "). It was left as it is; mend it there and try again.");
+ConfigRefused notTOML(const std::string& position, std::string_view reason) {
+  return ConfigRefused("The file is not valid TOML at " + position + " (" + std::string(reason) +
+                       "). The file is unchanged. Fix it there and try again.");
 }
 
 toml::table parsed(std::string_view text) {
   const TOMLSurvey survey = surveyTOML(text);
   if (survey.dotsInKeys > mostDots) {
     throw ConfigRefused("The file has more than " + std::to_string(mostDots) +
-                        " dots in its keys, which is more than can be looked through safely. It was left as it is; "
-                        "change it by hand.");
+                        " dots in its keys, too many to check safely. The file is unchanged. Edit it by hand.");
   }
   toml::parse_result result = toml::parse(text);
   if (!result) {
-    const toml::source_position place = result.error().source().begin;
-    throw notTOML("line " + std::to_string(place.line) + ", column " + std::to_string(place.column),
+    const toml::source_position position = result.error().source().begin;
+    throw notTOML("line " + std::to_string(position.line) + ", column " + std::to_string(position.column),
                   result.error().description());
   }
   if (survey.hexadecimalFraction) {
-    throw notTOML(placeIn(text, *survey.hexadecimalFraction), "a hexadecimal number can have no fraction");
+    throw notTOML(positionIn(text, *survey.hexadecimalFraction), "a hexadecimal number cannot have a fraction");
   }
   return std::move(result).table();
 }

@@ -9,35 +9,35 @@
 
 namespace kelvane {
 
-/// A TOML 1.1 text as its own readers take it, with an eye to the table `mcp_servers.kelvane`, however that is written.
+/// A TOML 1.1 text as TOML readers take it, with access to the table `mcp_servers.kelvane` in any form.
 class TOMLText {
  public:
-  /// Throws ConfigRefused, with the place and the reason, when the text is not TOML.
+  /// Throws ConfigRefused, with the position and the reason, if the text is not TOML. Takes time linear in the text.
   explicit TOMLText(std::string_view text);
   TOMLText(TOMLText&&) noexcept;
   TOMLText& operator=(TOMLText&&) noexcept;
   ~TOMLText();
 
-  /// The line, from 1, on which our entry begins; nothing when there is none.
+  /// The line, from 1, on which our entry begins; empty if there is none.
   std::optional<std::size_t> entryLine() const;
 
-  /// Our entry's command; nothing when there is no entry, or its command is no text.
+  /// Our entry's command; empty if there is no entry, or its command is not a string.
   std::optional<std::string> command() const;
 
-  /// The arguments of our entry's command, those that are texts; none when there is no entry.
+  /// The arguments of our entry's command, those that are strings; empty if there is no entry.
   std::vector<std::string> arguments() const;
 
-  /// What our entry sets HOME to for its command; nothing when it does not.
+  /// What our entry sets HOME to for its command; empty if it does not.
   std::optional<std::string> home() const;
 
   /// Whether our entry is switched off: its `enabled` is false.
   bool isSwitchedOff() const;
 
-  /// Whether our entry is this command and no arguments, and nothing else.
+  /// Whether our entry has this command, no arguments, and no other key.
   bool registersOnly(std::string_view command) const;
 
-  /// Whether all keys but our entry are there in both, with the same values. A table of servers that has no other
-  /// server, or is not there, is all the same.
+  /// Whether both have the same keys with the same values, except for our entry. A table of servers without any other
+  /// server counts the same as a missing one.
   bool equalsBesidesEntry(const TOMLText& other) const;
 
  private:

@@ -81,7 +81,7 @@ std::string codexLines(std::string_view program) {
 }
 
 std::string refused(std::string_view sentences, std::string_view lines) {
-  return std::string(sentences).append("\nPaste these lines into it:\n\n").append(lines).append("\n");
+  return std::string(sentences).append("\nPaste these lines into the file:\n\n").append(lines).append("\n");
 }
 
 std::string droppedLines(const std::vector<std::string>& dropped) {

@@ -243,13 +243,11 @@ TEST(ConnectPlaces, thatAreFineAreRegisteredThoughAnotherIsNot) {
   const ClientHome home;
   home.put(commandLine, "{ // mine\n}");
   home.put(desktopOnLinux, "{}\n");
-  EXPECT_EQ(
-      home.kelvane({"connect", "claude"}),
-      (Outcome{1, home.connected("Claude", desktopOnLinux) + home.keptBeside(desktopOnLinux),
-               refused(home.quoted(commandLine) +
-                           ": The file is not JSON: it cannot be read from line 1, column 3 on. It was left as it "
-                           "is; mend it there and try again.",
-                       claudeLines())}));
+  EXPECT_EQ(home.kelvane({"connect", "claude"}),
+            (Outcome{1, home.connected("Claude", desktopOnLinux) + home.keptBeside(desktopOnLinux),
+                     refused(home.quoted(commandLine) + ": The file is not valid JSON at line 1, column 3. The file is "
+                                                        "unchanged. Fix it there and try again.",
+                             claudeLines())}));
   EXPECT_EQ(home.bytes(commandLine), "{ // mine\n}");
   EXPECT_EQ(home.bytes(desktopOnLinux), claudeLines());
 }

@@ -19,31 +19,28 @@ struct RefusalCase {
 };
 
 constexpr const char* notOurs =
-    " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a comment, or line "
-    "breaks of both kinds. ";
+    " in another form than ours: dotted keys, an inline table, a header with quotes, spaces or a comment, or mixed "
+    "line endings. ";
 constexpr const char* aSecond =
-    "A second entry would keep the client from starting, so the file was left as it is. Take that entry out by hand "
-    "and try again.";
-constexpr const char* notTakenOut = "The file was left as it is. Take that entry out by hand.";
+    "A second entry would keep the client from starting, so the file is unchanged. Remove that entry by hand and try "
+    "again.";
+constexpr const char* notTakenOut = "The file is unchanged. Remove that entry by hand.";
 constexpr const char* inTheWay =
-    "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table of "
-    "servers in a form that takes no others. It was left as it is; change it by hand.";
+    "With our lines changed, the file would no longer be valid TOML: they are inside a value, or the table of servers "
+    "is in a form that takes no other server. The file is unchanged. Edit it by hand.";
 constexpr const char* inTheWayOfRemoving =
-    "With our lines taken out, the file would not be TOML any more: it has them in the middle of a value. It was left "
-    "as "
-    "it is; take them out by hand.";
+    "With our lines removed, the file would no longer be valid TOML: they are inside a value. The file is unchanged. "
+    "Remove them by hand.";
 constexpr const char* changesMore =
-    "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
-    "hand.";
+    "Changing our entry would change other parts of the file too. The file is unchanged. Edit it by hand.";
 
 std::string notJSON(const std::string& place) {
-  return "The file is not JSON: it cannot be read from " + place +
-         " on. It was left as it is; mend it there and try again.";
+  return "The file is not valid JSON at " + place + ". The file is unchanged. Fix it there and try again.";
 }
 
 std::string notTOML(const std::string& place, const std::string& reason) {
-  return "The file is not TOML: it cannot be read at " + place + " (" + reason +
-         "). It was left as it is; mend it there and try again.";
+  return "The file is not valid TOML at " + place + " (" + reason +
+         "). The file is unchanged. Fix it there and try again.";
 }
 
 RefusalCase entryAt(const std::string& line, const char* description, const std::string& text) {

@@ -50,8 +50,8 @@ TEST(ConnectedProgram, mayLieWhereATOMLFileCannotSay) {
       EXPECT_EQ(run(start),
                 (Outcome{1, "",
                          refused(home.quoted(".codex/config.toml") +
-                                     ": The path of this program holds a quote, a backslash or a control character, "
-                                     "which would have to be written differently in this file. Move the program to "
+                                     ": The path of this program contains a quote, a backslash or a control character, "
+                                     "which must be escaped in this file. Move the program to "
                                      "another folder, or paste the lines by hand.",
                                  codexLines(lines))}));
       EXPECT_EQ(home.census(), census);

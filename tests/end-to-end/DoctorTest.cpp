@@ -174,8 +174,8 @@ const Ailment ailments[] = {
      "run: kelvane connect claude",
      0},
     {"aConfigurationIsNoJSON", [](const Folder& home) { home.put(".claude.json", "{\n  // mine\n}"); },
-     "wrong  \"HOME/.claude.json\": The file is not JSON: it cannot be read from line 2, column 3 on. It was left as "
-     "it is; mend it there and try again."},
+     "wrong  \"HOME/.claude.json\": The file is not valid JSON at line 2, column 3. The file is unchanged. Fix it "
+     "there and try again."},
     {"theHistoryIsDamaged",
      [](const Folder& home) { home.put("Scripts/.kelvane/history.sqlite", std::string(8192, 'x')); },
      "wrong  The version history of this library (.kelvane/history.sqlite) is damaged, so it cannot be read. Move that "
@@ -248,7 +248,7 @@ TEST_F(Doctor, countsTheSwitchesForAClientWhoseLinesAreAllThatCanBeRead) {
   const std::string named = kelvane({"doctor"}).output;
   EXPECT_THAT(named, StartsWith("wrong  The server is switched off"));
   EXPECT_THAT(
-      named, HasSubstr(" It was left as it is; mend it there and try again. It contains an entry for this program.\n"));
+      named, HasSubstr(" The file is unchanged. Fix it there and try again. It contains an entry for this program.\n"));
   home.put(".codex/config.toml", "oops\n");
   EXPECT_THAT(kelvane({"doctor"}).output, StartsWith("note   The server is switched off"));
 }

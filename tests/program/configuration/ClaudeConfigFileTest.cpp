@@ -102,16 +102,16 @@ TEST(ClaudeConfigFile, addsTheEntryAndLeavesEveryOtherByte) {
       {"an entry that is no object",
        R"({"mcpServers":{"kelvane":"/old"}})",
        R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
-       {R"(The entry was no object: "/old")"}},
+       {R"(The entry was not an object: "/old")"}},
       {"servers that are no object",
        R"({"mcpServers":["x"],"z":1})",
        R"({"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}},"z":1})",
-       {R"("mcpServers" was no object: ["x"])"}},
-      {"a root that is no object", "[1, 2]\n", std::string(fresh), {"The file held no object: [1, 2]"}},
+       {R"("mcpServers" was not an object: ["x"])"}},
+      {"a root that is no object", "[1, 2]\n", std::string(fresh), {"The file was not an object: [1, 2]"}},
       {"a root that is null",
        "null",
        std::string(fresh.substr(0, fresh.size() - 1)),
-       {"The file held no object: null"}},
+       {"The file was not an object: null"}},
       {"the last of equal tables of servers",
        R"({"mcpServers":{"kelvane":1},"mcpServers":{}})",
        R"({"mcpServers":{"kelvane":1},"mcpServers":{"kelvane":{"args":[],"command":"/bin/k"}}})",
@@ -170,15 +170,15 @@ TEST(ClaudeConfigFile, removesTheEntryAndLeavesEveryOtherByte) {
       {"an entry that is no object",
        R"({"mcpServers":{"kelvane":null}})",
        R"({"mcpServers":{}})",
-       {"The entry was no object: null"}},
+       {"The entry was not an object: null"}},
       {"all of equal entries",
        R"({"mcpServers":{"kelvane":1,"b":2,"kelvane":{"command":"x"}}})",
        R"({"mcpServers":{"b":2}})",
-       {"The entry was no object: 1"}},
+       {"The entry was not an object: 1"}},
       {"the last of equal tables of servers",
        R"({"mcpServers":{"kelvane":1},"mcpServers":{"kelvane":2}})",
        R"({"mcpServers":{"kelvane":1},"mcpServers":{}})",
-       {"The entry was no object: 2"}},
+       {"The entry was not an object: 2"}},
       {"no entry", R"({"mcpServers":{ "other":1 }})", R"({"mcpServers":{ "other":1 }})", {}},
       {"no servers", "{ }", "{ }", {}},
       {"servers that are no object", R"({"mcpServers":["kelvane"]})", R"({"mcpServers":["kelvane"]})", {}},
@@ -301,8 +301,8 @@ TEST(ClaudeConfigFile, refusesATextThatIsNotJSONAndSaysWhere) {
       {"TOML", "[a]\nb = 1", "line 1, column 2"},
   };
   for (const auto& row : cases) {
-    const std::string sentences = std::string("The file is not JSON: it cannot be read from ") + row.place +
-                                  " on. It was left as it is; mend it there and try again.";
+    const std::string sentences = std::string("The file is not valid JSON at ") + row.place +
+                                  ". The file is unchanged. Fix it there and try again.";
     EXPECT_EQ(refusal([&] { ClaudeConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
     EXPECT_EQ(refusal([&] { ClaudeConfigFile::removing(row.text); }), sentences) << row.description;
     EXPECT_EQ(refusal([&] { ClaudeConfigFile::command(row.text); }), sentences) << row.description;

@@ -171,13 +171,14 @@ TEST(CodexConfigFile, refusesATextThatIsNotTOMLAndSaysWhere) {
     for (const std::string& sentences : {refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }),
                                          refusal([&] { CodexConfigFile::removing(row.text); }),
                                          refusal([&] { CodexConfigFile::command(row.text); })}) {
-      EXPECT_EQ(sentences.rfind("The file is not TOML: it cannot be read at " + std::string(row.place) + " (", 0), 0U)
+      EXPECT_EQ(sentences.rfind("The file is not valid TOML at " + std::string(row.place) + " (", 0), 0U)
           << row.description << ": " << sentences;
-      EXPECT_TRUE(sentences.ends_with("). It was left as it is; mend it there and try again.")) << sentences;
+      EXPECT_TRUE(sentences.ends_with("). The file is unchanged. Fix it there and try again.")) << sentences;
     }
   }
-  EXPECT_EQ(refusal([] { CodexConfigFile::adding("/bin/k", "a = \"\xFF\"\n"); }).rfind("The file is not TOML: ", 0),
-            0U);
+  EXPECT_EQ(
+      refusal([] { CodexConfigFile::adding("/bin/k", "a = \"\xFF\"\n"); }).rfind("The file is not valid TOML at ", 0),
+      0U);
 }
 
 TEST(CodexConfigFile, findsTheEntryInAFormThatIsNotOursAndLeavesIt) {
@@ -203,17 +204,16 @@ TEST(CodexConfigFile, findsTheEntryInAFormThatIsNotOursAndLeavesIt) {
        "[mcp_servers.\"kelvane\"]\ncommand = \"/old\"\n[mcp_servers.kelvane.env]\nT = \"x\"\n", 1},
   };
   for (const auto& row : cases) {
-    const std::string sentence =
-        "The file registers \"kelvane\" at line " + std::to_string(row.line) +
-        " in a form that is not ours: dotted keys, an inline table, a header with quotes, blanks or a comment, or line "
-        "breaks of both kinds. ";
+    const std::string sentence = "The file registers \"kelvane\" at line " + std::to_string(row.line) +
+                                 " in another form than ours: dotted keys, an inline table, a header with quotes, "
+                                 "spaces or a comment, or mixed line endings. ";
     EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }),
               sentence +
-                  "A second entry would keep the client from starting, so the file was left as it is. Take that "
-                  "entry out by hand and try again.")
+                  "A second entry would keep the client from starting, so the file is unchanged. Remove that entry by "
+                  "hand and try again.")
         << row.description;
     EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }),
-              sentence + "The file was left as it is. Take that entry out by hand.")
+              sentence + "The file is unchanged. Remove that entry by hand.")
         << row.description;
   }
 }
@@ -233,15 +233,14 @@ TEST(CodexConfigFile, refusesAnEditThatWouldBreakTheFile) {
       {"servers that are a text", "mcp_servers = \"none\"\n", false},
   };
   const std::string sentences =
-      "With our lines changed, the file would not be TOML any more: it has them in the middle of a value, or a table "
-      "of "
-      "servers in a form that takes no others. It was left as it is; change it by hand.";
+      "With our lines changed, the file would no longer be valid TOML: they are inside a value, or the table of "
+      "servers is in a form that takes no other server. The file is unchanged. Edit it by hand.";
   for (const auto& row : cases) {
     EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", row.text); }), sentences) << row.description;
     if (row.removes) {
       EXPECT_EQ(refusal([&] { CodexConfigFile::removing(row.text); }),
-                "With our lines taken out, the file would not be TOML any more: it has them in the middle of a value. "
-                "It was left as it is; take them out by hand.")
+                "With our lines removed, the file would no longer be valid TOML: they are inside a value. The file is "
+                "unchanged. Remove them by hand.")
           << row.description;
     } else {
       EXPECT_EQ(CodexConfigFile::removing(row.text).text, row.text) << row.description;
@@ -251,8 +250,7 @@ TEST(CodexConfigFile, refusesAnEditThatWouldBreakTheFile) {
 
 TEST(CodexConfigFile, refusesAnEditThatWouldChangeMoreThanOurEntry) {
   const std::string sentences =
-      "The file cannot be changed without changing more of it than our entry, so it was left as it is. Change it by "
-      "hand.";
+      "Changing our entry would change other parts of the file too. The file is unchanged. Edit it by hand.";
   // The lines that look like ours end with a header inside the text, so what is left is TOML and says something else.
   const std::string text = "a = \"\"\"\n[mcp_servers.kelvane]\nx\n[y]\n\"\"\"\n";
   EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", text); }), sentences);
@@ -264,8 +262,8 @@ TEST(CodexConfigFile, refusesAnEditThatWouldChangeMoreThanOurEntry) {
 TEST(CodexConfigFile, refusesACommandThatCannotStandForItself) {
   for (const std::string command : {"/a\"b", "/a\\b", "/a\nb", "/a\tb", "/a\x01", "/a\x7F"}) {
     EXPECT_EQ(refusal([&] { CodexConfigFile::adding(command, ""); }),
-              "The path of this program holds a quote, a backslash or a control character, which would have to be "
-              "written differently in this file. Move the program to another folder, or paste the lines by hand.");
+              "The path of this program contains a quote, a backslash or a control character, which must be escaped in "
+              "this file. Move the program to another folder, or paste the lines by hand.");
     EXPECT_EQ(CodexConfigFile::command(CodexConfigFile::example(command)), command);
   }
   EXPECT_EQ(refusal([] { CodexConfigFile::adding("/\xFF", ""); }),
@@ -336,8 +334,8 @@ TEST(CodexConfigFile, doesNotLookThroughWhatIsTooDeep) {
   std::string deep = "a";
   for (int i = 0; i < 10'001; ++i) deep += ".a";
   EXPECT_EQ(refusal([&] { CodexConfigFile::adding("/bin/k", deep + " = 1\n"); }),
-            "The file has more than 10000 dots in its keys, which is more than can be looked through safely. It was "
-            "left as it is; change it by hand.");
+            "The file has more than 10000 dots in its keys, too many to check safely. The file is unchanged. Edit it "
+            "by hand.");
   EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "[" + deep + "]\n"); }), "not refused");
   EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "a = [{\n" + deep + " = 1}]\n"); }), "not refused");
   const std::string bearable = deep.substr(0, deep.size() - 2 * 10) + " = 1\n";

@@ -22,7 +22,7 @@ TEST(ConfigEdit, countsLinesAndCharactersAsEditorsDo) {
       {"letters with marks", "e\u0301x", 3, "line 1, column 2"},
       {"behind a byte-order mark", "\xEF\xBB\xBF{", 3, "line 1, column 1"},
   };
-  for (const auto& row : cases) EXPECT_EQ(placeIn(row.text, row.offset), row.place) << row.description;
+  for (const auto& row : cases) EXPECT_EQ(positionIn(row.text, row.offset), row.place) << row.description;
 }
 
 TEST(ConfigEdit, tellsAChangeInsideAPlaceFromOneOutside) {
