@@ -20,7 +20,7 @@ struct Option {
   std::string_view meaning = {};  ///< What the value is: "a folder".
 };
 
-/// A word that a command takes at its place, as a line of the command's help.
+/// A word that a command takes, as a line of the command's help.
 struct Word {
   std::string_view name;  ///< In capitals what the person chooses ("SCRIPT"); else typed as it is ("enable").
   std::string_view help;
@@ -31,8 +31,8 @@ class Arguments {
  public:
   std::vector<std::string> words;
 
-  /// The word at this place, from 0; empty if it was not typed.
-  std::string word(std::size_t place) const { return place < words.size() ? words[place] : std::string(); }
+  /// The word at this index, from 0; empty if it was not typed.
+  std::string word(std::size_t index) const { return index < words.size() ? words[index] : std::string(); }
 
   bool has(const Option& option) const { return options_.contains(option.name); }
 

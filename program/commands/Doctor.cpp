@@ -1,8 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -12,7 +13,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/HomeFolder.h"
-#include "program/AIClient.h"
+#include "program/ClientEntry.h"
 #include "program/ClientFile.h"
 #include "program/Handshake.h"
 #include "program/OpenedLibrary.h"
@@ -23,7 +24,6 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/history/OwnFolder.h"
 #include "quorvel/settings/FileDefaults.h"
-#include "quorvel/settings/FileReading.h"
 
 namespace kelvane::commands {
 namespace {
@@ -49,54 +49,6 @@ class Findings {
 
   bool isAnythingWrong_ = false;
 };
-
-/// Our entry in one of a client's files.
-struct Entry {
-  const AIClient* client;
-  std::filesystem::path file;
-  std::optional<std::string> command = {};
-  std::vector<std::string> arguments = {};
-  std::optional<std::string> home = {};  // what it sets HOME to
-  bool isSwitchedOff = false;
-  std::string problem = {};  // complete sentences, if the file cannot be read
-  bool isInLines = false;    // in that case, whether its lines still register this program
-};
-
-Entry entryIn(std::filesystem::path file, const AIClient& client, const std::string& executable) {
-  Entry entry{&client, std::move(file)};
-  std::string text;
-  try {
-    text = quorvel::readFile(entry.file).value_or("");
-    entry.command = client.command(text);
-    entry.arguments = client.arguments(text);
-    entry.home = client.home(text);
-    entry.isSwitchedOff = client.isSwitchedOff(text);
-  } catch (const ConfigRefused& error) {
-    entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
-    entry.isInLines = client.names(executable, text);
-    if (entry.isInLines) entry.problem += " It contains an entry for this program.";
-  } catch (const std::exception& error) {
-    entry.problem = error.what();
-  }
-  return entry;
-}
-
-std::vector<Entry> entriesOfAllClients(const std::string& executable) {
-  std::vector<Entry> entries;
-  for (const AIClient& client : aiClients()) {
-    for (std::filesystem::path& file : client.files()) entries.push_back(entryIn(std::move(file), client, executable));
-  }
-  return entries;
-}
-
-// Whether the settings apply to any client, now or once it is connected. They do not apply to one that starts us with
-// arguments.
-bool dependOnSettings(const std::vector<Entry>& entries) {
-  const auto isRegistered = [](const Entry& entry) { return entry.command || entry.isInLines; };
-  const auto isBare = [](const Entry& entry) { return entry.isInLines || (entry.command && entry.arguments.empty()); };
-  return std::none_of(entries.begin(), entries.end(), isRegistered) ||
-         std::any_of(entries.begin(), entries.end(), isBare);
-}
 
 void lookAtSwitches(const OwnSettings& settings, bool theyCount, Findings& findings) {
   if (const auto problem = settings.problem()) findings.wrong(*problem);
@@ -185,28 +137,7 @@ std::string answer(const std::string& executable, const std::vector<std::string>
          ".";
 }
 
-// Why our entry does not start this program, as the end of a sentence; empty if it does.
-std::string faultOf(const std::string& command, const std::string& executable) {
-  // A relative path means another file in each folder that a client starts in.
-  if (!std::filesystem::path(command).is_absolute()) return "is not an absolute path";
-  std::error_code error;
-  if (std::filesystem::equivalent(command, executable, error)) return {};
-  return std::filesystem::exists(command, error) ? "is not this program" : "does not exist";
-}
-
-// Whether what the entry starts reads its settings from another home folder than ours. With a library of its own it
-// reads none.
-bool readsOtherSettings(const Entry& entry) {
-  const auto namesLibrary = [](const std::string& word) {
-    return word == "--library" || word.starts_with("--library=");
-  };
-  if (!entry.home || std::any_of(entry.arguments.begin(), entry.arguments.end(), namesLibrary)) return false;
-  const auto ours = homeFolder();
-  std::error_code error;
-  return !ours || (*entry.home != *ours && !std::filesystem::equivalent(*entry.home, *ours, error));
-}
-
-void lookAtEntry(const Entry& entry, const std::string& executable, Findings& findings) {
+void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findings& findings) {
   const std::string starts = inQuotes(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
   if (!fault.empty()) {
@@ -244,14 +175,14 @@ void lookAtEntry(const Entry& entry, const std::string& executable, Findings& fi
   }
 }
 
-void lookAtClients(const std::vector<Entry>& entries, const std::string& executable, Findings& findings) {
+void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& executable, Findings& findings) {
   bool anyRegistered = false;
-  for (const Entry& entry : entries) {
+  for (const ClientEntry& entry : entries) {
     if (!entry.problem.empty()) findings.wrong(entry.problem);
     if (entry.command) lookAtEntry(entry, executable, findings);
     anyRegistered = anyRegistered || entry.command || !entry.problem.empty();
   }
-  for (const Entry& entry : entries) {
+  for (const ClientEntry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
     const std::string missing = std::string(entry.client->title) + " does not start this program. To register it in " +
                                 inQuotes(entry.file.native()) + ", run: kelvane connect " +
@@ -278,7 +209,7 @@ int run(const Arguments& arguments) {
   Findings findings;
   const OwnSettings settings;
   const std::string executable = ownExecutable();
-  const std::vector<Entry> entries = entriesOfAllClients(executable);
+  const std::vector<ClientEntry> entries = entriesOfAllClients(executable);
   if (homeFolder() || !arguments.has(libraryOption) || !entries.empty()) {
     lookAtSwitches(settings, dependOnSettings(entries), findings);
   } else {
@@ -287,11 +218,12 @@ int run(const Arguments& arguments) {
   const auto opened = lookAtLibrary(arguments, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);
-  for (const Entry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
+  for (const ClientEntry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
   if (const auto file = quorvel::FileDefaults::domain(quorvel::FileDefaults::applicationDomain))
     lookAtLeftovers(file->copies(), findings);
   if (arguments.has(libraryOption) && opened) {
-    shakeHands(executable, {"serve", std::string(libraryOption.name), arguments.value(libraryOption)}, findings);
+    const std::string library = std::string(libraryOption.name) + '=' + arguments.value(libraryOption);
+    shakeHands(executable, {"serve", library}, findings);
   } else if (opened && settings.preferences().isEnabled()) {
     shakeHands(executable, {}, findings);
   }
