@@ -93,8 +93,8 @@ class Registration {
 
   void change(const File& file, bool isThere) const {
     if (!isThere) {
-      edited("");  // what is refused makes no folder
-      // A client that was never started has no folder yet. One that a person names has to be there: it may be a slip.
+      edited("");  // throws before a folder is made in vain
+      // A client that was never started has no folder yet. A folder that a person names must exist: it may be misspelt.
       if (makesFolders_) quorvel::makeFolder(file.parent_path());
     }
     quorvel::FileCopies copies = clientFile(file);

@@ -81,7 +81,7 @@ std::int64_t countOfScripts(const quorvel::FolderLibrary& library) {
 // Why a tool cannot write, as the end of a sentence; empty if it can. Changes nothing.
 std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) {
   const std::filesystem::path own = root / quorvel::ownFolderName;
-  for (const std::filesystem::path& path : {root, own, own / "lock", own / "history.sqlite"}) {
+  for (const std::filesystem::path& path : {root, own, own / quorvel::lockFileName, own / quorvel::historyFileName}) {
     const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
     return inQuotes(path.native()) + " cannot be written, because " + quorvel::reason(errno);

@@ -1,15 +1,15 @@
 #pragma once
 
-// toml++ as this program uses it: TOML 1.1 on malformed text of any kind. The parser is included here only, because
-// this relies on macros that are private to it. So no other version will do than the one that was looked into.
+// toml++ as this program uses it: as a parser of TOML 1.1 that survives malformed text of any kind. It is included here
+// only, because this relies on its private macros. So only the version that was examined will do.
 //
 // Of TOML 1.1 it implements line breaks, comments and a last comma in inline tables, \e, \xHH and times without
-// seconds. With these, it takes two things that no TOML has: bare keys with "+" or letters outside ASCII, which are
+// seconds. It then also accepts two things that are not TOML: bare keys with "+" or letters outside ASCII, which are
 // turned off here, and hexadecimal fractions, which TOMLSurvey finds.
 //
-// It takes two things of malformed text for granted, which a person's file may well have. It asserts that a key begins
-// like one before it looks, and reports the error only where assertions do nothing. And it holds characters that are
-// not white space for impossible where white space may stand.
+// It makes two assumptions that a person's file may break. It asserts that a key begins like one before it looks, and
+// reports the error only if assertions do nothing. And where white space is permitted, it treats certain other characters
+// as impossible.
 
 #include <toml++/impl/version.h>
 #if TOML_LIB_MAJOR != 3 || TOML_LIB_MINOR != 3 || TOML_LIB_PATCH != 0

@@ -16,7 +16,6 @@ namespace {
 
 using sqlite::Connection;
 
-constexpr const char* fileName = "history.sqlite";
 constexpr const char* journalName = "history.sqlite-journal";
 constexpr off_t smallestDatabase = 512;
 
@@ -27,7 +26,7 @@ HistoryError folderFailure(const std::system_error& error, HistoryUse use) {
 
 bool isThere(const Descriptor& folder, HistoryUse use) {
   struct stat status {};
-  if (::fstatat(folder.get(), fileName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+  if (::fstatat(folder.get(), historyFileName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno == ENOENT) return false;
     throw HistoryFailure::refused(errno, use);
   }
@@ -50,7 +49,7 @@ void prepare(Connection& connection) {
 }
 
 Connection openedForWriting(const Descriptor& folder, Connection::Access access, std::chrono::milliseconds patience) {
-  Connection connection(folder, fileName, access, patience);
+  Connection connection(folder, historyFileName, access, patience);
   prepare(connection);
   connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; BEGIN IMMEDIATE");
   return connection;
@@ -114,7 +113,7 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
   }
   for (bool repaired = false;; repaired = true) {
     try {
-      Connection connection(folder, fileName, Connection::Access::reading, patience_);
+      Connection connection(folder, historyFileName, Connection::Access::reading, patience_);
       prepare(connection);
       connection.run("BEGIN");
       switch (historyFormat(connection, migrations_)) {

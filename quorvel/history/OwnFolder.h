@@ -10,6 +10,10 @@ namespace quorvel {
 
 inline constexpr std::string_view ownFolderName = ".kelvane";
 
+/// The files in it.
+inline constexpr const char* lockFileName = "lock";
+inline constexpr const char* historyFileName = "history.sqlite";
+
 /// Opens the folder in the opened root of the library, without following a link. No descriptor when there is none.
 /// Throws std::system_error: ENOTDIR when a file or a symbolic link has its name.
 Descriptor openOwnFolder(const Descriptor& root);

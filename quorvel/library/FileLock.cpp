@@ -21,8 +21,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* lockName = "lock";
-
 class FileLock final : public LibraryLock {
  public:
   FileLock(std::shared_ptr<const OpenedRoot> root, Descriptor file) : root_(std::move(root)), file_(std::move(file)) {}
@@ -75,7 +73,7 @@ bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
   const Descriptor folder(::openat(root.folder().get(), std::string(ownFolderName).c_str(),
                                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   const auto locked = identityOf(file.get());
-  const auto present = folder && locked ? identityOf(folder.get(), lockName) : std::nullopt;
+  const auto present = folder && locked ? identityOf(folder.get(), lockFileName) : std::nullopt;
   const bool isElsewhere = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
   if (!locked || (!present && !isElsewhere)) throw notLocked(errno);
   return present == locked;
@@ -104,8 +102,8 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
     const auto opened = OpenedRoot::find(root);
     if (!opened) throw notLocked(errno);
     const Descriptor folder = ownFolder(*opened);
-    Descriptor file(
-        ::openat(folder.get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    Descriptor file(::openat(folder.get(), lockFileName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                             S_IRUSR | S_IWUSR));
     if (!file) throw notOpened(errno);
     // Who waits for the lock holds one on the folder meanwhile. Thus who lets go and comes back at once, long before
     // anybody could notice, has to wait behind it. Where folders cannot be locked, there is only no order.

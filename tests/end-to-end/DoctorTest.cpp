@@ -99,6 +99,16 @@ TEST_F(Doctor, looksAtTheLibraryThatIsTyped) {
   EXPECT_THAT(outcome.output, HasSubstr(answers));
 }
 
+TEST_F(Doctor, looksAtALibraryWhoseNameLooksLikeAnOption) {
+  setUp();
+  home.put("--help/One.md", "x");
+  Start asking = start({"doctor", "--library=--help"});
+  asking.folder = home.path();
+  const Outcome outcome = run(asking);
+  EXPECT_EQ(outcome.status, 0) << outcome;
+  EXPECT_THAT(outcome.output, HasSubstr(answers));
+}
+
 // What is done to a home that is right, and the line that tells of it.
 struct Ailment {
   const char* name;
