@@ -18,9 +18,9 @@ using Files = std::vector<std::filesystem::path>;
 std::optional<std::filesystem::path> folderOf(const char* variable, std::string_view below) {
   const char* named = std::getenv(variable);
   if (named != nullptr && *named != '\0') return named;
-  const auto home = homeFolder();
-  if (!home || below.empty()) return home;
-  return *home / below;
+  auto home = homeFolder();
+  if (home && !below.empty()) *home /= below;
+  return home;
 }
 
 // A link counts even if it leads nowhere: whoever made it wants the file at its target.

@@ -20,10 +20,10 @@ LeftoverSentences sentencesOn(const std::vector<quorvel::FileLeftover>& leftover
       names.append(count++ == 0 ? "" : ", ").append(name);
       continue;
     }
-    sentences.onTextsThatAreNowhereElse.push_back(
-        name + " holds text that was in " + inQuotes(file.native()) +
-        " when a change of it was interrupted. It is nowhere else. Put back what is missing, then delete " + name +
-        ".");
+    std::string sentence = name;
+    sentence.append(" holds text that was in ").append(inQuotes(file.native()));
+    sentence.append(" when a change of it was interrupted. It is nowhere else. Put back what is missing, then delete ");
+    sentences.onTextsThatAreNowhereElse.push_back(sentence.append(name).append("."));
   }
   if (count == 0) return sentences;
   sentences.onThoseToDelete = "Interrupted changes of " + inQuotes(file.native()) + " left " +

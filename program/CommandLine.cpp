@@ -22,7 +22,7 @@ bool isOption(std::string_view argument) {
   return argument.size() > 1 && argument[0] == '-' && (argument[1] < '0' || argument[1] > '9');
 }
 
-[[noreturn]] void refuse(std::string sentence, const std::string& meant, const std::string& program) {
+[[noreturn]] void refuse(const std::string& sentence, const std::string& meant, const std::string& program) {
   throw UsageError(sentence + (meant.empty() ? " Run: " + program + " --help" : meant));
 }
 

@@ -264,8 +264,7 @@ class JSON::Array::Element {
  public:
   Element() noexcept = default;
   template <std::convertible_to<JSON> Value>
-  Element(Value&& value)
-      : value_(std::forward<Value>(value)), isArray_(std::same_as<std::remove_cvref_t<Value>, Array>) {}
+  Element(Value value) : value_(std::move(value)), isArray_(std::same_as<Value, Array>) {}
 
  private:
   friend class Array;

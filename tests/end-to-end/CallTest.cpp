@@ -34,8 +34,8 @@ TEST_F(Call, saysSoWhereThereIsNotEnoughMemory) {
   if (isSanitized()) GTEST_SKIP() << "A sanitizer takes more memory than any limit that could be set here.";
   const std::filesystem::path script = std::filesystem::path(library.text()) / "Large.md";
   std::ofstream(script).close();
-  std::filesystem::resize_file(script, std::uintmax_t{100} << 30);
-  const std::string limited = "ulimit -v 2000000; exec \"$0\" call read_script id=Large.md --library \"$1\"";
+  std::filesystem::resize_file(script, std::uintmax_t{200} << 20);
+  const std::string limited = "ulimit -v 150000; exec \"$0\" call read_script id=Large.md --library \"$1\"";
   EXPECT_EQ(run(Start{.arguments = {"-c", limited, KELVANE_PROGRAM, library.text()}, .program = "/bin/sh"}, ""),
             (Outcome{1, "", "There is not enough memory.\n"}));
 }
