@@ -24,7 +24,7 @@ struct AIClient {
   ConfigEdit (*adding)(std::string_view command, std::string_view to);
   ConfigEdit (*removing)(std::string_view from);
   std::optional<std::string> (*command)(std::string_view in);
-  std::vector<std::string> (*arguments)(std::string_view in);
+  std::optional<std::vector<std::string>> (*arguments)(std::string_view in);
   std::optional<std::string> (*home)(std::string_view in);
   bool (*isSwitchedOff)(std::string_view in);
   bool (*names)(std::string_view command, std::string_view in);

@@ -45,7 +45,7 @@ std::vector<ClientEntry> entriesOfAllClients(const std::string& executable) {
 bool dependOnSettings(const std::vector<ClientEntry>& entries) {
   const auto isRegistered = [](const ClientEntry& entry) { return entry.command || entry.isInLines; };
   const auto isBare = [](const ClientEntry& entry) {
-    return entry.isInLines || (entry.command && entry.arguments.empty());
+    return entry.isInLines || (entry.command && entry.arguments && entry.arguments->empty());
   };
   return std::none_of(entries.begin(), entries.end(), isRegistered) ||
          std::any_of(entries.begin(), entries.end(), isBare);
@@ -63,7 +63,8 @@ bool readsOtherSettings(const ClientEntry& entry) {
   const auto namesLibrary = [](const std::string& word) {
     return word.substr(0, word.find('=')) == libraryOption.name;
   };
-  if (!entry.home || std::any_of(entry.arguments.begin(), entry.arguments.end(), namesLibrary)) return false;
+  if (!entry.home) return false;
+  if (entry.arguments && std::any_of(entry.arguments->begin(), entry.arguments->end(), namesLibrary)) return false;
   const auto ours = homeFolder();
   std::error_code error;
   return !ours || (*entry.home != *ours && !std::filesystem::equivalent(*entry.home, *ours, error));

@@ -13,9 +13,9 @@ namespace kelvane {
 struct ClientEntry {
   const AIClient* client;
   std::filesystem::path file;
-  std::optional<std::string> command = {};  ///< Empty if the file has no entry of ours.
-  std::vector<std::string> arguments = {};
-  std::optional<std::string> home = {};  ///< What it sets HOME to.
+  std::optional<std::string> command = {};                 ///< Empty if the file has no entry of ours.
+  std::optional<std::vector<std::string>> arguments = {};  ///< Empty if they are not an array of strings.
+  std::optional<std::string> home = {};                    ///< What it sets HOME to.
   bool isSwitchedOff = false;
   std::string problem = {};  ///< Complete sentences, if the file cannot be read.
   bool isInLines = false;    ///< In that case, whether its lines still register this program.

@@ -157,19 +157,25 @@ void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findin
     return;
   }
   const std::string alias = *entry.command == executable ? "" : ", as " + inQuotes(*entry.command);
-  if (entry.arguments.empty()) {
+  if (!entry.arguments) {
+    findings.wrong(starts + "this program" + alias +
+                   ", with arguments that are not an array of strings. Run: kelvane " + "connect " +
+                   std::string(entry.client->name));
+    return;
+  }
+  if (entry.arguments->empty()) {
     findings.right(starts + "this program" + alias + ".");
     return;
   }
   std::string with;
-  for (const std::string& argument : entry.arguments) with += (with.empty() ? "" : " ") + argument;
+  for (const std::string& argument : *entry.arguments) with += (with.empty() ? "" : " ") + argument;
   const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
-  if (!areOfAServer(entry.arguments)) {
+  if (!areOfAServer(*entry.arguments)) {
     findings.wrong(program + "does not serve. Run: kelvane connect " + std::string(entry.client->name));
     return;
   }
   try {
-    findings.right(program + answer(executable, entry.arguments));
+    findings.right(program + answer(executable, *entry.arguments));
   } catch (const std::exception& error) {
     findings.wrong(program + "does not answer. " + error.what());
   }

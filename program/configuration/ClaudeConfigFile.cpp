@@ -107,7 +107,7 @@ std::optional<std::string> ClaudeConfigFile::command(std::string_view in) {
   return isWhitespace(in) ? std::nullopt : ClaudeConfig::command(document(read(in)));
 }
 
-std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
+std::optional<std::vector<std::string>> ClaudeConfigFile::arguments(std::string_view in) {
   std::vector<std::string> arguments;
   if (isWhitespace(in)) return arguments;
   const std::optional<JSON> root = document(read(in));
@@ -115,9 +115,12 @@ std::vector<std::string> ClaudeConfigFile::arguments(std::string_view in) {
   for (const std::string_view key : {serversKey, entryKey, std::string_view("args")}) {
     value = value ? (*value)[key] : nullptr;
   }
-  if (value == nullptr || value->items() == nullptr) return arguments;
+  if (value == nullptr) return arguments;
+  if (value->items() == nullptr) return std::nullopt;
   for (const JSON& item : *value->items()) {
-    if (const auto text = item.string()) arguments.emplace_back(*text);
+    const auto string = item.string();
+    if (!string) return std::nullopt;
+    arguments.emplace_back(*string);
   }
   return arguments;
 }

@@ -34,9 +34,9 @@ struct ClaudeConfigFile {
   /// Throws ConfigRefused if the text is not JSON.
   static std::optional<std::string> command(std::string_view in);
 
-  /// The arguments of our entry's command, those that are strings; empty if there is no entry.
-  /// Throws ConfigRefused if the text is not JSON.
-  static std::vector<std::string> arguments(std::string_view in);
+  /// The arguments of our entry's command, none if it gives none or there is no entry. Empty if what it gives is not an
+  /// array of strings. Throws ConfigRefused if the text is not JSON.
+  static std::optional<std::vector<std::string>> arguments(std::string_view in);
 
   /// What our entry sets HOME to for its command; empty if it does not.
   /// Throws ConfigRefused if the text is not JSON.

@@ -129,7 +129,7 @@ std::optional<std::string> CodexConfigFile::command(std::string_view in) {
   return TOMLText(in).command();
 }
 
-std::vector<std::string> CodexConfigFile::arguments(std::string_view in) {
+std::optional<std::vector<std::string>> CodexConfigFile::arguments(std::string_view in) {
   return TOMLText(in).arguments();
 }
 

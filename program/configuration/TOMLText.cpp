@@ -129,12 +129,15 @@ std::optional<std::string> TOMLText::command() const {
   return document_->entry()["command"].value_exact<std::string>();
 }
 
-std::vector<std::string> TOMLText::arguments() const {
+std::optional<std::vector<std::string>> TOMLText::arguments() const {
   std::vector<std::string> arguments;
-  const toml::array* written = document_->entry()["args"].as_array();
-  if (written == nullptr) return arguments;
-  for (const toml::node& argument : *written) {
-    if (const auto text = argument.value_exact<std::string>()) arguments.push_back(*text);
+  const auto written = document_->entry()["args"];
+  if (!written) return arguments;
+  if (!written.is_array()) return std::nullopt;
+  for (const toml::node& argument : *written.as_array()) {
+    auto string = argument.value_exact<std::string>();
+    if (!string) return std::nullopt;
+    arguments.push_back(*std::move(string));
   }
   return arguments;
 }

@@ -24,8 +24,9 @@ class TOMLText {
   /// Our entry's command; empty if there is no entry, or its command is not a string.
   std::optional<std::string> command() const;
 
-  /// The arguments of our entry's command, those that are strings; empty if there is no entry.
-  std::vector<std::string> arguments() const;
+  /// The arguments of our entry's command, none if it gives none or there is no entry. Empty if what it gives is not an
+  /// array of strings.
+  std::optional<std::vector<std::string>> arguments() const;
 
   /// What our entry sets HOME to for its command; empty if it does not.
   std::optional<std::string> home() const;

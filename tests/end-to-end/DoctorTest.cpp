@@ -166,6 +166,22 @@ const Ailment ailments[] = {
      },
      "wrong  \"HOME/.codex/config.toml\" makes Codex start this program with \"serve --library\", which does not "
      "answer. It said: --library needs a folder: --library DIR."},
+    {"theArgumentsAreAString", [](const Folder& home) { home.put(".claude.json", entry("\"settings disable\"")); },
+     "wrong  \"HOME/.claude.json\" makes Claude start this program, with arguments that are not an array of strings. "
+     "Run: kelvane connect claude"},
+    {"anArgumentIsAnArray", [](const Folder& home) { home.put(".claude.json", entry("[[\"doctor\"]]")); },
+     "wrong  \"HOME/.claude.json\" makes Claude start this program, with arguments that are not an array of strings. "
+     "Run: kelvane connect claude"},
+    {"anArgumentBesideAStringIsANumber", [](const Folder& home) { home.put(".claude.json", entry("[1,\"serve\"]")); },
+     "wrong  \"HOME/.claude.json\" makes Claude start this program, with arguments that are not an array of strings. "
+     "Run: kelvane connect claude"},
+    {"theArgumentsInTOMLAreAString",
+     [](const Folder& home) {
+       home.put(".codex/config.toml", "mcp_servers.kelvane = { args = \"settings disable\", command = \"" +
+                                          std::filesystem::canonical(KELVANE_PROGRAM).native() + "\" }\n");
+     },
+     "wrong  \"HOME/.codex/config.toml\" makes Codex start this program, with arguments that are not an array of "
+     "strings. Run: kelvane connect codex"},
     {"theArgumentsNameALibrary",
      [](const Folder& home) { home.put(".claude.json", entry("[\"serve\",\"--library\",\"/usr\"]")); },
      "ok     \"HOME/.claude.json\" makes Claude start this program with \"serve --library /usr\", which answers, with "

@@ -221,7 +221,7 @@ TEST(ClaudeConfigFile, editsAroundNumbersAndSurrogatesThatNoValueHolds) {
     EXPECT_EQ(ClaudeConfigFile::removing(row.without), (ConfigEdit{row.without, {}}));
     EXPECT_EQ(ClaudeConfigFile::command(row.with), "/bin/k");
     EXPECT_EQ(ClaudeConfigFile::command(row.without), std::nullopt);
-    EXPECT_TRUE(ClaudeConfigFile::arguments(row.with).empty());
+    EXPECT_EQ(ClaudeConfigFile::arguments(row.with), std::vector<std::string>());
   }
 }
 
@@ -229,7 +229,9 @@ TEST(ClaudeConfigFile, replacesAnEntryThatNoValueHoldsAndShowsWhatGoes) {
   const std::string entry =
       R"({"mcpServers":{"kelvane":{"command":"/\ud800","args":["\udc00",1e400,"x"],"timeout":1e400,"\ud800":"\udfff"}}})";
   EXPECT_EQ(ClaudeConfigFile::command(entry), "/\uFFFD");
-  EXPECT_EQ(ClaudeConfigFile::arguments(entry), (std::vector<std::string>{"\uFFFD", "x"}));
+  EXPECT_EQ(ClaudeConfigFile::arguments(entry), std::nullopt);
+  EXPECT_EQ(ClaudeConfigFile::arguments(R"({"mcpServers":{"kelvane":{"args":["\udc00","x"]}}})"),
+            (std::vector<std::string>{"\uFFFD", "x"}));
   const Dropped dropped = {R"(The entry had "args": ["\udc00",1e400,"x"])", R"(The entry had "timeout": 1e400)",
                            "The entry had \"\uFFFD\": \"\\udfff\""};
   EXPECT_EQ(ClaudeConfigFile::adding("/bin/k", entry),
