@@ -11,28 +11,27 @@
 #include "platform/unicode/Processor.h"
 #include "platform/unicode/UTF8.h"
 
-/// The lowest level of reading JSON text: where blanks, texts and numbers end, and what they say. Shared by everything
-/// that reads JSON, so that all agree to the byte. Nothing here allocates or throws; every function takes [at, end) and
-/// looks at nothing outside it.
+/// The lowest level of reading JSON text: where white space, strings and numbers end, and what they say. Nothing here
+/// allocates or throws; every function takes [at, end) and looks at nothing outside it.
 namespace kelvane::jsonscanner {
 
-/// Where the blanks (RFC 8259, section 2) at the front end.
-inline const char* skippingBlanks(const char* at, const char* end) noexcept {
-  const auto isBlank = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
-  if (at == end || !isBlank(*at)) return at;
+/// Where the white space (RFC 8259, section 2) at the front ends.
+inline const char* skippingSpace(const char* at, const char* end) noexcept {
+  const auto isSpace = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
+  if (at == end || !isSpace(*at)) return at;
 #if defined(KELVANE_SSE2)
   // Indentation comes in runs.
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i blank = _mm_or_si128(
+    const __m128i space = _mm_or_si128(
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n'))),
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\t'))));
-    const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(blank)) ^ 0xFFFFU;
+    const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(space)) ^ 0xFFFFU;
     if (other != 0) return at + std::countr_zero(other);
     at += 16;
   }
 #endif
-  while (at != end && isBlank(*at)) ++at;
+  while (at != end && isSpace(*at)) ++at;
   return at;
 }
 
@@ -57,35 +56,35 @@ inline std::size_t sequenceLength(const char* at, const char* end) noexcept {
   return 4;
 }
 
-/// A text, from behind its opening quote.
-struct Text {
+/// A string, from behind its opening quote.
+struct String {
   const char* close;  // its closing quote; where reading failed if it is not well-formed
   bool isWellFormed;  // as far as this looks: escapes are judged when they are replaced
   bool isASCII;       // of the bytes that stand there, which escapes may yet change
   bool hasEscapes;
 };
 
-inline Text scanText(const char* at, const char* end) noexcept {
-  Text text{at, false, true, false};
+inline String scanString(const char* at, const char* end) noexcept {
+  String string{at, false, true, false};
   while (true) {
-    text.close = skippingPlain(text.close, end);
-    if (text.close == end) return text;
-    if (*text.close == '"') break;
-    if (*text.close == '\\') {
-      if (end - text.close < 2) return text;
-      text.hasEscapes = true;
-      text.close += 2;
+    string.close = skippingPlain(string.close, end);
+    if (string.close == end) return string;
+    if (*string.close == '"') break;
+    if (*string.close == '\\') {
+      if (end - string.close < 2) return string;
+      string.hasEscapes = true;
+      string.close += 2;
     } else {
       do {
-        const std::size_t length = sequenceLength(text.close, end);
-        if (length == 0) return text;
-        text.close += length;
-      } while (text.close != end && static_cast<signed char>(*text.close) < 0);
-      text.isASCII = false;
+        const std::size_t length = sequenceLength(string.close, end);
+        if (length == 0) return string;
+        string.close += length;
+      } while (string.close != end && static_cast<signed char>(*string.close) < 0);
+      string.isASCII = false;
     }
   }
-  text.isWellFormed = true;
-  return text;
+  string.isWellFormed = true;
+  return string;
 }
 
 /// The four hexadecimal digits as a number; nothing where they are not.
@@ -96,9 +95,17 @@ inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noex
   return stop == at + 4 ? std::optional(value) : std::nullopt;
 }
 
-/// Writes the text [at, end), as `scanText` found it, with its escapes replaced to `out`, which has room for as many
-/// bytes; returns the end of what was written, or nullptr where an escape is none, or half of a surrogate pair.
-inline char* unescaped(const char* at, const char* end, char* out) noexcept {
+/// The number in the escape \uXXXX at the front; nothing where there is none.
+inline std::optional<unsigned> escapedUnit(const char* at, const char* end) noexcept {
+  if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return std::nullopt;
+  return hexadecimal(at + 2, end);
+}
+
+/// Writes the string [at, end), as `scanString` found it, with its escapes replaced to `out`, which has room for as
+/// many bytes; returns the end of what was written, or nullptr where an escape is none. Half of a surrogate pair is
+/// written as U+FFFD where `allowsLone`, given its escape, returns true; else it is no escape either.
+template <class AllowsLone>
+char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLone) {
   while (true) {
     const auto* escape = static_cast<const char*>(std::memchr(at, '\\', static_cast<std::size_t>(end - at)));
     const char* plainEnd = escape ? escape : end;
@@ -132,13 +139,16 @@ inline char* unescaped(const char* at, const char* end, char* out) noexcept {
         if (!unit) return nullptr;
         at += 4;
         unsigned scalar = *unit;
-        if (scalar >= 0xDC00 && scalar < 0xE000) return nullptr;
-        if (scalar >= 0xD800 && scalar < 0xDC00) {
-          if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return nullptr;
-          const auto low = hexadecimal(at + 2, end);
-          if (!low || *low < 0xDC00 || *low >= 0xE000) return nullptr;
-          scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
-          at += 6;
+        if (scalar >= 0xD800 && scalar < 0xE000) {
+          const auto low = scalar < 0xDC00 ? escapedUnit(at, end) : std::nullopt;
+          if (low && *low >= 0xDC00 && *low < 0xE000) {
+            scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
+            at += 6;
+          } else if (allowsLone(escape)) {
+            scalar = unicode::replacementCharacter;
+          } else {
+            return nullptr;
+          }
         }
         out = unicode::encode(scalar, out);
         break;

@@ -1,14 +1,14 @@
 #include "program/configuration/ClaudeConfigFile.h"
 
 #include "host/ClaudeConfig.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 #include "protocol/JSON.h"
 
 namespace kelvane {
 namespace {
 
-using Kind = JSONText::Kind;
-using Value = JSONText::Value;
+using Kind = JSONDocument::Kind;
+using Value = JSONDocument::Value;
 
 constexpr std::string_view serversKey = ClaudeConfig::serversKey;
 constexpr std::string_view entryKey = ClaudeConfig::serverName;
@@ -18,20 +18,20 @@ bool isWhitespace(std::string_view text) noexcept {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
-JSONText read(std::string_view text) {
-  auto document = JSONText::read(std::string(text));
+JSONDocument read(std::string_view text) {
+  auto document = JSONDocument::read(std::string(text));
   if (document) return *std::move(document);
-  throw ConfigRefused("The file is not valid JSON at " + positionIn(text, *JSONText::fault(text)) +
+  throw ConfigRefused("The file is not valid JSON at " + positionIn(text, *JSONDocument::fault(text)) +
                       ". The file is unchanged. Fix it there and try again.");
 }
 
 /// What a value holds beyond what we write.
-void describe(const Value& entry, const JSONText& document, std::vector<std::string>& dropped) {
+void describe(const Value& entry, const JSONDocument& document, std::vector<std::string>& dropped) {
   if (entry.kind != Kind::object) {
     dropped.push_back("The entry was not an object: " + std::string(document.written(entry)));
     return;
   }
-  for (const JSONText::Member& member : document.members(entry)) {
+  for (const JSONDocument::Member& member : document.members(entry)) {
     const std::string written(document.written(member.value));
     const bool isOurs = (member.key == "command" && member.value.kind == Kind::string) ||
                         (member.key == "args" && JSON::decoded(written) == JSON(JSON::Array{}));
@@ -41,13 +41,13 @@ void describe(const Value& entry, const JSONText& document, std::vector<std::str
 
 /// What the text says. Where JSON allows what no value of ours can hold, another value stands in for it. So two texts
 /// with equal documents say the same only if such things are the same in both, which their bytes must show.
-std::optional<JSON> document(const JSONText& text) {
+std::optional<JSON> document(const JSONDocument& text) {
   return JSON::decoded(text.decodable());
 }
 
 /// Throws unless the new text says what it must and the old one stands in it but for [begin, end).
 void prove(const JSON& expected, std::size_t begin, std::size_t end, std::string_view before, std::string_view after) {
-  const auto made = JSONText::read(std::string(after));
+  const auto made = JSONDocument::read(std::string(after));
   requireProof(made && document(*made) == expected && differsOnlyWithin(begin, end, before, after));
 }
 
@@ -60,7 +60,7 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
     return {std::string(mark).append(example(command)), {}};
   }
 
-  const JSONText before = read(to);
+  const JSONDocument before = read(to);
   const std::optional<JSON> old = document(before);
   const JSON expected = ClaudeConfig::adding(command, old);
   if (old == expected) return {std::string(to), {}};
@@ -78,7 +78,7 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
     }
   }
 
-  JSONText after = before;
+  JSONDocument after = before;
   after.set({serversKey, entryKey}, "{}");
   after.set({serversKey, entryKey, "args"}, "[]");
   after.set({serversKey, entryKey, "command"}, JSON(command).encoded());
@@ -90,13 +90,13 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
 ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
   ConfigEdit edit{std::string(from), {}};
   if (isWhitespace(from)) return edit;
-  const JSONText before = read(from);
+  const JSONDocument before = read(from);
   const auto servers = before.find({serversKey});
   if (!servers || servers->kind != Kind::object) return edit;
-  for (const JSONText::Member& member : before.members(*servers)) {
+  for (const JSONDocument::Member& member : before.members(*servers)) {
     if (member.key == entryKey) describe(member.value, before, edit.dropped);
   }
-  JSONText after = before;
+  JSONDocument after = before;
   if (!after.erase({serversKey, entryKey})) return edit;
   edit.text = after.text();
   prove(ClaudeConfig::removing(document(before)), servers->begin, servers->end, from, edit.text);
@@ -127,13 +127,13 @@ std::optional<std::vector<std::string>> ClaudeConfigFile::arguments(std::string_
 
 std::optional<std::string> ClaudeConfigFile::home(std::string_view in) {
   if (isWhitespace(in)) return std::nullopt;
-  const JSONText document = read(in);
+  const JSONDocument document = read(in);
   const auto value = document.find({serversKey, entryKey, "env", "HOME"});
   return value && value->kind == Kind::string ? std::optional(document.string(*value)) : std::nullopt;
 }
 
 std::string ClaudeConfigFile::example(std::string_view command) {
-  JSONText text = read("{}\n");
+  JSONDocument text = read("{}\n");
   text.set({serversKey, entryKey, "args"}, "[]");
   text.set({serversKey, entryKey, "command"}, JSON(command).encoded());
   return text.text();

@@ -6,7 +6,7 @@
 #include "host/CodexConfig.h"
 #include "host/CodexLines.h"
 #include "platform/Unicode.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 #include "program/configuration/TOMLText.h"
 
 namespace kelvane {

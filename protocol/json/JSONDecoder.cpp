@@ -2,179 +2,80 @@
 #include <vector>
 
 #include "platform/Unicode.h"
-#include "platform/json/JSONScanner.h"
+#include "platform/json/JSONGrammar.h"
+#include "platform/json/ScratchStack.h"
 #include "protocol/json/JSONArena.h"
 #include "protocol/json/JSONStorage.h"
-#include "protocol/json/ScratchStack.h"
 
 namespace kelvane {
-/// Reads one JSON text in one pass. Finished values gather on one stack; an array or object takes its own off it, into
-/// a block of exactly their size, when it closes.
+/// The sink of the grammar that builds values. Finished values gather on one stack; an array or object takes its own
+/// off it, into a block of exactly their size, when it closes.
 class JSON::Storage::Decoder {
  public:
-  explicit Decoder(std::string_view text) noexcept
-      : at_(text.data()), end_(text.data() + text.size()), arena_(text.size()) {}
+  explicit Decoder(std::size_t size) noexcept : arena_(size) {}
 
-  std::optional<JSON> decoded() {
-    if (std::string_view(at_, static_cast<std::size_t>(end_ - at_)).substr(0, 3) == "\xEF\xBB\xBF") at_ += 3;
-    if (!readDocument()) return std::nullopt;
+  std::optional<JSON> decoded(std::string_view text) {
+    if (!JSONGrammar<Decoder>(text, *this).read()) return std::nullopt;
     JSON* root = values_.at(0);
     if (isShared(*root) && block(*root) != nullptr) arena_.handOver();
     return std::move(*root);
   }
 
  private:
-  /// An array or object that is open: where its values start on the stack, and which of the two it is.
-  struct Open {
-    std::size_t first;
-    bool isObject;
-  };
+  friend class JSONGrammar<Decoder>;
 
-  void skipBlanks() noexcept { at_ = jsonscanner::skippingBlanks(at_, end_); }
+  /// Where the values of an array or object start on the stack.
+  std::size_t open(bool, const char*) const noexcept { return values_.size(); }
 
-  bool take(char byte) noexcept {
-    if (at_ == end_ || *at_ != byte) return false;
-    ++at_;
-    return true;
-  }
-
-  /// True when the text is one value and nothing else; it is on the stack then.
-  bool readDocument() {
-    bool valueFollows = true;
-    while (true) {
-      if (valueFollows) {
-        skipBlanks();
-        if (at_ == end_) return false;
-        if (*at_ == '{' || *at_ == '[') {
-          const bool isObject = *at_++ == '{';
-          *open_.push() = {values_.size(), isObject};
-          skipBlanks();
-          if (take(isObject ? '}' : ']')) {
-            close();
-            valueFollows = false;
-          } else if (isObject && !readKey()) {
-            return false;
-          }
-          continue;
-        }
-        if (!readScalar()) return false;
-      }
-      skipBlanks();
-      if (open_.size() == 0) return at_ == end_;
-      const bool inObject = open_.top().isObject;
-      valueFollows = take(',');
-      if (valueFollows) {
-        if (inObject) {
-          skipBlanks();
-          if (!readKey()) return false;
-        }
+  /// Moves the values from `first` on into a block, and that onto the stack in their place.
+  void close(bool isObject, std::size_t first, const char*) {
+    const std::size_t count = values_.size() - first;
+    Block* block = nullptr;
+    if (count > 0) {
+      block = arena_.newBlock(count, count * sizeof(JSON));
+      if (isObject) {
+        sortMembers(values_.at(first), count / 2, block);
       } else {
-        if (!take(inObject ? '}' : ']')) return false;
-        close();
+        std::memcpy(static_cast<void*>(block->values()), values_.at(first), count * sizeof(JSON));
       }
     }
+    values_.cut(first);
+    place(values_.push(), isObject ? Tag::object : Tag::array, block);
   }
 
-  bool readKey() {
-    if (at_ == end_ || *at_ != '"' || !readText()) return false;
-    skipBlanks();
-    return take(':');
+  void null(std::string_view) { ::new (values_.push()) JSON(nullptr); }
+  void boolean(bool value, std::string_view) { ::new (values_.push()) JSON(value); }
+
+  /// False for a number too large for a double.
+  bool number(const jsonscanner::Number& number, std::string_view written) {
+    const std::optional<double> value = jsonscanner::doubleValue(number, written.data());
+    if (value) ::new (values_.push()) JSON(*value);
+    return value.has_value();
   }
 
-  bool readScalar() {
-    switch (*at_) {
-      case '"':
-        return readText();
-      case 't':
-        return readWord("true", [](JSON* slot) { ::new (slot) JSON(true); });
-      case 'f':
-        return readWord("false", [](JSON* slot) { ::new (slot) JSON(false); });
-      case 'n':
-        return readWord("null", [](JSON* slot) { ::new (slot) JSON(nullptr); });
-      default:
-        return readNumber();
-    }
-  }
-
-  template <class Place>
-  bool readWord(std::string_view word, Place place) {
-    if (std::string_view(at_, static_cast<std::size_t>(end_ - at_)).substr(0, word.size()) != word) return false;
-    at_ += word.size();
-    place(values_.push());
-    return true;
-  }
-
-  bool readNumber() {
-    const jsonscanner::Number number = jsonscanner::scanNumber(at_, end_);
-    if (!number.isWellFormed) return false;
-    const std::optional<double> value = jsonscanner::doubleValue(number, at_);
-    if (!value) return false;
-    at_ = number.end;
-    ::new (values_.push()) JSON(*value);
-    return true;
-  }
-
-  bool readText() {
-    const char* begin = at_ + 1;
-    const jsonscanner::Text text = jsonscanner::scanText(begin, end_);
-    at_ = text.close;
-    if (!text.isWellFormed) return false;
-    ++at_;
-    if (text.hasEscapes) return readEscaped(begin, text);
-    const std::string_view bytes(begin, static_cast<std::size_t>(text.close - begin));
-    const Form form = text.isASCII ? Form::ascii : Form::utf8;
+  void string(std::string_view bytes, const JSONString& found) {
+    const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
-    if (bytes.size() <= inlineCapacity) {
-      placeText(slot, form, bytes);
-    } else {
-      Block* block = arena_.newBlock(bytes.size(), bytes.size());
-      std::memcpy(block->bytes(), bytes.data(), bytes.size());
-      placeText(slot, form, block);
-    }
-    return true;
-  }
-
-  bool readEscaped(const char* begin, const jsonscanner::Text& text) {
-    const auto bound = static_cast<std::size_t>(text.close - begin);
-    char inlineBytes[6 * inlineCapacity];
-    const bool mayFitInline = bound <= sizeof inlineBytes;
-    Block* block = mayFitInline ? nullptr : arena_.newBlock(0, bound);
-    char* out = mayFitInline ? inlineBytes : block->bytes();
-    const char* outEnd = jsonscanner::unescaped(begin, text.close, out);
-    if (outEnd == nullptr) return false;
-    const std::string_view bytes(out, static_cast<std::size_t>(outEnd - out));
-    const Form form = text.isASCII && unicode::isASCII(bytes) ? Form::ascii : Form::utf8;
-    JSON* slot = values_.push();
-    if (bytes.size() <= inlineCapacity) {
-      placeText(slot, form, bytes);
-      return true;
-    }
+    if (bytes.size() <= inlineCapacity) return placeText(slot, form, bytes);
+    Block* block = std::exchange(room_, nullptr);
     if (block == nullptr) {
       block = arena_.newBlock(bytes.size(), bytes.size());
       std::memcpy(block->bytes(), bytes.data(), bytes.size());
     }
     block->size = bytes.size();
     placeText(slot, form, block);
-    return true;
   }
 
-  /// Moves the values of the innermost open array or object into a block, and that onto the stack in their place.
-  void close() {
-    const Open open = open_.top();
-    open_.pop();
-    const std::size_t count = values_.size() - open.first;
-    Block* block = nullptr;
-    if (count > 0) {
-      block = arena_.newBlock(count, count * sizeof(JSON));
-      if (open.isObject) {
-        sortMembers(values_.at(open.first), count / 2, block);
-      } else {
-        std::memcpy(static_cast<void*>(block->values()), values_.at(open.first), count * sizeof(JSON));
-      }
-    }
-    values_.cut(open.first);
-    place(values_.push(), open.isObject ? Tag::object : Tag::array, block);
+  /// A string with escapes goes at once where it stays, unless it may be short enough to be kept inline: no escape is
+  /// more than six times as long as what it says.
+  char* room(std::size_t bytes) {
+    if (bytes <= sizeof shortRoom_) return shortRoom_;
+    room_ = arena_.newBlock(0, bytes);
+    return room_->bytes();
   }
+
+  /// UTF-8 has no lone surrogates.
+  static bool loneSurrogate(const char*) noexcept { return false; }
 
   /// Copies members to the block in the order of their keys, of those with the same key the last.
   void sortMembers(const JSON* members, std::size_t count, Block* block) {
@@ -247,16 +148,15 @@ class JSON::Storage::Decoder {
     }
   }
 
-  const char* at_;
-  const char* end_;
   ArenaBuilder arena_;
   ScratchStack<JSON, 64> values_;
-  ScratchStack<Open, 32> open_;
+  Block* room_ = nullptr;  // that `room` gave for the string that comes next
+  char shortRoom_[6 * inlineCapacity];
   std::vector<Ranked> order_;  // kept between objects for its memory
 };
 
 std::optional<JSON> JSON::decoded(std::string_view text) {
-  return Storage::Decoder(text).decoded();
+  return Storage::Decoder(text.size()).decoded(text);
 }
 
 }  // namespace kelvane

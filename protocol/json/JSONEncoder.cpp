@@ -7,7 +7,7 @@
 #include "platform/unicode/Processor.h"
 #include "protocol/JSONCoding.h"
 #include "protocol/json/JSONStorage.h"
-#include "protocol/json/ScratchStack.h"
+#include "platform/json/ScratchStack.h"
 
 namespace kelvane {
 namespace {

@@ -12,13 +12,13 @@
 namespace quorvel {
 namespace {
 
-using kelvane::JSONText;
+using kelvane::JSONDocument;
 namespace unicode = kelvane::unicode;
 
 /// What a settings file's text says; nothing when it is damaged.
-std::optional<JSONText> settingsIn(const std::string& text) {
-  auto settings = JSONText::read(text);
-  return settings && settings->root().kind == JSONText::Kind::object ? settings : std::nullopt;
+std::optional<JSONDocument> settingsIn(const std::string& text) {
+  auto settings = JSONDocument::read(text);
+  return settings && settings->root().kind == JSONDocument::Kind::object ? settings : std::nullopt;
 }
 
 bool isTrue(std::string_view text) {
@@ -63,7 +63,7 @@ void FileDefaults::read() {
   }
 }
 
-std::optional<JSONText::Value> FileDefaults::find(std::string_view key) const {
+std::optional<JSONDocument::Value> FileDefaults::find(std::string_view key) const {
   return settings_ ? settings_->find({key}) : std::nullopt;
 }
 
@@ -71,13 +71,13 @@ bool FileDefaults::boolForKey(std::string_view key) const {
   const auto value = find(key);
   if (!value) return false;
   switch (value->kind) {
-    case JSONText::Kind::boolean:
+    case JSONDocument::Kind::boolean:
       return settings_->written(*value) == "true";
-    case JSONText::Kind::number: {
+    case JSONDocument::Kind::number: {
       const std::string_view number = settings_->written(*value);
       return number.substr(0, number.find_first_of("eE")).find_first_of("123456789") != std::string_view::npos;
     }
-    case JSONText::Kind::string:
+    case JSONDocument::Kind::string:
       return isTrue(settings_->string(*value));
     default:
       return false;
@@ -86,7 +86,7 @@ bool FileDefaults::boolForKey(std::string_view key) const {
 
 std::optional<std::string> FileDefaults::textForKey(std::string_view key) const {
   const auto value = find(key);
-  if (!value || value->kind != JSONText::Kind::string) return std::nullopt;
+  if (!value || value->kind != JSONDocument::Kind::string) return std::nullopt;
   return settings_->string(*value);
 }
 

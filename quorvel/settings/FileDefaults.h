@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "platform/UserDefaults.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 #include "quorvel/settings/FileCopies.h"
 
 namespace quorvel {
@@ -61,11 +61,11 @@ class FileDefaults final : public kelvane::UserDefaults {
 
  private:
   void read();
-  std::optional<kelvane::JSONText::Value> find(std::string_view key) const;
+  std::optional<kelvane::JSONDocument::Value> find(std::string_view key) const;
   std::optional<std::filesystem::path> write(std::string_view key, std::string_view json);
 
   std::filesystem::path file_;
-  std::optional<kelvane::JSONText> settings_;
+  std::optional<kelvane::JSONDocument> settings_;
   std::optional<std::string> problem_;
 };
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "platform/Unicode.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 #include "protocol/JSON.h"
 #include "protocol/RPCError.h"
 #include "protocol/Server.h"
@@ -76,7 +76,7 @@ bool needsNoReply(const JSON& message) {
 
 std::string brokenByJSON(std::string_view text) {
   const std::optional<JSON> value = JSON::decoded(text);
-  const auto read = JSONText::read(std::string(text));
+  const auto read = JSONDocument::read(std::string(text));
   if (value && !read) return "what one reader takes another refuses";
   if (read && (read->decodable() == text) != value.has_value()) return "a text is not what it is said to be";
   if (read && !JSON::decoded(read->decodable())) return "what should be decodable is not";

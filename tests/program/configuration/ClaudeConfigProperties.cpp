@@ -4,7 +4,7 @@
 
 #include "host/ClaudeConfig.h"
 #include "platform/Unicode.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 #include "program/configuration/ClaudeConfigFile.h"
 #include "protocol/JSON.h"
 #include "tests/program/configuration/ConfigProperties.h"
@@ -23,12 +23,12 @@ std::optional<ConfigEdit> adding(std::string_view command, std::string_view text
 }
 
 /// The members of an object but one, as they are written, in their order; none for what is no object.
-Members others(std::string_view text, JSONText::Path path, std::string_view key) {
+Members others(std::string_view text, JSONDocument::Path path, std::string_view key) {
   Members members;
-  const auto document = JSONText::read(std::string(text));
+  const auto document = JSONDocument::read(std::string(text));
   const auto object = document ? document->find(path) : std::nullopt;
-  if (!object || object->kind != JSONText::Kind::object) return members;
-  for (const JSONText::Member& member : document->members(*object)) {
+  if (!object || object->kind != JSONDocument::Kind::object) return members;
+  for (const JSONDocument::Member& member : document->members(*object)) {
     if (member.key != key) members.emplace_back(member.key, document->written(member.value));
   }
   return members;
@@ -36,7 +36,7 @@ Members others(std::string_view text, JSONText::Path path, std::string_view key)
 
 /// What a text says, with another value for what none of ours can hold; nothing when it is not JSON.
 std::optional<JSON> document(std::string_view text) {
-  const auto read = JSONText::read(std::string(text));
+  const auto read = JSONDocument::read(std::string(text));
   return read ? JSON::decoded(read->decodable()) : std::nullopt;
 }
 

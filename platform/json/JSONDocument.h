@@ -18,7 +18,7 @@ namespace kelvane {
 /// for a double. Which members have the same key (the last of them counts) is judged as `JSON::decoded` does.
 ///
 /// Nothing recurses, and every operation takes time linear in the text.
-class JSONText {
+class JSONDocument {
  public:
   enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
 
@@ -39,7 +39,7 @@ class JSONText {
   using Path = std::initializer_list<std::string_view>;
 
   /// Nothing when the text is not JSON.
-  static std::optional<JSONText> read(std::string text);
+  static std::optional<JSONDocument> read(std::string text);
 
   /// Where a text ceases to be JSON: the offset of the byte, text, number or word that cannot stand there, or the
   /// text's size where it ends too early. Nothing for JSON.
@@ -79,7 +79,7 @@ class JSONText {
  private:
   struct Layout;
 
-  JSONText(std::string text, Value root) : text_(std::move(text)), root_(root) {}
+  JSONDocument(std::string text, Value root) : text_(std::move(text)), root_(root) {}
 
   std::optional<Value> find(const Value& at, const std::string_view* key, const std::string_view* end) const;
   Value replace(const Value& value, std::string_view json);

@@ -1,15 +1,15 @@
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 
 #include <gtest/gtest.h>
 
 namespace kelvane {
 namespace {
 
-using Kind = JSONText::Kind;
-using Path = JSONText::Path;
+using Kind = JSONDocument::Kind;
+using Path = JSONDocument::Path;
 
-JSONText read(std::string text) {
-  auto result = JSONText::read(std::move(text));
+JSONDocument read(std::string text) {
+  auto result = JSONDocument::read(std::move(text));
   if (!result) throw std::runtime_error("not JSON");
   return *result;
 }
@@ -21,7 +21,7 @@ struct RootCase {
   std::string written;
 };
 
-TEST(JSONText, knowsWhatTheTextIsAndWhere) {
+TEST(JSONDocument, knowsWhatTheTextIsAndWhere) {
   const RootCase cases[] = {
       {"null", "null", Kind::null, "null"},
       {"true", " true", Kind::boolean, "true"},
@@ -37,12 +37,12 @@ TEST(JSONText, knowsWhatTheTextIsAndWhere) {
       {"a byte-order mark", "\xEF\xBB\xBF {}", Kind::object, "{}"},
   };
   for (const RootCase& row : cases) {
-    const auto text = JSONText::read(row.text);
+    const auto text = JSONDocument::read(row.text);
     ASSERT_TRUE(text.has_value()) << row.description;
     EXPECT_EQ(text->text(), row.text) << row.description;
     EXPECT_EQ(text->root().kind, row.kind) << row.description;
     EXPECT_EQ(text->written(text->root()), row.written) << row.description;
-    EXPECT_EQ(JSONText::fault(row.text), std::nullopt) << row.description;
+    EXPECT_EQ(JSONDocument::fault(row.text), std::nullopt) << row.description;
   }
 }
 
@@ -52,7 +52,7 @@ struct FaultCase {
   std::size_t offset;
 };
 
-TEST(JSONText, saysWhereATextCeasesToBeJSON) {
+TEST(JSONDocument, saysWhereATextCeasesToBeJSON) {
   const FaultCase cases[] = {
       {"nothing", "", 0},
       {"blanks", "  \n", 3},
@@ -83,13 +83,13 @@ TEST(JSONText, saysWhereATextCeasesToBeJSON) {
       {"a word in capitals", "[True]", 1},
   };
   for (const FaultCase& row : cases) {
-    EXPECT_EQ(JSONText::fault(row.text), row.offset) << row.description;
-    EXPECT_FALSE(JSONText::read(row.text).has_value()) << row.description;
+    EXPECT_EQ(JSONDocument::fault(row.text), row.offset) << row.description;
+    EXPECT_FALSE(JSONDocument::read(row.text).has_value()) << row.description;
   }
 }
 
-TEST(JSONText, readsMembersInTheirOrder) {
-  const JSONText text = read(R"( {"b": [1, {"x": 2}], "a\n\u00e9" :null, "": "t", "b":true} )");
+TEST(JSONDocument, readsMembersInTheirOrder) {
+  const JSONDocument text = read(R"( {"b": [1, {"x": 2}], "a\n\u00e9" :null, "": "t", "b":true} )");
   const auto members = text.members(text.root());
   ASSERT_EQ(members.size(), 4U);
   EXPECT_EQ(members[0].key, "b");
@@ -104,7 +104,7 @@ TEST(JSONText, readsMembersInTheirOrder) {
   EXPECT_TRUE(read("{ }").members({Kind::object, 0, 3}).empty());
 }
 
-TEST(JSONText, readsALoneSurrogateAsAReplacementCharacter) {
+TEST(JSONDocument, readsALoneSurrogateAsAReplacementCharacter) {
   const struct {
     const char* description;
     const char* written;
@@ -121,14 +121,14 @@ TEST(JSONText, readsALoneSurrogateAsAReplacementCharacter) {
       {"an escaped backslash before what looks like one", R"("\\ud800")", "\\ud800"},
   };
   for (const auto& row : cases) {
-    const JSONText text = read(row.written);
+    const JSONDocument text = read(row.written);
     EXPECT_EQ(text.string(text.root()), row.said) << row.description;
-    const JSONText object = read("{" + std::string(row.written) + ":1}");
+    const JSONDocument object = read("{" + std::string(row.written) + ":1}");
     EXPECT_EQ(object.members(object.root()).at(0).key, row.said) << row.description;
   }
 }
 
-TEST(JSONText, isDecodableWhateverItsNumbersAndSurrogates) {
+TEST(JSONDocument, isDecodableWhateverItsNumbersAndSurrogates) {
   const struct {
     const char* description;
     std::string text;
@@ -147,14 +147,14 @@ TEST(JSONText, isDecodableWhateverItsNumbersAndSurrogates) {
       {"halves in two strings", R"(["\ud83d","\ude00"])", R"(["\ufffd","\ufffd"])"},
   };
   for (const auto& row : cases) {
-    const JSONText text = read(row.text);
+    const JSONDocument text = read(row.text);
     EXPECT_EQ(text.decodable(), row.decodable) << row.description;
     EXPECT_EQ(text.text(), row.text) << row.description;
   }
 }
 
-TEST(JSONText, editsAroundWhatNoValueCanHold) {
-  JSONText text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
+TEST(JSONDocument, editsAroundWhatNoValueCanHold) {
+  JSONDocument text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
   text.set({"b"}, "2");
   EXPECT_TRUE(text.erase({"a"}));
   EXPECT_EQ(text.text(), R"({"\ud800": 1e400, "z": "\udc00", "b": 2})");
@@ -167,7 +167,7 @@ struct FindCase {
   const char* written;
 };
 
-TEST(JSONText, findsAValueByItsPath) {
+TEST(JSONDocument, findsAValueByItsPath) {
   const FindCase cases[] = {
       {"no path", "[1]", {}, "[1]"},
       {"a key", R"({"a": 1})", {"a"}, "1"},
@@ -181,7 +181,7 @@ TEST(JSONText, findsAValueByItsPath) {
       {"a key of what is no object", "[1]", {"a"}, nullptr},
   };
   for (const FindCase& row : cases) {
-    const JSONText text = read(row.text);
+    const JSONDocument text = read(row.text);
     const auto value = text.find(row.path);
     EXPECT_EQ(value.has_value(), row.written != nullptr) << row.description;
     EXPECT_EQ(value ? text.written(*value) : "", row.written ? row.written : "") << row.description;
@@ -196,7 +196,7 @@ struct SetCase {
   std::string after;
 };
 
-TEST(JSONText, setsAMemberAndLeavesEveryOtherByte) {
+TEST(JSONDocument, setsAMemberAndLeavesEveryOtherByte) {
   const SetCase cases[] = {
       {"a value in its place",
        R"({ "a" :1.50, "b":  12345678901234567890 })",
@@ -242,7 +242,7 @@ TEST(JSONText, setsAMemberAndLeavesEveryOtherByte) {
       {"a key with quotes", "{\"a\":1}", {"b\"\\\n\u00E9"}, "2", "{\"a\":1,\"b\\\"\\\\\\u000a\u00E9\":2}"},
   };
   for (const SetCase& row : cases) {
-    JSONText text = read(row.before);
+    JSONDocument text = read(row.before);
     text.set(row.path, row.json);
     EXPECT_EQ(text.text(), row.after) << row.description;
     const auto again = read(text.text());
@@ -260,7 +260,7 @@ struct EraseCase {
   std::string after;
 };
 
-TEST(JSONText, erasesAMemberAndLeavesEveryOtherByte) {
+TEST(JSONDocument, erasesAMemberAndLeavesEveryOtherByte) {
   const EraseCase cases[] = {
       {"the first", "{\n  \"a\": 1,\n  \"b\": 2\n}\n", {"a"}, "{\n  \"b\": 2\n}\n"},
       {"the middle", R"({"a":1, "b" : {"x": 1},  "c":3})", {"b"}, R"({"a":1, "c":3})"},
@@ -278,7 +278,7 @@ TEST(JSONText, erasesAMemberAndLeavesEveryOtherByte) {
        R"({"n":12345678901234567890.10E+1})"},
   };
   for (const EraseCase& row : cases) {
-    JSONText text = read(row.before);
+    JSONDocument text = read(row.before);
     EXPECT_TRUE(text.erase(row.path)) << row.description;
     EXPECT_EQ(text.text(), row.after) << row.description;
     EXPECT_EQ(text.root().end, read(text.text()).root().end) << row.description;
@@ -293,32 +293,32 @@ TEST(JSONText, erasesAMemberAndLeavesEveryOtherByte) {
       {"a root that is no object", "[1]", {"a"}, {}},
   };
   for (const EraseCase& row : without) {
-    JSONText text = read(row.before);
+    JSONDocument text = read(row.before);
     EXPECT_FALSE(text.erase(row.path)) << row.description;
     EXPECT_EQ(text.text(), row.before) << row.description;
   }
 }
 
-TEST(JSONText, quotesATextSoThatItReadsBack) {
+TEST(JSONDocument, quotesATextSoThatItReadsBack) {
   std::string all;
   for (char byte = 0; byte < 0x7F; ++byte) all += byte;
   const std::string texts[] = {"", "a/b", "\"\\\"", all, "\u007F\u00E9\u65E5\U0001F600"};
   for (const std::string& text : texts) {
-    const JSONText quoted = read(quotedJSON(text));
+    const JSONDocument quoted = read(quotedJSON(text));
     ASSERT_EQ(quoted.root().kind, Kind::string);
     EXPECT_EQ(quoted.string(quoted.root()), text);
   }
   EXPECT_EQ(quotedJSON("a/\u00E9\x01"), "\"a/\u00E9\\u0001\"");
 }
 
-TEST(JSONText, readsHundredsOfThousandsOfLevels) {
+TEST(JSONDocument, readsHundredsOfThousandsOfLevels) {
   std::string text;
   for (int i = 0; i < 300'000; ++i) text += i % 2 == 0 ? "[" : "{\"a\":";
-  EXPECT_EQ(JSONText::fault(text), text.size());
+  EXPECT_EQ(JSONDocument::fault(text), text.size());
   std::string close;
   for (int i = 0; i < 300'000; ++i) close += i % 2 == 0 ? '}' : ']';
-  EXPECT_EQ(JSONText::fault(text + "1" + close), std::nullopt);
-  JSONText whole = read("{\"x\":" + text + "1" + close + "}");
+  EXPECT_EQ(JSONDocument::fault(text + "1" + close), std::nullopt);
+  JSONDocument whole = read("{\"x\":" + text + "1" + close + "}");
   whole.set({"y"}, "1");
   EXPECT_TRUE(whole.erase({"x"}));
   EXPECT_EQ(whole.text(), "{\"y\":1}");

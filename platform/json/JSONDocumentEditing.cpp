@@ -1,58 +1,58 @@
 #include <algorithm>
 
 #include "platform/Unicode.h"
-#include "platform/json/JSONText.h"
+#include "platform/json/JSONDocument.h"
 
 namespace kelvane {
 namespace {
 
-bool isBlank(char byte) noexcept {
+bool isSpace(char byte) noexcept {
   return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
 }
 
-/// The part of some blanks that begins with the last line break; nothing where there is none.
-std::optional<std::string_view> lastLine(std::string_view blanks) noexcept {
-  const std::size_t feed = blanks.rfind('\n');
+/// White space from its last line break on; nothing if it has none.
+std::optional<std::string_view> lastLine(std::string_view space) noexcept {
+  const std::size_t feed = space.rfind('\n');
   if (feed == std::string_view::npos) return std::nullopt;
-  return blanks.substr(feed > 0 && blanks[feed - 1] == '\r' ? feed - 1 : feed);
+  return space.substr(feed > 0 && space[feed - 1] == '\r' ? feed - 1 : feed);
 }
 
-/// The blanks that end at an offset.
-std::string_view blanksBefore(std::size_t end, std::string_view text) noexcept {
+/// The white space that ends at an offset.
+std::string_view spaceBefore(std::size_t end, std::string_view text) noexcept {
   std::size_t begin = end;
-  while (begin > 0 && isBlank(text[begin - 1])) --begin;
+  while (begin > 0 && isSpace(text[begin - 1])) --begin;
   return text.substr(begin, end - begin);
 }
 
-/// What stands between a member's key and its value, when that is on one line.
-std::string_view colon(const JSONText::Member& member, std::string_view text) noexcept {
+/// What stands between a member's key and its value; ": " if that is more than one line.
+std::string_view colon(const JSONDocument::Member& member, std::string_view text) noexcept {
   const std::size_t end = member.value.begin;
   const std::size_t sign = text.rfind(':', end - 1);
-  const std::size_t begin = sign - blanksBefore(sign, text).size();
+  const std::size_t begin = sign - spaceBefore(sign, text).size();
   const std::string_view between = text.substr(begin, end - begin);
   return lastLine(between) ? ": " : between;
 }
 
 /// The kind of a value by its first byte, the only one that it takes.
-JSONText::Kind kindOf(std::string_view json) noexcept {
+JSONDocument::Kind kindOf(std::string_view json) noexcept {
   switch (json.front()) {
     case '{':
-      return JSONText::Kind::object;
+      return JSONDocument::Kind::object;
     case '[':
-      return JSONText::Kind::array;
+      return JSONDocument::Kind::array;
     case '"':
-      return JSONText::Kind::string;
+      return JSONDocument::Kind::string;
     case 't':
     case 'f':
-      return JSONText::Kind::boolean;
+      return JSONDocument::Kind::boolean;
     case 'n':
-      return JSONText::Kind::null;
+      return JSONDocument::Kind::null;
     default:
-      return JSONText::Kind::number;
+      return JSONDocument::Kind::number;
   }
 }
 
-/// The blanks at the start of the line that an offset is in.
+/// The spaces and tabs at the start of the line that an offset is in.
 std::string_view indentation(std::size_t offset, std::string_view text) noexcept {
   const std::size_t begin = text.substr(0, offset).rfind('\n') + 1;
   const std::size_t end = text.find_first_not_of(" \t", begin);
@@ -67,21 +67,21 @@ std::string_view newline(std::string_view text) noexcept {
 }  // namespace
 
 /// How a new member of an object is set apart from what is around it.
-struct JSONText::Layout {
+struct JSONDocument::Layout {
   std::string beforeKey;  // behind the comma or the opening bracket
   std::string colon;
   std::string beforeClose;  // only where the object was empty
 };
 
-JSONText::Layout JSONText::layout(const Value& object, const std::vector<Member>& members) const {
+JSONDocument::Layout JSONDocument::layout(const Value& object, const std::vector<Member>& members) const {
   if (!members.empty()) {
-    const std::string_view blanks = blanksBefore(members.back().begin, text_);
+    const std::string_view space = spaceBefore(members.back().begin, text_);
     std::string_view between = kelvane::colon(members.back(), text_);
-    std::string_view beforeKey = blanks;
-    if (const auto line = lastLine(blanks)) {
+    std::string_view beforeKey = space;
+    if (const auto line = lastLine(space)) {
       beforeKey = *line;
     } else if (members.size() == 1) {
-      beforeKey = isBlank(between.back()) ? " " : "";
+      beforeKey = isSpace(between.back()) ? " " : "";
     }
     return {std::string(beforeKey), std::string(between), {}};
   }
@@ -90,26 +90,25 @@ JSONText::Layout JSONText::layout(const Value& object, const std::vector<Member>
   if (!around.empty() && written(root_).find('\n') == std::string_view::npos) return {{}, between, {}};
   std::string_view step = "  ";
   if (!around.empty()) {
-    if (const auto line = lastLine(blanksBefore(around.front().begin, text_)))
-      step = line->substr(line->find('\n') + 1);
+    if (const auto line = lastLine(spaceBefore(around.front().begin, text_))) step = line->substr(line->find('\n') + 1);
   }
   const std::string close = std::string(newline(text_)).append(indentation(object.begin, text_));
   return {close + std::string(step), between, close};
 }
 
-void JSONText::splice(std::size_t begin, std::size_t end, std::string_view bytes) {
+void JSONDocument::splice(std::size_t begin, std::size_t end, std::string_view bytes) {
   text_.replace(begin, end - begin, bytes);
   root_.end = root_.end - (end - begin) + bytes.size();
 }
 
-JSONText::Value JSONText::replace(const Value& value, std::string_view json) {
+JSONDocument::Value JSONDocument::replace(const Value& value, std::string_view json) {
   const Value replacement{kindOf(json), value.begin, value.begin + json.size()};
   splice(value.begin, value.end, json);
   if (value.begin == root_.begin) root_.kind = replacement.kind;
   return replacement;
 }
 
-JSONText::Value JSONText::append(const Value& object, std::string_view key, std::string_view json) {
+JSONDocument::Value JSONDocument::append(const Value& object, std::string_view key, std::string_view json) {
   const std::vector<Member> members = this->members(object);
   const Layout layout = this->layout(object, members);
   const bool isFirst = members.empty();
@@ -119,7 +118,7 @@ JSONText::Value JSONText::append(const Value& object, std::string_view key, std:
   return {kindOf(json), begin + before.size(), begin + before.size() + json.size()};
 }
 
-void JSONText::set(Path path, std::string_view json) {
+void JSONDocument::set(Path path, std::string_view json) {
   Value at = root_;
   for (const std::string_view key : path) {
     if (at.kind != Kind::object) at = replace(at, "{}");
@@ -129,7 +128,7 @@ void JSONText::set(Path path, std::string_view json) {
   replace(at, json);
 }
 
-bool JSONText::erase(Path path) {
+bool JSONDocument::erase(Path path) {
   const std::string_view& key = *(path.end() - 1);
   const auto object = find(root_, path.begin(), &key);
   if (!object || object->kind != Kind::object) return false;

@@ -1,0 +1,170 @@
+#include "platform/json/JSONDocument.h"
+
+#include <cstring>
+
+#include "platform/Unicode.h"
+#include "platform/json/JSONGrammar.h"
+
+namespace kelvane {
+namespace {
+
+using Kind = JSONDocument::Kind;
+using Value = JSONDocument::Value;
+
+/// The sink of the grammar that notes where a value lies and, if it is an object, where its members do. It allows all
+/// of JSON. Offsets count from `text`, which may start before what is read.
+class Outline {
+ public:
+  explicit Outline(const char* text) noexcept : text_(text) {}
+
+  Value root{};
+  std::vector<JSONDocument::Member> members;
+  std::string rootString;  // what the root says if it is a string
+
+  std::size_t open(bool, const char* at) noexcept {
+    ++depth_;
+    return offset(at);
+  }
+
+  void close(bool isObject, std::size_t begin, const char* end) noexcept {
+    --depth_;
+    note({isObject ? Kind::object : Kind::array, begin, offset(end)});
+  }
+
+  void string(std::string_view string, const JSONString& found) {
+    if (depth_ == 0) rootString = string;
+    if (!found.isKey) return note(Kind::string, found.written);
+    if (depth_ == 1) members.push_back({std::string(string), offset(found.written.data()), {}});
+  }
+
+  bool number(const jsonscanner::Number&, std::string_view written) noexcept {
+    note(Kind::number, written);
+    return true;
+  }
+
+  void boolean(bool, std::string_view written) noexcept { note(Kind::boolean, written); }
+  void null(std::string_view written) noexcept { note(Kind::null, written); }
+
+  char* room(std::size_t bytes) {
+    room_.resize(bytes);
+    return room_.data();
+  }
+
+  static bool loneSurrogate(const char*) noexcept { return true; }
+
+ protected:
+  std::size_t offset(const char* at) const noexcept { return static_cast<std::size_t>(at - text_); }
+
+ private:
+  void note(Kind kind, std::string_view written) noexcept {
+    note({kind, offset(written.data()), offset(written.data() + written.size())});
+  }
+
+  void note(const Value& value) noexcept {
+    if (depth_ == 0) root = value;
+    if (depth_ == 1 && !members.empty()) members.back().value = value;
+  }
+
+  const char* text_;
+  std::size_t depth_ = 0;
+  std::string room_;
+};
+
+/// The sink that replaces what JSON allows and no value can hold, in a copy of what is read. What it puts there has the
+/// same size.
+class StandIns : public Outline {
+ public:
+  explicit StandIns(std::string& copy, const char* text) noexcept : Outline(text), copy_(copy) {}
+
+  bool number(const jsonscanner::Number& number, std::string_view written) noexcept {
+    constexpr std::string_view mantissa = "1e";
+    constexpr std::string_view exponent = "308";
+    if (jsonscanner::doubleValue(number, written.data())) return true;
+    // The shortest number that is too large, 2e308, has room for this one.
+    const std::size_t sign = number.isNegative ? 1 : 0;
+    char* const digits = copy_.data() + offset(written.data()) + sign;
+    const std::size_t size = written.size() - sign;
+    std::memset(digits, '0', size);
+    std::memcpy(digits, mantissa.data(), mantissa.size());
+    std::memcpy(digits + size - exponent.size(), exponent.data(), exponent.size());
+    return true;
+  }
+
+  bool loneSurrogate(const char* escape) noexcept {
+    std::memcpy(copy_.data() + offset(escape), "\\ufffd", 6);
+    return true;
+  }
+
+ private:
+  std::string& copy_;
+};
+
+/// The outline of a value that is known to be JSON.
+Outline outline(const std::string& text, const Value& value) {
+  Outline outline(text.data());
+  JSONGrammar<Outline>(std::string_view(text).substr(value.begin, value.end - value.begin), outline).read();
+  return outline;
+}
+
+}  // namespace
+
+std::optional<JSONDocument> JSONDocument::read(std::string text) {
+  Outline outline(text.data());
+  if (!JSONGrammar<Outline>(text, outline).read()) return std::nullopt;
+  return JSONDocument(std::move(text), outline.root);
+}
+
+std::optional<std::size_t> JSONDocument::fault(std::string_view text) {
+  Outline outline(text.data());
+  JSONGrammar<Outline> grammar(text, outline);
+  return grammar.read() ? std::nullopt : std::optional(static_cast<std::size_t>(grammar.at() - text.data()));
+}
+
+std::string JSONDocument::decodable() const {
+  std::string copy = text_;
+  StandIns standIns(copy, text_.data());
+  JSONGrammar<StandIns>(text_, standIns).read();
+  return copy;
+}
+
+std::string JSONDocument::string(const Value& value) const {
+  return outline(text_, value).rootString;
+}
+
+std::vector<JSONDocument::Member> JSONDocument::members(const Value& object) const {
+  return outline(text_, object).members;
+}
+
+std::optional<JSONDocument::Value> JSONDocument::find(Path path) const {
+  return find(root_, path.begin(), path.end());
+}
+
+std::optional<JSONDocument::Value> JSONDocument::find(const Value& at, const std::string_view* key,
+                                                      const std::string_view* end) const {
+  std::optional<Value> value = at;
+  for (; key != end && value; ++key) {
+    const auto members = value->kind == Kind::object ? this->members(*value) : std::vector<Member>();
+    value.reset();
+    for (const Member& member : members) {
+      if (unicode::equivalent(member.key, *key)) value = member.value;
+    }
+  }
+  return value;
+}
+
+std::string quotedJSON(std::string_view text) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string quoted = "\"";
+  for (const char byte : text) {
+    if (byte == '"' || byte == '\\') {
+      quoted.append({'\\', byte});
+    } else if (static_cast<unsigned char>(byte) < ' ') {
+      quoted.append({'\\', 'u', '0', '0', digits[byte >> 4], digits[byte & 0xF]});
+    } else {
+      quoted += byte;
+    }
+  }
+  return quoted += '"';
+}
+
+}  // namespace kelvane
