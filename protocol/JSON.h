@@ -15,34 +15,38 @@
 
 namespace kelvane {
 
-/// Thrown by `JSON::from` where a decoder holds nothing that JSON knows.
+/// Thrown by `JSON::from` if a decoder holds no value of a kind that JSON has.
 class JSONDecodingError : public std::exception {
  public:
   const char* what() const noexcept override { return "Unrecognised JSON"; }
 };
 
-/// A JSON value (RFC 8259): null, a Bool, a number (an IEEE double), a text, an array or an object.
+/// A JSON value (RFC 8259): null, a Bool, a number (an IEEE double), a string, an array or an object.
 ///
-///     const auto request = JSON::decoded(R"({"id": 7, "method": "ping"})");   // optional: nothing for bad text
+///     const auto request = JSON::decoded(R"({"id": 7, "method": "ping"})");   // optional: empty if it is not JSON
 ///     if (const JSON* id = (*request)["id"]) reply = JSON::Object{{"id", *id}, {"result", JSON::Object{}}};
 ///     reply.encoded();                                                        // {"id":7,"result":{}}
 ///
-/// Cost. A value is 16 bytes. Null, Bools, numbers and texts of up to 14 bytes live in it; anything longer is storage
-/// that copies share and that a change copies first (copy-on-write), so copying never allocates. Nothing recurses,
-/// however deep a value nests, and destroying a value allocates nothing.
+/// Cost. A value is 16 bytes. Null, Bools, numbers and strings of up to 14 bytes are stored in it. Anything longer is
+/// storage that copies share and that a change copies first (copy-on-write), so copying takes constant time and never
+/// allocates. Nothing recurses, however deep a value nests. Destroying a value allocates nothing.
 ///
-/// Sharing. Different values may be used from different threads, also where they share storage; one value may be read
-/// by several threads at once, like a standard container. What `decoded` makes stays in one piece of memory until the
-/// last value taken out of that document is gone, so a small value copied out of a large document keeps it.
+/// Failure. Only std::bad_alloc is thrown, and only by what is not `noexcept`; `from` and `encode` throw more.
 ///
-/// Lifetime. What an accessor hands out (a view, a pointer) lives until the value it came from is assigned, moved from
-/// or destroyed; on a temporary such an accessor does not compile. A value that was moved from is null.
+/// Threads. Different values may be used from different threads, even if they share storage. One value may be read by
+/// several threads at once, like a standard container.
+///
+/// Memory. The memory of a decoded document is released as a whole, when the last value taken out of that document is
+/// destroyed. So a small value copied out of a large document keeps all of it.
+///
+/// Lifetime. A view or a pointer from an accessor is valid until the value it came from is assigned, moved from or
+/// destroyed. On a temporary such an accessor does not compile. A value that was moved from is null.
 ///
 /// Braces. Around one value of the same type they copy it: `Array{items}` is `items`, `Object{members}` is `members`,
 /// `JSON{value}` is `value`, whatever the compiler. An array of one array is `Array{JSON(items)}`.
 ///
-/// Text. Texts hold UTF-8; bytes that are not are kept, and are written as U+FFFD. Two texts are equal when they are
-/// canonically equivalent, so two keys are one key when they are.
+/// Strings. A string holds UTF-8. Other bytes are kept, and are written as U+FFFD. Two strings are equal if they are
+/// canonically equivalent, and so are two keys.
 class JSON {
   struct Block;
   class Storage;
@@ -52,7 +56,7 @@ class JSON {
 
   class Member;
 
-  /// Values in an order of their own. Copies share storage; `append` copies shared storage first.
+  /// A sequence of values. Copies share storage; `append` copies shared storage first.
   class Array {
     class Element;
 
@@ -79,7 +83,7 @@ class JSON {
     const JSON& operator[](std::size_t index) const& noexcept { return begin()[index]; }
     const JSON& operator[](std::size_t index) const&& = delete;
 
-    /// Amortised constant time. Invalidates what was handed out before.
+    /// Takes amortised constant time, or linear if the storage is shared. Pointers into the array become invalid.
     void append(JSON value);
 
    private:
@@ -94,7 +98,7 @@ class JSON {
   class Object {
    public:
     Object() noexcept = default;
-    /// Of members with the same key the last one stays.
+    /// If keys are equal, the last of their members stays.
     Object(std::initializer_list<std::pair<std::string_view, JSON>> members);
     explicit Object(std::vector<std::pair<std::string, JSON>> members);
     Object(const Object& other) noexcept;
@@ -110,14 +114,14 @@ class JSON {
     const Member* end() const& noexcept;
     const Member* end() const&& = delete;
 
-    /// The value under the key, or nullptr. Logarithmic in the number of members. Needs no memory, whatever the key.
+    /// The value under the key, or nullptr. Takes time logarithmic in the number of members, and never allocates.
     const JSON* find(std::string_view key) const& noexcept;
     const JSON* find(std::string_view key) const&& = delete;
 
-    /// Puts the value under the key, in place of the one that was there. Linear in the number of members.
+    /// Puts the value under the key; it replaces the one that was there. Takes time linear in the number of members.
     void set(std::string_view key, JSON value);
 
-    /// Takes the member away; false when there was none, for which no memory is needed. Linear in the number of
+    /// Removes the member. False if there was none; then nothing is allocated. Takes time linear in the number of
     /// members.
     bool erase(std::string_view key);
 
@@ -148,22 +152,24 @@ class JSON {
   JSON& operator=(JSON&& other) noexcept;
   ~JSON();
 
-  /// The value of a JSON text, or nothing when the text is not one to the letter of RFC 8259.
+  /// The value of a JSON text. Empty if the text is not JSON to the letter of RFC 8259.
   ///
-  /// Stricter or looser than the RFC leaves open: one byte-order mark at the start is skipped; a number too large for a
-  /// double gives nothing, one too small is zero; bytes that are not UTF-8 and escapes of lone surrogates give nothing;
-  /// of members with the same key the last one stays; there is no limit to nesting. Any value may stand at the top.
+  /// What the RFC leaves open: one byte-order mark at the start is skipped; a number too small for a double is zero;
+  /// the last of equal keys counts; nesting has no limit; any value may stand at the top. A number too large for a
+  /// double, bytes that are not UTF-8 and escapes of lone surrogates are refused.
+  ///
+  /// The value does not refer to `text`. Takes time linear in the text, besides sorting the members of each object.
   static std::optional<JSON> decoded(std::string_view text);
 
-  /// The value as JSON text: no blanks, members in key order, slashes and non-ASCII characters bare. A number that is
-  /// integral and below 9e15 is written as an integer (-0.0 as 0), any other in the fewest digits that read back to it.
-  /// A value that holds a NaN or an infinity anywhere is "null" as a whole.
+  /// The value as JSON text: no white space, members in key order, slashes and non-ASCII characters unescaped. A number
+  /// that is integral and below 9e15 is written as an integer (-0.0 as 0), any other in the fewest digits that read
+  /// back to it. A value that holds a NaN or an infinity anywhere is "null" as a whole.
   std::string encoded() const;
 
   Kind kind() const noexcept;
 
-  /// The accessors give nothing for a value of another kind; none converts. A Bool is read by `kind()` and by comparing
-  /// with `JSON(true)`.
+  /// For a value of another kind the accessors return an empty optional or nullptr; none converts. To read a Bool,
+  /// compare with `JSON(true)`.
   std::optional<std::string_view> string() const& noexcept;
   std::optional<std::string_view> string() const&& = delete;
   std::optional<double> number() const noexcept;
@@ -171,15 +177,15 @@ class JSON {
   const Array* items() const&& = delete;
   const Object* object() const& noexcept;
   const Object* object() const&& = delete;
-  /// The member under the key; nullptr where there is none or this is no object.
+  /// The value under the key; nullptr if there is none or if this is not an object.
   const JSON* operator[](std::string_view key) const& noexcept;
   const JSON* operator[](std::string_view key) const&& = delete;
 
-  /// Equal in kind and content: numbers by IEEE rules (a NaN equals nothing), texts by canonical equivalence, members
-  /// whatever their order. Two arrays that share storage are equal at once.
+  /// Equal in kind and content: numbers by IEEE rules (a NaN is not equal to itself), strings by canonical equivalence,
+  /// members in any order. Two arrays that share storage are equal without a look at their values. Takes linear time.
   friend bool operator==(const JSON& left, const JSON& right) { return left.equals(right); }
 
-  /// Reads a value from a single-value decoder, and writes one to a single-value encoder; see protocol/JSONCoding.h.
+  /// Reads a value from a single-value decoder, and writes it to a single-value encoder; see protocol/JSONCoding.h.
   template <class Decoder>
   static JSON from(Decoder& decoder);
   template <class Encoder>

@@ -10,12 +10,17 @@
 
 namespace kelvane {
 
-/// An operation offered to an MCP client: what it is called, what the client's model reads about it, the JSON Schema of
-/// its arguments, and what it does. Immutable; nothing is checked when one is made.
+/// An operation offered to an MCP client: its name, the description that the client's model reads, the JSON Schema of
+/// its arguments, and the function that runs it. Immutable. The constructor checks nothing.
+///
+///     const Tool hello("hello", "Greets a person.", schema({{"name", "Whom to greet"}}, {"name"}),
+///                      [](const JSON::Object& arguments) {
+///                        return "Hello, " + std::string(requiredString("name", arguments));
+///                      });
 class Tool {
  public:
-  /// Answers with the text of the result. A failure is thrown; its message becomes the text of a failed result. It may
-  /// be called from several threads at once, so what it shares must stand that.
+  /// Returns the text of the result. A failure is thrown as a std::exception, whose message becomes the text of a
+  /// failed result. The server calls it from every thread that it is called from, so shared state must be thread-safe.
   using Run = std::function<std::string(const JSON::Object& arguments)>;
 
   Tool(std::string name, std::string description, JSON schema, Run run)
@@ -39,12 +44,12 @@ class Tool {
 /// A property of an input schema: its name and its description. Its type is always "string".
 using Property = std::pair<std::string_view, std::string_view>;
 
-/// The input schema {"properties": …, "required": …, "type": "object"}. The required names stay in their order and are
-/// not checked against the properties. A property named twice stops the process: it is a defect of the tool table.
+/// The input schema {"properties": …, "required": …, "type": "object"}. The required names keep their order and are not
+/// checked against the properties. If a property is named twice, the process stops: the tool table has a mistake.
 JSON schema(std::initializer_list<Property> properties, std::initializer_list<std::string_view> required);
 
-/// The text under the key, as it stands. Throws RPCError::invalidParams, "Missing \"<key>\"", when there is none, when
-/// it is no text, or when it is empty. The view lives as long as the arguments.
+/// The string under the key, unchanged. Throws RPCError::invalidParams, "Missing \"<key>\"", if there is none, if it is
+/// not a string, or if it is empty. The view is valid as long as the arguments are.
 std::string_view requiredString(std::string_view key, const JSON::Object& arguments);
 std::string_view requiredString(std::string_view key, JSON::Object&& arguments) = delete;
 

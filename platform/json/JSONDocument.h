@@ -10,19 +10,29 @@
 
 namespace kelvane {
 
-/// A JSON text that a person may have written, and where things stand in it, so that a member can be changed and every
-/// other byte stays: order, layout, how numbers are spelled, a byte-order mark, line ends.
+/// A JSON text that a person may have written. A member can be changed, and every other byte stays: the order, the
+/// layout, how numbers are written, a byte-order mark, the line ends.
 ///
-/// A text is JSON by its grammar (RFC 8259). So two things are allowed here that `JSON::decoded` refuses, because no
-/// value of ours can hold them: a lone surrogate escape, such as "\ud800", which says U+FFFD, and a number too large
-/// for a double. Which members have the same key (the last of them counts) is judged as `JSON::decoded` does.
+///     auto settings = JSONDocument::read("{ \"a\": 1.50 }");   // optional: empty if the text is not JSON
+///     settings->set({"b", "c"}, quotedJSON("new"));
+///     settings->text();                                        // { "a": 1.50, "b": {"c": "new"} }
 ///
-/// Nothing recurses, and every operation takes time linear in the text.
+/// Grammar. A text is JSON if RFC 8259 says so. `JSON::decoded` refuses two such texts, because no JSON value can hold
+/// them: a lone surrogate escape, such as "\ud800", and a number too large for a double. Both are allowed here; a lone
+/// surrogate reads as U+FFFD. Keys are equal if they are canonically equivalent, and the last of equal keys counts, as
+/// in `JSON::decoded`.
+///
+/// Cost. Nothing recurses. Every operation takes time and memory linear in the text, times the keys of a path where
+/// there is one. Only the text is stored, so each operation reads what it needs again.
+///
+/// Failure. Only std::bad_alloc is thrown. If `set` throws, the text may be changed in part.
+///
+/// Sharing. The document owns its text. Several threads may read one document at once; a change needs it alone.
 class JSONDocument {
  public:
   enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
 
-  /// A value of the text and its bytes [begin, end). Good until the text is changed.
+  /// A value of the text and its bytes [begin, end). Valid until the text is changed.
   struct Value {
     Kind kind;
     std::size_t begin;
@@ -38,18 +48,17 @@ class JSONDocument {
   /// A path of keys, from the root inwards.
   using Path = std::initializer_list<std::string_view>;
 
-  /// Nothing when the text is not JSON.
+  /// Takes the text over. Empty if the text is not JSON; `fault` says where.
   static std::optional<JSONDocument> read(std::string text);
 
-  /// Where a text ceases to be JSON: the offset of the byte, text, number or word that cannot stand there, or the
-  /// text's size where it ends too early. Nothing for JSON.
+  /// Where a text stops being JSON: the offset of the byte, string, number or word that is not permitted there, or the
+  /// text's size if it ends too early. Empty if the text is JSON.
   static std::optional<std::size_t> fault(std::string_view text);
 
   const std::string& text() const noexcept { return text_; }
 
-  /// The text as `JSON::decoded` takes it, in which everything has the same place and size: the escape of each lone
-  /// surrogate is that of U+FFFD, and each number too large for a double is 1e308 or -1e308. The text itself where it
-  /// has none of these.
+  /// A copy of the text that `JSON::decoded` accepts. Each lone surrogate is replaced by the escape of U+FFFD, and each
+  /// number too large for a double by 1e308 or -1e308. Everything keeps its offset and its size.
   std::string decodable() const;
 
   const Value& root() const noexcept { return root_; }
@@ -59,21 +68,22 @@ class JSONDocument {
     return std::string_view(text_).substr(value.begin, value.end - value.begin);
   }
 
-  /// What a text in quotes says. `value` must be of that kind.
+  /// What a string says, its escapes replaced. `value` must be a string.
   std::string string(const Value& value) const;
 
-  /// The members of an object in their order, those with the same key included. `object` must be of that kind.
+  /// The members of an object in the order of the text, including those with equal keys. `object` must be an object.
   std::vector<Member> members(const Value& object) const;
 
-  /// The value at the path; nothing where a key is missing or what should have it is no object.
+  /// The value at the path. Empty if a key is missing, or if a value on the path is not an object.
   std::optional<Value> find(Path path) const;
 
-  /// Puts a value, given as it is to be written on one line, at the path. A member that is there keeps its place, a new
-  /// one comes last in its object and is laid out like its neighbours. What is missing on the way, or is no object, is
-  /// made one.
+  /// Writes a value at the path. `json` is the value as JSON on one line; it is not checked. An existing member keeps
+  /// its position. A new member comes last in its object and is laid out like its neighbours. Missing objects on the
+  /// path are created; anything else on it is replaced by an object.
   void set(Path path, std::string_view json);
 
-  /// Takes the member at the path away, all that have its key; false when there is none.
+  /// Removes the member at the path, and all others of its object with the same key. False if there is none; then the
+  /// text is unchanged. The path must have a key.
   bool erase(Path path);
 
  private:
@@ -91,7 +101,8 @@ class JSONDocument {
   Value root_;
 };
 
-/// The text in quotes that says `text`, which must be UTF-8.
+/// A string as it is written in JSON, in quotes. `text` must be UTF-8; only quotes, backslashes and control characters
+/// are escaped.
 std::string quotedJSON(std::string_view text);
 
 }  // namespace kelvane

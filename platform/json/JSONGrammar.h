@@ -8,24 +8,26 @@
 #include "platform/json/JSONScanner.h"
 #include "platform/json/ScratchStack.h"
 
-/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It goes over a text from front to back and
+/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a text once, from front to back, and
 /// tells a sink what it finds:
 ///
-///     Mark open(bool isObject, const char* at)           a bracket opens; the grammar keeps the mark …
-///     void close(bool isObject, Mark, const char* end)   … and gives it back when that bracket is closed, before `end`
+///     Mark open(bool isObject, const char* at)           a bracket opens at `at`; the grammar keeps the mark
+///     void close(bool isObject, Mark, const char* end)   that bracket is closed, before `end`, and has this mark
 ///     void string(std::string_view string, JSONString)
 ///     bool number(const jsonscanner::Number&, std::string_view written)
 ///     void boolean(bool value, std::string_view written)
 ///     void null(std::string_view written)
-///     char* room(std::size_t bytes)                      memory for a string that has escapes, good until it is told
-///     bool loneSurrogate(const char* escape)             an escape of half a surrogate pair: true takes it for U+FFFD
+///     char* room(std::size_t bytes)                      memory for a string with escapes, valid until `string`
+///     returns bool loneSurrogate(const char* escape)             half of a surrogate pair; true reads it as U+FFFD
 ///
-/// `written` is how a value stands in the text. A sink that returns false refuses the text, and reading ends. So what
-/// JSON allows and a sink cannot hold is for that sink to judge; everything else is judged here.
+/// `written` is the value as it stands in the text, with its quotes. `string` without quotes and escapes points into
+/// the text or into the memory from `room`. A sink that returns false refuses the text, and reading stops. So a sink
+/// judges what JSON allows and the sink cannot hold; the grammar judges everything else.
 ///
-/// Nothing recurses: what is open lies on a stack of its own. Time and memory are linear in the text. The grammar
-/// itself throws std::bad_alloc only; what a sink throws goes to the caller. It is a template so that each sink is
-/// compiled into it: reading costs no call per value.
+/// Nothing recurses: open brackets lie on a stack of their own, in memory from the heap beyond 32 levels. Time is
+/// linear in the text, memory in its depth. The grammar throws only std::bad_alloc; what a sink throws reaches the
+/// caller. It is a template, and has one call for keys and strings, so that the compiler puts the sink into it: without
+/// that, the decoder runs up to 5 % more instructions.
 namespace kelvane {
 
 /// A string in a JSON text.
@@ -41,7 +43,8 @@ class JSONGrammar {
   JSONGrammar(std::string_view text, Sink& sink) noexcept
       : at_(text.data()), end_(text.data() + text.size()), sink_(sink) {}
 
-  /// True when the text is one value and nothing else, but for white space and a byte-order mark in front.
+  /// Reads the text; call it once. True if the text is one value, with nothing around it but white space and a
+  /// byte-order mark in front.
   bool read() {
     if (rest().starts_with("\xEF\xBB\xBF")) at_ += 3;
     bool valueFollows = true;
@@ -79,7 +82,7 @@ class JSONGrammar {
     }
   }
 
-  /// Where `read` failed: at the byte, string, number or word that cannot stand there, or at the end of the text.
+  /// Where `read` failed: at the byte, string, number or word that is not permitted there, or at the end of the text.
   const char* at() const noexcept { return at_; }
 
  private:

@@ -17,7 +17,7 @@ inline const char* skippingPlain(const char* at, const char* end) noexcept {
 #if defined(KELVANE_SSE2)
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    // Signed: what is below the blank is a control character or not ASCII.
+    // Signed: what is below the space is a control character or not ASCII.
     const __m128i special = _mm_or_si128(
         _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')),
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));

@@ -9,8 +9,8 @@
 
 namespace kelvane {
 
-/// A stack whose first elements need no memory from the heap. Elements are moved about as bytes and never destroyed, so
-/// only what may be treated like that goes here.
+/// A stack whose first `inlineCount` elements need no memory from the heap. Elements are moved as bytes and are never
+/// destroyed, so it is only for types that permit that. A push takes amortised constant time.
 template <class Element, std::size_t inlineCount>
 class ScratchStack {
  public:
@@ -20,11 +20,12 @@ class ScratchStack {
 
   std::size_t size() const noexcept { return size_; }
 
-  /// The element at that place, counted from the bottom.
-  Element* at(std::size_t place) noexcept { return elements_ + place; }
+  /// The element at an index, counted from the bottom.
+  Element* at(std::size_t index) noexcept { return elements_ + index; }
   Element& top() noexcept { return elements_[size_ - 1]; }
 
-  /// Room for one element more, which the caller fills. What `at` and `top` gave before may have moved.
+  /// Memory for one more element, which the caller fills. Pointers from `at` and `top` become invalid. Throws
+  /// std::bad_alloc; the stack is unchanged then.
   Element* push() {
     if (size_ == capacity_) [[unlikely]] {
       grow();

@@ -8,8 +8,20 @@
 #include "protocol/json/JSONStorage.h"
 
 namespace kelvane {
-/// The sink of the grammar that builds values. Finished values gather on one stack; an array or object takes its own
-/// off it, into a block of exactly their size, when it closes.
+
+// How a text becomes a value. The grammar (platform/json/JSONGrammar.h) reads the text once and tells the decoder, its
+// sink, about each value. The decoder pushes each value on one stack, keys included. When an array or object closes,
+// its values are the topmost ones: they move into a block of exactly their size, and the array or object takes their
+// place on the stack. So nothing grows by copying but the stack, and no size is guessed. All blocks lie in one arena
+// with one count of references, which makes decoding a few allocations and destroying as many.
+//
+// The members of an object are sorted when it closes, by the first eight bytes of their keys as one number, which
+// settles most comparisons. Only objects with a key beyond ASCII need canonical forms.
+//
+// Values on the stack and in blocks are moved as bytes, and their destructors never run: the arena owns what they refer
+// to. If the text is refused, the arena goes, and all of it with it.
+
+/// Builds the value of one text.
 class JSON::Storage::Decoder {
  public:
   explicit Decoder(std::size_t size) noexcept : arena_(size) {}
@@ -24,7 +36,7 @@ class JSON::Storage::Decoder {
  private:
   friend class JSONGrammar<Decoder>;
 
-  /// Where the values of an array or object start on the stack.
+  /// The mark of an array or object: where its values start on the stack.
   std::size_t open(bool, const char*) const noexcept { return values_.size(); }
 
   /// Moves the values from `first` on into a block, and that onto the stack in their place.
@@ -66,8 +78,8 @@ class JSON::Storage::Decoder {
     placeText(slot, form, block);
   }
 
-  /// A string with escapes goes at once where it stays, unless it may be short enough to be kept inline: no escape is
-  /// more than six times as long as what it says.
+  /// A string with escapes is written at once where it stays, unless it may be short enough to be kept inline: no
+  /// escape is more than six times as long as what it says.
   char* room(std::size_t bytes) {
     if (bytes <= sizeof shortRoom_) return shortRoom_;
     room_ = arena_.newBlock(0, bytes);
@@ -142,9 +154,9 @@ class JSON::Storage::Decoder {
   static void insertionSort(std::vector<Ranked>& ranked, Compare isBefore) {
     for (std::size_t i = 1; i < ranked.size(); ++i) {
       const Ranked current = ranked[i];
-      std::size_t place = i;
-      for (; place > 0 && isBefore(current, ranked[place - 1]); --place) ranked[place] = ranked[place - 1];
-      ranked[place] = current;
+      std::size_t index = i;
+      for (; index > 0 && isBefore(current, ranked[index - 1]); --index) ranked[index] = ranked[index - 1];
+      ranked[index] = current;
     }
   }
 
