@@ -11,23 +11,58 @@
 
 #include "platform/QuorvelCore.h"
 
-/// What the module asks of the application's script library and of its version history. Both are abstract, so that an
-/// application and a test bring their own; `quorvel/library` has one over a folder of plain files.
+/// What the module asks of the application's script library and of its version history.
 ///
-/// Operations may throw; `what()` is then the complete sentence that the client reads. A host that never fails never
-/// throws; one that cannot answer rightly throws rather than answer wrongly.
+/// An application derives from `ScriptLibrary` and `VersionStore` and gives an object of each to
+/// `kelvane::ScriptTools`. `FolderLibrary` (quorvel/library) and `History` (quorvel/history) implement them over a
+/// folder of plain files.
+///
+/// # What the module calls
+///
+/// A tool that reads calls `read`, `contents` or `versions`, without a lock. A tool that replaces a text makes these
+/// calls, all on one thread:
+///
+/// 1. `lock`, after the arguments were checked a first time. They are checked again while the lock is held;
+/// 2. `readToReplace`, once or twice, for the text that is about to be replaced;
+/// 3. `VersionStore::snapshot` with that text;
+/// 4. `write`, only if the snapshot succeeded;
+/// 5. the destructor of the lock, whether the call succeeded or failed.
+///
+/// A tool that creates, renames or saves a version holds the lock in the same way.
+///
+/// The module checks every identifier that a client sends before it passes an item on: the item's path is inside
+/// `root()`, with all symbolic links followed. For that it looks at the disk, so scripts and folders must exist there
+/// as files and directories. An item can still be deleted, renamed or replaced by a link before the library opens it. A
+/// library whose folder is shared must therefore open it without following links.
+///
+/// # Failure
+///
+/// Every operation that is not noexcept may throw any exception derived from std::exception. The module catches none:
+/// `what()` reaches the client as the text of a failed result, so it must be a complete sentence that says what is true
+/// now. An operation that cannot give the right answer must throw rather than give a wrong one, such as an empty text
+/// for a file that cannot be read. Nothing is written after a failed read or a failed snapshot.
+///
+/// # Threads and ownership
+///
+/// The module shares both objects through std::shared_ptr with every tool that it makes, and calls them only during a
+/// call of a tool. If a program handles requests on several threads, both must accept calls from several threads at
+/// once; `Transport::run` uses one thread. Views and references passed in are valid until the operation returns.
+///
+/// Time is spent while the client waits: each operation should be linear in the text, the folder or the number of
+/// versions that it is about.
 namespace quorvel {
 
 /// One saved version of a script.
 struct ScriptVersion {
-  std::chrono::system_clock::time_point saved;
-  std::string name;       ///< The label that it was saved under.
-  std::size_t words = 0;  ///< Counted when it was saved.
+  std::chrono::system_clock::time_point saved;  ///< When it was saved. Clients see it in GMT, in whole seconds.
+  std::string name;                             ///< The label that it was saved under.
+  std::size_t words = 0;                        ///< The number of words of its text, counted when it was saved.
 
   bool operator==(const ScriptVersion&) const = default;
 };
 
-/// Held by a tool call that writes, from its first read to its last write. Destroying it lets the next writer in.
+/// Keeps other writers out of a library while it lives. A library derives from this class; its destructor lets the next
+/// writer in, and must not throw.
 class LibraryLock {
  public:
   LibraryLock() = default;
@@ -36,6 +71,7 @@ class LibraryLock {
   virtual ~LibraryLock() = default;
 };
 
+/// A folder of scripts and folders.
 class ScriptLibrary {
  public:
   ScriptLibrary() = default;
@@ -43,44 +79,54 @@ class ScriptLibrary {
   ScriptLibrary& operator=(const ScriptLibrary&) = delete;
   virtual ~ScriptLibrary() = default;
 
-  /// The library's folder.
+  /// The library's folder, as an absolute path. The same for the life of the object. The folder need not exist; every
+  /// other operation may throw then.
   virtual const std::filesystem::path& root() const noexcept = 0;
 
-  /// The extension of script files, without the dot.
+  /// The extension of script files, without the dot: "md". Compared byte for byte; a file with any other extension is
+  /// not a script. The same for the life of the object.
   virtual std::string fileExtension() const = 0;
 
-  /// The items directly in the folder, each folder with its children filled in, in the order a person sees them.
+  /// The items directly in the folder, in the order that a person sees. The `children` of each folder are set, and hold
+  /// its own items by the same rule, down to the last level. The module calls it with `root()` and keeps the order.
   virtual std::vector<ScriptItem> contents(const std::filesystem::path& folder) const = 0;
 
-  /// A script's whole text.
+  /// A script's whole text, byte for byte. `script` has the identifier that `identifier` returned for it.
   virtual std::string read(const ScriptItem& script) const = 0;
 
-  /// The same, for a text that is about to be replaced by what is made of it. A library whose scripts are saved by
-  /// programs that take no lock waits here until such a save is whole.
+  /// The same, for a text that is about to be replaced by one derived from it. Override it if other programs, which
+  /// take no lock, may be in the middle of saving the script: wait here until that save is complete.
   virtual std::string readToReplace(const ScriptItem& script) const { return read(script); }
 
-  /// The identifier of the item at a path inside the library: the path relative to the root, a script's with its
-  /// extension. It resolves back to the same item.
+  /// The identifier of the script or folder at an absolute path inside the library: the path relative to the root, a
+  /// script's with its extension; empty for the root. The path either starts with `root()` as it is returned, or has
+  /// all its symbolic links followed. Looking the identifier up must lead to the same item again.
   virtual std::string identifier(const std::filesystem::path& file) const = 0;
 
-  /// Keeps other writers out while the result lives. Nothing for a library that has no other writers, or that looks
-  /// after them itself, which is what this does unless overridden. Throws when the lock cannot be had.
+  /// Keeps other writers out until the result is destroyed, on the same thread. May wait for them. Throws if the lock
+  /// cannot be had; a call that changes nothing succeeds all the same.
+  ///
+  /// Null, the default, is for a library that has no other writers, or that keeps them out by itself.
   virtual std::unique_ptr<LibraryLock> lock() { return nullptr; }
 
-  /// Replaces a script's whole text.
+  /// Replaces a script's whole text. If it throws, the script must still have its old text, or `what()` must say
+  /// otherwise.
   virtual void write(std::string_view text, const ScriptItem& script) = 0;
 
-  /// Makes a new, empty script in the folder with that identifier, at the top level for none. A taken name gets a
-  /// number; the item returned has the final name.
+  /// Creates an empty script in the folder with that identifier, or at the top level for std::nullopt. The name has no
+  /// extension. It may be cleaned, and gets a number if it is already used: nothing is ever overwritten. Returns the
+  /// item with its final name and identifier.
   virtual ScriptItem create(std::string_view name, const std::optional<std::string>& folder) = 0;
 
   /// The same for a folder.
   virtual ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder) = 0;
 
-  /// Gives a script or a folder a new name, numbered where it is taken; returns the item as it is then.
+  /// Renames a script or a folder within its parent folder, by the same rules for names. Returns the item with its
+  /// final name and identifier. What it contains, and its saved versions, stay with it.
   virtual ScriptItem rename(const ScriptItem& item, std::string_view name) = 0;
 };
 
+/// The saved versions of scripts. A script is named by its path: `root()` joined with its identifier.
 class VersionStore {
  public:
   VersionStore() = default;
@@ -88,19 +134,24 @@ class VersionStore {
   VersionStore& operator=(const VersionStore&) = delete;
   virtual ~VersionStore() = default;
 
-  /// Keeps a text as a version of the script file at that path; nothing for an empty text, which is not kept.
+  /// Saves a text as the newest version of the script at that path, and returns it. std::nullopt for an empty text,
+  /// which is not saved. The script need not exist and is not changed.
+  ///
+  /// When this returns, the version must be durable: the text that it preserves is overwritten next.
   virtual std::optional<ScriptVersion> snapshot(std::string_view text, const std::filesystem::path& script,
                                                 std::string_view label) = 0;
 
-  /// The saved versions of the script file at that path, newest first.
+  /// The saved versions of the script at that path, newest first. Empty if there are none.
   virtual std::vector<ScriptVersion> versions(const std::filesystem::path& script) const = 0;
 };
 
+/// How texts are joined. Declared here, and defined by the same library that defines platform/QuorvelCore.h.
 struct ScriptText {
   ScriptText() = delete;
 
-  /// `existing` with `added` at its end after a blank line. An added text that contains no CR LF takes the line ending
-  /// of `existing`: the more frequent of LF and CR LF, LF on a tie. Any other is added as it is.
+  /// `existing`, an empty line, and `added`. No line break is added that is there already, and none to an empty text.
+  /// If `added` contains no CR LF, its line breaks become those of `existing`: the more frequent of LF and CR LF, or LF
+  /// on a tie. Otherwise it is added as it is. Linear in both; throws nothing but std::bad_alloc.
   static std::string appending(std::string_view added, std::string_view existing);
 };
 
