@@ -7,8 +7,10 @@
 
 namespace kelvane {
 
-/// The text under the key of an argument that may be left out: nothing when there is none, when it is no text, or when
-/// it is empty. Never a failure. The view lives as long as the arguments; required ones are read by `requiredString`.
+/// The string under the key of an optional argument. std::nullopt if the key is missing, if its value is not a string,
+/// or if the string is empty. Throws nothing. `requiredString` (protocol/Tool.h) reads arguments that must be there.
+///
+/// The view lives as long as the arguments; so it cannot be taken from a temporary.
 std::optional<std::string_view> suppliedString(std::string_view key, const JSON::Object& arguments);
 std::optional<std::string_view> suppliedString(std::string_view key, JSON::Object&& arguments) = delete;
 

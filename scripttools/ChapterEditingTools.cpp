@@ -22,39 +22,40 @@ using quorvel::ScriptLibrary;
 
 namespace {
 
-// The new text, and what the version of the one before is called. The note is asked for only when there is something to
-// keep; it quotes arguments as they were sent.
+// `Change` returns the script's new text. `Note` returns the note for the version of the old one; it quotes arguments
+// as they were sent, and is called only if the text changes.
 using Change = std::string (*)(const JSON::Object& arguments, const Script& script);
 using Note = std::string (*)(const JSON::Object& arguments);
 
-// The script to change, and the arguments, most of which only its text can judge.
+// The script to change, and the arguments. Most of them can only be checked against the script's text.
 struct Edit {
   ScriptItem item;
   const JSON::Object* arguments;
 
-  static Edit judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+  static Edit resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
     return {scriptAt(requiredString("id", arguments), library), &arguments};
   }
 };
 
-std::string editChapters(const Edit& asked, WritingTurn& turn, Change change, Note note) {
-  const Script script(turn.read(asked.item));
-  auto text = change(*asked.arguments, script);
+std::string editChapters(const Edit& request, WritingTurn& turn, Change change, Note note) {
+  const Script script(turn.read(request.item));
+  auto text = change(*request.arguments, script);
   if (unicode::equivalent(text, script.text())) return chapterList(script);
-  // Made before anything is changed, so that running out of memory for it changes nothing.
+  // Built before anything is changed, so that running out of memory here changes nothing.
   auto listing = chapterList(Script(text));
-  turn.keepPrevious(asked.item, note(*asked.arguments));
-  turn.write(text, asked.item);
+  turn.keepPrevious(request.item, note(*request.arguments));
+  turn.write(text, request.item);
   return listing;
 }
 
 Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
-  return turns.running(Edit::judged, [change, note](const Edit& asked, WritingTurn& turn) {
-    return editChapters(asked, turn, change, note);
+  return turns.running(Edit::resolved, [change, note](const Edit& request, WritingTurn& turn) {
+    return editChapters(request, turn, change, note);
   });
 }
 
-// A script with words but no chapters becomes one whose words are chapter 1, as it must before a chapter is added.
+// Before a chapter is added to a script with words but no chapters, those words must become chapter 1. std::nullopt for
+// any other script.
 std::optional<Script> withFirstChapter(const JSON::Object& arguments, const Script& script) {
   if (!script.headings().empty() || script.wordCount() == 0) return std::nullopt;
   const auto title = suppliedString("first_title", arguments);
@@ -119,7 +120,7 @@ Tool renameChapter(const WritingTurns& turns) {
               [](const JSON::Object& arguments, const Script& script) {
                 const auto chapter = requiredChapter("chapter", arguments, script);
                 const auto title = requiredString("title", arguments);
-                return owedEdit(ChapterEdits::rename(chapter, title, script)).applied(script.text());
+                return requireEdit(ChapterEdits::rename(chapter, title, script)).applied(script.text());
               },
               [](const JSON::Object& arguments) { return noteNaming("renamed chapter ", "chapter", arguments); })};
 }
@@ -135,7 +136,7 @@ Tool updateChapter(const WritingTurns& turns) {
               [](const JSON::Object& arguments, const Script& script) {
                 const auto chapter = requiredChapter("chapter", arguments, script);
                 const auto text = requiredString("text", arguments);
-                return owedEdit(ChapterEdits::replaceText(chapter, text, script)).applied(script.text());
+                return requireEdit(ChapterEdits::replaceText(chapter, text, script)).applied(script.text());
               },
               [](const JSON::Object& arguments) { return noteNaming("rewrote chapter ", "chapter", arguments); })};
 }
@@ -172,7 +173,7 @@ Tool removeChapter(const WritingTurns& turns) {
               [](const JSON::Object& arguments, const Script& script) {
                 const auto chapter = requiredChapter("chapter", arguments, script);
                 const bool keepingText = keepsText(arguments);
-                return owedEdit(ChapterEdits::remove(chapter, keepingText, script)).applied(script.text());
+                return requireEdit(ChapterEdits::remove(chapter, keepingText, script)).applied(script.text());
               },
               [](const JSON::Object& arguments) { return noteNaming("removed chapter ", "chapter", arguments); })};
 }

@@ -19,13 +19,13 @@ using quorvel::TextEdit;
 
 namespace {
 
-// The text as a signed 64-bit integer: one optional sign, then digits to the end. (from_chars takes the "-" itself, so
-// "+-1" passes for -1; neither is a position.)
-std::optional<std::int64_t> strictInteger(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
+// The string as a signed 64-bit integer: one optional sign, then digits to the end. (from_chars accepts "-" itself, so
+// "+-1" is read as -1; neither is a position.)
+std::optional<std::int64_t> strictInteger(std::string_view string) {
+  if (string.starts_with('+')) string.remove_prefix(1);
   std::int64_t value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, value);
+  const char* const end = string.data() + string.size();
+  const auto [stopped, error] = std::from_chars(string.data(), end, value);
   if (error != std::errc() || stopped != end) return std::nullopt;
   return value;
 }
@@ -67,18 +67,19 @@ std::vector<ScriptChapter> chaptersOf(const Script& script) {
 }
 
 void requireConsistent(const std::vector<ScriptChapter>& chapters, const Script& script) {
-  if (chapters.size() != script.headings().size()) fatalError("The script has not one chapter for each heading");
+  if (chapters.size() != script.headings().size())
+    fatalError("The number of chapters differs from the number of headings.");
   for (std::size_t index = 0; index < chapters.size(); ++index) {
     const ScriptChapter& chapter = chapters[index];
-    if (chapter.index != index) fatalError("A chapter is not at the place that it names");
-    if (chapter.range.end > script.text().size()) fatalError("A chapter ends behind the end of its script");
-    if (script.headings()[index].range.end > chapter.range.end) fatalError("A chapter ends before its text begins");
-    if (chapter.words.end < chapter.words.begin) fatalError("A chapter has fewer words than none");
+    if (chapter.index != index) fatalError("The index of a chapter is not its position in the list.");
+    if (chapter.range.end > script.text().size()) fatalError("A chapter ends after the end of its script.");
+    if (script.headings()[index].range.end > chapter.range.end) fatalError("A chapter ends before its text begins.");
+    if (chapter.words.end < chapter.words.begin) fatalError("The word range of a chapter runs backwards.");
   }
 }
 
-TextEdit owedEdit(std::optional<TextEdit> edit) {
-  if (!edit) fatalError("There is no edit for a chapter that exists");
+TextEdit requireEdit(std::optional<TextEdit> edit) {
+  if (!edit) fatalError("The chapter model returned no edit for a chapter that exists.");
   return *std::move(edit);
 }
 

@@ -7,10 +7,11 @@
 
 namespace kelvane {
 
-/// What replies say of an item: {"id": its identifier, "kind": "script" or "folder", "name": its name}.
+/// An item as replies show it: {"id": identifier, "kind": "script" or "folder", "name": name}. Its children are not
+/// included.
 JSON::Object itemSummary(const quorvel::ScriptItem& item);
 
-/// The same with "words", the number of words of the script's text.
+/// The same with "words": the number of words in the script's whole text, heading lines included. Linear in the text.
 JSON::Object itemSummary(const quorvel::ScriptItem& script, std::string_view text);
 
 }  // namespace kelvane

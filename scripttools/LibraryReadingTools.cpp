@@ -18,8 +18,9 @@ using quorvel::VersionStore;
 
 namespace {
 
-// A folder on the way from the root to where a walk is. It owns the items, taken out of their parent, so that neither
-// walking nor destroying a tree recurses on its depth.
+// The tree of items is walked with a stack of levels, one for each folder from the root to the current one. A client's
+// library may be nested deeper than the call stack permits, so nothing recurses: a level takes its items out of their
+// parent, so that destroying the tree does not recurse either.
 struct Level {
   std::vector<ScriptItem> items;
   std::size_t next = 0;

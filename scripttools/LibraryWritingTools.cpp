@@ -17,13 +17,13 @@ using quorvel::ScriptLibrary;
 
 namespace {
 
-// What the tools are asked to do. The members stand in the order in which they are judged; texts are the arguments'.
+// One request per tool. The members stand in the order in which they are checked, and views refer to the arguments.
 
 struct NewItem {
   std::optional<std::string> folder;
   std::string_view name;
 
-  static NewItem judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+  static NewItem resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
     return {folderAt(suppliedString("folder", arguments), library), requiredString("name", arguments)};
   }
 };
@@ -32,8 +32,8 @@ struct NewScript {
   NewItem item;
   std::optional<std::string_view> text;
 
-  static NewScript judged(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {NewItem::judged(arguments, library), suppliedString("text", arguments)};
+  static NewScript resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
+    return {NewItem::resolved(arguments, library), suppliedString("text", arguments)};
   }
 };
 
@@ -41,7 +41,7 @@ struct NewName {
   ScriptItem item;
   std::string_view name;
 
-  static NewName judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+  static NewName resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
     return {itemAt(requiredString("id", arguments), library), requiredString("name", arguments)};
   }
 };
@@ -50,7 +50,7 @@ struct NewVersion {
   ScriptItem script;
   std::string_view note;
 
-  static NewVersion judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+  static NewVersion resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
     return {scriptAt(requiredString("id", arguments), library), requiredString("note", arguments)};
   }
 };
@@ -59,7 +59,7 @@ struct NewText {
   ScriptItem script;
   std::string_view text, note;
 
-  static NewText judged(const JSON::Object& arguments, const ScriptLibrary& library) {
+  static NewText resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
     return {scriptAt(requiredString("id", arguments), library), requiredString("text", arguments),
             requiredString("note", arguments)};
   }
@@ -75,9 +75,9 @@ Tool createScript(const WritingTurns& turns) {
                   {"folder", "Identifier of the folder to put it in. Omit for the top level."},
                   {"text", "The script's opening text. Optional."}},
                  {"name"}),
-          turns.running(NewScript::judged, [](const NewScript& asked, WritingTurn& turn) {
-            const auto script = turn.create(asked.item.name, asked.item.folder);
-            if (asked.text) turn.write(*asked.text, script);
+          turns.running(NewScript::resolved, [](const NewScript& request, WritingTurn& turn) {
+            const auto script = turn.create(request.item.name, request.item.folder);
+            if (request.text) turn.write(*request.text, script);
             return JSON(itemSummary(script)).encoded();
           })};
 }
@@ -88,8 +88,8 @@ Tool createFolder(const WritingTurns& turns) {
       schema(
           {{"name", "What to call it"}, {"folder", "Identifier of the folder to nest it in. Omit for the top level."}},
           {"name"}),
-      turns.running(NewItem::judged, [](const NewItem& asked, WritingTurn& turn) {
-        return JSON(itemSummary(turn.createFolder(asked.name, asked.folder))).encoded();
+      turns.running(NewItem::resolved, [](const NewItem& request, WritingTurn& turn) {
+        return JSON(itemSummary(turn.createFolder(request.name, request.folder))).encoded();
       })};
 }
 
@@ -98,8 +98,8 @@ Tool renameItem(const WritingTurns& turns) {
           "Renames a script or a folder. The identifier changes with the name, and renaming a folder changes the "
           "identifier of everything inside it, so use the one that comes back.",
           schema({{"id", "Identifier of the script or folder"}, {"name", "The new name"}}, {"id", "name"}),
-          turns.running(NewName::judged, [](const NewName& asked, WritingTurn& turn) {
-            return JSON(itemSummary(turn.rename(asked.item, asked.name))).encoded();
+          turns.running(NewName::resolved, [](const NewName& request, WritingTurn& turn) {
+            return JSON(itemSummary(turn.rename(request.item, request.name))).encoded();
           })};
 }
 
@@ -112,9 +112,9 @@ Tool saveVersion(const WritingTurns& turns) {
                    "What this version is, as it should read in the history list — \"the long version\", \"before "
                    "cutting the intro\""}},
                  {"id", "note"}),
-          turns.running(NewVersion::judged, [](const NewVersion& asked, WritingTurn& turn) {
-            const ScriptItem& script = asked.script;
-            const auto version = turn.snapshot(turn.read(script), script, asked.note);
+          turns.running(NewVersion::resolved, [](const NewVersion& request, WritingTurn& turn) {
+            const ScriptItem& script = request.script;
+            const auto version = turn.snapshot(turn.read(script), script, request.note);
             if (!version) {
               throw RPCError::invalidParams("\"" + script.identifier + "\" is empty, so there is nothing to keep");
             }
@@ -136,10 +136,10 @@ Tool updateScript(const WritingTurns& turns) {
                    "A few words on what you changed, for the version history — \"tightened the intro\", \"cut to 90 "
                    "seconds\""}},
                  {"id", "text", "note"}),
-          turns.running(NewText::judged, [](const NewText& asked, WritingTurn& turn) {
-            turn.keepPrevious(asked.script, asked.note);
-            turn.write(asked.text, asked.script);
-            return JSON(itemSummary(asked.script, asked.text)).encoded();
+          turns.running(NewText::resolved, [](const NewText& request, WritingTurn& turn) {
+            turn.keepPrevious(request.script, request.note);
+            turn.write(request.text, request.script);
+            return JSON(itemSummary(request.script, request.text)).encoded();
           })};
 }
 
@@ -151,11 +151,11 @@ Tool appendToScript(const WritingTurns& turns) {
                   {"text", "The text to add on the end"},
                   {"note", "A few words on what you added, for the version history"}},
                  {"id", "text", "note"}),
-          turns.running(NewText::judged, [](const NewText& asked, WritingTurn& turn) {
-            turn.keepPrevious(asked.script, asked.note);
-            const auto text = quorvel::ScriptText::appending(asked.text, turn.read(asked.script));
-            turn.write(text, asked.script);
-            return JSON(itemSummary(asked.script, text)).encoded();
+          turns.running(NewText::resolved, [](const NewText& request, WritingTurn& turn) {
+            turn.keepPrevious(request.script, request.note);
+            const auto text = quorvel::ScriptText::appending(request.text, turn.read(request.script));
+            turn.write(text, request.script);
+            return JSON(itemSummary(request.script, text)).encoded();
           })};
 }
 

@@ -5,6 +5,21 @@
 #include "platform/FileSystem.h"
 #include "protocol/RPCError.h"
 
+/// How an identifier is resolved, and why it cannot lead out of the library:
+///
+/// 1. The string is checked before the disk is touched. An absolute path is refused, and so is a piece ".." even if it
+///    would stay inside: behind a symbolic link, ".." means the parent of the link's target.
+/// 2. The root, and the root joined with the identifier, are both resolved to paths without symbolic links. Links may
+///    lead anywhere inside the library. Both sides are resolved alike, so a root that is reached through a link works.
+/// 3. The two are compared as bytes: the path must be the root or start with the root and "/". The slash keeps out a
+///    sibling folder such as "Scripts-old" beside "Scripts".
+/// 4. Only then the disk is asked what is there, by the resolved path, so that what was checked is what is looked at.
+///
+/// Other programs can swap a link in after step 2. So this is a check of what a client asked for, and the library makes
+/// its own: it opens the item beneath its root without following links.
+///
+/// Paths are strings here. A client may send megabytes of slashes, and a std::filesystem::path holds an object for
+/// every piece.
 namespace kelvane {
 
 using quorvel::ScriptItem;
@@ -13,15 +28,14 @@ using quorvel::ScriptLibrary;
 namespace {
 
 std::string inQuotes(std::string_view identifier) {
-  std::string text("\"");
-  return text.append(identifier).append("\"");
+  return std::string("\"").append(identifier).append("\"");
 }
 
 RPCError notInside(std::string_view identifier) {
   return RPCError::invalidParams(inQuotes(identifier) + " is not inside the library");
 }
 
-bool climbs(std::string_view identifier) {
+bool hasPieceThatClimbs(std::string_view identifier) {
   while (true) {
     const std::size_t slash = identifier.find('/');
     if (identifier.substr(0, slash) == "..") return true;
@@ -47,8 +61,7 @@ std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& l
 }
 
 std::string locate(std::string_view identifier, const ScriptLibrary& library) {
-  if (identifier.starts_with('/') || climbs(identifier)) throw notInside(identifier);
-  // Both sides are resolved the same way, so that a root reached through a link still holds its items.
+  if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
   const auto root = filesystem::resolvingSymbolicLinks(library.root());
   std::string candidate = library.root().native();
   candidate = filesystem::resolvingSymbolicLinks(candidate.append("/").append(identifier));
@@ -57,10 +70,10 @@ std::string locate(std::string_view identifier, const ScriptLibrary& library) {
 }
 
 ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
-  const auto place = locate(identifier, library);
-  const auto kind = filesystem::entry(place);
+  const auto path = locate(identifier, library);
+  const auto kind = filesystem::entry(path);
   if (!kind) throw RPCError::invalidParams("Nothing at " + inQuotes(identifier));
-  const std::filesystem::path file(place);
+  const std::filesystem::path file(path);
   if (*kind == filesystem::EntryKind::directory) {
     return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
   }

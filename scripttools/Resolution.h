@@ -7,34 +7,39 @@
 
 #include "platform/QuorvelLibrary.h"
 
-/// From the identifiers that clients send to places inside the library.
+/// Resolves the identifiers that clients send to items inside the library.
 ///
-/// An identifier is an item's path relative to the library's root, its pieces joined by "/"; a script's ends in the
-/// library's file extension, and the empty one names the root. Identifiers are compared byte for byte, and made by
-/// `ScriptLibrary::identifier` only. Every identifier that a tool is given goes through here, so that no tool reaches a
-/// file outside the library.
+/// An identifier is an item's path relative to the library's root, its pieces joined by "/". A script's ends in the
+/// library's file extension; the empty identifier names the root. Identifiers are compared byte for byte, and only
+/// `ScriptLibrary::identifier` makes them. Every identifier in a tool's arguments is resolved here, so that no tool
+/// reaches a file outside the library.
 ///
-/// All of these throw RPCError::invalidParams, with the identifier quoted as it was sent, and change nothing on disk.
+/// A failure is RPCError::invalidParams, which quotes the identifier as it was sent. Nothing on disk is ever changed.
+/// Time and memory are linear in the identifier and in the targets of the links on its path.
+///
+/// What is not promised: that the item is still there, or still the same, after the function returns. The library opens
+/// it without following links, and writing tools resolve again while they hold the lock.
 namespace kelvane {
 
-/// The path of the place that the identifier names, every symbolic link followed; nothing need be there, and what a
-/// long identifier names may be longer than any path of the system. Throws when it is not the root or below it: for an
-/// absolute path, a piece "..", a link that leads out of the library. Time and memory are linear in the identifier.
+/// The path that the identifier names, with every symbolic link followed. Nothing need exist there, and the path may be
+/// longer than the system permits. Throws if it leads out of the library: for an absolute path, a piece "..", or a link
+/// to somewhere else.
 std::string locate(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
-/// The script or folder there, without children. Throws when nothing is there, or a file that is no script.
+/// The script or folder that the identifier names, without children. Also throws if nothing is there, or a file that is
+/// not a script.
 quorvel::ScriptItem itemAt(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
-/// The script there; a folder is a failure.
+/// The same, for a script. Also throws for a folder.
 quorvel::ScriptItem scriptAt(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
-/// The identifier that the library gives to the folder there; a script is a failure. No identifier means the top level
-/// and gives nothing, without a look at the disk.
+/// The library's own identifier of the folder that the identifier names. Also throws for a script. std::nullopt stands
+/// for the top level and is returned without looking at the disk.
 std::optional<std::string> folderAt(const std::optional<std::string_view>& identifier,
                                     const quorvel::ScriptLibrary& library);
 
-/// The root joined with the identifier of an item as it stands: under this path a script's versions are kept. Checks
-/// nothing.
+/// The root joined with the identifier of an item: the path under which a script's versions are saved. Checks nothing,
+/// so the identifier must come from an item.
 std::filesystem::path pathOf(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
 }  // namespace kelvane

@@ -7,9 +7,9 @@ namespace kelvane {
 namespace {
 
 std::string padded(long long number, std::size_t digits) {
-  std::string text = std::to_string(number);
-  if (text.size() < digits) text.insert(0, digits - text.size(), '0');
-  return text;
+  std::string padded = std::to_string(number);
+  if (padded.size() < digits) padded.insert(0, digits - padded.size(), '0');
+  return padded;
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 
 namespace kelvane {
 
-/// The moment a version was saved, as replies show it: "2025-03-01 14:05:09", the calendar date and time of day in GMT,
-/// parts of a second dropped. The same for any locale and time zone of the process, and for moments before 1970.
+/// The moment when a version was saved, as replies show it: "2025-03-01 14:05:09". Date and time are in GMT, fractions
+/// of a second are dropped. The process's locale and time zone do not matter. Moments before 1970 are permitted.
 std::string savedMoment(std::chrono::system_clock::time_point moment);
 
 }  // namespace kelvane

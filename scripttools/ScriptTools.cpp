@@ -13,7 +13,7 @@ namespace kelvane {
 ScriptTools::ScriptTools(std::shared_ptr<quorvel::ScriptLibrary> library,
                          std::shared_ptr<quorvel::VersionStore> versions)
     : library_(std::move(library)), versions_(std::move(versions)) {
-  if (!library_ || !versions_) fatalError("ScriptTools needs a library and a version store");
+  if (!library_ || !versions_) fatalError("ScriptTools needs a library and a version store.");
 }
 
 std::vector<Tool> ScriptTools::tools(bool allowingWrites) const {

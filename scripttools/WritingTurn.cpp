@@ -2,6 +2,18 @@
 
 #include "scripttools/Resolution.h"
 
+/// The order of a writing call, which keeps two promises:
+///
+///     resolve -> lock -> resolve again -> read -> save a version -> write -> unlock
+///
+/// - No word is lost. Every call that replaces a text reads it, saves it and writes the new one under one lock, so no
+///   other call writes in between, and a failed read or snapshot ends the call before the write. Readers take no lock.
+/// - A bad call waits for no one and leaves no trace. The lock is a file in the library, so it is acquired only after a
+///   first resolution. The second one is needed because others may rename items until the lock is held.
+///
+/// If the lock is not available, its exception is stored and thrown by the first operation that needs the lock. A call
+/// that turns out to change nothing, such as an edit that leaves the text as it is, succeeds without it, for example in
+/// a library that may only be read.
 namespace kelvane {
 
 using quorvel::ScriptItem;

@@ -12,35 +12,37 @@
 
 namespace kelvane {
 
-/// The library's lock in the hands of one call of a tool that writes: the only way from a tool to the operations that
-/// change the library or its history.
+/// One call of a writing tool, holding the library's lock. Tools reach the operations that change the library or its
+/// versions only through a turn.
 ///
-/// The lock is taken when the turn is made, waiting as long as the library does, and held for as long as the turn
-/// lives, so that what is read is what is replaced. If the lock cannot be had, the call still succeeds when it changes
-/// nothing: the first operation that would keep, create, rename or write throws the lock's own error, and nothing was
-/// changed.
+/// The lock is acquired by the constructor, which waits as long as the library does, and released by the destructor. So
+/// the text that is read is the text that is replaced. If the lock is not available, the call still succeeds when it
+/// changes nothing: the first operation that would save, create, rename or write throws the lock's own exception, and
+/// nothing has been changed.
+///
+/// Exceptions of the library and of the version store pass through. A turn belongs to one thread.
 class WritingTurn {
  public:
-  /// Both must outlive the turn.
+  /// Both must outlive the turn. Does not throw if the lock is not available.
   WritingTurn(quorvel::ScriptLibrary& library, quorvel::VersionStore& versions);
   WritingTurn(const WritingTurn&) = delete;
   WritingTurn& operator=(const WritingTurn&) = delete;
 
-  /// Whether other writers are kept out; false where the lock could not be had.
-  bool keepsOthersOut() const noexcept { return lockFailure_ == nullptr; }
+  /// Whether the library could be locked. Also true for a library that has no lock.
+  bool isLocked() const noexcept { return lockFailure_ == nullptr; }
 
-  /// A script's whole text, to be replaced by what is made of it.
+  /// A script's whole text, which is about to be replaced by one derived from it. Needs no lock.
   std::string read(const quorvel::ScriptItem& script) const;
 
-  /// Keeps a text as a version of the script; nothing for an empty text, which needs no lock as it is not kept.
+  /// Saves a text as a version of the script. std::nullopt for an empty text, which is not saved and needs no lock.
   std::optional<quorvel::ScriptVersion> snapshot(std::string_view text, const quorvel::ScriptItem& script,
                                                  std::string_view label);
 
-  /// Keeps the script's present text as a version labelled "Before — " and the note; an empty one is not kept, which is
-  /// no failure. Comes before every replacement of a text, and a replacement is not made when it throws.
+  /// Reads the script's present text and saves it as a version, labelled "Before — " and the note. An empty text is not
+  /// saved, and that is not a failure. Call it before each `write`; if it throws, do not write.
   void keepPrevious(const quorvel::ScriptItem& script, std::string_view note);
 
-  /// The library's operations of these names.
+  /// The library's operations of the same names. They throw the lock's exception if the library is not locked.
   void write(std::string_view text, const quorvel::ScriptItem& script);
   quorvel::ScriptItem create(std::string_view name, const std::optional<std::string>& folder);
   quorvel::ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder);
@@ -55,27 +57,35 @@ class WritingTurn {
   std::exception_ptr lockFailure_;
 };
 
-/// Makes what a writing tool runs: each call in a turn of its own, which is over before the result leaves.
+/// Makes the functions that writing tools run. Each call gets a turn of its own, which ends before the result is
+/// returned.
 class WritingTurns {
  public:
+  /// Shares ownership of both with every function that it makes. Neither may be null.
   WritingTurns(std::shared_ptr<quorvel::ScriptLibrary> library, std::shared_ptr<quorvel::VersionStore> versions);
 
-  /// `judge(arguments, library)` finds out what a call is about: it resolves the identifier and reads the arguments
-  /// that need no text to be looked at, in the tool's own order, and throws what is wrong with them. `work(asked,
-  /// turn)` does the work with what `judge` returned, and returns the tool's text. What was asked may refer to the
-  /// arguments.
+  /// A function for `Tool` that runs `resolve` and then `work`:
   ///
-  /// A call is judged before it takes its turn, so that a bad one waits for nobody and leaves nothing on the disk. It
-  /// is judged again with the lock in hand, as others may have renamed meanwhile what an identifier named, and the
-  /// second judgement is the one that is worked on.
-  template <class Judge, class Work>
-  Tool::Run running(Judge judge, Work work) const {
-    return [library = library_, versions = versions_, judge = std::move(judge),
+  /// - `resolve(arguments, library)` resolves the identifiers and reads every argument that can be checked without the
+  ///   script's text. It throws the first fault, in the tool's own order, and returns the request. The request may
+  ///   refer to the arguments.
+  /// - `work(request, turn)` carries the request out and returns the tool's result.
+  ///
+  /// `resolve` runs before the lock is acquired, so that a bad call waits for no one and leaves nothing on the disk. It
+  /// runs again while the lock is held, because another process may have renamed the item meanwhile; `work` gets the
+  /// second request. Without the lock there is no second run.
+  ///
+  ///     turns.running(NewName::resolved, [](const NewName& request, WritingTurn& turn) {
+  ///       return JSON(itemSummary(turn.rename(request.item, request.name))).encoded();
+  ///     });
+  template <class Resolve, class Work>
+  Tool::Run running(Resolve resolve, Work work) const {
+    return [library = library_, versions = versions_, resolve = std::move(resolve),
             work = std::move(work)](const JSON::Object& arguments) {
-      auto asked = judge(arguments, std::as_const(*library));
+      auto request = resolve(arguments, std::as_const(*library));
       WritingTurn turn(*library, *versions);
-      if (turn.keepsOthersOut()) asked = judge(arguments, std::as_const(*library));
-      return work(asked, turn);
+      if (turn.isLocked()) request = resolve(arguments, std::as_const(*library));
+      return work(request, turn);
     };
   }
 

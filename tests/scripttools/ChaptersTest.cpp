@@ -160,16 +160,16 @@ TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
     std::function<void(std::vector<ScriptChapter>&)> broken;
     const char* message;
   } cases[] = {
-      {"a chapter too few", [](auto& all) { all.pop_back(); }, "one chapter for each heading"},
-      {"a chapter too many", [](auto& all) { all.push_back(all.back()); }, "one chapter for each heading"},
-      {"an index past the end", [](auto& all) { all[2].index = 3; }, "not at the place"},
-      {"an end past the text", [](auto& all) { all[2].range.end += 1; }, "behind the end"},
+      {"a chapter too few", [](auto& all) { all.pop_back(); }, "number of chapters differs"},
+      {"a chapter too many", [](auto& all) { all.push_back(all.back()); }, "number of chapters differs"},
+      {"an index past the end", [](auto& all) { all[2].index = 3; }, "not its position"},
+      {"an end past the text", [](auto& all) { all[2].range.end += 1; }, "after the end"},
       {"a body that starts after its end", [](auto& all) { all[1].range.end = all[1].range.begin; }, "before its text"},
       {"words counted backwards",
        [](auto& all) {
          all[1].words = {4, 3};
        },
-       "fewer words than none"},
+       "runs backwards"},
   };
   requireConsistent(chaptersOf(script), script);
   for (const auto& each : cases) {
@@ -181,8 +181,9 @@ TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
 }
 
 TEST(ChapterModelDeathTest, stopsTheProcessWhenItOwesAnEdit) {
-  EXPECT_DEATH(owedEdit(std::nullopt), "^Fatal error: There is no edit for a chapter that exists\n");
-  EXPECT_EQ(owedEdit(TextEdit{{1, 2}, "x"}), (TextEdit{{1, 2}, "x"}));
+  EXPECT_DEATH(requireEdit(std::nullopt),
+               "^Fatal error: The chapter model returned no edit for a chapter that exists.\n");
+  EXPECT_EQ(requireEdit(TextEdit{{1, 2}, "x"}), (TextEdit{{1, 2}, "x"}));
 }
 
 }  // namespace

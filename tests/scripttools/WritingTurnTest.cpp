@@ -236,7 +236,7 @@ TEST(WritingTurn, offersHistoryNothingWithoutTheLock) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";
   WritingTurn turn(*bench.library, *bench.versions);
-  EXPECT_FALSE(turn.keepsOthersOut());
+  EXPECT_FALSE(turn.isLocked());
   const quorvel::ScriptItem script{"Talk.md", "Talk", quorvel::ScriptItem::Kind::script, std::nullopt};
   EXPECT_EQ(turn.snapshot("", script, "label"), std::nullopt);
   EXPECT_THROW(turn.snapshot("x", script, "label"), std::runtime_error);
