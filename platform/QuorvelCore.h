@@ -137,7 +137,7 @@ struct ScriptHeadings {
 };
 
 /// `text` without white space at its start and end. White space is Unicode's: spaces, tabs, line breaks and so on. It
-/// is removed by whole characters (grapheme clusters), so a space that carries a combining mark stays.
+/// is removed by whole characters (grapheme clusters), so a space goes together with a combining mark on it.
 ///
 /// The result is a part of `text`, and lives as long as the bytes that `text` refers to.
 std::string_view trimmingWhitespace(std::string_view text);

@@ -25,11 +25,11 @@ std::string_view withoutWhiteSpaceAtEnd(std::string_view text) noexcept {
   return text;
 }
 
-bool isBlank(std::string_view text) noexcept {
+bool isWhiteSpace(std::string_view text) noexcept {
   return withoutWhiteSpaceAtEnd(text).empty();
 }
 
-/// The last line, without its line break where it has one.
+/// The last line without its line break, if it has one.
 std::string_view lastLine(std::string_view text) noexcept {
   text.remove_suffix(finalBreakSize(text));
   return text.substr(text.rfind('\n') + 1);  // npos + 1 is 0
@@ -79,10 +79,10 @@ std::string inLineBreaks(std::string_view given, std::string_view lineBreak) {
 std::size_t missingBreaks(std::string_view text) noexcept {
   text.remove_prefix(byteOrderMarkSize(text));
   if (text.empty()) return 0;
-  return (finalBreakSize(text) == 0 ? 1U : 0U) + (isBlank(lastLine(text)) ? 0U : 1U);
+  return (finalBreakSize(text) == 0 ? 1U : 0U) + (isWhiteSpace(lastLine(text)) ? 0U : 1U);
 }
 
-std::string_view withoutBlankLinesAtEnd(std::string_view text) noexcept {
+std::string_view withoutEmptyLinesAtEnd(std::string_view text) noexcept {
   const std::size_t inLastLine = withoutWhiteSpaceAtEnd(text).size();
   if (inLastLine == 0) return {};
   text = text.substr(0, text.find('\n', inLastLine));
@@ -91,10 +91,10 @@ std::string_view withoutBlankLinesAtEnd(std::string_view text) noexcept {
 }
 
 std::string_view passage(std::string_view text) noexcept {
-  text = withoutBlankLinesAtEnd(text);
+  text = withoutEmptyLinesAtEnd(text);
   while (!text.empty()) {
     const std::size_t end = lineEnd(text, 0);
-    if (!isBlank(text.substr(0, end))) break;
+    if (!isWhiteSpace(text.substr(0, end))) break;
     text.remove_prefix(end);
   }
   return text;

@@ -12,7 +12,7 @@ const std::string_view ScriptHeadings::marker = "# ";
 
 Script::Script(std::string text) : text_(std::move(text)) {
   const std::string_view all = text_;
-  std::size_t readAloud = byteOrderMarkSize(all);  // where what is read aloud goes on behind the last heading
+  std::size_t readAloud = byteOrderMarkSize(all);  // where the words after the last heading begin
   const auto countWordsUpTo = [&](std::size_t end) {
     wordCount_ += kelvane::unicode::wordCount(all.substr(readAloud, end - readAloud));
   };

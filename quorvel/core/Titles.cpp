@@ -9,7 +9,7 @@
 namespace quorvel {
 namespace {
 
-/// The mandatory breaks of Unicode Standard Annex #14; the longer before its own beginning.
+/// The mandatory breaks of Unicode Standard Annex #14. CR LF stands before CR, because the first match counts.
 constexpr std::array<std::string_view, 8> lineBreaks = {
     "\r\n",          // carriage return and line feed
     "\n",            // line feed
@@ -21,10 +21,10 @@ constexpr std::array<std::string_view, 8> lineBreaks = {
     "\xE2\x80\xA9",  // paragraph separator, U+2029
 };
 
-/// How many bytes the line break at the text's start takes, 0 for none.
-std::size_t leadingBreakSize(std::string_view text) noexcept {
+/// The size of the line break at the start of the string; 0 if there is none.
+std::size_t leadingBreakSize(std::string_view string) noexcept {
   for (const std::string_view lineBreak : lineBreaks) {
-    if (text.starts_with(lineBreak)) return lineBreak.size();
+    if (string.starts_with(lineBreak)) return lineBreak.size();
   }
   return 0;
 }

@@ -5,24 +5,25 @@
 
 #include "platform/QuorvelCore.h"
 
-/// A heading line's title: how it is read and what may be written as one.
+/// The title of a heading line: how it is read, and how a new one is written.
+///
+/// Pure functions, linear in the heading line or in the given title. Headings must be those of the given text.
 namespace quorvel {
 
-/// Where the rest of a heading's line stands in the script's text: behind the marker, without the line break.
+/// The range of a heading's line after the marker, without the line break.
 TextRange headingContent(std::string_view text, const ScriptHeading& heading) noexcept;
 
-/// Where the title stands in it: the content without white space at its ends. For a heading without a title an empty
-/// range right behind the marker.
+/// The range of the title: the content without white space at its start and end. If the heading has no title, the empty
+/// range directly after the marker.
 TextRange titleRange(std::string_view text, const ScriptHeading& heading) noexcept;
 
-/// The title on one line: each line break (LF, CR, CR LF as one, and the other characters that Unicode ends a line
-/// with) gives way to one blank, white space at the ends goes. A line that starts with the marker and goes on with the
+/// The title on one line: each line break becomes a space, then white space at the start and end is removed. Line
+/// breaks are LF, CR, CR LF as one, and the other mandatory breaks of Unicode. A heading line that is written with the
 /// result has it as its title.
 std::string titleOnOneLine(std::string_view title);
 
-/// The title to write for one that a client gives: on one line, and without the marker where it begins with that, as
-/// often as it does ("# # New" is "New"), white space before and between the markers included. Empty where nothing is
-/// left. A written title given again is the same.
+/// The title to write for a client's title: on one line, without markers at its start and the white space before and
+/// between them, so "# # New" becomes "New". Empty if nothing is left. Applying it again changes nothing.
 std::string writableTitle(std::string_view title);
 
 }  // namespace quorvel

@@ -23,7 +23,7 @@ struct Row {
   std::string edited;
 };
 
-TEST(AddChapter, putsBlankLinesAroundWhatItWrites) {
+TEST(AddChapter, writesEmptyLinesAroundTheChapter) {
   const Row rows[] = {
       {"to an empty script", "", "X", "x", atEnd, "# X\n\nx\n"},
       {"to an empty script, without text", "", "X", "", atEnd, "# X\n"},
@@ -32,12 +32,12 @@ TEST(AddChapter, putsBlankLinesAroundWhatItWrites) {
       {"at the end without a final line break", "# A\n\na", "X", "x", atEnd, "# A\n\na\n\n# X\n\nx"},
       {"the same without text", "# A\n\na", "X", "", atEnd, "# A\n\na\n\n# X"},
       {"behind a heading at the end", "# A\n", "X", "x", atEnd, "# A\n\n# X\n\nx\n"},
-      {"behind a heading without a line break", "# A", "X", "x", atEnd, "# A\n\n# X\n\nx"},
+      {"after a heading without a line break", "# A", "X", "x", atEnd, "# A\n\n# X\n\nx"},
       {"behind a heading without a title", "# ", "X", "x", atEnd, "# \n\n# X\n\nx"},
-      {"behind a blank line at the end", "# A\n\na\n\n", "X", "x", atEnd, "# A\n\na\n\n# X\n\nx\n"},
-      {"behind more blank lines, which stay", "# A\n\na\n\n\n\n", "X", "x", atEnd, "# A\n\na\n\n\n\n# X\n\nx\n"},
-      {"behind a line of blanks", "# A\na\n  \t\n", "X", "x", atEnd, "# A\na\n  \t\n# X\n\nx\n"},
-      {"behind a line of blanks without a line break", "a\n  ", "X", "x", atEnd, "a\n  \n# X\n\nx"},
+      {"after an empty line at the end", "# A\n\na\n\n", "X", "x", atEnd, "# A\n\na\n\n# X\n\nx\n"},
+      {"after more empty lines, which stay", "# A\n\na\n\n\n\n", "X", "x", atEnd, "# A\n\na\n\n\n\n# X\n\nx\n"},
+      {"after a line of white space", "# A\na\n  \t\n", "X", "x", atEnd, "# A\na\n  \t\n# X\n\nx\n"},
+      {"after a line of white space without a line break", "a\n  ", "X", "x", atEnd, "a\n  \n# X\n\nx"},
       {"behind a text without chapters", "a\nb\n", "X", "x", atEnd, "a\nb\n\n# X\n\nx\n"},
       {"behind white space only", "\n\n", "X", "x", atEnd, "\n\n# X\n\nx\n"},
       {"before the first chapter", "# A\n\na\n", "X", "x", 0, "# X\n\nx\n\n# A\n\na\n"},
@@ -58,19 +58,19 @@ TEST(AddChapter, putsBlankLinesAroundWhatItWrites) {
   }
 }
 
-TEST(AddChapter, takesTheTextAsItIsButForTheBlankLinesAroundIt) {
+TEST(AddChapter, keepsTheTextExceptForSurroundingEmptyLines) {
   const Row rows[] = {
       {"a final line break", "# A\n", "X", "x\n", 0, "# X\n\nx\n\n# A\n"},
       {"many of them", "# A\n", "X", "x\n\n\n\n", 0, "# X\n\nx\n\n# A\n"},
       {"at the end", "# A\n", "X", "x\n\n\n\n", atEnd, "# A\n\n# X\n\nx\n"},
       {"at the end without a final line break", "# A\n\na", "X", "x\n", atEnd, "# A\n\na\n\n# X\n\nx"},
-      {"blank lines at the start", "# A\n", "X", "\n \t\n\nx", 0, "# X\n\nx\n\n# A\n"},
+      {"empty lines at the start", "# A\n", "X", "\n \t\n\nx", 0, "# X\n\nx\n\n# A\n"},
       {"an indented first line", "# A\n", "X", "\n  x", 0, "# X\n\n  x\n\n# A\n"},
-      {"inner blank lines", "# A\n", "X", "x\n\n\ny", 0, "# X\n\nx\n\n\ny\n\n# A\n"},
-      {"blank text is no text", "# A\n", "X", " \n\n\t", 0, "# X\n\n# A\n"},
-      {"blank lines beyond ASCII", "# A\n", "X", "\xE3\x80\x80\n\nx\n\xC2\xA0\n", 0, "# X\n\nx\n\n# A\n"},
-      {"blanks at the end of a line", "# A\n", "X", "x  \n \n", 0, "# X\n\nx  \n\n# A\n"},
-      {"a mark on a blank is no white space", "# A\n", "X", "x\n \xCC\x81", 0, "# X\n\nx\n \xCC\x81\n\n# A\n"},
+      {"inner empty lines", "# A\n", "X", "x\n\n\ny", 0, "# X\n\nx\n\n\ny\n\n# A\n"},
+      {"a text of white space is like an empty one", "# A\n", "X", " \n\n\t", 0, "# X\n\n# A\n"},
+      {"empty lines beyond ASCII", "# A\n", "X", "\xE3\x80\x80\n\nx\n\xC2\xA0\n", 0, "# X\n\nx\n\n# A\n"},
+      {"spaces at the end of a line", "# A\n", "X", "x  \n \n", 0, "# X\n\nx  \n\n# A\n"},
+      {"a space with a mark is not an empty line", "# A\n", "X", "x\n \xCC\x81", 0, "# X\n\nx\n \xCC\x81\n\n# A\n"},
       {"a heading", "# A\n", "X", "# Y\ny", 0, "# X\n\n# Y\ny\n\n# A\n"},
       {"a heading without a title at the end", "# A\n", "X", "x\n# ", 0, "# X\n\nx\n# \n\n# A\n"},
       {"a heading without a title alone", "# A\n", "X", "# \n", 0, "# X\n\n# \n\n# A\n"},
@@ -114,7 +114,7 @@ TEST(AddChapter, writesTheScriptsOwnLineBreaks) {
   }
 }
 
-TEST(AddChapter, takesTheMarkerForNoPartOfATitle) {
+TEST(AddChapter, removesTheMarkerFromTheTitle) {
   const Row rows[] = {
       {"a heading line for a title", "# A\n", "# X", "x", 0, "# X\n\nx\n\n# A\n"},
       {"in a title of several lines", "# A\n", "# X\n# Y", "", atEnd, "# A\n\n# X # Y\n"},
@@ -130,7 +130,7 @@ TEST(AddChapter, takesTheMarkerForNoPartOfATitle) {
   }
 }
 
-TEST(AddChapter, addsNothingForABlankTitle) {
+TEST(AddChapter, returnsNoEditForATitleOfWhiteSpace) {
   for (const char* title : {"", " ", " \t ", "\n", "\r\n\r\n", "\v\f", "\xE3\x80\x80", "\xC2\x85\xE2\x80\xA8",
                             " \xCC\x81", "# ", " # \n# "}) {
     SCOPED_TRACE(shown(title));
@@ -140,7 +140,7 @@ TEST(AddChapter, addsNothingForABlankTitle) {
   }
 }
 
-TEST(AddChapter, addsAtThatPlaceAndChangesNothingElse) {
+TEST(AddChapter, insertsThereAndChangesNothingElse) {
   const Script script("p\n# A\na\n# B\nb");
   EXPECT_EQ(ChapterEdits::add("X", "x", 1, script), (TextEdit{{8, 8}, "\n# X\n\nx\n\n"}));
   EXPECT_EQ(ChapterEdits::add("X", "x", atEnd, script), (TextEdit{{13, 13}, "\n\n# X\n\nx"}));

@@ -55,7 +55,7 @@ std::vector<std::string> replacing(std::vector<std::string> titles, std::size_t 
   return titles;
 }
 
-TEST(ChapterModel, isWhatReadingLineByLineFinds) {
+TEST(ChapterModel, matchesAReadingLineByLine) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     const ScriptParts parts = partsOf(script.text());
@@ -81,7 +81,7 @@ TEST(ChapterModel, isWhatReadingLineByLineFinds) {
   });
 }
 
-TEST(AddingAChapter, leavesEverythingElseAsItIs) {
+TEST(AddingAChapter, leavesEverythingElseUnchanged) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     const std::size_t count = script.headings().size();
@@ -157,7 +157,7 @@ TEST(ReplacingAChaptersText, keepsItsHeadingAndTheOthers) {
   });
 }
 
-TEST(ReplacingAChaptersText, changesNothingForWhatIsThere) {
+TEST(ReplacingAChaptersText, changesNothingForThePresentText) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     if (script.headings().empty()) return fine;
@@ -188,7 +188,7 @@ TEST(MovingAChapter, permutesTheChaptersBetweenTheirSeparators) {
     const ScriptParts before = partsOf(script.text());
     std::vector<std::string> blocks, separators;
     for (const ChapterParts& part : before.chapters) {
-      blocks.push_back(tests::withoutBlankLinesAtEnd(part.text()));
+      blocks.push_back(tests::withoutEmptyLinesAtEnd(part.text()));
       separators.push_back(part.text().substr(blocks.back().size()));
     }
     const std::string block = blocks[chapter];
@@ -204,7 +204,7 @@ TEST(MovingAChapter, permutesTheChaptersBetweenTheirSeparators) {
   });
 }
 
-TEST(RemovingAChapter, takesNothingElseThanLineBreaksAboveTheLast) {
+TEST(RemovingAChapter, alsoRemovesOnlyLineBreaksAboveTheLastChapter) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     if (script.headings().empty()) return fine;
@@ -221,7 +221,7 @@ TEST(RemovingAChapter, takesNothingElseThanLineBreaksAboveTheLast) {
   });
 }
 
-TEST(RemovingAChapter, keepsItsWordsWithItsText) {
+TEST(RemovingAChapter, keepsItsWordsIfItsTextIsKept) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     if (script.headings().empty()) return fine;
@@ -242,7 +242,7 @@ TEST(RemovingAChapter, keepsItsWordsWithItsText) {
   });
 }
 
-TEST(RemovingAnAddedChapter, restoresACanonicalScript) {
+TEST(RemovingAnAddedChapter, restoresTheScript) {
   tests::expectForGeneratedEdits(tests::editOfACanonicalScript, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     const std::size_t count = script.headings().size();
@@ -255,7 +255,7 @@ TEST(RemovingAnAddedChapter, restoresACanonicalScript) {
   });
 }
 
-TEST(Appending, keepsTheExistingTextAndLeavesABlankLine) {
+TEST(Appending, keepsTheExistingTextAndLeavesAnEmptyLine) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const std::string existing = edit.text();
     const std::string text = ScriptText::appending(edit.givenText(), existing);

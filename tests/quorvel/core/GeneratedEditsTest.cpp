@@ -15,13 +15,13 @@ bool contains(const std::vector<std::string>& pieces, const std::string& piece) 
   return std::find(pieces.begin(), pieces.end(), piece) != pieces.end();
 }
 
-TEST(GeneratedEdits, areTheSameForTheSameSeed) {
+TEST(GeneratedEdits, repeatForTheSameSeed) {
   EXPECT_EQ(anyEdit(1).described(), anyEdit(1).described());
   EXPECT_EQ(editOfACanonicalScript(1).described(), editOfACanonicalScript(1).described());
   EXPECT_NE(anyEdit(1).described(), anyEdit(2).described());
 }
 
-TEST(GeneratedEdits, areOfEveryKind) {
+TEST(GeneratedEdits, coverEveryKindOfEdit) {
   std::size_t withoutChapters = 0, withText = 0, withMark = 0, withoutFinalBreak = 0, withCRLF = 0, equalTitles = 0;
   std::size_t emptyChapters = 0, headingsGiven = 0, notUTF8 = 0;
   for (std::uint64_t seed = 0; seed < 1000; ++seed) {
@@ -47,7 +47,7 @@ TEST(GeneratedEdits, areOfEveryKind) {
   }
 }
 
-TEST(GeneratedEdits, shrinkToThePiecesThatMatter) {
+TEST(GeneratedEdits, shrinkToThePiecesThatFail) {
   GeneratedEdit edit;
   for (int piece = 0; piece < 100; ++piece) edit.script.push_back(std::to_string(piece));
   edit.given = {"a", "b", "c"};

@@ -50,7 +50,7 @@ TEST(Lines, useTheMoreFrequentLineBreak) {
   }
 }
 
-TEST(Lines, ofAGivenTextTakeTheScriptsLineBreak) {
+TEST(Lines, ofAGivenTextGetTheScriptsLineBreak) {
   struct Row {
     const char* given;
     const char* inCRLF;  // in a script with CR LF; in one with LF it stays
@@ -72,7 +72,7 @@ TEST(Lines, ofAGivenTextTakeTheScriptsLineBreak) {
   }
 }
 
-TEST(Lines, missBreaksForABlankLine) {
+TEST(Lines, countTheBreaksMissingForAnEmptyLine) {
   struct Row {
     std::string text;
     std::size_t missing;
@@ -106,10 +106,10 @@ TEST(Lines, missBreaksForABlankLine) {
   }
 }
 
-TEST(Lines, endAPassageWhereTheyAreNotBlank) {
+TEST(Lines, endAPassageAtTheLastLineThatIsNotEmpty) {
   struct Row {
     std::string text;
-    std::string withoutBlankLinesAtEnd;
+    std::string withoutEmptyLinesAtEnd;
     std::string passage;
   };
   const Row rows[] = {
@@ -132,7 +132,7 @@ TEST(Lines, endAPassageWhereTheyAreNotBlank) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(shown(row.text));
-    EXPECT_EQ(shown(withoutBlankLinesAtEnd(row.text)), shown(row.withoutBlankLinesAtEnd));
+    EXPECT_EQ(shown(withoutEmptyLinesAtEnd(row.text)), shown(row.withoutEmptyLinesAtEnd));
     EXPECT_EQ(shown(passage(row.text)), shown(row.passage));
   }
 }

@@ -18,23 +18,23 @@ struct Row {
   std::string edited;
 };
 
-TEST(RemoveChapter, takesHeadingAndText) {
+TEST(RemoveChapter, removesHeadingAndText) {
   const Row rows[] = {
       {"the only chapter", "# A\n\na\n", 0, ""},
       {"the only chapter, without a line break", "# A", 0, ""},
       {"the first", "# A\n\na\n\n# B\n\nb\n", 0, "# B\n\nb\n"},
       {"the first, behind text", "p\n\n# A\n\na\n\n# B\n", 0, "p\n\n# B\n"},
       {"one in the middle", "# A\na\n# B\nb\n\n\n# C\nc", 1, "# A\na\n# C\nc"},
-      {"the last, with the blank line above it", "# A\n\na\n\n# B\n\nb\n", 1, "# A\n\na\n"},
+      {"the last, with the empty line above it", "# A\n\na\n\n# B\n\nb\n", 1, "# A\n\na\n"},
       {"the last, without a final line break", "# A\n\na\n\n# B\n\nb", 1, "# A\n\na"},
-      {"the last, with blank lines at the end", "# A\n\na\n\n# B\n\nb\n\n\n", 1, "# A\n\na\n"},
-      {"the last, only one blank line goes", "# A\n\n\n\n# B\n", 1, "# A\n\n\n"},
-      {"the last, blanks above it stay", "# A\na  \n\n# B\n", 1, "# A\na  \n"},
-      {"the last, a line of blanks above it stays", "# A\n \n# B\n", 1, "# A\n \n"},
+      {"the last, with empty lines at the end", "# A\n\na\n\n# B\n\nb\n\n\n", 1, "# A\n\na\n"},
+      {"the last, only one empty line goes", "# A\n\n\n\n# B\n", 1, "# A\n\n\n"},
+      {"the last, spaces above it stay", "# A\na  \n\n# B\n", 1, "# A\na  \n"},
+      {"the last, a line of white space above it stays", "# A\n \n# B\n", 1, "# A\n \n"},
       {"the last, close to the one above", "# A\na\n# B\nb\n", 1, "# A\na\n"},
       {"the same without a final line break", "# A\na\n# B\nb", 1, "# A\na\n"},
       {"the last, below text", "p\n\n# A\n", 0, "p\n"},
-      {"the last, below a blank line only", "\n# A\n", 0, "\n"},
+      {"the last, below an empty line only", "\n# A\n", 0, "\n"},
       {"one of equal chapters", "# A\n\na\n\n# A\n\na\n", 0, "# A\n\na\n"},
       {"bytes that are not UTF-8", "\xFF\n# \xC3\n\xFE\n# B\n\x80", 0, "\xFF\n# B\n\x80"},
   };
@@ -45,7 +45,7 @@ TEST(RemoveChapter, takesHeadingAndText) {
   }
 }
 
-TEST(RemoveChapter, leavesAKeptTextAsItStands) {
+TEST(RemoveChapter, leavesAKeptTextUnchanged) {
   const Row rows[] = {
       {"the only chapter", "# A\n\na\n", 0, "\na\n"},
       {"the only chapter, without text", "# A", 0, ""},
@@ -64,12 +64,12 @@ TEST(RemoveChapter, leavesAKeptTextAsItStands) {
   }
 }
 
-TEST(RemoveChapter, takesLineBreaksOfEitherKind) {
+TEST(RemoveChapter, removesLineBreaksOfEitherKind) {
   const Row rows[] = {
-      {"a blank line with CR LF", "# A\n\r\n# B\n", 1, "# A\n"},
-      {"a blank line with LF below CR LF", "# A\r\n\n# B\n", 1, "# A\r\n"},
+      {"an empty line with CR LF", "# A\n\r\n# B\n", 1, "# A\n"},
+      {"an empty line with LF below CR LF", "# A\r\n\n# B\n", 1, "# A\r\n"},
       {"without a final line break", "# A\r\n\n# B", 1, "# A"},
-      {"a CR alone makes no blank line", "# A\r\n\r\r\n# B\n", 1, "# A\r\n\r\r\n"},
+      {"a CR alone does not make an empty line", "# A\r\n\r\r\n# B\n", 1, "# A\r\n\r\r\n"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.description);
@@ -78,7 +78,7 @@ TEST(RemoveChapter, takesLineBreaksOfEitherKind) {
   }
 }
 
-TEST(RemoveChapter, letsNoInnerByteOrderMarkComeToTheStart) {
+TEST(RemoveChapter, doesNotMoveAByteOrderMarkToTheStart) {
   const std::string bom(tests::byteOrderMark);
   const Row rows[] = {
       {"it would make a heading", "# A\n" + bom + "# a\n# B\n", 0, "\n" + bom + "# a\n# B\n"},

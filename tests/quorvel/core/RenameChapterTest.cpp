@@ -28,17 +28,17 @@ TEST(RenameChapter, replacesTheTitleAndNothingElse) {
       {"one of equal titles", "# A\n# A\n# A\n", 1, "X", "# A\n# X\n# A\n"},
       {"a heading at the end without a line break", "# A", 0, "X", "# X"},
       {"to the title that it has", "# A\n\na\n", 0, "A", "# A\n\na\n"},
-      {"to the title that it has, amid blanks", "#  A \n\na\n", 0, "A", "#  A \n\na\n"},
-      {"to the title that it has, with blanks", "# A\n\na\n", 0, " A\n", "# A\n\na\n"},
-      {"blanks around the title stay", "# \t A  \na", 0, "X", "# \t X  \na"},
-      {"blanks around the new one go", "# A\na", 0, "  X  ", "# X\na"},
-      {"inner blanks stay", "# A\na", 0, "X   Y", "# X   Y\na"},
+      {"to the title that it has, amid spaces", "#  A \n\na\n", 0, "A", "#  A \n\na\n"},
+      {"to the title that it has, with spaces", "# A\n\na\n", 0, " A\n", "# A\n\na\n"},
+      {"spaces around the title stay", "# \t A  \na", 0, "X", "# \t X  \na"},
+      {"spaces around the new one go", "# A\na", 0, "  X  ", "# X\na"},
+      {"inner spaces stay", "# A\na", 0, "X   Y", "# X   Y\na"},
       {"a chapter without a title", "# \na", 0, "X", "# X\na"},
       {"a chapter without a title at the end", "# ", 0, "X", "# X"},
-      {"a chapter with blanks for a title", "#   \na", 0, "X", "# X  \na"},
-      {"to a blank title", "# A\n\na\n", 0, " ", "# \n\na\n"},
-      {"to a blank title, blanks go too", "#   A  \n\na\n", 0, " \t", "# \n\na\n"},
-      {"to a blank title at the end", "# A", 0, " ", "# "},
+      {"a chapter with a title of spaces", "#   \na", 0, "X", "# X  \na"},
+      {"to a title of white space", "# A\n\na\n", 0, " ", "# \n\na\n"},
+      {"to a title of white space, spaces go too", "#   A  \n\na\n", 0, " \t", "# \n\na\n"},
+      {"to a title of white space at the end", "# A", 0, " ", "# "},
       {"to an empty title", "# A\n\na\n", 0, "", "# \n\na\n"},
       {"no title stays no title", "#   \na", 0, " ", "#   \na"},
       {"to a heading line", "# A\na", 0, "# X", "# X\na"},
@@ -50,8 +50,8 @@ TEST(RenameChapter, replacesTheTitleAndNothingElse) {
       {"from a title that begins with the marker", "# # A\na", 0, "A", "# A\na"},
       {"between titles that begin with the marker", "# # A\na", 0, "# B", "# B\na"},
       {"to a sign", "# A\na", 0, "#", "# #\na"},
-      {"a mark does not join a blank", "#  A\na", 0, "\xCC\x81X", "# \xCC\x81X\na"},
-      {"a character that draws in what follows takes no blank", "# A \na", 0, "X\xD8\x80", "# X\xD8\x80\na"},
+      {"a mark does not join a space", "#  A\na", 0, "\xCC\x81X", "# \xCC\x81X\na"},
+      {"a prepended character does not join a space", "# A \na", 0, "X\xD8\x80", "# X\xD8\x80\na"},
       {"bytes that are not UTF-8", "\xFF\n# \xC3\n\xFE", 0, "\xE3\x80", "\xFF\n# \xE3\x80\n\xFE"},
       {"beyond ASCII", "# Caf\xC3\xA9\n", 0, "\xE6\x9C\xAB", "# \xE6\x9C\xAB\n"},
   };
@@ -62,7 +62,7 @@ TEST(RenameChapter, replacesTheTitleAndNothingElse) {
   }
 }
 
-TEST(RenameChapter, leavesEveryLineBreakAsItIs) {
+TEST(RenameChapter, leavesEveryLineBreakUnchanged) {
   const Row rows[] = {
       {"CR LF amid LF", "# A\r\na\nb\n# B\n", 0, "X", "# X\r\na\nb\n# B\n"},
       {"LF amid CR LF", "# A\na\r\nb\r\n", 0, " ", "# \na\r\nb\r\n"},
@@ -81,14 +81,14 @@ TEST(RenameChapter, editsOnlyTheTitle) {
   EXPECT_EQ(ChapterEdits::rename(1, "X", Script("# A\na\n#  Bee \nb")), (TextEdit{{9, 12}, "X"}));
 }
 
-TEST(ATitle, isOneLine) {
+TEST(ATitle, isWrittenOnOneLine) {
   struct Case {
     const char* description;
     std::string given;
     std::string title;
   };
   const Case cases[] = {
-      {"nothing to do", "The end", "The end"},
+      {"an ordinary title", "The end", "The end"},
       {"LF", "a\nb", "a b"},
       {"CR", "a\rb", "a b"},
       {"CR LF is one", "a\r\nb", "a b"},
@@ -114,7 +114,7 @@ TEST(ATitle, isOneLine) {
       {"behind white space, too", " \n\xE3\x80\x80# a ", "a"},
       {"with the white space behind it", "#  \t a", "a"},
       {"as often as it comes", "# # #  # a # b", "a # b"},
-      {"and leaves nothing where it stands alone", "# ", ""},
+      {"and a marker alone leaves an empty title", "# ", ""},
       {"also several times", "# \n# # ", ""},
       {"a sign alone is no marker", "#", "#"},
       {"behind a marker, too", "# #", "#"},
@@ -123,8 +123,8 @@ TEST(ATitle, isOneLine) {
       {"a mark behind a marker is the title's", "# \xCC\x81x", "\xCC\x81x"},
       {"tabs are no line breaks", "a\tb", "a\tb"},
       {"at the ends they go", "\r\n a b \n", "a b"},
-      {"a mark that comes to stand on a blank goes with it", "a\n\xCC\x81", "a"},
-      {"blank", " \n\r\n\xE3\x80\x80", ""},
+      {"a mark that lands on a space is removed with it", "a\n\xCC\x81", "a"},
+      {"white space only", " \n\r\n\xE3\x80\x80", ""},
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.description);

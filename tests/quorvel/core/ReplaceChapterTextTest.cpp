@@ -26,21 +26,21 @@ TEST(ReplaceChapterText, keepsTheHeadingAndEveryOtherChapter) {
       {"the first, behind text", "p\n# A\n\na\n\n# B\n", 0, "x", "p\n# A\n\nx\n\n# B\n"},
       {"the last", "# A\n\na\n\n# B\n\nb\n", 1, "x", "# A\n\na\n\n# B\n\nx\n"},
       {"without a final line break", "# A\n\na", 0, "x", "# A\n\nx"},
-      {"blank lines at the end", "# A\n\na\n\n\n", 0, "x", "# A\n\nx\n"},
-      {"a close chapter gets its blank lines", "# A\na\n# B\nb\n# C\n", 1, "x", "# A\na\n# B\n\nx\n\n# C\n"},
+      {"empty lines at the end", "# A\n\na\n\n\n", 0, "x", "# A\n\nx\n"},
+      {"a close chapter gets its empty lines", "# A\na\n# B\nb\n# C\n", 1, "x", "# A\na\n# B\n\nx\n\n# C\n"},
       {"wide ones are not kept", "# A\n\n\n\na\n\n\n\n# B\n", 0, "x", "# A\n\nx\n\n# B\n"},
       {"an empty chapter", "# A\n# B\n", 0, "x", "# A\n\nx\n\n# B\n"},
       {"an empty chapter at the end", "# A\n", 0, "x", "# A\n\nx\n"},
       {"a heading without a line break", "# A", 0, "x", "# A\n\nx"},
       {"a heading without a title", "# \n# B\n", 0, "x", "# \n\nx\n\n# B\n"},
       {"a heading without a title or line break", "# ", 0, "x", "# \n\nx"},
-      {"the heading's blanks stay", "#  A \na\n", 0, "x", "#  A \n\nx\n"},
+      {"the heading's spaces stay", "#  A \na\n", 0, "x", "#  A \n\nx\n"},
       {"one of equal chapters", "# A\n\na\n\n# A\n\na\n", 0, "x", "# A\n\nx\n\n# A\n\na\n"},
       {"bytes that are not UTF-8", "\xFF\n# \xC3\n\xFE\n# B\n\x80", 0, "\xE3", "\xFF\n# \xC3\n\n\xE3\n\n# B\n\x80"},
-      {"blank lines around the text", "# A\n\na\n\n# B\n", 0, "\n\n  x\n\n\ny\n\n\n", "# A\n\n  x\n\n\ny\n\n# B\n"},
-      {"a blank text", "# A\n\na\n\n# B\n", 0, " \n ", "# A\n\n# B\n"},
-      {"a blank text at the end", "# A\n\na\n", 0, "\n", "# A\n"},
-      {"a blank text without a final line break", "# A\n\na", 0, "", "# A\n"},
+      {"empty lines around the text", "# A\n\na\n\n# B\n", 0, "\n\n  x\n\n\ny\n\n\n", "# A\n\n  x\n\n\ny\n\n# B\n"},
+      {"a text of white space", "# A\n\na\n\n# B\n", 0, " \n ", "# A\n\n# B\n"},
+      {"a text of white space at the end", "# A\n\na\n", 0, "\n", "# A\n"},
+      {"a text of white space without a final line break", "# A\n\na", 0, "", "# A\n"},
       {"headings in the text", "# A\n\na\n\n# B\n", 0, "# X\nx\n# ", "# A\n\n# X\nx\n# \n\n# B\n"},
   };
   for (const Row& row : rows) {
@@ -52,18 +52,18 @@ TEST(ReplaceChapterText, keepsTheHeadingAndEveryOtherChapter) {
   }
 }
 
-TEST(ReplaceChapterText, changesNothingForTheTextThatIsThere) {
+TEST(ReplaceChapterText, changesNothingForThePresentText) {
   const Row rows[] = {
       {"as it is read", "# A\n\na\nb\n\n# B\n", 0, "a\nb", ""},
       {"as it is read, in a close chapter", "# A\na\n# B\n", 0, "a", ""},
       {"as it is read, in a wide chapter", "# A\n\n\n\na\n\n\n\n# B\n", 0, "a", ""},
       {"as it is read, from an indented line", "# A\n\n  a\n\n# B\n", 0, "a", ""},
-      {"as it is read, from a line with blanks behind it", "# A\n\na  \n\n# B\n", 0, "a", ""},
+      {"as it is read, from a line with spaces after it", "# A\n\na  \n\n# B\n", 0, "a", ""},
       {"as it stands", "# A\n\n\n  a\n# B\n", 0, "\n\n  a\n", ""},
       {"without a final line break", "# A\na", 0, "a", ""},
       {"with a final line break", "# A\na", 0, "a\n", ""},
-      {"blank for blank", "# A\n\n\n# B\n", 0, " ", ""},
-      {"blank for a heading without a line break", "# A", 0, "\n", ""},
+      {"white space for white space", "# A\n\n\n# B\n", 0, " ", ""},
+      {"white space for a heading without a line break", "# A", 0, "\n", ""},
       {"bytes that are not UTF-8", "# A\n\xFF\n", 0, "\xFF", ""},
   };
   for (const Row& row : rows) {
@@ -75,12 +75,12 @@ TEST(ReplaceChapterText, changesNothingForTheTextThatIsThere) {
   }
 }
 
-TEST(ReplaceChapterText, takesTheOwnHeadingLineForWhatItIs) {
+TEST(ReplaceChapterText, dropsTheChaptersOwnHeadingLine) {
   const Row rows[] = {
       {"above an empty line", "# A\n\na\n\n# B\n", 0, "# A\n\nx\n", "# A\n\nx\n\n# B\n"},
       {"without one", "# A\n\na\n\n# B\n", 0, "# A\nx", "# A\n\nx\n\n# B\n"},
       {"with more", "# A\n\na\n\n# B\n", 0, "# A\n\n \n\nx", "# A\n\nx\n\n# B\n"},
-      {"below blank lines", "# A\n\na\n", 0, "\n \n# A\n\nx", "# A\n\nx\n"},
+      {"below empty lines", "# A\n\na\n", 0, "\n \n# A\n\nx", "# A\n\nx\n"},
       {"white space around its title", "# A\n\na\n", 0, "#  \tA \nx", "# A\n\nx\n"},
       {"white space around the script's, which stays", "#   A \n\na\n", 0, "# A\nx", "#   A \n\nx\n"},
       {"alone: the text goes", "# A\n\na\n\n# B\n", 0, "# A\n", "# A\n\n# B\n"},

@@ -98,7 +98,7 @@ bool isBlank(std::string_view line) {
   return true;
 }
 
-std::string withoutBlankLinesAtEnd(std::string_view text) {
+std::string withoutEmptyLinesAtEnd(std::string_view text) {
   std::vector<std::string> lines = linesOf(text);
   while (!lines.empty() && isBlank(lines.back())) lines.pop_back();
   std::string kept;
@@ -109,7 +109,7 @@ std::string withoutBlankLinesAtEnd(std::string_view text) {
 
 std::string passageOf(std::string_view text) {
   std::string passage;
-  for (const std::string& line : linesOf(withoutBlankLinesAtEnd(text))) {
+  for (const std::string& line : linesOf(withoutEmptyLinesAtEnd(text))) {
     if (!passage.empty() || !isBlank(line)) passage += line;
   }
   return passage;

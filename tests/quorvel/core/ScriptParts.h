@@ -33,7 +33,7 @@ ScriptParts partsOf(std::string_view text);
 bool isBlank(std::string_view line);
 
 /// The text up to the end of its last line that is not blank, without that line's break.
-std::string withoutBlankLinesAtEnd(std::string_view text);
+std::string withoutEmptyLinesAtEnd(std::string_view text);
 
 /// A given text as it is expected in a script: without blank lines at its start and its end.
 std::string passageOf(std::string_view text);

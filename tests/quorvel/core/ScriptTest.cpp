@@ -99,26 +99,26 @@ TEST(Script, hasAChapterForEachHeadingLine) {
   for (const Row& row : rows) expect(row);
 }
 
-TEST(Script, takesOnlyLinesThatStartWithTheMarkerForHeadings) {
+TEST(Script, treatsOnlyLinesThatStartWithTheMarkerAsHeadings) {
   struct Case {
     const char* description;
     std::string text;
   };
   const Case cases[] = {
-      {"a blank before it", " # A\n"},
-      {"no blank behind it", "#A\n"},
+      {"a space before it", " # A\n"},
+      {"no space after it", "#A\n"},
       {"the sign alone", "#\n"},
       {"the sign alone at the end", "a\n#"},
       {"the sign and a line break", "#\r\n"},
-      {"a tab for the blank", "#\tA\n"},
-      {"a no-break space for the blank",
+      {"a tab instead of the space", "#\tA\n"},
+      {"a no-break space instead of the space",
        "#\xC2\xA0"
        "A\n"},
       {"two signs", "## A\n"},
       {"inside a line", "a # A\n"},
       {"behind a CR alone", "a\r# A\n"},
-      {"behind a line separator", "a\xE2\x80\xA8# A\n"},
-      {"behind a next line", "a\xC2\x85# A\n"},
+      {"after a line separator", "a\xE2\x80\xA8# A\n"},
+      {"after a next line", "a\xC2\x85# A\n"},
       {"behind a form feed", "a\f# A\n"},
       {"a full-width sign", "\xEF\xBC\x83 A\n"},
   };
@@ -137,10 +137,10 @@ TEST(Script, readsATitleWithoutTheWhiteSpaceAroundIt) {
   };
   const Case cases[] = {
       {"as it stands", "# The end", "The end"},
-      {"blanks and tabs", "#  \t The end \t", "The end"},
+      {"spaces and tabs", "#  \t The end \t", "The end"},
       {"no title", "# ", ""},
-      {"blanks for a title", "#    ", ""},
-      {"inner blanks stay", "# The   end", "The   end"},
+      {"a title of spaces", "#    ", ""},
+      {"inner spaces stay", "# The   end", "The   end"},
       {"other white space", "# \xE3\x80\x80The end\xC2\xA0", "The end"},
       {"a CR alone inside", "# a\rb", "a\rb"},
       {"a CR alone at the end", "# a\r", "a"},
@@ -151,11 +151,11 @@ TEST(Script, readsATitleWithoutTheWhiteSpaceAroundIt) {
        "a",
        "\xCC\x81"
        "a"},
-      {"a blank with a mark is white space",
+      {"a space with a mark is white space",
        "#  \xCC\x81"
        "a",
        "a"},
-      {"a zero width space is none", "# \xE2\x80\x8B", "\xE2\x80\x8B"},
+      {"a zero width space is not white space", "# \xE2\x80\x8B", "\xE2\x80\x8B"},
       {"bytes that are not UTF-8", "# \xFF\xFE ", "\xFF\xFE"},
   };
   for (const Case& row : cases) {
@@ -182,7 +182,7 @@ TEST(Script, countsTheWordsReadAloud) {
        "a\tb\rc\vd\fe\xC2\xA0"
        "f\xE3\x80\x80g\xC2\x85h\xE2\x80\xA8i",
        9},
-      {"a blank with a mark parts words",
+      {"a space with a mark separates words",
        "a \xCC\x81"
        "b",
        2},
@@ -190,7 +190,7 @@ TEST(Script, countsTheWordsReadAloud) {
        "a\xE2\x80\x8B"
        "b",
        1},
-      {"a blank drawn into a character does not", "a\xD8\x80 b", 1},
+      {"a space joined to a character does not", "a\xD8\x80 b", 1},
       {"a line break ends a word", "a\r\nb\nc", 3},
   };
   for (const Case& row : cases) {
@@ -199,7 +199,7 @@ TEST(Script, countsTheWordsReadAloud) {
   }
 }
 
-TEST(Script, startsAChapterWhenTheWordsBeforeItAreRead) {
+TEST(Script, startsAChapterAfterTheWordsBeforeItAreRead) {
   struct Case {
     std::size_t wordsBefore;
     std::int64_t second;
@@ -241,7 +241,7 @@ TEST(Script, listsAWholeScript) {
            {"End", 119, 125, 129, {17, 18}, 6}}});
 }
 
-TEST(Script, trimsWhiteSpaceACharacterAtATime) {
+TEST(Script, trimsWhiteSpaceByWholeCharacters) {
   struct Case {
     const char* description;
     std::string text;
@@ -249,18 +249,18 @@ TEST(Script, trimsWhiteSpaceACharacterAtATime) {
   };
   const Case cases[] = {
       {"an empty text", "", ""},
-      {"nothing to trim", "a b", "a b"},
-      {"blanks, tabs and line breaks", " \t\r\n a\nb \n\n", "a\nb"},
+      {"no white space at the ends", "a b", "a b"},
+      {"spaces, tabs and line breaks", " \t\r\n a\nb \n\n", "a\nb"},
       {"white space only", " \r\n\t", ""},
       {"beyond ASCII",
        "\xE3\x80\x80\xC2\xA0"
        "a\xE2\x80\xA8",
        "a"},
-      {"a mark goes with its blank",
+      {"a mark is removed with its space",
        " \xCC\x81"
        "a \xCC\x81",
        "a"},
-      {"a blank drawn into a character stays", "a\xD8\x80 ", "a\xD8\x80 "},
+      {"a space joined to a character stays", "a\xD8\x80 ", "a\xD8\x80 "},
       {"bytes that are not UTF-8", " \xFF ", "\xFF"},
   };
   for (const Case& row : cases) {

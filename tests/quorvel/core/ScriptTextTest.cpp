@@ -10,7 +10,7 @@ namespace {
 
 using tests::shown;
 
-TEST(ScriptText, appendsBehindABlankLine) {
+TEST(ScriptText, appendsAfterAnEmptyLine) {
   struct Row {
     const char* description;
     std::string existing;
@@ -21,13 +21,13 @@ TEST(ScriptText, appendsBehindABlankLine) {
       {"to an empty text", "", "x", "x"},
       {"to a text without final line break", "a", "x", "a\n\nx"},
       {"to a text with one", "a\n", "x", "a\n\nx"},
-      {"to a text with a blank line", "a\n\n", "x", "a\n\nx"},
+      {"to a text that ends in an empty line", "a\n\n", "x", "a\n\nx"},
       {"to a text with more: none is removed", "a\n\n\n\n", "x", "a\n\n\n\nx"},
       {"what is added stays as it is", "a\n", "\nx\r\n\n", "a\n\n\nx\r\n\n"},
       {"a heading is added as one", "a", "# X\n", "a\n\n# X\n"},
       {"CR LF without final line break", "a\r\nb", "x", "a\r\nb\r\n\r\nx"},
       {"CR LF", "a\r\n", "x", "a\r\n\r\nx"},
-      {"CR LF and a blank line", "a\r\n\r\n", "x", "a\r\n\r\nx"},
+      {"CR LF and an empty line", "a\r\n\r\n", "x", "a\r\n\r\nx"},
       {"the added text does not decide on the line break", "a", "x\r\ny\r\n", "a\n\nx\r\ny\r\n"},
       {"LF takes the CR LF of the text", "a\r\n", "\nx\n\ny\n", "a\r\n\r\n\r\nx\r\n\r\ny\r\n"},
       {"LF beside CR LF stays", "a\r\n", "x\r\ny\nz", "a\r\n\r\nx\r\ny\nz"},
@@ -38,11 +38,11 @@ TEST(ScriptText, appendsBehindABlankLine) {
       {"more CR LF than LF", "a\r\nb\r\nc\nd", "x", "a\r\nb\r\nc\nd\r\n\r\nx"},
       {"as many CR LF as LF", "a\r\nb\nc", "x", "a\r\nb\nc\n\nx"},
       {"more LF than CR LF", "a\r\n\n\n", "x", "a\r\n\n\nx"},
-      {"the last line has blanks behind it", "a  \n", "x", "a  \n\nx"},
-      {"the blank line has blanks", "a\n \t\n", "x", "a\n \t\nx"},
-      {"the blank line has no line break", "a\n \t", "x", "a\n \t\nx"},
-      {"a line break alone is a blank line", "\n", "x", "\nx"},
-      {"blanks alone", "  ", "x", "  \nx"},
+      {"the last line ends in spaces", "a  \n", "x", "a  \n\nx"},
+      {"the empty line has white space", "a\n \t\n", "x", "a\n \t\nx"},
+      {"the empty line has no line break", "a\n \t", "x", "a\n \t\nx"},
+      {"a line break alone is an empty line", "\n", "x", "\nx"},
+      {"spaces alone", "  ", "x", "  \nx"},
       {"a CR alone at the end becomes a line break", "a\r", "x", "a\r\n\nx"},
       {"a CR alone at the end amid CR LF", "a\r\n\r", "x", "a\r\n\r\r\nx"},
       {"a byte-order mark alone", "\xEF\xBB\xBF", "x", "\xEF\xBB\xBFx"},

@@ -96,7 +96,7 @@ std::string withChapterMoved(const std::string& text, std::size_t chapter, std::
   const ScriptParts parts = partsOf(text);
   std::vector<std::string> blocks, separators;
   for (const ChapterParts& part : parts.chapters) {
-    blocks.push_back(withoutBlankLinesAtEnd(part.text()));
+    blocks.push_back(withoutEmptyLinesAtEnd(part.text()));
     separators.push_back(part.text().substr(blocks.back().size()));
   }
   const std::string moved = blocks[chapter];
