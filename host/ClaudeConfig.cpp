@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::string_view commandKey = "command";
 
-/// The members of an object; none for any other value, or for no value.
+/// The members of an object; an empty object for null or any other value.
 JSON::Object members(const JSON* value) {
   const JSON::Object* object = value ? value->object() : nullptr;
   return object ? *object : JSON::Object{};
@@ -35,8 +35,8 @@ std::optional<std::string> ClaudeConfig::command(const std::optional<JSON>& in) 
   for (const std::string_view key : {serversKey, serverName, commandKey}) {
     value = value ? (*value)[key] : nullptr;
   }
-  const auto text = value ? value->string() : std::nullopt;
-  return text ? std::optional<std::string>(*text) : std::nullopt;
+  const auto command = value ? value->string() : std::nullopt;
+  return command ? std::optional<std::string>(*command) : std::nullopt;
 }
 
 }  // namespace kelvane

@@ -38,7 +38,6 @@ std::string CodexConfig::removing(std::string_view from) {
 }
 
 bool CodexConfig::names(std::string_view command, std::string_view in) {
-  // Counting characters before and after removing comes to the same: a table of ours has a header to lose.
   const auto lines = codexLines(in);
   return std::any_of(lines.begin(), lines.end(), [](const CodexLine& line) { return line.isOwned; }) &&
          in.find(commandAssignment(command)) != std::string_view::npos;

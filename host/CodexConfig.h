@@ -5,43 +5,49 @@
 
 namespace kelvane {
 
-/// Our tables in the configuration text of the Codex client, which keeps its MCP servers as
+/// Our tables in the configuration of the Codex client, a TOML file that lists MCP servers:
 ///
 ///     [mcp_servers.kelvane]
 ///     args = []
 ///     command = "/path/to/the/program"
 ///
-/// Pure functions of the text as a sequence of lines; nothing fails. TOML is neither parsed nor checked, and every line
-/// that is not ours passes through byte for byte, bytes that are not UTF-8 included. host/CodexLines.h says what a line
-/// is and which are ours.
+/// Pure functions: they take the file's content and return a new one, and read and write no file. They may be called
+/// from several threads at once, are linear in the content, and throw nothing but std::bad_alloc.
 ///
-/// Only headers in the very form above are ours: one with a comment behind it, blanks inside the brackets or the name
-/// in quotes is another's. A text whose line breaks are CR LF throughout is a single line; so ours are not found in it,
-/// unless that line begins with the header of a table below ours, when all of it is ours.
+/// The content is handled as lines (host/CodexLines.h). TOML is neither parsed nor checked. Every line that is not ours
+/// stays byte for byte, including bytes that are not UTF-8.
+///
+/// What is not recognised as ours:
+///
+/// - a header in any other form, such as one with a comment after it, spaces inside the brackets, or the name in
+/// quotes;
+/// - anything in a file whose line breaks are all CR LF, because such a file is a single line here. But if that line
+///   begins with the header of a table below ours, the whole file is ours.
+///
+/// `program/configuration/CodexConfigFile.h` builds on these functions and copes with such files.
 struct CodexConfig {
   CodexConfig() = delete;
 
-  /// The table that holds the servers.
+  /// The name of the table that lists the servers.
   static constexpr std::string_view serversKey = "mcp_servers";
 
-  /// The table below "mcp_servers" that is ours.
+  /// The name of our table in it.
   static constexpr std::string_view serverName = "kelvane";
 
-  /// Our table's header: "[mcp_servers.kelvane]".
+  /// The header of our table: "[mcp_servers.kelvane]".
   static std::string header();
 
-  /// The text without our tables, wherever they stood, and a blank line and our table for this command at its end; that
-  /// table alone when nothing else is left. The command is written as it is: one with quotes or backslashes is not read
-  /// back as the same by TOML's rules. The result ends with one line break.
+  /// The content without our tables, then an empty line and our table for this command. Only the table if nothing else
+  /// is left. The result ends with one line break. The command is not escaped: TOML reads one with quotes or
+  /// backslashes as something else.
   static std::string adding(std::string_view command, std::string_view to);
 
-  /// The text without our tables: from each header of ours to the next that is not, comments and blank lines included.
-  /// The result ends without a line break, also when nothing else was removed.
+  /// The content without our tables: from each header of ours to the next header that is not ours, including comments
+  /// and empty lines. Line breaks at the end are removed, too, even if there was no table of ours.
   static std::string removing(std::string_view from);
 
-  /// Whether the text has a table of ours and, anywhere, `command = "<command>"` in these very bytes. So a text with
-  /// our table and that line in another server's is taken to name the command, and one with other blanks around the
-  /// equals sign is not.
+  /// Whether the content has a table of ours and, anywhere, exactly the bytes `command = "<command>"`. So the answer is
+  /// wrong if that line stands in another server's table (true), or if other spaces surround the equals sign (false).
   static bool names(std::string_view command, std::string_view in);
 };
 

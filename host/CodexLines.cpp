@@ -9,14 +9,14 @@
 namespace kelvane {
 namespace {
 
-/// Where the line that starts at `begin` ends: at its line break or at the end of the text.
+/// The end of the line that starts at `begin`: its line break or the end of the content.
 std::size_t lineEnd(std::string_view text, std::size_t begin) noexcept {
   std::size_t end = text.find('\n', begin);
   while (end != std::string_view::npos && end > begin && text[end - 1] == '\r') end = text.find('\n', end + 1);
   return std::min(end, text.size());
 }
 
-/// Whether the text's first characters are those of an ASCII prefix.
+/// Whether the first characters are those of an ASCII prefix.
 bool beginsWith(std::string_view text, std::string_view prefix) noexcept {
   return text.starts_with(prefix) && unicode::characterEnd(text, prefix.size() - 1) == prefix.size();
 }

@@ -8,30 +8,34 @@
 
 namespace kelvane {
 
-/// The person's two switches, as they stood when the value was made.
+/// The user's two switches: whether AI clients are served, and whether they may write. A snapshot, which does not
+/// follow later changes of the settings.
+///
+///     const Preferences preferences(Preferences::defaults(Preferences::bundleID, std::nullopt).get());
+///     if (preferences.isEnabled()) serve(tools.tools(preferences.allowsWrites()));
 class Preferences {
  public:
   /// The domain in which the application keeps its settings.
   static constexpr std::string_view bundleID = "org.quorvel.Quorvel";
 
-  /// The keys of the two switches there, for whoever writes them.
+  /// The keys of the two switches in that domain, for programs that write them.
   static constexpr std::string_view enabledKey = "mcpEnabled";
   static constexpr std::string_view allowsWritesKey = "mcpAllowsWrites";
 
-  /// Reads the first and, only when that is on, the second. Both switches are off for no store, and each for a key that
-  /// is not set. The store is not kept.
+  /// Reads the first switch and, only if that is on, the second. Both are off if `defaults` is null. The store is not
+  /// used after the constructor returns. Throws only what the store throws.
   explicit Preferences(const UserDefaults* defaults);
 
-  /// Whether AI clients may be served at all.
+  /// Whether AI clients are served at all.
   bool isEnabled() const noexcept { return isEnabled_; }
 
-  /// Whether they may change the library; never true while `isEnabled` is false.
+  /// Whether AI clients may change the library. Never true if `isEnabled` is false.
   bool allowsWrites() const noexcept { return allowsWrites_; }
 
-  /// The store that holds the settings of a domain, which is `bundleID` for the application's: the process's own when
-  /// `running`, its bundle identifier, is that domain, else the suite of that name. Nothing where the platform has no
-  /// such store; it may be handed to the constructor all the same. `running` is nothing for a process without an
-  /// identifier, such as a command-line program.
+  /// The settings of a domain; pass `bundleID` for those of the application. `running` is the identifier of the running
+  /// process, or std::nullopt if it has none, like a command-line program. If it is canonically equivalent to the
+  /// domain, the result is `UserDefaults::standard()`, otherwise `UserDefaults::suite(domain)`. Null if the platform
+  /// has no such store; the constructor accepts that.
   static std::shared_ptr<const UserDefaults> defaults(std::string_view domain, std::optional<std::string_view> running);
 
   bool operator==(const Preferences&) const = default;

@@ -59,7 +59,7 @@ TEST(ClaudeConfig, addsItsEntryAndKeepsEverythingElse) {
   }
 }
 
-TEST(ClaudeConfig, storesTheCommandAsItIs) {
+TEST(ClaudeConfig, storesTheCommandUnchanged) {
   const std::string commands[] = {"",
                                   " /a b/k ",
                                   R"(C:\k "x".exe)",
@@ -132,7 +132,7 @@ TEST(ClaudeConfig, findsTheCommandOfItsEntry) {
   }
 }
 
-TEST(ClaudeConfig, changesNoDocumentThatItIsGiven) {
+TEST(ClaudeConfig, doesNotChangeTheGivenDocument) {
   const std::optional<JSON> before = document(R"({"mcpServers":{"kelvane":{"env":{}}},"a":1})");
   const std::string text = before->encoded();
   (void)ClaudeConfig::adding("x", before);
@@ -140,7 +140,7 @@ TEST(ClaudeConfig, changesNoDocumentThatItIsGiven) {
   EXPECT_EQ(before->encoded(), text);
 }
 
-TEST(ClaudeConfig, goesByTheSameNameAsInTheOtherClient) {
+TEST(ClaudeConfig, usesTheSameServerNameAsTheOtherClient) {
   EXPECT_EQ(ClaudeConfig::serverName, "kelvane");
   EXPECT_EQ(ClaudeConfig::serverName, CodexConfig::serverName);
 }
@@ -208,7 +208,7 @@ std::vector<std::pair<std::string, JSON>> without(std::string_view key, const JS
   return others;
 }
 
-TEST(ClaudeConfig, editsOnlyItsEntryInDocumentsOfEveryShape) {
+TEST(ClaudeConfig, editsOnlyItsEntryInRandomDocuments) {
   Documents documents(tests::seededGenerator());
   for (int i = 0; i < 5000; ++i) {
     const std::optional<JSON> before = documents.next();

@@ -72,7 +72,7 @@ std::string added(const std::string& text) {
   return CodexConfig::adding("k", text);
 }
 
-TEST(CodexConfig, keepsItsPromisesForTextsOfEveryShape) {
+TEST(CodexConfig, keepsItsPromisesForRandomTexts) {
   const Property properties[] = {
       {"removing is what the rules say",
        [](const std::string& text) { return CodexConfig::removing(text) != oracle::removing(text); }},

@@ -23,8 +23,8 @@ TEST(CodexConfig, addsItsTableAtTheEnd) {
       {"only line breaks", "\n\n\n", SECTION},
       {"one line", "a = 1", "a = 1\n\n" SECTION},
       {"one line and its break", "a = 1\n", "a = 1\n\n" SECTION},
-      {"line breaks at the end become one blank line", "a = 1\n\n\n", "a = 1\n\n" SECTION},
-      {"blanks at the end are a line that stays", "a = 1\n \n", "a = 1\n \n\n" SECTION},
+      {"line breaks at the end become one empty line", "a = 1\n\n\n", "a = 1\n\n" SECTION},
+      {"spaces at the end are a line that stays", "a = 1\n \n", "a = 1\n \n\n" SECTION},
       {"the same table already", SECTION, SECTION},
       {"the same table for another command", HEADER "\nargs = []\ncommand = \"/old\"\n", SECTION},
       {"a table in the middle moves to the end", "a = 1\n\n" HEADER "\ncommand = \"/old\"\n\n" OTHER "\n",
@@ -42,7 +42,7 @@ TEST(CodexConfig, addsItsTableAtTheEnd) {
   }
 }
 
-TEST(CodexConfig, writesTheCommandAsItIs) {
+TEST(CodexConfig, writesTheCommandUnescaped) {
   const std::string commands[] = {"", " /a b/k ", R"(C:\k "x".exe)", "~/$HOME/k", "/caf\u00E9", std::string("a\0b", 3)};
   for (const std::string& command : commands) {
     const std::string text = CodexConfig::adding(command, "");
@@ -63,11 +63,11 @@ TEST(CodexConfig, removesItsTablesAndTheLineBreaksAtTheEnd) {
       {"no table and no line break", "a = 1", "a = 1"},
       {"everything to the end", "a = 1\n" HEADER "\nb = 2\n\n# end\nc = 3", "a = 1"},
       {"up to the next header", HEADER "\nb = 2\n" OTHER "\n", OTHER},
-      {"blank lines before it stay", "a = 1\n\n\n" HEADER "\nb = 2\n" OTHER, "a = 1\n\n\n" OTHER},
-      {"blank lines inside it go", "a = 1\n" HEADER "\n\nb = 2\n\n\n" OTHER, "a = 1\n" OTHER},
-      {"blank lines between the rest stay", "a = 1\n\n\n[t]\n\n" HEADER "\nb = 2\n[u]\n\n\n[v]",
+      {"empty lines before it stay", "a = 1\n\n\n" HEADER "\nb = 2\n" OTHER, "a = 1\n\n\n" OTHER},
+      {"empty lines inside it go", "a = 1\n" HEADER "\n\nb = 2\n\n\n" OTHER, "a = 1\n" OTHER},
+      {"empty lines between the rest stay", "a = 1\n\n\n[t]\n\n" HEADER "\nb = 2\n[u]\n\n\n[v]",
        "a = 1\n\n\n[t]\n\n[u]\n\n\n[v]"},
-      {"blank lines before a table at the end go", "a = 1\n\n\n" HEADER "\nb = 2\n", "a = 1"},
+      {"empty lines before a table at the end go", "a = 1\n\n\n" HEADER "\nb = 2\n", "a = 1"},
       {"a comment above the next table goes", HEADER "\nb = 2\n# about other\n" OTHER, OTHER},
       {"a comment above the table stays", "# ours\n" HEADER "\nb = 2\n" OTHER, "# ours\n" OTHER},
       {"sub-tables go on the way", HEADER "\n[mcp_servers.kelvane.env]\nK = 1\n[mcp_servers.kelvane.x.y]\n" OTHER,
@@ -79,14 +79,14 @@ TEST(CodexConfig, removesItsTablesAndTheLineBreaksAtTheEnd) {
       {"a value line that begins with a bracket ends it", HEADER "\nargs = [\n  [\"x\"]\n]", "  [\"x\"]\n]"},
       {"a bare bracket ends it", HEADER "\na = 1\n[\nb", "[\nb"},
       {"an unfinished sub-table header is ours", "[mcp_servers.kelvane.\na = 1", ""},
-      {"line breaks alone behind it", SECTION "\n\n\n", ""},
+      {"line breaks alone after it", SECTION "\n\n\n", ""},
       {"bytes that are not UTF-8 stay", "\xFF = 1\n" HEADER "\n\xC3\n[\xE2\x82]\n\x80", "\xFF = 1\n[\xE2\x82]\n\x80"},
       {"a NUL stays", std::string("a\0b\n", 4) + HEADER, std::string("a\0b", 3)},
       {"a lone CR breaks no line", "a = 1\r" HEADER "\nb = 2\n", "a = 1\r" HEADER "\nb = 2"},
-      {"other line breaks break none", "a\u2028" HEADER "\n\u0085" HEADER "\n\v" HEADER,
+      {"other line breaks do not end a line", "a\u2028" HEADER "\n\u0085" HEADER "\n\v" HEADER,
        "a\u2028" HEADER "\n\u0085" HEADER "\n\v" HEADER},
       {"a CR LF at the end is no line break", "a = 1\r\n", "a = 1\r\n"},
-      {"line breaks behind a CR LF go", "a = 1\r\n\n\n", "a = 1\r\n"},
+      {"line breaks after a CR LF go", "a = 1\r\n\n\n", "a = 1\r\n"},
       {"line breaks before a CR LF stay", "a = 1\n\n\r\n", "a = 1\n\n\r\n"},
   };
   for (const TextCase& row : cases) {
@@ -105,12 +105,12 @@ std::string around(const std::string& line) {
   return "a = 1\n" + line + "\nb = 2\n" OTHER;
 }
 
-TEST(CodexConfig, ownsAHeaderInItsPlainForm) {
+TEST(CodexConfig, ownsAHeaderInItsExactForm) {
   const HeaderCase owned[] = {
       {"plain", HEADER},
-      {"indented by blanks", "   " HEADER},
+      {"indented by spaces", "   " HEADER},
       {"indented by a tab", "\t" HEADER},
-      {"followed by blanks and tabs", HEADER " \t "},
+      {"followed by spaces and tabs", HEADER " \t "},
       {"between no-break spaces", "\u00A0" HEADER "\u00A0"},
       {"between ideographic spaces", "\u3000" HEADER "\u3000"},
       {"between an ogham space and an en quad", "\u1680" HEADER "\u2000"},
@@ -127,11 +127,11 @@ TEST(CodexConfig, ownsAHeaderInItsPlainForm) {
   }
 }
 
-TEST(CodexConfig, leavesAHeaderInAnyOtherFormAlone) {
+TEST(CodexConfig, doesNotOwnAHeaderInAnyOtherForm) {
   const HeaderCase others[] = {
       {"a comment behind it", HEADER " # ours"},
-      {"blanks inside the brackets", "[ mcp_servers.kelvane ]"},
-      {"blanks around the dot", "[mcp_servers . kelvane]"},
+      {"spaces inside the brackets", "[ mcp_servers.kelvane ]"},
+      {"spaces around the dot", "[mcp_servers . kelvane]"},
       {"its name in quotes", "[mcp_servers.\"kelvane\"]"},
       {"its name in single quotes", "[mcp_servers.'kelvane']"},
       {"both names in quotes", "[\"mcp_servers\".\"kelvane\"]"},
@@ -144,13 +144,13 @@ TEST(CodexConfig, leavesAHeaderInAnyOtherFormAlone) {
       {"a CR before it", "\r" HEADER},
       {"a zero width space before it", "\u200B" HEADER},
       {"a byte-order mark before it", "\uFEFF" HEADER},
-      {"a byte that is no text behind it", HEADER "\xFF"},
+      {"an invalid byte after it", HEADER "\xFF"},
       {"a mark on its opening bracket", "[\u0301mcp_servers.kelvane]"},
       {"a mark on its closing bracket", HEADER "\u0301"},
       {"a mark on the dot of a sub-table", "[mcp_servers.kelvane.\u0301env]"},
       {"a joiner on the dot of a sub-table", "[mcp_servers.kelvane.\u200Denv]"},
       {"a mark before it", "\u0301" HEADER},
-      {"a mark on the blank before it", " \u0301" HEADER},
+      {"a mark on the space before it", " \u0301" HEADER},
       {"a comment", "# " HEADER},
       {"dotted keys", "mcp_servers.kelvane.command = \"x\""},
   };
@@ -161,7 +161,7 @@ TEST(CodexConfig, leavesAHeaderInAnyOtherFormAlone) {
   }
 }
 
-TEST(CodexConfig, endsWhatGoesAtHeadersOnly) {
+TEST(CodexConfig, removesUpToTheNextHeaderOnly) {
   const HeaderCase headers[] = {
       {"a table", "[t]"},
       {"an indented table", " \t[t]"},
@@ -182,7 +182,7 @@ TEST(CodexConfig, endsWhatGoesAtHeadersOnly) {
       {"a bracket behind a mark", "\u0301[t]"},
       {"a bracket behind a CR", "\r[t]"},
       {"a bracket behind a CR LF", "\r\n[t]"},
-      {"a bracket behind a byte that is no text", "\xFF[t]"},
+      {"a bracket after an invalid byte", "\xFF[t]"},
       {"an empty line", ""},
   };
   for (const HeaderCase& row : others) {
@@ -190,7 +190,7 @@ TEST(CodexConfig, endsWhatGoesAtHeadersOnly) {
   }
 }
 
-TEST(CodexConfig, takesATextInCRLFForOneLine) {
+TEST(CodexConfig, readsAFileInCRLFAsOneLine) {
   const std::string windows = "a = 1\r\n\r\n" HEADER "\r\nargs = []\r\ncommand = \"/bin/k\"\r\n";
   EXPECT_EQ(CodexConfig::removing(windows), windows);
   EXPECT_FALSE(CodexConfig::names("/bin/k", windows));
@@ -208,7 +208,7 @@ TEST(CodexConfig, takesATextInCRLFForOneLine) {
 
 // A CR at the very end joins the first line break written behind it, so that one more blank line is seen, and kept,
 // from then on.
-TEST(CodexConfig, letsALoneCRAtTheEndJoinTheNextLineBreak) {
+TEST(CodexConfig, joinsALoneCRAtTheEndWithTheNextLineBreak) {
   const std::string once = CodexConfig::adding("/bin/k", "a = 1\r");
   EXPECT_EQ(once, "a = 1\r\n\n" SECTION);
   const std::string twice = CodexConfig::adding("/bin/k", once);
@@ -222,7 +222,7 @@ struct NamesCase {
   bool names;
 };
 
-TEST(CodexConfig, namesACommandWhereItHasATableAndTheLineStandsAnywhere) {
+TEST(CodexConfig, namesACommandIfThereIsATableAndTheLineIsAnywhere) {
   const NamesCase cases[] = {
       {"its table", SECTION, true},
       {"its table among others", "a = 1\n" SECTION "\n" OTHER, true},
@@ -240,8 +240,8 @@ TEST(CodexConfig, namesACommandWhereItHasATableAndTheLineStandsAnywhere) {
       {"a comment with it", "# command = \"/bin/k\"\n" HEADER, true},
       {"a longer key", HEADER "\nother_command = \"/bin/k\"\n", true},
       {"only a sub-table", "command = \"/bin/k\"\n[mcp_servers.kelvane.env]", true},
-      {"no blanks around the equals sign", HEADER "\ncommand=\"/bin/k\"\n", false},
-      {"more blanks around it", HEADER "\ncommand  = \"/bin/k\"\n", false},
+      {"no spaces around the equals sign", HEADER "\ncommand=\"/bin/k\"\n", false},
+      {"more spaces around it", HEADER "\ncommand  = \"/bin/k\"\n", false},
       {"a tab", HEADER "\ncommand\t= \"/bin/k\"\n", false},
       {"single quotes", HEADER "\ncommand = '/bin/k'\n", false},
       {"line breaks at the end do not count as a table", "command = \"/bin/k\"\n\n\n", false},
@@ -251,7 +251,7 @@ TEST(CodexConfig, namesACommandWhereItHasATableAndTheLineStandsAnywhere) {
   }
 }
 
-TEST(CodexConfig, comparesCommandsByTheirBytes) {
+TEST(CodexConfig, comparesCommandsByteForByte) {
   const std::string text = CodexConfig::adding("/caf\u00E9", "");
   EXPECT_TRUE(CodexConfig::names("/caf\u00E9", text));
   EXPECT_FALSE(CodexConfig::names("/cafe\u0301", text));
@@ -259,7 +259,7 @@ TEST(CodexConfig, comparesCommandsByTheirBytes) {
   EXPECT_FALSE(CodexConfig::names("/\xFF", CodexConfig::adding("/\xFE", "")));
 }
 
-TEST(CodexConfig, goesByTheSameNameAsInTheOtherClient) {
+TEST(CodexConfig, usesTheSameServerNameAsTheOtherClient) {
   EXPECT_EQ(CodexConfig::serverName, ClaudeConfig::serverName);
 }
 

@@ -63,9 +63,9 @@ struct SwitchesCase {
   Keys read;
 };
 
-TEST(Preferences, readsBothSwitchesAndTheSecondOnlyWhenTheFirstIsOn) {
+TEST(Preferences, readTheSecondSwitchOnlyIfTheFirstIsOn) {
   const SwitchesCase cases[] = {
-      {"nothing set", {}, false, false, {"mcpEnabled"}},
+      {"neither switch is set", {}, false, false, {"mcpEnabled"}},
       {"writes without the server", {{"mcpAllowsWrites", true}}, false, false, {"mcpEnabled"}},
       {"writes with the server off", {{"mcpEnabled", false}, {"mcpAllowsWrites", true}}, false, false, {"mcpEnabled"}},
       {"the server alone", {{"mcpEnabled", true}}, true, false, {"mcpEnabled", "mcpAllowsWrites"}},
@@ -93,7 +93,7 @@ TEST(Preferences, areOffWithoutAStore) {
   EXPECT_FALSE(preferences.allowsWrites());
 }
 
-TEST(Preferences, areAValueThatDoesNotFollowTheStore) {
+TEST(Preferences, doNotFollowLaterChangesOfTheStore) {
   auto defaults = std::make_unique<FakeDefaults>(Values{{"mcpEnabled", true}, {"mcpAllowsWrites", true}});
   const Preferences preferences(defaults.get());
   const Preferences copy = preferences;
@@ -110,7 +110,7 @@ struct StoreCase {
   bool isStandard;
 };
 
-TEST(Preferences, comeFromTheStandardStoreOnlyInTheApplicationItself) {
+TEST(Preferences, useTheStandardStoreOnlyInTheApplicationItself) {
   const StoreCase cases[] = {
       {"the application", "org.example.Reader", "org.example.Reader", true},
       {"a command-line program", "org.example.Reader", std::nullopt, false},
@@ -133,14 +133,14 @@ TEST(Preferences, comeFromTheStandardStoreOnlyInTheApplicationItself) {
   }
 }
 
-TEST(Preferences, areOffWhenThePlatformRefusesTheSuite) {
+TEST(Preferences, areOffIfThePlatformHasNoSuite) {
   platform().suites.clear();
   const auto store = Preferences::defaults("..", std::nullopt);
   EXPECT_EQ(store, nullptr);
   EXPECT_EQ(Preferences(store.get()), Preferences(nullptr));
 }
 
-TEST(Preferences, nameTheDomainInReverseDNSForm) {
+TEST(Preferences, useADomainInReverseDNSForm) {
   EXPECT_EQ(Preferences::bundleID, "org.quorvel.Quorvel");
 }
 
