@@ -24,9 +24,9 @@ Rooms allAnd(std::string_view more) {
   return rooms;
 }
 
-// Each room, and the rooms that it may include from beside itself. A folder that is not listed belongs to the nearest
-// one above it that is.
-const std::map<std::string_view, Rooms> mayKnow = {
+// Each room, and the rooms that it may include besides itself. A folder that is not listed belongs to the nearest room
+// above it.
+const std::map<std::string_view, Rooms> mayInclude = {
     {"platform", {"platform/unicode"}},
     {"platform/unicode", {}},
     {"platform/json", {"platform/unicode"}},
@@ -49,31 +49,31 @@ const std::map<std::string_view, Rooms> mayKnow = {
     {"program/configuration", {"host", "protocol/json", "platform", "platform/unicode", "platform/json"}},
     {"tests", all},
     {"benchmarks", all},
-    {"fuzz", allAnd("tests")},  // what is looked for in random inputs is looked for in all
+    {"fuzz", allAnd("tests")},  // checks what the tests check, with random inputs
     {"examples", all},
 };
 
-// A room's face: a file that stands above it, where those who use the room look for it.
+// A room's face: a file in the folder above, by which others use the room.
 const std::map<std::string_view, std::string_view> faces = {
     {"platform/Unicode.h", "platform/unicode"},
     {"protocol/JSON.h", "protocol/json"},
     {"protocol/JSONCoding.h", "protocol/json"},
-    {"program/main.cpp", "program/main.cpp"},  // a room of its own, which knows the commands
+    {"program/main.cpp", "program/main.cpp"},  // a room of its own: the only file that includes the commands
 };
 
-/// The room that a path lies in; empty where there is none.
+/// The room that a path belongs to; empty if there is none.
 std::string_view roomOf(std::string_view path) {
   if (const auto face = faces.find(path); face != faces.end()) return face->second;
   std::size_t end = path.rfind('/');
-  while (end != std::string_view::npos && !mayKnow.contains(path.substr(0, end))) {
+  while (end != std::string_view::npos && !mayInclude.contains(path.substr(0, end))) {
     end = end == 0 ? std::string_view::npos : path.rfind('/', end - 1);
   }
   return end == std::string_view::npos ? std::string_view() : path.substr(0, end);
 }
 
-std::string_view withoutBlanks(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-  return text;
+std::string_view withoutSpaces(std::string_view line) {
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  return line;
 }
 
 /// What follows "#include" on each line that has it.
@@ -82,16 +82,16 @@ std::vector<std::string_view> includesOf(std::string_view text) {
   while (!text.empty()) {
     std::string_view line = text.substr(0, text.find_first_of("\r\n"));
     text.remove_prefix(std::min(line.size() + 1, text.size()));
-    line = withoutBlanks(line);
+    line = withoutSpaces(line);
     if (!line.starts_with('#')) continue;
-    line = withoutBlanks(line.substr(1));
+    line = withoutSpaces(line.substr(1));
     constexpr std::string_view directive = "include";
-    if (line.starts_with(directive)) includes.push_back(withoutBlanks(line.substr(directive.size())));
+    if (line.starts_with(directive)) includes.push_back(withoutSpaces(line.substr(directive.size())));
   }
   return includes;
 }
 
-/// The path between quotes or angle brackets; empty when it is not written out.
+/// The path between quotes or angle brackets; empty if there is none.
 std::string_view pathOf(std::string_view include) {
   if (include.empty() || (include[0] != '"' && include[0] != '<')) return {};
   const std::size_t end = include.find(include[0] == '"' ? '"' : '>', 1);
@@ -102,20 +102,20 @@ using Paths = std::set<std::string_view>;
 
 std::string faultOf(std::string_view including, std::string_view include, const Paths& tree) {
   const std::string_view path = pathOf(include);
-  if (path.empty()) return "does not say plainly what is included";
+  if (path.empty()) return "is not a path in quotes or angle brackets";
   const bool ours = !roomOf(path).empty();
-  if (include[0] == '<') return ours ? "is ours and wants quotes" : "";
+  if (include[0] == '<') return ours ? "is a file of this tree and needs quotes" : "";
   if (!ours) return "is not written from the root of the tree";
-  if (!tree.contains(path)) return "names no file of the tree";
+  if (!tree.contains(path)) return "does not exist";
   const std::string_view from = roomOf(including);
   const std::string_view to = roomOf(path);
-  return from == to || mayKnow.at(from).contains(to) ? "" : "points where " + std::string(from) + " may not look";
+  return from == to || mayInclude.at(from).contains(to) ? "" : "is not permitted in " + std::string(from);
 }
 
-/// The sources that reach themselves by their includes, with those on the way to them.
+/// The sources that include themselves through others, and the sources that include those.
 Paths circle(const std::map<std::string_view, Paths>& includes) {
   std::map<std::string_view, Paths> includedBy;
-  std::map<std::string_view, std::size_t> open;  // how many of a source's includes are not known to be free of circles
+  std::map<std::string_view, std::size_t> open;  // how many includes of a source may still lead into a circle
   std::vector<std::string_view> free;
   for (const auto& [path, included] : includes) {
     for (std::string_view header : included) includedBy[header].insert(path);
@@ -156,7 +156,7 @@ std::vector<Source> sourcesBelow(const std::filesystem::path& root) {
   return sources;
 }
 
-std::vector<std::string> disorder(const std::vector<Source>& tree) {
+std::vector<std::string> faultsIn(const std::vector<Source>& tree) {
   Paths paths;
   for (const Source& source : tree) paths.insert(source.path);
 
@@ -164,7 +164,7 @@ std::vector<std::string> disorder(const std::vector<Source>& tree) {
   std::map<std::string_view, Paths> includes;
   for (const Source& source : tree) {
     if (roomOf(source.path).empty()) {
-      found.push_back(source.path + " lies in a folder that has no place in the order.");
+      found.push_back(source.path + " is in a folder that is not a room.");
       continue;
     }
     Paths& included = includes[source.path];
@@ -175,10 +175,10 @@ std::vector<std::string> disorder(const std::vector<Source>& tree) {
       if (paths.contains(path)) included.insert(path);
     }
   }
-  const Paths round = circle(includes);
-  if (!round.empty()) {
-    std::string sentence = "Includes go round in a circle among:";
-    for (std::string_view path : round) sentence.append(" ").append(path);
+  const Paths inCircle = circle(includes);
+  if (!inCircle.empty()) {
+    std::string sentence = "These files include each other in a circle:";
+    for (std::string_view path : inCircle) sentence.append(" ").append(path);
     found.push_back(sentence + ".");
   }
   return found;

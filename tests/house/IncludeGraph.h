@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/// The order of the house: which folder may include from which.
+/// Which folder may include from which: the table in docs/ARCHITECTURE.md, held against every #include of the tree.
 namespace kelvane::house {
 
 struct Source {
@@ -12,18 +12,17 @@ struct Source {
   std::string text;
 };
 
-/// All .h and .cpp files below the root, but for build folders, hidden ones and other people's (node_modules), in the
-/// order of their paths. Throws what std::filesystem throws.
+/// All .h and .cpp files below the root, in the order of their paths. Leaves out build folders, hidden folders and
+/// node_modules. Throws what std::filesystem throws.
 std::vector<Source> sourcesBelow(const std::filesystem::path& root);
 
-/// What is wrong with the includes of these sources, taken as the whole tree: a sentence each, none for a tree in
-/// order.
+/// What is wrong with the includes of these sources, one sentence for each fault. `tree` must be the whole tree. The
+/// rules:
 ///
-/// - Every source lies in a folder that has its place in the order.
-/// - An include of ours is written with quotes, from the root of the tree, and names a source of the tree. What is in
-///   angle brackets is other people's.
-/// - It points into the including folder itself or into one that this folder may know. There are no exceptions.
-/// - No header comes back to itself by way of others.
-std::vector<std::string> disorder(const std::vector<Source>& tree);
+/// - Every source is in a room: a folder that is listed in IncludeGraph.cpp with the rooms that it may include.
+/// - A file of the tree is included in quotes, by its path from the root. Angle brackets are for other libraries.
+/// - It is in the including room itself, or in a room that this room may include. There are no exceptions.
+/// - No file includes itself, directly or through others.
+std::vector<std::string> faultsIn(const std::vector<Source>& tree);
 
 }  // namespace kelvane::house

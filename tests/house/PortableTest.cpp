@@ -19,8 +19,8 @@ bool isShipped(std::string_view path) {
   return false;
 }
 
-/// Whether a source asks what it is compiled for, other than by a switch of ours.
-bool asksForASystem(const std::string& text) {
+/// Whether a source has a condition on its processor or system, other than through one of our switches.
+bool hasACondition(const std::string& text) {
   static const std::regex question(R"(^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*))");
   static const std::regex name(R"([A-Za-z_]\w*)");
   std::istringstream lines(text);
@@ -37,32 +37,32 @@ bool asksForASystem(const std::string& text) {
   return false;
 }
 
-/// Whether a source holds what only some processors or systems have.
-bool holdsASystemsOwn(const std::string& text) {
+/// Whether a source uses something that only some processors or systems have.
+bool usesASystemsOwn(const std::string& text) {
   static const std::regex own(R"(\b(__m128i|_mm_\w+|\w*mmintrin|__int128|SYS_\w+|O_PATH|O_TMPFILE|F_SETLEASE)\b)");
   return std::regex_search(text, own);
 }
 
-/// The shipped sources that are written for some processors or systems and have no switch to leave that out.
+/// The shipped sources that are written for some processors or systems, without a switch to leave that code out.
 std::vector<std::string> withoutTheSwitch(const std::vector<Source>& tree) {
   std::vector<std::string> found;
   for (const auto& [path, text] : tree) {
     if (!isShipped(path)) continue;
-    const bool isWrong = asksForASystem(text) ? text.find("KELVANE_PORTABLE") == std::string::npos
-                                              : holdsASystemsOwn(text) && text.find("KELVANE_") == std::string::npos;
+    const bool isWrong = hasACondition(text) ? text.find("KELVANE_PORTABLE") == std::string::npos
+                                             : usesASystemsOwn(text) && text.find("KELVANE_") == std::string::npos;
     if (isWrong) found.push_back(path);
   }
   return found;
 }
 
-TEST(Portable, whatIsWrittenForSomeSystemsCanBeLeftOut) {
+TEST(Portable, codeForSomeSystemsOnlyCanBeLeftOut) {
   const std::vector<Source> tree = sourcesBelow(KELVANE_SOURCE_DIR);
   EXPECT_THAT(withoutTheSwitch(tree), IsEmpty());
   std::size_t switched = 0;
   for (const Source& source : tree) {
     if (isShipped(source.path) && source.text.find("KELVANE_PORTABLE") != std::string::npos) ++switched;
   }
-  EXPECT_GE(switched, 5u) << "there is something to leave out";
+  EXPECT_GE(switched, 5u) << "the switch must be used somewhere";
 }
 
 TEST(Portable, aSourceWithoutTheSwitchIsFound) {
@@ -71,15 +71,15 @@ TEST(Portable, aSourceWithoutTheSwitchIsFound) {
     Source source;
     bool isFound;
   } rows[] = {
-      {"a question for a processor", {"platform/A.h", "#if defined(__SSE2__)\n#endif\n"}, true},
-      {"a question for a system", {"quorvel/library/A.cpp", "#ifdef __linux__\n#endif\n"}, true},
-      {"behind another question", {"program/A.cpp", "#ifdef KELVANE_X\n#elif defined(O_PATH)\n#endif\n"}, true},
-      {"with blanks", {"host/A.cpp", "  #  ifndef __linux__\n#endif\n"}, true},
-      {"no question at all", {"quorvel/A.cpp", "open(path, O_PATH);\n"}, true},
+      {"a condition on a processor", {"platform/A.h", "#if defined(__SSE2__)\n#endif\n"}, true},
+      {"a condition on a system", {"quorvel/library/A.cpp", "#ifdef __linux__\n#endif\n"}, true},
+      {"after another condition", {"program/A.cpp", "#ifdef KELVANE_X\n#elif defined(O_PATH)\n#endif\n"}, true},
+      {"with spaces", {"host/A.cpp", "  #  ifndef __linux__\n#endif\n"}, true},
+      {"no condition at all", {"quorvel/A.cpp", "open(path, O_PATH);\n"}, true},
       {"with the switch", {"platform/A.h", "#if defined(__SSE2__) && !defined(KELVANE_PORTABLE)\n#endif\n"}, false},
       {"by a switch of ours", {"platform/A.h", "#if defined(KELVANE_SSE2)\n__m128i bytes;\n#endif\n"}, false},
       {"a library's version", {"program/A.h", "#if TOML_LIB_MAJOR != 3\n#endif\n"}, false},
-      {"no question of that kind", {"platform/A.h", "#pragma once\nif (isPath) return;\n"}, false},
+      {"no condition of that kind", {"platform/A.h", "#pragma once\nif (isPath) return;\n"}, false},
       {"a test", {"tests/A.cpp", "#ifdef F_SETPIPE_SZ\n#endif\n"}, false},
   };
   for (const auto& row : rows) {
@@ -87,12 +87,12 @@ TEST(Portable, aSourceWithoutTheSwitchIsFound) {
   }
 }
 
-TEST(Portable, theSwitchLeavesOutWhatIsForOneProcessor) {
+TEST(Portable, theSwitchLeavesOutCodeForOneProcessor) {
 #if !defined(KELVANE_PORTABLE)
   GTEST_SKIP() << "Run: ./run test portable";
 #else
 #if defined(KELVANE_SSE2)
-  ADD_FAILURE() << "SSE2 is used all the same";
+  ADD_FAILURE() << "SSE2 is used although it is switched off";
 #endif
   EXPECT_FALSE(hasLittleEndianWords);
 #endif

@@ -34,19 +34,19 @@ class Catalogue : public WorkbenchTest {
   }
 };
 
-TEST_F(Catalogue, holdsSeventeenToolsWithWrites) {
+TEST_F(Catalogue, hasSeventeenToolsIfWritingIsAllowed) {
   const auto expected = expectedCatalogue();
   ASSERT_EQ(expected.size(), 17U);
   EXPECT_EQ(reply(true), listed(expected));
 }
 
-TEST_F(Catalogue, holdsTheReadingToolsWithoutWrites) {
+TEST_F(Catalogue, hasTheReadingToolsIfWritingIsNotAllowed) {
   auto expected = expectedCatalogue();
   expected.resize(6);
   EXPECT_EQ(reply(false), listed(expected));
 }
 
-TEST_F(Catalogue, knowsNoWritingToolWithoutWrites) {
+TEST_F(Catalogue, hidesTheWritingToolsIfWritingIsNotAllowed) {
   const Server server("kelvane", ScriptTools(library, versions).tools(false));
   EXPECT_EQ(
       server.handle(R"({"id":1,"method":"tools/call","params":{"name":"create_folder","arguments":{"name":"x"}}})"),
@@ -54,7 +54,7 @@ TEST_F(Catalogue, knowsNoWritingToolWithoutWrites) {
   EXPECT_TRUE(watch->accesses.empty());
 }
 
-TEST_F(Catalogue, isMadeWithoutALookAtTheLibrary) {
+TEST_F(Catalogue, isMadeWithoutReadingTheLibrary) {
   EXPECT_EQ(tools.size(), 17U);
   EXPECT_TRUE(watch->accesses.empty());
 }
@@ -81,7 +81,7 @@ std::pair<std::vector<std::string>, std::size_t> toolsOfTheReadme() {
   return {names, reading};
 }
 
-TEST_F(Catalogue, isWhatTheReadmeListsInItsOrder) {
+TEST_F(Catalogue, isListedInTheReadmeInTheSameOrder) {
   const auto [listed, reading] = toolsOfTheReadme();
   std::vector<std::string> names;
   for (const Tool& tool : ScriptTools(library, versions).tools(true)) names.push_back(tool.name());

@@ -35,7 +35,7 @@ class ChapterEditingTools : public WorkbenchTest {
   }
 };
 
-TEST_F(ChapterEditingTools, changeTheChaptersAndKeepTheTextBefore) {
+TEST_F(ChapterEditingTools, changeTheChaptersAndSaveTheOldTextAsAVersion) {
   const struct {
     std::string_view tool;
     std::string_view arguments;
@@ -88,21 +88,21 @@ TEST_F(ChapterEditingTools, changeTheChaptersAndKeepTheTextBefore) {
   }
 }
 
-TEST_F(ChapterEditingTools, addToAnEmptyScriptWithoutAVersion) {
+TEST_F(ChapterEditingTools, addToAnEmptyScriptWithoutSavingAVersion) {
   EXPECT_EQ(call("add_chapter", R"({"id": "Empty.md", "title": "Start", "first_title": "Ignored"})"),
             answered(R"([{"chapter":1,"starts_at":"0:00","title":"Start","words":0}])"));
   EXPECT_TRUE(labelsOf("Empty.md").empty());
   EXPECT_EQ(watch->count("write Empty.md"), 1U);
 }
 
-TEST_F(ChapterEditingTools, addToAScriptOfBlanksWithoutAFirstTitle) {
+TEST_F(ChapterEditingTools, addToAScriptOfWhiteSpaceWithoutAFirstTitle) {
   put("Blank.md", " \n\n\t");
   EXPECT_EQ(call("add_chapter", R"({"id": "Blank.md", "title": "Start", "first_title": "Ignored"})"),
             answered(R"([{"chapter":1,"starts_at":"0:00","title":"Start","words":0}])"));
   EXPECT_EQ(keptOf("Blank.md"), Texts{" \n\n\t"});
 }
 
-TEST_F(ChapterEditingTools, nameTheTextAlreadyThereAsChapterOne) {
+TEST_F(ChapterEditingTools, makeTheExistingTextChapterOne) {
   EXPECT_EQ(call("add_chapter", R"({"id": "Notes.md", "title": "Next", "first_title": "Intro", "text": "more"})"),
             answered(R"([{"chapter":1,"starts_at":"0:00","title":"Intro","words":10},)"
                      R"({"chapter":2,"starts_at":"0:04","title":"Next","words":1}])"));
@@ -112,13 +112,13 @@ TEST_F(ChapterEditingTools, nameTheTextAlreadyThereAsChapterOne) {
   EXPECT_EQ(keptOf("Notes.md"), Texts{old});
 }
 
-TEST_F(ChapterEditingTools, writeTheFirstTitleAsItIsSentBehindTheMarker) {
+TEST_F(ChapterEditingTools, writeTheFirstTitleAsItWasSentAfterTheMarker) {
   put("Raw.md", "raw\r\n");
   ASSERT_FALSE(call("add_chapter", R"({"id": "Raw.md", "title": "# Next", "first_title": "# First"})").failed);
   EXPECT_EQ(textOf("Raw.md"), "# # First\n\nraw\r\n\n# Next\n");
 }
 
-TEST_F(ChapterEditingTools, writeInTheLineBreaksOfTheScript) {
+TEST_F(ChapterEditingTools, writeTheLineBreaksOfTheScript) {
   put("Windows.md", "# A\r\n\r\na\r\n");
   ASSERT_FALSE(call("add_chapter", R"({"id": "Windows.md", "title": "B", "text": "b\nc\n"})").failed);
   EXPECT_EQ(textOf("Windows.md"), "# A\r\n\r\na\r\n\r\n# B\r\n\r\nb\r\nc\r\n");
@@ -130,7 +130,7 @@ TEST_F(ChapterEditingTools, writeInTheLineBreaksOfTheScript) {
   EXPECT_EQ(textOf("Windows.md"), "g\nh");
 }
 
-TEST_F(ChapterEditingTools, leaveTheTextAlreadyThereUntouchedBehindItsTitle) {
+TEST_F(ChapterEditingTools, leaveTheExistingTextUnchangedBelowItsTitle) {
   put("Raw.md", "\r\n  raw \xff text\t");
   const JSON::Object arguments{{"id", "Raw.md"}, {"title", "Next"}, {"first_title", "A\n# B "}, {"before", "1"}};
   ASSERT_FALSE(call("add_chapter", arguments).failed);
@@ -139,7 +139,7 @@ TEST_F(ChapterEditingTools, leaveTheTextAlreadyThereUntouchedBehindItsTitle) {
   EXPECT_LT(text.find("Next"), text.find("# A"));
 }
 
-TEST_F(ChapterEditingTools, answerWithTheListingWhereNothingChanges) {
+TEST_F(ChapterEditingTools, returnTheChapterListIfNothingChanges) {
   const struct {
     std::string_view description;
     std::string_view tool;
@@ -159,7 +159,7 @@ TEST_F(ChapterEditingTools, answerWithTheListingWhereNothingChanges) {
   }
 }
 
-TEST_F(ChapterEditingTools, takeCanonicallyEquivalentTextsForUnchanged) {
+TEST_F(ChapterEditingTools, treatACanonicallyEquivalentTextAsUnchanged) {
   const auto composed = "# caf\xc3\xa9\n\ntext\n"s;
   put("Accents.md", composed);
   const JSON::Object decomposed{{"id", "Accents.md"}, {"chapter", "1"}, {"title", "cafe\xcc\x81"}};
@@ -168,7 +168,7 @@ TEST_F(ChapterEditingTools, takeCanonicallyEquivalentTextsForUnchanged) {
   expectUntouched("Accents.md", composed);
 }
 
-TEST_F(ChapterEditingTools, compareTextsThatAreNotUTF8AsBytes) {
+TEST_F(ChapterEditingTools, compareTextsThatAreNotUTF8ByteForByte) {
   put("Bytes.md", "# caf\xc3\xa9\n\n\xff\n");
   const JSON::Object decomposed{{"id", "Bytes.md"}, {"chapter", "1"}, {"title", "cafe\xcc\x81"}};
   EXPECT_FALSE(call("rename_chapter", decomposed).failed);
@@ -182,7 +182,7 @@ TEST_F(ChapterEditingTools, quoteATitleInTheNoteAsItWasSent) {
   EXPECT_EQ(labelsOf("Talk.md"), Texts{"Before — added chapter " + odd});
 }
 
-TEST_F(ChapterEditingTools, lowerCaseTheAnswerWhateverItsLetters) {
+TEST_F(ChapterEditingTools, ignoreTheLetterCaseOfKeepText) {
   for (const std::string keep : {"yes", "YES", "yEs", "no", "No", "nO"}) {
     SCOPED_TRACE(keep);
     put("Talk.md", talk);

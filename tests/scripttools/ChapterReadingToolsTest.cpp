@@ -23,7 +23,7 @@ TEST_F(ChapterReadingTools, listChapters) {
   EXPECT_EQ(call("list_chapters", R"({"id": "Empty.md"})"), answered("[]"));
 }
 
-TEST_F(ChapterReadingTools, readAChapterWithoutItsHeadingAndTheBlankLinesAround) {
+TEST_F(ChapterReadingTools, readAChapterWithoutItsHeadingAndSurroundingWhiteSpace) {
   put("Odd.md", "# A\r\n\r\n \t line one\r\n\r\nline two \r\n\r\n# B\n# C\nc\xff\n");
   const struct {
     std::string_view arguments;
@@ -45,7 +45,7 @@ TEST_F(ChapterReadingTools, readAChapterWithoutItsHeadingAndTheBlankLinesAround)
   }
 }
 
-TEST_F(ChapterReadingTools, refuseAPositionThatIsNone) {
+TEST_F(ChapterReadingTools, refuseAPositionThatDoesNotExist) {
   for (const std::string position : {"0", "-1", "4", " 1", "1.0", "1 ", "two", "99999999999999999999"}) {
     EXPECT_EQ(call("read_chapter", JSON::Object{{"id", "Talk.md"}, {"chapter", position}}),
               failed("There is no chapter " + position + ". This script has 3, numbered 1 to 3."));
@@ -56,7 +56,7 @@ TEST_F(ChapterReadingTools, refuseAPositionThatIsNone) {
   }
 }
 
-TEST_F(ChapterReadingTools, letTheLibrarysErrorThrough) {
+TEST_F(ChapterReadingTools, reportTheLibrarysErrorUnchanged) {
   for (const auto* tool : {"list_chapters", "read_chapter"}) {
     watch->accesses.clear();
     watch->failingAccess = 0;

@@ -43,7 +43,7 @@ std::string noChapter(const std::string& position, std::size_t count) {
   return "There is no chapter " + position + ". This script has " + number + ", numbered 1 to " + number + ".";
 }
 
-TEST(ChapterIndex, readsAPositionByTheStrictRule) {
+TEST(ChapterIndex, readsADecimalNumberWithASign) {
   const Script script(chapters(3));
   const struct {
     std::string_view position;
@@ -54,17 +54,17 @@ TEST(ChapterIndex, readsAPositionByTheStrictRule) {
   for (const auto& each : cases) EXPECT_EQ(indexOf(each.position, script), each.index) << each.position;
 }
 
-TEST(ChapterIndex, refusesAnythingElseQuotingItAsItWasSent) {
+TEST(ChapterIndex, refusesAnythingElseAndQuotesItAsItWasSent) {
   const Script script(chapters(3));
   const struct {
     std::string_view description;
     std::vector<std::string> positions;
   } cases[] = {
-      {"no chapter's number", {"0", "-0", "-1", "4", "7"}},
-      {"no number", {"two", "", " ", "+", "-", "１", "\xff", "a \"quoted\" one"}},
+      {"out of range", {"0", "-0", "-1", "4", "7"}},
+      {"not a number", {"two", "", " ", "+", "-", "１", "\xff", "a \"quoted\" one"}},
       {"more than one sign", {"+-1", "-+1", "++1", "--1", "+ 1"}},
       {"more than a number", {" 1", "1 ", "1\n", "1\0"s, "\0001"s, "\0"s, "1.0", "1,0", "1e0", "0x1"}},
-      {"beyond 64 bits, or nearly",
+      {"at or beyond the limit of 64 bits",
        {"9223372036854775807", "9223372036854775808", "-9223372036854775808", "-9223372036854775809",
         "18446744073709551617", "99999999999999999999"}},
   };
@@ -74,11 +74,11 @@ TEST(ChapterIndex, refusesAnythingElseQuotingItAsItWasSent) {
   }
 }
 
-TEST(ChapterIndex, keepsThePluralForOneChapter) {
+TEST(ChapterIndex, wordsItsMessageTheSameForOneChapter) {
   EXPECT_EQ(indexOf("2", Script(chapters(1))), "There is no chapter 2. This script has 1, numbered 1 to 1.");
 }
 
-TEST(ChapterIndex, saysOfAScriptWithoutChaptersThatItHasNone) {
+TEST(ChapterIndex, reportsThatAScriptHasNoChapters) {
   for (const std::string_view text : {"", "Only words.", "#No heading\n## Nor this"}) {
     for (const std::string_view position : {"1", "0", "abc", "", "-1"}) {
       EXPECT_EQ(indexOf(position, Script(std::string(text))),
@@ -100,7 +100,7 @@ std::optional<std::size_t> oracle(std::string text, std::size_t count) {
   return std::nullopt;
 }
 
-TEST(ChapterIndex, agreesWithAPlainReadingOfRandomPositions) {
+TEST(ChapterIndex, agreesWithASimpleParserOnRandomPositions) {
   auto random = tests::seededGenerator();
   constexpr std::string_view letters("0123456789+-0011 .e\0x", 21);
   std::size_t accepted = 0;
@@ -123,7 +123,7 @@ TEST(ChapterList, listsPositionStartTitleAndWords) {
     std::string_view text;
     std::string_view expected;
   } cases[] = {
-      {"no text", "", "[]"},
+      {"an empty text", "", "[]"},
       {"no heading", "Only words.\n#hashtag", "[]"},
       {"three chapters behind a preamble", talk,
        R"([{"chapter":1,"starts_at":"0:01","title":"One","words":2},)"
@@ -139,12 +139,12 @@ TEST(ChapterList, listsPositionStartTitleAndWords) {
   }
 }
 
-TEST(ChapterList, isLinearInTheChapters) {
+TEST(ChapterList, takesTimeLinearInTheChapters) {
   const auto list = chapterList(Script(chapters(20000)));
   EXPECT_TRUE(list.ends_with(R"({"chapter":20000,"starts_at":"0:00","title":"Chapter","words":0}])"));
 }
 
-TEST(ChapterBody, leavesTheHeadingOut) {
+TEST(ChapterBody, excludesTheHeading) {
   const Script script{std::string(talk)};
   const auto all = chaptersOf(script);
   ASSERT_EQ(all.size(), 3U);
@@ -153,7 +153,7 @@ TEST(ChapterBody, leavesTheHeadingOut) {
   EXPECT_EQ(quorvel::trimmingWhitespace(chapterBody(2, all, script)), "");
 }
 
-TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
+TEST(ChapterModelDeathTest, stopsTheProcessIfItContradictsItself) {
   const Script script{std::string(talk)};
   const struct {
     std::string_view description;
@@ -180,7 +180,7 @@ TEST(ChapterModelDeathTest, stopsTheProcessWhenItContradictsItself) {
   }
 }
 
-TEST(ChapterModelDeathTest, stopsTheProcessWhenItOwesAnEdit) {
+TEST(ChapterModelDeathTest, stopsTheProcessIfItReturnsNoEdit) {
   EXPECT_DEATH(requireEdit(std::nullopt),
                "^Fatal error: The chapter model returned no edit for a chapter that exists.\n");
   EXPECT_EQ(requireEdit(TextEdit{{1, 2}, "x"}), (TextEdit{{1, 2}, "x"}));

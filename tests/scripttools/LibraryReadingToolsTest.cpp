@@ -50,33 +50,33 @@ TEST_F(LibraryReadingTools, listTheLibraryAsATree) {
                      R"({"id":"Talk.md","kind":"script","name":"Talk"}])"));
 }
 
-TEST_F(LibraryReadingTools, listFoldersFlatEachBeforeItsOwnAndThenItsSiblings) {
+TEST_F(LibraryReadingTools, listEachFolderBeforeTheFoldersInItAndThenItsSiblings) {
   EXPECT_EQ(call("list_folders", "{}"), answered(R"([{"id":"Scenes","name":"Scenes"},)"
                                                  R"({"id":"Scenes/Deep","name":"Deep"},)"
                                                  R"({"id":"Scenes/Deep/Deeper","name":"Deeper"},)"
                                                  R"({"id":"Songs","name":"Songs"}])"));
 }
 
-TEST_F(LibraryReadingTools, listAnEmptyLibraryAsNothing) {
+TEST_F(LibraryReadingTools, listAnEmptyLibraryAsAnEmptyArray) {
   const auto empty = std::make_shared<TalkingLibrary>([] { return std::vector<ScriptItem>(); });
   EXPECT_EQ(listScripts(empty).run({}), "[]");
   EXPECT_EQ(listFolders(empty).run({}), "[]");
 }
 
-TEST_F(LibraryReadingTools, listFoldersOfALibraryWithoutAnyAsNothing) {
+TEST_F(LibraryReadingTools, listTheFoldersOfALibraryWithoutFoldersAsAnEmptyArray) {
   const auto flat = std::make_shared<TalkingLibrary>([] {
     return std::vector<ScriptItem>{{"a.md", "a", ScriptItem::Kind::script, std::nullopt}};
   });
   EXPECT_EQ(listFolders(flat).run({}), "[]");
 }
 
-TEST_F(LibraryReadingTools, listTakesNoArgumentsAndIgnoresThem) {
+TEST_F(LibraryReadingTools, listAndIgnoreAllArguments) {
   const auto arguments = R"({"id": "/etc", "folder": 5})";
   EXPECT_EQ(call("list_scripts", arguments), call("list_scripts", "{}"));
   EXPECT_EQ(call("list_folders", arguments), call("list_folders", "{}"));
 }
 
-TEST_F(LibraryReadingTools, listKeepsTheLibrarysOrderAndSaysChildrenWhereThereAreAny) {
+TEST_F(LibraryReadingTools, listInTheLibrarysOrderWithChildrenForFoldersOnly) {
   const auto talking = std::make_shared<TalkingLibrary>([] {
     using enum ScriptItem::Kind;
     return std::vector<ScriptItem>{
@@ -115,7 +115,7 @@ TEST_F(LibraryReadingTools, listLibrariesOfAnyDepthOnASmallStack) {
   EXPECT_EQ(flat.size(), depth * entry.size() + 1);
 }
 
-TEST_F(LibraryReadingTools, readAScriptAsItStands) {
+TEST_F(LibraryReadingTools, readAScriptByteForByte) {
   EXPECT_EQ(call("read_script", R"({"id": "Talk.md"})"), answered(talk));
   EXPECT_EQ(call("read_script", R"({"id": "Empty.md"})"), answered(""));
   const auto bytes = "\xef\xbb\xbf \r\n\0\xff\x80 end \n\n"s;
@@ -134,7 +134,7 @@ TEST_F(LibraryReadingTools, listVersionsNewestFirst) {
                      R"({"name":"first","saved":"2025-03-01 14:05:09","words":2}])"));
 }
 
-TEST_F(LibraryReadingTools, lookForVersionsBelowTheRootAsItIsHeld) {
+TEST_F(LibraryReadingTools, lookForVersionsBelowTheRootWithItsLinks) {
   class Remembering : public InMemoryVersionStore {
    public:
     std::vector<ScriptVersion> versions(const std::filesystem::path& script) const override {
@@ -155,7 +155,7 @@ TEST_F(LibraryReadingTools, lookForVersionsBelowTheRootAsItIsHeld) {
   EXPECT_EQ(store->asked, folder.path() / "link/Scenes/Intro.md");
 }
 
-TEST_F(LibraryReadingTools, takeTheWordsOfAVersionAsTheyWereCounted) {
+TEST_F(LibraryReadingTools, reportTheWordCountThatTheVersionStoreReturned) {
   class Miscounting : public InMemoryVersionStore {
     std::vector<ScriptVersion> versions(const std::filesystem::path&) const override {
       return {{std::chrono::system_clock::time_point(), "", 123456}};
@@ -165,7 +165,7 @@ TEST_F(LibraryReadingTools, takeTheWordsOfAVersionAsTheyWereCounted) {
   EXPECT_EQ(tool.run(object(R"({"id": "Talk.md"})")), R"([{"name":"","saved":"1970-01-01 00:00:00","words":123456}])");
 }
 
-TEST_F(LibraryReadingTools, letTheErrorsOfTheLibraryAndTheHistoryThrough) {
+TEST_F(LibraryReadingTools, reportErrorsOfTheLibraryAndTheHistoryUnchanged) {
   for (const auto* tool : {"list_scripts", "list_folders", "list_versions", "read_script"}) {
     SCOPED_TRACE(tool);
     watch->accesses.clear();

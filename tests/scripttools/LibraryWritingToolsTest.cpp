@@ -35,16 +35,16 @@ TEST_F(LibraryWritingTools, createAScript) {
        R"({"id":"Scenes/Deep/New.md","kind":"script","name":"New"})", "Scenes/Deep/New.md", "x", 1},
       {"in a folder called otherwise", R"({"name": "Other", "folder": "./Scenes//"})",
        R"({"id":"Scenes/Other.md","kind":"script","name":"Other"})", "Scenes/Other.md", "", 0},
-      {"with a name that is taken", R"({"name": "Talk"})", R"({"id":"Talk 2.md","kind":"script","name":"Talk 2"})",
-       "Talk 2.md", "", 0},
-      {"with an empty text, which is none", R"({"name": "A", "text": ""})",
+      {"with a name that is already used", R"({"name": "Talk"})",
+       R"({"id":"Talk 2.md","kind":"script","name":"Talk 2"})", "Talk 2.md", "", 0},
+      {"with an empty text, which is ignored", R"({"name": "A", "text": ""})",
        R"({"id":"A.md","kind":"script","name":"A"})", "A.md", "", 0},
-      {"with a text that is no text", R"({"name": "B", "text": 5})", R"({"id":"B.md","kind":"script","name":"B"})",
+      {"with a text that is not a string", R"({"name": "B", "text": 5})", R"({"id":"B.md","kind":"script","name":"B"})",
        "B.md", "", 0},
       {"with an empty folder, the top level", R"({"name": "C", "folder": ""})",
        R"({"id":"C.md","kind":"script","name":"C"})", "C.md", "", 0},
-      {"with a folder that is no text", R"({"name": "D", "folder": 7})", R"({"id":"D.md","kind":"script","name":"D"})",
-       "D.md", "", 0},
+      {"with a folder that is not a string", R"({"name": "D", "folder": 7})",
+       R"({"id":"D.md","kind":"script","name":"D"})", "D.md", "", 0},
   };
   for (const auto& each : cases) {
     SCOPED_TRACE(each.description);
@@ -91,7 +91,7 @@ TEST_F(LibraryWritingTools, renameScriptsAndFolders) {
   EXPECT_EQ(watch->count("write") + watch->count("snapshot"), 0U);
 }
 
-TEST_F(LibraryWritingTools, saveAVersionUnderTheNoteItself) {
+TEST_F(LibraryWritingTools, saveAVersionNamedByTheNoteAlone) {
   EXPECT_EQ(call("save_version", R"({"id": "./Notes.md", "note": " the long version "})"),
             answered(R"({"id":"Notes.md","name":" the long version ","saved":"2025-03-01 14:05:09","words":10})"));
   EXPECT_EQ(call("save_version", R"({"id": "Notes.md", "note": "again"})"),
@@ -101,7 +101,7 @@ TEST_F(LibraryWritingTools, saveAVersionUnderTheNoteItself) {
   EXPECT_EQ(watch->count("write"), 0U);
 }
 
-TEST_F(LibraryWritingTools, updateAScriptAndKeepWhatItWas) {
+TEST_F(LibraryWritingTools, updateAScriptAndSaveTheOldTextAsAVersion) {
   EXPECT_EQ(call("update_script", R"({"id": "Talk.md", "text": "one  two\nthree", "note": "cut \"it\""})"),
             answered(R"({"id":"Talk.md","kind":"script","name":"Talk","words":3})"));
   EXPECT_EQ(textOf("Talk.md"), "one  two\nthree");
@@ -109,21 +109,21 @@ TEST_F(LibraryWritingTools, updateAScriptAndKeepWhatItWas) {
   EXPECT_EQ(keptOf("Talk.md"), Texts{std::string(talk)});
 }
 
-TEST_F(LibraryWritingTools, updateAScriptWithItsOwnTextAllTheSame) {
+TEST_F(LibraryWritingTools, updateAScriptEvenWithTheSameText) {
   const auto arguments = JSON::Object{{"id", "Talk.md"}, {"text", talk}, {"note", "n"}};
   EXPECT_FALSE(call("update_script", arguments).failed);
   EXPECT_EQ(watch->count("write Talk.md"), 1U);
   EXPECT_EQ(labelsOf("Talk.md"), Texts{"Before — n"});
 }
 
-TEST_F(LibraryWritingTools, updateAnEmptyScriptWithoutAVersion) {
+TEST_F(LibraryWritingTools, updateAnEmptyScriptWithoutSavingAVersion) {
   EXPECT_EQ(call("update_script", R"({"id": "Empty.md", "text": "a b", "note": "n"})"),
             answered(R"({"id":"Empty.md","kind":"script","name":"Empty","words":2})"));
   EXPECT_EQ(textOf("Empty.md"), "a b");
   EXPECT_TRUE(labelsOf("Empty.md").empty());
 }
 
-TEST_F(LibraryWritingTools, appendBehindABlankLineAndCountTheWholeText) {
+TEST_F(LibraryWritingTools, appendAfterAnEmptyLineAndCountTheWholeText) {
   EXPECT_EQ(call("append_to_script", R"({"id": "Notes.md", "text": "eleven twelve thirteen", "note": "more"})"),
             answered(R"({"id":"Notes.md","kind":"script","name":"Notes","words":13})"));
   EXPECT_EQ(textOf("Notes.md"), "one two three four five six seven eight nine ten\n\neleven twelve thirteen");
@@ -134,7 +134,7 @@ TEST_F(LibraryWritingTools, appendBehindABlankLineAndCountTheWholeText) {
 }
 
 // Longer than what any part of the way takes at once.
-TEST_F(LibraryWritingTools, keepLongNotesWholeAndCountLongTextsToTheirEnd) {
+TEST_F(LibraryWritingTools, saveLongNotesWholeAndCountLongTextsWhole) {
   for (const std::size_t words : {50U, 250U, 1'000U, 5'000U, 50'000U}) {
     SCOPED_TRACE(words);
     const Workbench bench;
@@ -183,7 +183,7 @@ class Paths : public quorvel::VersionStore {
   mutable Texts paths;
 };
 
-TEST_F(LibraryWritingTools, keepVersionsUnderTheRootAsItIsHeld) {
+TEST_F(LibraryWritingTools, saveVersionsUnderTheRootWithItsLinks) {
   const auto link = folder.path() / "link";
   std::filesystem::create_directory_symlink(root, link);
   std::filesystem::create_symlink("Talk.md", root / "alias.md");
@@ -208,7 +208,7 @@ TEST_F(LibraryWritingTools, keepVersionsUnderTheRootAsItIsHeld) {
   }
 }
 
-TEST_F(LibraryWritingTools, takeTextsAndNotesAsTheyCome) {
+TEST_F(LibraryWritingTools, saveTextsAndNotesByteForByte) {
   const auto odd = "a\0 b\xff\r\n\xe2\x80"s;
   EXPECT_EQ(call("update_script", JSON::Object{{"id", "Talk.md"}, {"text", odd}, {"note", odd}}),
             answered(R"({"id":"Talk.md","kind":"script","name":"Talk","words":3})"));
@@ -217,16 +217,16 @@ TEST_F(LibraryWritingTools, takeTextsAndNotesAsTheyCome) {
   EXPECT_EQ(labelsOf("Talk.md").front().substr(0, 11), "Before \xe2\x80\x94 ");
 }
 
-TEST_F(LibraryWritingTools, countWordsByCharactersBetweenWhiteSpace) {
+TEST_F(LibraryWritingTools, countRunsOfCharactersBetweenWhiteSpaceAsWords) {
   const struct {
     std::string_view description;
     std::string text;
     int words;
   } cases[] = {
-      {"blanks only", "  \n", 0},
-      {"several blanks", "one  two\nthree", 3},
+      {"spaces only", "  \n", 0},
+      {"several spaces", "one  two\nthree", 3},
       {"headings count", "# One\n\ntwo", 3},
-      {"a blank with a combining mark is white space",
+      {"a space with a combining mark is white space",
        "a \xcc\x81"
        "b",
        2},
@@ -239,11 +239,11 @@ TEST_F(LibraryWritingTools, countWordsByCharactersBetweenWhiteSpace) {
        "a\xe3\x80\x80"
        "b",
        2},
-      {"a zero width space is none",
+      {"a zero width space is not white space",
        "a\xe2\x80\x8b"
        "b",
        1},
-      {"a blank behind a prepended mark belongs to it", "a\xd8\x80 b", 1},
+      {"a space after a prepended mark belongs to it", "a\xd8\x80 b", 1},
       {"bytes that are not UTF-8", "\xff \xff", 2},
   };
   for (const auto& each : cases) {
@@ -253,7 +253,7 @@ TEST_F(LibraryWritingTools, countWordsByCharactersBetweenWhiteSpace) {
   }
 }
 
-TEST_F(LibraryWritingTools, workOnWhatALinkLeadsTo) {
+TEST_F(LibraryWritingTools, workOnTheTargetOfALink) {
   std::filesystem::create_symlink("Talk.md", root / "alias.md");
   EXPECT_EQ(call("update_script", R"({"id": "alias.md", "text": "x", "note": "n"})"),
             answered(R"({"id":"Talk.md","kind":"script","name":"Talk","words":1})"));

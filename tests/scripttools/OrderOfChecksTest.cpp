@@ -182,7 +182,7 @@ class OrderOfChecks : public WorkbenchTest {
   }
 };
 
-TEST_F(OrderOfChecks, namesTheFirstFaultAndChangesNothing) {
+TEST_F(OrderOfChecks, reportsTheFirstFaultAndChangesNothing) {
   for (const auto& each : failures) {
     SCOPED_TRACE(std::string(each.tool) + " " + std::string(each.arguments));
     EXPECT_EQ(call(each.tool, each.arguments), failed(each.message));
@@ -201,7 +201,7 @@ TEST_F(OrderOfChecks, isTheSameWithoutTheLock) {
   }
 }
 
-TEST_F(OrderOfChecks, quotesBytesAndNULsWhole) {
+TEST_F(OrderOfChecks, quotesInvalidBytesAndNULsUnchanged) {
   using namespace std::string_literals;
   const auto odd = "a\0b\xff\"\n"s;
   const struct {

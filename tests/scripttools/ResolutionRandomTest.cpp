@@ -171,7 +171,7 @@ std::string kindOf(const std::string& outcome) {
   return "is not inside";
 }
 
-TEST(ResolutionOfAnyIdentifier, isWhatGoingPieceByPieceFinds) {
+TEST(ResolutionOfAnyIdentifier, matchesAPieceByPieceResolution) {
   auto random = seededGenerator();
   std::map<std::string, std::size_t> kinds;
   std::size_t same = 0;

@@ -47,7 +47,7 @@ std::string noScript(const std::string& identifier) {
 
 class Resolution : public WorkbenchTest {};
 
-TEST_F(Resolution, findsWhatIsThere) {
+TEST_F(Resolution, findsScriptsAndFolders) {
   const struct {
     std::string_view description;
     std::string identifier;
@@ -72,7 +72,7 @@ TEST_F(Resolution, findsWhatIsThere) {
   }
 }
 
-TEST_F(Resolution, refusesWithTheIdentifierAsItWasSent) {
+TEST_F(Resolution, quotesARefusedIdentifierAsItWasSent) {
   const std::string longName(300, 'a');
   const std::string longPath(5000, 'b');
   std::string deepPath;
@@ -95,14 +95,14 @@ TEST_F(Resolution, refusesWithTheIdentifierAsItWasSent) {
       {"a way up behind a missing folder", "Nope/..", outside},
       {"three dots, which go nowhere", "...", nothing},
       {"a piece that only starts with two dots", "..x/y", nothing},
-      {"two dots and a blank", ".. ", nothing},
+      {"two dots and a space", ".. ", nothing},
       {"a missing script", "Nope.md", nothing},
       {"a missing folder", "Scenes/Nope", nothing},
       {"a script without its extension", "Talk", nothing},
       {"a script of a folder's name", "Songs.md", nothing},
       {"another letter case", "talk.md", nothing},
       {"something below a script", "Talk.md/x", nothing},
-      {"blanks around a name", " Talk.md ", nothing},
+      {"spaces around a name", " Talk.md ", nothing},
       {"quotes", "a \"quoted\" name.md", nothing},
       {"line breaks", "a\r\nb\nc", nothing},
       {"a name too long for the disk", longName, nothing},
@@ -119,7 +119,7 @@ TEST_F(Resolution, refusesWithTheIdentifierAsItWasSent) {
       {"another extension", "Scenes/readme.txt", noScript},
       {"the extension in another letter case", "Scenes/Loud.MD", noScript},
       {"no extension", "README", noScript},
-      {"nothing but the extension", ".md", noScript},
+      {"only the extension", ".md", noScript},
       {"a dot behind the extension", "Trailing.md.", noScript},
   };
   for (const auto& each : cases) {
@@ -137,7 +137,7 @@ TEST_F(Resolution, comparesNamesByteForByte) {
   EXPECT_EQ(item(latin1, *library), "script <" + latin1 + "> called <caf\xe9>");
 }
 
-TEST_F(Resolution, takesEveryNameThatADiskCanHold) {
+TEST_F(Resolution, acceptsEveryNameThatADiskCanHold) {
   for (const std::string name :
        {" ", "a \"b\"", "line\nbreak", "\r\n", "tab\t", "a.b", "日本語", "🎬", "-rf", "..x", "~", "%2e"}) {
     SCOPED_TRACE(name);
@@ -150,7 +150,7 @@ TEST_F(Resolution, takesEveryNameThatADiskCanHold) {
   EXPECT_EQ(item("folder.md", *library), "folder <folder.md> called <folder.md>");
 }
 
-TEST_F(Resolution, followsLinksAsLongAsTheyEndInside) {
+TEST_F(Resolution, followsLinksThatEndInsideTheLibrary) {
   const auto beside = folder.path();
   std::filesystem::create_directories(beside / "Library2");
   std::filesystem::create_directories(beside / "Outside");
@@ -176,8 +176,8 @@ TEST_F(Resolution, followsLinksAsLongAsTheyEndInside) {
       {"to a folder whose name begins like the root's", "../Library2", "%/secret.md",
        "\"%/secret.md\" is not inside the library"},
       {"to the folder above", "..", "%", "\"%\" is not inside the library"},
-      {"to nothing, inside", "Nope.md", "%", "Nothing at \"%\""},
-      {"to nothing, outside", beside / "Nope.md", "%", "\"%\" is not inside the library"},
+      {"to a missing file inside", "Nope.md", "%", "Nothing at \"%\""},
+      {"to a missing file outside", beside / "Nope.md", "%", "\"%\" is not inside the library"},
       {"to a missing file outside, on the way", "../Outside", "%/Nope", "\"%/Nope\" is not inside the library"},
       {"to itself", "to itself", "%", "Nothing at \"%\""},
       {"in a ring", "ring/ring", "%/ring", "Nothing at \"%/ring\""},
@@ -213,7 +213,7 @@ class SpelledLibrary : public InMemoryScriptLibrary {
   }
 };
 
-TEST_F(Resolution, holdsForARootHoweverItIsSpelled) {
+TEST_F(Resolution, worksForEverySpellingOfTheRoot) {
   std::filesystem::create_directory_symlink(root, folder.path() / "link");
   std::filesystem::create_directory_symlink("link", folder.path() / "link of a link");
   for (const auto& spelled : {folder.path() / "link", folder.path() / "link of a link", root / "", root / ".",
@@ -227,14 +227,14 @@ TEST_F(Resolution, holdsForARootHoweverItIsSpelled) {
   }
 }
 
-TEST_F(Resolution, findsNothingInALibraryThatIsGone) {
+TEST_F(Resolution, findsNothingInALibraryThatWasDeleted) {
   std::filesystem::remove_all(root);
   EXPECT_EQ(item("", *library), nothing(""));
   EXPECT_EQ(item("Talk.md", *library), nothing("Talk.md"));
   EXPECT_EQ(item("/x", *library), outside("/x"));
 }
 
-TEST_F(Resolution, asksForTheRightKind) {
+TEST_F(Resolution, refusesAFolderForAScriptAndAScriptForAFolder) {
   const struct {
     std::string_view description;
     std::string identifier;
@@ -256,12 +256,12 @@ TEST_F(Resolution, asksForTheRightKind) {
   }
 }
 
-TEST_F(Resolution, locatesPlacesWhereNothingIs) {
+TEST_F(Resolution, locatesPathsWhereNothingExists) {
   EXPECT_EQ(locate("", *library), root);
   EXPECT_EQ(locate("Scenes/./Nope/x", *library), root / "Scenes/Nope/x");
 }
 
-TEST_F(Resolution, joinsTheRootAndAnIdentifierAsTheyStand) {
+TEST_F(Resolution, joinsTheRootAndAnIdentifierUnchanged) {
   EXPECT_EQ(pathOf("", *library), root);
   EXPECT_EQ(pathOf("Scenes/Intro.md", *library).native(), root.native() + "/Scenes/Intro.md");
 }
@@ -276,14 +276,14 @@ class UntouchableLibrary : public InMemoryScriptLibrary {
   }
 };
 
-TEST(ResolutionWithoutALook, refusesAbsolutePathsAndWaysUp) {
+TEST(ResolutionWithoutALook, refusesAbsolutePathsAndPiecesOfTwoDots) {
   const UntouchableLibrary library;
   for (const std::string identifier : {"/tmp/notes", "/", "..", "a/../b", "a/.."}) {
     EXPECT_EQ(item(identifier, library), outside(identifier));
   }
 }
 
-TEST(ResolutionWithoutALook, takesNoFolderForTheTopLevel) {
+TEST(ResolutionWithoutALook, returnsTheTopLevelIfNoFolderIsGiven) {
   EXPECT_EQ(folderAt(std::nullopt, UntouchableLibrary()), std::nullopt);
 }
 

@@ -49,7 +49,7 @@ TEST(SavedMoment, readsAsDateAndTimeInGMT) {
   }
 }
 
-TEST(SavedMoment, heedsNeitherTimeZoneNorLocale) {
+TEST(SavedMoment, ignoresTheTimeZoneAndTheLocale) {
   const char* const zone = ::getenv("TZ");
   const std::string before = zone ? zone : "";
   ::setenv("TZ", "EAST-12", 1);

@@ -70,7 +70,7 @@ std::string named(const auto& each) {
   return std::string(each.tool) + " " + std::string(each.arguments);
 }
 
-TEST(TheSecondLook, isTheOneThatIsWorkedOn) {
+TEST(TheSecondResolution, decidesWhichItemIsChanged) {
   for (const auto& each : calls) {
     SCOPED_TRACE(named(each));
     const Bench bench;
@@ -89,7 +89,7 @@ TEST(TheSecondLook, isTheOneThatIsWorkedOn) {
   }
 }
 
-TEST(TheSecondLook, refusesWhatOthersMadeOfIt) {
+TEST(TheSecondResolution, refusesAnItemThatOthersChangedMeanwhile) {
   using std::filesystem::path;
   const struct {
     std::string_view description;
@@ -114,7 +114,7 @@ TEST(TheSecondLook, refusesWhatOthersMadeOfIt) {
          relink(root / "Way", "Talk.md");
        },
        "\"%\" is a folder, not a script", "\"%\" is a script, not a folder", ""},
-      {"they are no scripts",
+      {"they are not scripts",
        [](const path& root) {
          relink(root / "Way.md", "README");
          relink(root / "Way", "README");
@@ -137,7 +137,7 @@ TEST(TheSecondLook, refusesWhatOthersMadeOfIt) {
   }
 }
 
-TEST(TheSecondLook, isNotTakenWithoutTheLock) {
+TEST(TheSecondResolution, isSkippedWithoutTheLock) {
   const Bench bench;
   bench.watch->failingLock = "The library is busy.";
   bench.watch->meanwhile = [&] { std::filesystem::remove(bench.root / "Way.md"); };

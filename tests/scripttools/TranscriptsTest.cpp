@@ -45,7 +45,7 @@ std::vector<std::filesystem::path> transcripts() {
   return files;
 }
 
-TEST(Transcripts, areThereForEachToolAndForMalformedTraffic) {
+TEST(Transcripts, existForEachToolAndForMalformedTraffic) {
   std::vector<std::string> expected = {"malformed_traffic"}, present;
   for (const Tool& tool : Workbench().tools) expected.push_back(tool.name());
   for (const auto& file : transcripts()) present.push_back(file.stem().string());
@@ -53,7 +53,7 @@ TEST(Transcripts, areThereForEachToolAndForMalformedTraffic) {
   EXPECT_EQ(present, expected);
 }
 
-TEST(Transcripts, areWhatTheServerAnswers) {
+TEST(Transcripts, matchTheServersReplies) {
   for (const auto& file : transcripts()) {
     const Workbench bench;
     const Server server("kelvane", bench.tools);
@@ -67,7 +67,7 @@ TEST(Transcripts, areWhatTheServerAnswers) {
   }
 }
 
-TEST(Transcripts, ofMalformedTrafficEndInAServedRequest) {
+TEST(Transcripts, ofMalformedTrafficEndWithARequestThatIsServed) {
   const auto all = exchanges(KELVANE_SOURCE_DIR "/tests/scripttools/transcripts/malformed_traffic.txt");
   ASSERT_FALSE(all.empty());
   EXPECT_NE(all.back().reply.value_or("").find(R"("isError":false)"), std::string::npos);

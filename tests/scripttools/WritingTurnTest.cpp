@@ -80,7 +80,7 @@ TEST(WritingTurns, holdTheLockFromTheFirstReadToTheLastWrite) {
   }
 }
 
-TEST(WritingTurns, stopAtTheFirstFailureAndLetTheLockGo) {
+TEST(WritingTurns, stopAtTheFirstFailureAndReleaseTheLock) {
   for (const auto& each : writes) {
     for (std::size_t failing = 0; failing < each.accesses.size(); ++failing) {
       SCOPED_TRACE(named(each) + ", failing to " + each.accesses[failing]);
@@ -97,7 +97,7 @@ TEST(WritingTurns, stopAtTheFirstFailureAndLetTheLockGo) {
   }
 }
 
-TEST(WritingTurns, leaveTheVersionBehindWhenTheWriteFails) {
+TEST(WritingTurns, keepTheVersionIfTheWriteFails) {
   const Workbench bench;
   bench.watch->failingAccess = 3;
   EXPECT_EQ(bench.call("update_script", R"({"id": "Talk.md", "text": "x", "note": "n"})"), failed(Watch::failure));
@@ -105,14 +105,14 @@ TEST(WritingTurns, leaveTheVersionBehindWhenTheWriteFails) {
   EXPECT_EQ(bench.textOf("Talk.md"), talk);
 }
 
-TEST(WritingTurns, leaveTheNewScriptBehindWhenItsOpeningTextFails) {
+TEST(WritingTurns, keepTheNewScriptIfWritingItsTextFails) {
   const Workbench bench;
   bench.watch->failingAccess = 2;
   EXPECT_EQ(bench.call("create_script", R"({"name": "New", "text": "x"})"), failed(Watch::failure));
   EXPECT_EQ(bench.textOf("New.md"), "");
 }
 
-TEST(WritingTurns, putTheLocksFailureInThePlaceOfTheFirstChange) {
+TEST(WritingTurns, throwTheLocksErrorAtTheFirstChange) {
   for (const auto& each : writes) {
     SCOPED_TRACE(named(each));
     const Workbench bench;
@@ -123,14 +123,14 @@ TEST(WritingTurns, putTheLocksFailureInThePlaceOfTheFirstChange) {
   }
 }
 
-TEST(WritingTurns, reportAFailedReadBeforeAFailedLock) {
+TEST(WritingTurns, reportAFailedReadRatherThanAFailedLock) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";
   bench.watch->failingAccess = 0;
   EXPECT_EQ(bench.call("update_script", R"({"id": "Talk.md", "text": "x", "note": "n"})"), failed(Watch::failure));
 }
 
-TEST(WritingTurns, judgeArgumentsAndIdentifiersBeforeTheyTakeTheLock) {
+TEST(WritingTurns, checkArgumentsAndIdentifiersBeforeTheyAcquireTheLock) {
   const struct {
     std::string_view tool, arguments, message;
   } cases[] = {
@@ -156,7 +156,7 @@ TEST(WritingTurns, judgeArgumentsAndIdentifiersBeforeTheyTakeTheLock) {
   }
 }
 
-TEST(WritingTurns, needNoLockWhereNothingChanges) {
+TEST(WritingTurns, succeedWithoutTheLockIfNothingChanges) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";
   const auto listing = bench.call("list_chapters", R"({"id": "Talk.md"})");
@@ -167,7 +167,7 @@ TEST(WritingTurns, needNoLockWhereNothingChanges) {
   EXPECT_EQ(bench.watch->changes(), 0U);
 }
 
-TEST(WritingTurns, areNotForReadingTools) {
+TEST(WritingTurns, areNotUsedByReadingTools) {
   for (const auto* tool :
        {"list_scripts", "list_folders", "list_versions", "read_script", "list_chapters", "read_chapter"}) {
     SCOPED_TRACE(tool);
@@ -186,7 +186,7 @@ class Lockless : public InMemoryScriptLibrary {
   std::unique_ptr<quorvel::LibraryLock> lock() override { return ScriptLibrary::lock(); }
 };
 
-TEST(WritingTurns, doWithoutALockWhereTheLibraryHasNone) {
+TEST(WritingTurns, workInALibraryThatHasNoLock) {
   const TemporaryFolder folder;
   const auto lockless = std::make_shared<Lockless>(folder.path());
   const auto script = lockless->create("Talk", std::nullopt);
@@ -197,7 +197,7 @@ TEST(WritingTurns, doWithoutALockWhereTheLibraryHasNone) {
   EXPECT_EQ(lockless->read(script), "x");
 }
 
-TEST(WritingTurns, loseNoWordsOfCallsFromSeveralThreads) {
+TEST(WritingTurns, loseNoTextWhenSeveralThreadsWrite) {
   const Workbench bench;
   const auto tools = ScriptTools(bench.scripts, bench.history).tools(true);
   ASSERT_EQ(tools[11].name(), "append_to_script");
@@ -232,7 +232,7 @@ TEST(WritingTurns, loseNoWordsOfCallsFromSeveralThreads) {
 static_assert(!std::is_copy_constructible_v<WritingTurn> && !std::is_copy_assignable_v<WritingTurn>);
 static_assert(!std::is_move_constructible_v<WritingTurn> && !std::is_move_assignable_v<WritingTurn>);
 
-TEST(WritingTurn, offersHistoryNothingWithoutTheLock) {
+TEST(WritingTurn, savesNoVersionWithoutTheLock) {
   const Workbench bench;
   bench.watch->failingLock = "The library is busy.";
   WritingTurn turn(*bench.library, *bench.versions);
