@@ -11,10 +11,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <optional>
@@ -25,6 +23,7 @@
 
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
+#include "tests/support/Files.h"
 #include "tests/support/Random.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -33,6 +32,7 @@
 namespace quorvel {
 namespace {
 
+using kelvane::tests::bytesOf;
 using Clock = std::chrono::steady_clock;
 
 // The n-th text: its number, then bytes that depend on it, so that a mixture of two is none.
@@ -41,11 +41,6 @@ std::string textNumber(std::uint64_t number, std::size_t size) {
   while (text.size() < size) text.append(std::to_string(number * 0x9E3779B97F4A7C15 + text.size())).append(" ");
   text.resize(size);
   return text;
-}
-
-std::string bytesOf(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 // What a killed process leaves to those who look: how far it had come.

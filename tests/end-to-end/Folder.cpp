@@ -1,4 +1,5 @@
 #include "tests/end-to-end/Folder.h"
+#include "tests/support/Files.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,12 +24,7 @@ struct stat statusOf(const std::filesystem::path& path) {
 }  // namespace
 
 void Folder::put(std::string_view name, std::string_view bytes) const {
-  const std::filesystem::path file = path() / name;
-  std::filesystem::create_directories(file.parent_path());
-  std::ofstream out(file, std::ios::binary);
-  out << bytes;
-  out.close();
-  if (!out) throw std::runtime_error("Could not write " + file.native());
+  writeFile(path() / name, bytes);
 }
 
 std::string Folder::bytes(std::string_view name) const {

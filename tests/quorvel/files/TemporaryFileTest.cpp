@@ -7,12 +7,11 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {
@@ -27,11 +26,10 @@ class TemporaryFiles : public ::testing::Test {
     for (const auto& entry : fs::directory_iterator(folder_.path())) names.push_back(entry.path().filename());
     return names;
   }
-  void put(const std::string& name, const std::string& text) const { std::ofstream(folder_.path() / name) << text; }
-  std::string got(const std::string& name) const {
-    std::ifstream stream(folder_.path() / name);
-    return {std::istreambuf_iterator<char>(stream), {}};
+  void put(const std::string& name, const std::string& text) const {
+    kelvane::tests::writeFile(folder_.path() / name, text);
   }
+  std::string got(const std::string& name) const { return kelvane::tests::bytesOf(folder_.path() / name); }
   std::unique_ptr<TemporaryFile> made() const { return TemporaryFile::make(calls_, opened_.get(), "f"); }
 
   const kelvane::tests::TemporaryFolder folder_;

@@ -6,8 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -16,6 +14,8 @@
 #include "quorvel/history/History.h"
 #include "quorvel/history/SQLite.h"
 #include "tests/quorvel/history/OpenedDatabase.h"
+#include "tests/support/Files.h"
+#include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {
@@ -29,14 +29,10 @@ class HistoryHouse : public ::testing::Test {
 
   std::filesystem::path pathOf(std::string_view identifier) const { return root / identifier; }
 
-  std::string read(const std::filesystem::path& file) const {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
+  std::string read(const std::filesystem::path& file) const { return kelvane::tests::bytesOf(file); }
 
   void write(const std::filesystem::path& file, std::string_view bytes) const {
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << bytes;
+    kelvane::tests::writeFile(file, bytes);
   }
 
   /// Puts a script on the disk.
@@ -93,12 +89,7 @@ class HistoryHouse : public ::testing::Test {
   }
 
   static std::string sentenceOf(const std::function<void()>& attempt) {
-    try {
-      attempt();
-    } catch (const HistoryError& error) {
-      return error.what();
-    }
-    return "(no failure)";
+    return kelvane::tests::sentenceOf<HistoryError>(attempt);
   }
 
   const kelvane::tests::TemporaryFolder folder;

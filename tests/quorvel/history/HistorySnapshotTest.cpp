@@ -1,4 +1,6 @@
 // Keeping versions: what is stored, how numbers go on, and many writers at once.
+#include <fstream>
+
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
 

@@ -7,9 +7,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -21,6 +19,8 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
+#include "tests/support/Files.h"
+#include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {
@@ -110,14 +110,10 @@ class LibraryHouse : public ::testing::Test {
 
   /// Puts a file on the disk, with the folders above it.
   void put(const std::filesystem::path& file, std::string_view bytes = "words") const {
-    std::filesystem::create_directories((root / file).parent_path());
-    std::ofstream(root / file, std::ios::binary) << bytes;
+    kelvane::tests::writeFile(root / file, bytes);
   }
 
-  std::string bytesOf(const std::filesystem::path& file) const {
-    std::ifstream stream(root / file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
+  std::string bytesOf(const std::filesystem::path& file) const { return kelvane::tests::bytesOf(root / file); }
 
   /// The names in a folder, hidden ones included but for the library's own folder, sorted by their bytes.
   std::vector<std::string> names(const std::filesystem::path& within = {}) const {
@@ -168,14 +164,7 @@ class LibraryHouse : public ::testing::Test {
     }
   }
 
-  static std::string sentenceOf(const std::function<void()>& attempt) {
-    try {
-      attempt();
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return "(no failure)";
-  }
+  static std::string sentenceOf(const std::function<void()>& attempt) { return kelvane::tests::sentenceOf(attempt); }
 
   const kelvane::tests::TemporaryFolder folder;
   const std::filesystem::path root = folder.path() / "Library";

@@ -5,9 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,6 +19,7 @@
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/quorvel/model/ModelTools.h"
 #include "tests/quorvel/model/Stories.h"
+#include "tests/support/Files.h"
 #include "tests/support/Random.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -103,7 +102,7 @@ class World {
     for (const auto& [identifier, text] : model_.files) {
       const auto old = before.find(identifier);
       if (text && (old == before.end() || old->second != text)) {
-        std::ofstream(root_ / identifier, std::ios::binary) << *text;
+        kelvane::tests::writeFile(root_ / identifier, *text);
       }
     }
   }
@@ -117,8 +116,7 @@ class World {
       }
       auto& text = files[entry->path().native().substr(root_.native().size() + 1)];
       if (entry->is_directory()) continue;
-      std::ifstream stream(entry->path(), std::ios::binary);
-      text.emplace(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+      text = kelvane::tests::bytesOf(entry->path());
     }
     return files;
   }

@@ -234,7 +234,7 @@ TEST(FileChange, worksWhereFoldersNeedNoFlushing) {
   StagedCalls file;
   file.failingFlush = 1;
   file.flushError = EINVAL;
-  EXPECT_NE(errorOf([&] { changeFile(folder.path() / "f", to("newest"), file); }), "no error");
+  EXPECT_NE(errorOf([&] { changeFile(folder.path() / "f", to("newest"), file); }), "(no failure)");
 }
 
 TEST(FileChange, startsOverWhenAnotherProgramWritesAtTheSameMoment) {
@@ -351,7 +351,7 @@ TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
         if (isRenamed) fs::rename(written, file);
       };
       const auto append = [](const auto& text) { return std::optional(*text + " edited"); };
-      EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }), "no error");
+      EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }), "(no failure)");
       EXPECT_EQ(got(file), row.text);
       EXPECT_EQ(entries(folder.path()), 1U);
     }
@@ -409,7 +409,7 @@ TEST(FileChange, losesNoChangeOfManyProcesses) {
         const std::string line = std::to_string(child) + ":" + std::to_string(done) + "\n";
         const auto append = [&](const auto& text) { return std::optional(text.value_or("") + line); };
         // Who is kept from it three times tries again, as a person would.
-        done += errorOf([&] { changeFile(file, append); }) == "no error" ? 1 : 0;
+        done += errorOf([&] { changeFile(file, append); }) == "(no failure)" ? 1 : 0;
       }
       return std::to_string(done);
     });

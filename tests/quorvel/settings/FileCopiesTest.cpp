@@ -142,7 +142,7 @@ TEST(FileCopies, areMadeOnlyWhenTheChangeIs) {
       if (row.isRefusedByTheEdit) throw FileError("refused");
       return "new";
     };
-    EXPECT_NE(errorOf([&] { changeFile(copies, edit); }), "no error");
+    EXPECT_NE(errorOf([&] { changeFile(copies, edit); }), "(no failure)");
     EXPECT_NE(got(file), "new");
     EXPECT_EQ(copies.last(), std::nullopt);
     EXPECT_EQ(entries(folder.path()), 1U);
@@ -177,7 +177,7 @@ TEST(FileCopies, stayWhenTheNewTextMayNotOutlastAPowerFailure) {
   StagedCalls calls;
   calls.failingFlush = 4;
   FileCopies copies = copiesOf(file, calls);
-  EXPECT_NE(errorOf([&] { changeFile(copies, to("new")); }), "no error");
+  EXPECT_NE(errorOf([&] { changeFile(copies, to("new")); }), "(no failure)");
   EXPECT_EQ(got(file), "new");
   EXPECT_EQ(got(file.native() + ".copy"), "old");
   EXPECT_EQ(entries(folder.path()), 2U);
@@ -251,7 +251,7 @@ TEST(FileCopies, loseNoTextOfManyProcesses) {
       while (done < each) {
         const std::string line = std::to_string(child) + ":" + std::to_string(done) + "\n";
         const auto append = [&](const auto& text) { return std::optional(text.value_or("") + line); };
-        done += errorOf([&] { changeFile(copies, append); }) == "no error" ? 1 : 0;
+        done += errorOf([&] { changeFile(copies, append); }) == "(no failure)" ? 1 : 0;
       }
       return std::to_string(done);
     });

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
-
 #include "host/Preferences.h"
 #include "quorvel/settings/FileChange.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Files.h"
+#include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quorvel {
@@ -19,13 +19,11 @@ using kelvane::UserDefaults;
 using kelvane::tests::TemporaryFolder;
 
 void put(const fs::path& file, std::string_view text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+  kelvane::tests::writeFile(file, text);
 }
 
 std::string got(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
+  return kelvane::tests::bytesOf(file, "no file");
 }
 
 /// A home folder of its own, for as long as the test runs.
@@ -223,12 +221,7 @@ TEST(FileDefaults, readAFileThatCannotBeReadAsNoSettingsAndDoNotOverwriteIt) {
   const std::string sentence = '"' + file.native() + "\" is not a file. Move it away and try again.";
   EXPECT_FALSE(defaults.boolForKey("a"));
   EXPECT_EQ(defaults.problem(), sentence);
-  try {
-    defaults.set("a", true);
-    ADD_FAILURE() << "A folder was taken for settings.";
-  } catch (const FileError& error) {
-    EXPECT_EQ(error.what(), sentence);
-  }
+  EXPECT_EQ(kelvane::tests::sentenceOf<FileError>([&] { defaults.set("a", true); }), sentence);
 }
 
 TEST(FileDefaults, changeOneSettingAndLeaveEveryOtherByte) {
@@ -310,14 +303,9 @@ TEST(FileDefaults, sayWhichFolderCannotBeMade) {
   put(home.path() / ".config", "a file");
   const auto defaults = FileDefaults::domain("org.example.Reader");
   EXPECT_FALSE(defaults->boolForKey("a"));
-  try {
-    defaults->set("a", true);
-    ADD_FAILURE() << "A setting was kept below a file.";
-  } catch (const FileError& error) {
-    EXPECT_EQ(error.what(), "The folder \"" + (home.path() / ".config/kelvane").native() +
-                                "\" could not be made, because \"" + (home.path() / ".config").native() +
-                                "\" is not a folder. Move it away and try again.");
-  }
+  EXPECT_EQ(kelvane::tests::sentenceOf<FileError>([&] { defaults->set("a", true); }),
+            "The folder \"" + (home.path() / ".config/kelvane").native() + "\" could not be made, because \"" +
+                (home.path() / ".config").native() + "\" is not a folder. Move it away and try again.");
   EXPECT_EQ(got(home.path() / ".config"), "a file");
 }
 

@@ -5,12 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <functional>
 
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileCopies.h"
 #include "quorvel/settings/FileReading.h"
+#include "tests/support/Files.h"
+#include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
 
 /// What the tests of FileChange.h share.
@@ -20,12 +21,11 @@ namespace fs = std::filesystem;
 using kelvane::tests::TemporaryFolder;
 
 inline void put(const fs::path& file, std::string_view text) {
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+  kelvane::tests::writeFile(file, text);
 }
 
 inline std::string got(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
+  return kelvane::tests::bytesOf(file, "no file");
 }
 
 inline std::size_t entries(const fs::path& folder) {
@@ -38,12 +38,7 @@ inline mode_t mode(const fs::path& file) {
 }
 
 inline std::string errorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const FileError& error) {
-    return error.what();
-  }
-  return "no error";
+  return kelvane::tests::sentenceOf<FileError>(body);
 }
 
 /// A file of which every text before a change is kept in a copy.
