@@ -20,7 +20,7 @@ constexpr std::size_t width = 100;        // of a page, in characters
 constexpr std::size_t longestSent = 400;  // bytes of a line to the server that are shown
 constexpr std::string_view bold = "\x1b[1m", dim = "\x1b[2m", plain = "\x1b[0m";
 
-/// How many bytes of the line fit on one row: all of them, or up to a blank between words.
+/// How many bytes of the line fit on one row: all of them, or up to a space between words.
 std::size_t row(std::string_view line, std::size_t room) {
   std::size_t end = 0;
   std::size_t blank = std::string_view::npos;
@@ -31,7 +31,7 @@ std::size_t row(std::string_view line, std::size_t room) {
   return end;
 }
 
-/// Where the second column of a line starts, if two blanks or more set one off.
+/// Where the second column of a line starts, if two or more spaces separate one.
 std::size_t secondColumn(std::string_view line) {
   const std::size_t gap = line.find("  ");
   return gap == std::string_view::npos ? 0 : std::min(line.find_first_not_of(' ', gap), line.size());

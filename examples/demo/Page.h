@@ -7,28 +7,28 @@
 
 namespace kelvane::demo {
 
-/// What a person sees of the conversation, on standard output: plain text, with bold and dim letters on a terminal.
+/// Prints the conversation on standard output: plain text, in bold and dim letters on a terminal.
 class Page {
  public:
   Page();
 
   /// A heading over the next part of the conversation.
   void heading(std::string_view text) const;
-  /// What the client wants, in a sentence.
+  /// A sentence about the next request.
   void sentence(std::string_view text) const;
-  /// A line that went to the server; a long one is cut, and says so.
+  /// A line that was sent to the server. A long one is shortened, which is shown.
   void sent(std::string_view line) const;
-  /// What came back, made readable. Long lines are wrapped.
+  /// A reply in readable form. Long lines are wrapped.
   void answer(std::string_view text) const;
-  /// Something that is said to the reader.
+  /// A remark to the reader.
   void remark(std::string_view text) const;
 
  private:
   bool inColor_;
 };
 
-/// Results made readable; all throw std::runtime_error when they are not what they should be. First those of the
-/// requests "initialize" and "tools/list", then the texts that tools answer with.
+/// Results in readable form: those of the requests "initialize" and "tools/list", then the texts of tools. All throw
+/// std::runtime_error if the result is not as expected.
 std::string asIntroduction(const JSON& initialize);
 std::string asCatalogue(const JSON& listTools);
 std::string asTree(std::string_view listScripts);
@@ -36,7 +36,7 @@ std::string asChapters(std::string_view listChapters);
 std::string asVersions(std::string_view listVersions);
 std::string asSummary(std::string_view updateScript);
 
-/// A text's beginning, up to the end of a paragraph, and how many words follow.
+/// The first paragraphs of a text, and how many words follow.
 std::string beginning(std::string_view text, std::size_t paragraphs);
 
 }  // namespace kelvane::demo

@@ -20,7 +20,7 @@ void check(int error, const char* what) {
   if (error != 0) throw std::system_error(error, std::generic_category(), what);
 }
 
-/// A pipe whose ends no child inherits unless told to: first the one to read from, then the one to write to.
+/// A pipe: first the end to read from, then the end to write to. No child inherits them by default.
 std::array<int, 2> pipe() {
   std::array<int, 2> ends{};
   check(::pipe(ends.data()) == 0 ? 0 : errno, "No pipe could be made");

@@ -1,6 +1,5 @@
-// A conversation between an MCP client and the server, for a person to follow: kelvane_demo PROGRAM LIBRARY. What the
-// client wants stands in a sentence, under it the line that it sends and what comes back. Exit status 0 when the server
-// answered as it should.
+// Shows a conversation between an MCP client and the server: kelvane_demo PROGRAM LIBRARY. For each request it prints a
+// sentence, the line that is sent, and the reply in readable form. The exit status is 0 if every reply is as expected.
 
 #include <csignal>
 #include <exception>
@@ -20,7 +19,7 @@ constexpr std::string_view podcast = "Podcast/Night Ferries/Opening, take 10.md"
 constexpr std::string_view bread = "Tutorials/Your First Loaf of Bread.md";
 constexpr std::string_view toast = "Family/A Toast for My Sister.md";
 
-/// The client's end: it numbers its requests and looks at what comes back.
+/// The client: it numbers its requests and checks the replies.
 class Client {
  public:
   Client(ServerProcess& server, const Page& page) : server_(server), page_(page) {}
@@ -42,13 +41,13 @@ class Client {
     server_.tell(line);
   }
 
-  /// The text that a tool answers with.
+  /// The text of a tool's result.
   std::string call(std::string_view tool, const JSON::Object& arguments) { return text(tool, arguments, false); }
 
-  /// The text with which a tool refuses.
+  /// The message of a tool's failed result.
   std::string mistake(std::string_view tool, const JSON::Object& arguments) { return text(tool, arguments, true); }
 
-  /// The message with which the server refuses a line that is no request.
+  /// The message of the error for a line that is not a request.
   std::string nonsense(std::string_view line) {
     page_.sent(line);
     const auto reply = JSON::decoded(server_.ask(line));
@@ -65,7 +64,7 @@ class Client {
     const JSON* content = result["content"];
     const JSON* item = content != nullptr && content->items() != nullptr ? content->items()->begin() : nullptr;
     const JSON* text = item != nullptr ? (*item)["text"] : nullptr;
-    if (failed == nullptr || text == nullptr || !text->string()) throw std::runtime_error("That is no tool's result.");
+    if (failed == nullptr || text == nullptr || !text->string()) throw std::runtime_error("Not a tool result.");
     if (*failed != JSON(isError)) throw std::runtime_error("Unexpected: " + std::string(*text->string()));
     return std::string(*text->string());
   }
@@ -108,7 +107,7 @@ void read(Client& client, const Page& page) {
 
 void err(Client& client, const Page& page) {
   page.heading("Mistakes");
-  page.sentence("And the ninth chapter? There is none; the answer says what there is.");
+  page.sentence("And the ninth chapter? It does not exist, and the answer says which ones do.");
   page.answer(client.mistake("read_chapter", {{"id", bread}, {"chapter", "9"}}));
 
   page.sentence("Can it be talked into reading a file outside the library?");
@@ -148,15 +147,15 @@ void write(Client& client, const Page& page) {
   page.sentence("On second thoughts, that belongs before the baking.");
   page.answer(asChapters(client.call("move_chapter", {{"id", bread}, {"chapter", "6"}, {"to", "5"}})));
 
-  page.sentence("Both changes left the text before them in the history.");
+  page.sentence("Both changes saved the old text in the history.");
   page.answer(asVersions(client.call("list_versions", {{"id", bread}})));
 }
 
 int converse(const std::string& program, const std::string& library) {
   const Page page;
-  page.remark("Somebody keeps scripts in a folder. A client starts the server for it, with");
+  page.remark("A person has scripts in a folder. A client starts the server for it with");
   page.remark("    kelvane serve --library " + library + " --allow-writes");
-  page.remark("and from then on they exchange lines of JSON: one there (->), one back (<-), made readable here.");
+  page.remark("Then they exchange lines of JSON: a request (->) and its reply (<-), shown here in readable form.");
   ServerProcess server({program, "serve", "--library", library, "--allow-writes"});
   Client client(server, page);
   introduce(client, page);
@@ -166,7 +165,7 @@ int converse(const std::string& program, const std::string& library) {
 
   page.heading("Goodbye");
   const int status = server.hangUp();
-  page.remark("The client hangs up, and the server ends with status " + std::to_string(status) + ".");
+  page.remark("The client closes the connection, and the server exits with status " + std::to_string(status) + ".");
   return status;
 }
 

@@ -8,7 +8,7 @@
 namespace kelvane {
 namespace {
 
-/// A document as the file of a client holds it: its text, or nullptr for no document.
+/// The content of a client's file, or nullptr for a missing file.
 std::optional<JSON> document(const char* text) {
   return text ? JSON::decoded(text) : std::nullopt;
 }
@@ -145,7 +145,7 @@ TEST(ClaudeConfig, usesTheSameServerNameAsTheOtherClient) {
   EXPECT_EQ(ClaudeConfig::serverName, CodexConfig::serverName);
 }
 
-/// Documents of the shapes that matter: whatever may stand at the root, as the servers, as the entry and in it.
+/// Random documents, with any kind of value at the root, as the servers, as the entry and in it.
 class Documents {
  public:
   explicit Documents(std::mt19937_64 random) : random_(random) {}
@@ -198,7 +198,7 @@ class Documents {
   std::mt19937_64 random_;
 };
 
-/// Every member of an object but one.
+/// Every member of an object except one.
 std::vector<std::pair<std::string, JSON>> without(std::string_view key, const JSON* value) {
   std::vector<std::pair<std::string, JSON>> others;
   if (value == nullptr || value->object() == nullptr) return others;

@@ -21,7 +21,7 @@ bool startsWith(const Characters& text, const Characters& prefix) {
   return text.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), text.begin());
 }
 
-/// Blanks go a scalar at a time, so this looks at bytes: the UTF-8 of the tab and of the space separators.
+/// Spaces are removed by scalars, so this compares bytes: the UTF-8 of the tab and of the space separators.
 Characters trimmed(const Characters& line) {
   static const std::set<std::string> blanks = {"\t",     " ",      "\u00A0", "\u1680", "\u2000", "\u2001",
                                                "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007",

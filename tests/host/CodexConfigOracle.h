@@ -4,8 +4,7 @@
 #include <string_view>
 #include <vector>
 
-/// The Codex editor's rules written down a second time, in the plainest way: over characters, a step at a time, as slow
-/// as it comes.
+/// A second implementation of the rules for the Codex client's file: simple and slow, one character at a time.
 namespace kelvane::oracle {
 
 using Characters = std::vector<std::string>;

@@ -8,7 +8,7 @@
 namespace kelvane {
 namespace {
 
-/// Texts out of the pieces that the rules speak of, whole and broken.
+/// Random texts of the pieces that the rules are about, complete and broken.
 std::string generatedText(std::mt19937_64& random) {
   static const std::string pieces[] = {"[mcp_servers.kelvane]",
                                        "[mcp_servers.kelvane.env]",
@@ -40,13 +40,13 @@ std::string generatedText(std::mt19937_64& random) {
                                        "\v"};
   std::string text;
   for (std::size_t i = tests::below(24, random); i > 0; --i) {
-    // Line breaks twice as often as all the rest would have it, so that lines are short and headers stand alone.
+    // More line breaks than other pieces, so that lines are short and headers have lines of their own.
     text += tests::below(2, random) == 0 ? "\n" : tests::oneOf(pieces, random);
   }
   return text;
 }
 
-/// The text with as much taken out as leaves it failing.
+/// The smallest part of the text that still fails.
 template <class Fails>
 std::string shrunk(std::string text, Fails fails) {
   for (std::size_t length = text.size(); length > 0; length /= 2) {

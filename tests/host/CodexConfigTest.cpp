@@ -100,7 +100,7 @@ struct HeaderCase {
   std::string line;
 };
 
-// Each stands between a line of ours and one of the next table, so that both ends of what goes are seen.
+// Each stands between a line of ours and one of the next table, so that both ends of the removed part are checked.
 std::string around(const std::string& line) {
   return "a = 1\n" + line + "\nb = 2\n" OTHER;
 }
@@ -206,8 +206,8 @@ TEST(CodexConfig, readsAFileInCRLFAsOneLine) {
   EXPECT_EQ(CodexConfig::adding("/bin/k", itsSubTableFirst), SECTION);
 }
 
-// A CR at the very end joins the first line break written behind it, so that one more blank line is seen, and kept,
-// from then on.
+// A CR at the end joins the line break that is written after it, so that the content has one more empty line, which
+// stays from then on.
 TEST(CodexConfig, joinsALoneCRAtTheEndWithTheNextLineBreak) {
   const std::string once = CodexConfig::adding("/bin/k", "a = 1\r");
   EXPECT_EQ(once, "a = 1\r\n\n" SECTION);

@@ -12,7 +12,7 @@ namespace {
 using Values = std::map<std::string, bool, std::less<>>;
 using Keys = std::vector<std::string>;
 
-/// A store of Bools that notes which keys were read.
+/// A store of Bools that records the keys that are read.
 class FakeDefaults : public UserDefaults {
  public:
   explicit FakeDefaults(Values values) : values_(std::move(values)) {}
@@ -29,7 +29,7 @@ class FakeDefaults : public UserDefaults {
   Values values_;
 };
 
-/// The stores that the platform hands out in this test program, and the suites that it was asked for.
+/// The stores that this test program returns as the platform's, and the names of the suites that were requested.
 struct Platform {
   std::shared_ptr<const UserDefaults> standard = std::make_shared<FakeDefaults>(Values{});
   std::map<std::string, std::shared_ptr<const UserDefaults>, std::less<>> suites;

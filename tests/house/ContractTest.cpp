@@ -23,21 +23,21 @@
 #include "protocol/Transport.h"
 #include "scripttools/ScriptTools.h"
 
-/// The names that applications build on, as they are written there. Whoever renames one of them, or changes what it
-/// takes and gives, breaks their builds; so this does not compile then.
+/// The names that applications use. Renaming one, or changing its parameters or its result, breaks their builds, so
+/// then this does not compile.
 namespace kelvane {
 namespace {
 
 using std::same_as;
 
-// Only static operations, and no instances.
+// A type with static operations only.
 template <class Type>
 constexpr bool isNamespace = !std::is_constructible_v<Type>;
 
-// A type of our own with the same conversions as a text or a number, to see that those are all that count.
+// A type that no JSON value is made of.
 struct Foreign {};
 
-// JSON: sixteen bytes, made of nullptr, a Bool and nothing else that could pass for one, numbers, texts, Array, Object.
+// JSON: sixteen bytes, made of nullptr, bool (but nothing that converts to it), numbers, strings, Array and Object.
 
 static_assert(sizeof(JSON) == 16 && std::copyable<JSON> && std::is_nothrow_copy_constructible_v<JSON>);
 
@@ -75,7 +75,7 @@ concept HasTheAccessors = requires(const Value& value, std::string_view text) {
 };
 static_assert(HasTheAccessors<JSON>);
 
-// Values are equal or not, and neither hashed nor ordered.
+// Values have equality, but no order and no hash.
 template <class Value>
 concept HasAnOrder = requires(const Value& value) {
   value < value;
@@ -86,7 +86,7 @@ concept HasAHash = requires(const Value& value) {
 };
 static_assert(!HasAnOrder<JSON> && !HasAHash<JSON>);
 
-// Accessors that hand out views are deleted on temporaries.
+// Accessors that return views are deleted for temporaries.
 template <class Value>
 concept HandsOutText = requires(Value value) {
   std::forward<Value>(value).string();
@@ -167,7 +167,7 @@ static_assert(std::constructible_from<ScriptTools, std::shared_ptr<quorvel::Scri
                                       std::shared_ptr<quorvel::VersionStore>>);
 static_assert(same_as<decltype(std::declval<const ScriptTools&>().tools(false)), std::vector<Tool>>);
 
-// The person's switches and the clients' configurations.
+// The user's switches and the clients' configurations.
 
 static_assert(std::constructible_from<Preferences, const UserDefaults*> &&
               !std::is_convertible_v<const UserDefaults*, Preferences>);
@@ -187,7 +187,7 @@ static_assert(same_as<decltype(CodexConfig::adding("command", "text")), std::str
 static_assert(same_as<decltype(CodexConfig::removing("text")), std::string>);
 static_assert(same_as<decltype(CodexConfig::names("command", "text")), bool>);
 
-// What an application brings: abstract classes, and what the library defines that the build links.
+// What an application provides: abstract classes, and the definitions in the library that the build links.
 
 using quorvel::ScriptItem;
 using quorvel::ScriptVersion;

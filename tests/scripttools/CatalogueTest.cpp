@@ -11,7 +11,7 @@
 namespace kelvane::tests {
 namespace {
 
-// The catalogue as clients see it with writes allowed, a tool a line; the first six lines are all of it without.
+// The catalogue as clients see it if writing is allowed, one tool per line. Otherwise it is the first six lines.
 std::vector<std::string> expectedCatalogue() {
   std::ifstream file(KELVANE_SOURCE_DIR "/tests/scripttools/catalogue.txt");
   EXPECT_TRUE(file);
@@ -59,8 +59,8 @@ TEST_F(Catalogue, isMadeWithoutReadingTheLibrary) {
   EXPECT_TRUE(watch->accesses.empty());
 }
 
-// The names between back quotes in the first column of the table of tools, in their order, and how many stand above the
-// row about writing.
+// The names in back quotes in the first column of the README's table of tools, in their order, and how many of them
+// stand above the row about writing.
 std::pair<std::vector<std::string>, std::size_t> toolsOfTheReadme() {
   std::ifstream file(KELVANE_SOURCE_DIR "/README.md");
   EXPECT_TRUE(file);

@@ -28,7 +28,7 @@ class ChapterEditingTools : public WorkbenchTest {
     return text;
   }
 
-  // Nothing was kept and nothing written.
+  // No version was saved and no text was written.
   void expectUntouched(const std::string& file, std::string_view text) const {
     EXPECT_EQ(textOf(file), text);
     EXPECT_EQ(watch->changes(), 0U);

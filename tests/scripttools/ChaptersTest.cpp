@@ -28,7 +28,7 @@ std::string chapters(std::size_t count) {
   return text;
 }
 
-// The index as text, or the message.
+// The index as a string, or the message.
 std::string indexOf(std::string_view position, const Script& script) {
   try {
     return std::to_string(chapterIndex(position, script));
@@ -88,7 +88,7 @@ TEST(ChapterIndex, reportsThatAScriptHasNoChapters) {
   }
 }
 
-// The rule once more, in the plainest words: a sign, digits, a value that is compared as decimal text.
+// The same rule in a simpler way: a sign, digits, and a value that is compared as a decimal string.
 std::optional<std::size_t> oracle(std::string text, std::size_t count) {
   if (!text.empty() && text[0] == '-') return std::nullopt;  // zero or less, or no number
   if (!text.empty() && text[0] == '+') text.erase(0, 1);

@@ -21,7 +21,7 @@ using namespace std::string_literals;
 using quorvel::ScriptItem;
 using quorvel::ScriptVersion;
 
-// A library that lists what it is told to.
+// A library that lists the items that a test gives it.
 class TalkingLibrary : public InMemoryScriptLibrary {
  public:
   explicit TalkingLibrary(std::function<std::vector<ScriptItem>()> items)

@@ -133,7 +133,7 @@ TEST_F(LibraryWritingTools, appendAfterAnEmptyLineAndCountTheWholeText) {
   EXPECT_TRUE(labelsOf("Empty.md").empty());
 }
 
-// Longer than what any part of the way takes at once.
+// Longer than any buffer between the tool and the version store.
 TEST_F(LibraryWritingTools, saveLongNotesWholeAndCountLongTextsWhole) {
   for (const std::size_t words : {50U, 250U, 1'000U, 5'000U, 50'000U}) {
     SCOPED_TRACE(words);
@@ -167,7 +167,7 @@ class LinkedLibrary : public WatchedLibrary {
   const std::filesystem::path root_;
 };
 
-// A history that knows only where it was asked for.
+// A history that records the paths that it is asked for.
 class Paths : public quorvel::VersionStore {
  public:
   std::optional<quorvel::ScriptVersion> snapshot(std::string_view, const std::filesystem::path& script,

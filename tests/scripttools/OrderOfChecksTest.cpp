@@ -16,7 +16,7 @@ constexpr std::string_view firstTitle =
     "1.";
 constexpr std::string_view keepText = "\"keep_text\" is \"yes\" or \"no\"";
 
-// Where a row has several faults, its message is that of the first in the order in which the tool looks.
+// If a row has several faults, its message is about the first in the order in which the tool checks.
 const struct {
   std::string_view tool;
   std::string_view arguments;
@@ -174,7 +174,7 @@ const struct {
 
 class OrderOfChecks : public WorkbenchTest {
  protected:
-  // An empty text may be offered to history, which keeps none; nothing else is offered or written.
+  // An empty text may reach the history, which does not save it. No other text is saved or written.
   void expectNothingChanged() const {
     EXPECT_EQ(watch->count("write") + watch->count("create") + watch->count("rename"), 0U);
     for (const char* script : {"Empty.md", "Notes.md", "Talk.md"}) EXPECT_TRUE(labelsOf(script).empty());

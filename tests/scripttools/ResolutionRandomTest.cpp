@@ -1,5 +1,5 @@
-// Random identifiers in random trees of folders, scripts and links, and the rules told a second time: with the standard
-// library's paths, a piece at a time.
+// Random identifiers in random trees of folders, scripts and links, compared with a second implementation that goes
+// piece by piece through the standard library's paths.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,8 +36,8 @@ bool isFolder(const path& place) {
   return std::filesystem::is_directory(place, ignored);
 }
 
-/// The standardized path with its links followed. A piece of it behind which there are too many stays, and what
-/// follows.
+/// The standardized path with its links followed. A piece that leads to too many links stays, and so does what follows
+/// it.
 path followed(const path& asked) {
   path reached = "/";
   const path plain = asked.lexically_normal();
@@ -72,7 +72,7 @@ std::string quoted(const std::string& identifier) {
   return "\"" + identifier + "\"";
 }
 
-/// What resolving is expected to find: "folder ID", "script ID", or what is wrong.
+/// The expected result: "folder ID", "script ID", or the message.
 std::string expected(const std::string& identifier, const path& root) {
   const path asked(identifier);
   if (asked.is_absolute() || std::find(asked.begin(), asked.end(), "..") != asked.end())
@@ -112,7 +112,7 @@ class Tree {
     for (std::size_t entry = 0; entry < 25; ++entry) grow();
   }
 
-  /// A path of names that are there or not, with slashes, dots and what else clients come up with.
+  /// A path of existing and missing names, with slashes, dots and other things that clients send.
   std::string identifier() {
     std::string text = oneIn(30) ? "/" : "";
     for (std::size_t pieces = oneIn(20) ? below(2'000, random_) : 1 + below(6, random_); pieces > 0; --pieces) {
@@ -184,7 +184,7 @@ TEST(ResolutionOfAnyIdentifier, matchesAPieceByPieceResolution) {
       ASSERT_EQ(found(identifier, library), outcome) << ::testing::PrintToString(identifier);
       ++kinds[kindOf(outcome)];
       if (kindOf(outcome) == "is not inside") continue;
-      // Where the system finds something it is the same thing; where nothing is, its place is still the same.
+      // If the file exists, both paths lead to the same file. If not, both name the same missing file.
       const std::string place = locate(identifier, library);
       EXPECT_EQ(place, followed(tree.root / identifier));
       std::error_code missing;

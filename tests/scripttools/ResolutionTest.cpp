@@ -204,7 +204,7 @@ TEST_F(Resolution, followsLinksOfLinks) {
   EXPECT_EQ(item("first", *library), outside("first"));
 }
 
-// A library that knows its items' identifiers however its root is spelled.
+// A library that returns the right identifiers for every spelling of its root.
 class SpelledLibrary : public InMemoryScriptLibrary {
  public:
   using InMemoryScriptLibrary::InMemoryScriptLibrary;
@@ -266,7 +266,7 @@ TEST_F(Resolution, joinsTheRootAndAnIdentifierUnchanged) {
   EXPECT_EQ(pathOf("Scenes/Intro.md", *library).native(), root.native() + "/Scenes/Intro.md");
 }
 
-// A library that must not be asked for anything.
+// A library of which no operation may be called.
 class UntouchableLibrary : public InMemoryScriptLibrary {
  public:
   UntouchableLibrary() : InMemoryScriptLibrary("/nonexistent") {}

@@ -1,4 +1,4 @@
-// What others do while a writing tool waits for its turn.
+// What happens if other programs change the library while a writing tool waits for the lock.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -18,8 +18,8 @@ void relink(const std::filesystem::path& link, const std::filesystem::path& targ
   std::filesystem::create_symlink(target, link);
 }
 
-// Each writing tool at what a link leads to: the link "Way.md" to Talk.md and "Way" to Scenes, until others let them
-// lead to Other.md and Songs.
+// Each writing tool with the identifier of a link. "Way.md" leads to Talk.md and "Way" to Scenes, until another program
+// changes them to Other.md and Songs.
 const struct {
   std::string_view tool;
   std::string_view arguments;

@@ -14,7 +14,7 @@
 namespace kelvane::tests {
 namespace {
 
-// A message of a transcript and the reply behind it; transcripts/README.md has the format.
+// A message of a transcript and the reply to it; transcripts/README.md has the format.
 struct Exchange {
   std::size_t line;
   std::string message;

@@ -16,8 +16,8 @@
 
 namespace kelvane::tests {
 
-/// What was asked of a library and its history, in order, and what is to go wrong. An access reads
-/// "write Talk.md", with "unlocked: " before it when it happened outside the lock.
+/// Records the calls of a library and its history, in order, and makes chosen ones fail. A record is a string such as
+/// "write Talk.md", with "unlocked: " before it if the lock was not held.
 struct Watch {
   std::vector<std::string> accesses;
   std::optional<std::size_t> failingAccess;  ///< The access with this number, 0 for the first, throws `failure`.
@@ -33,7 +33,7 @@ struct Watch {
     if (fails) throw std::runtime_error(std::string(failure));
   }
 
-  /// The accesses of that operation, whatever lock was held: "write", "snapshot".
+  /// The records of one operation, such as "write" or "snapshot", with or without the lock.
   std::size_t count(std::string_view operation) const {
     return static_cast<std::size_t>(std::count_if(accesses.begin(), accesses.end(), [&](std::string_view access) {
       const std::string_view unlocked = "unlocked: ";
@@ -42,11 +42,11 @@ struct Watch {
     }));
   }
 
-  /// How often anything was kept, created, renamed or written.
+  /// How many calls saved, created, renamed or wrote something.
   std::size_t changes() const { return count("snapshot") + count("write") + count("create") + count("rename"); }
 };
 
-/// Passes everything on to another library, and tells the watch of it.
+/// Passes every call on to another library, and records it.
 class WatchedLibrary : public quorvel::ScriptLibrary {
  public:
   WatchedLibrary(std::shared_ptr<quorvel::ScriptLibrary> library, std::shared_ptr<Watch> watch)
@@ -109,7 +109,7 @@ class WatchedLibrary : public quorvel::ScriptLibrary {
   std::shared_ptr<Watch> watch_;
 };
 
-/// The same for a history. Paths are told relative to the library's root.
+/// The same for a history. Paths are recorded relative to the library's root.
 class WatchedStore : public quorvel::VersionStore {
  public:
   WatchedStore(std::shared_ptr<quorvel::VersionStore> store, std::filesystem::path root, std::shared_ptr<Watch> watch)

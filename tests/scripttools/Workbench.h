@@ -18,7 +18,7 @@
 
 namespace kelvane::tests {
 
-/// What a tool answered with: its text, or its failure's whole message.
+/// The result of a tool: its text, or the whole message of its failure.
 struct Answer {
   std::string text;
   bool failed = false;
@@ -38,10 +38,10 @@ Answer failed(std::string_view message);
 ///     Scenes/Deep/Middle.md       words and no chapters
 ///     Scenes/Intro.md             one chapter
 ///     Songs/                      an empty folder
-///     Empty.md                    nothing
+///     Empty.md                    an empty script
 ///     Notes.md                    ten words and no chapters
 ///     Talk.md                     a preamble and three chapters, the last without text
-///     Scenes/readme.txt, Scenes/Loud.MD, .md, Trailing.md. and README: no scripts
+///     Scenes/readme.txt, Scenes/Loud.MD, .md, Trailing.md. and README: not scripts
 ///
 /// Versions are saved a minute apart, the first at 2025-03-01 14:05:09 GMT.
 class Workbench {
@@ -52,13 +52,13 @@ class Workbench {
   Answer call(std::string_view tool, std::string_view arguments) const;
   Answer call(std::string_view tool, const JSON::Object& arguments) const;
 
-  /// A script's text, and the texts and labels kept of it, newest first. None of these is seen by the watch.
+  /// A script's text, and the texts and labels of its versions, newest first. The watch records none of these calls.
   void put(const std::string& identifier, std::string_view text) const;
   std::string textOf(const std::string& identifier) const;
   std::vector<std::string> keptOf(const std::string& identifier) const;
   std::vector<std::string> labelsOf(const std::string& identifier) const;
 
-  /// Makes an empty file that the library knows nothing of.
+  /// Creates an empty file that the library does not list.
   void touch(const std::filesystem::path& file) const;
 
   const TemporaryFolder folder;

@@ -17,8 +17,7 @@ namespace {
 
 using Accesses = std::vector<std::string>;
 
-// Each writing tool at work, with what it asks of the library and the history between taking the lock and letting it
-// go.
+// Each writing tool, with its calls of the library and the history between acquiring and releasing the lock.
 const struct {
   std::string_view tool;
   std::string_view arguments;
@@ -219,7 +218,7 @@ TEST(WritingTurns, loseNoTextWhenSeveralThreadsWrite) {
       EXPECT_NE(text.find(words), std::string::npos) << words;
     }
   }
-  // Each call kept exactly what it then replaced.
+  // Each call saved exactly the text that it then replaced.
   auto texts = bench.keptOf("Notes.md");
   ASSERT_EQ(texts.size(), std::size_t{writers * rounds});
   texts.insert(texts.begin(), text);
@@ -228,7 +227,7 @@ TEST(WritingTurns, loseNoTextWhenSeveralThreadsWrite) {
   }
 }
 
-// A turn is its call's own: what is in it belongs to that call alone.
+// A turn cannot be copied or moved: it belongs to one call.
 static_assert(!std::is_copy_constructible_v<WritingTurn> && !std::is_copy_assignable_v<WritingTurn>);
 static_assert(!std::is_move_constructible_v<WritingTurn> && !std::is_move_assignable_v<WritingTurn>);
 

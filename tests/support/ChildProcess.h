@@ -14,7 +14,8 @@
 
 namespace kelvane::tests {
 
-/// A forked child that runs something and ends. What it answers, or the message of what it threw, comes back as text.
+/// A forked child that runs a function and exits. Its parent gets the string that the function returns, or "threw: "
+/// and the message of the exception that it throws.
 class ChildProcess {
  public:
   explicit ChildProcess(const std::function<std::string()>& body) {
@@ -45,7 +46,7 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
   ~ChildProcess() { answer(); }
 
-  /// Waits for its end. "killed by signal N" when it was.
+  /// Waits until the child ends, and returns its string, or "killed by signal N". Empty if called again.
   std::string answer() {
     if (child_ < 0) return {};
     std::string text;
@@ -73,7 +74,7 @@ inline std::string inChild(const std::function<std::string()>& body) {
   return ChildProcess(body).answer();
 }
 
-/// In a child: gives up root's rights for good, where the tests run with them.
+/// In a child: gives up root's rights for good, if the tests run with them.
 inline void becomeNobody() {
   if (::geteuid() != 0) return;
   if (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) {
@@ -81,7 +82,7 @@ inline void becomeNobody() {
   }
 }
 
-/// In a child: dies as if the plug were pulled on the process alone, without a word.
+/// In a child: kills the process at once, without running any destructor.
 [[noreturn]] inline void dieAtOnce() {
   ::kill(::getpid(), SIGKILL);
   for (;;) ::pause();

@@ -21,38 +21,37 @@
 
 namespace kelvane::tests {
 
-/// A kind of system calls, with all the numbers under which a C library may ask for it.
+/// A kind of system calls, with all the numbers that a C library uses for it.
 struct KindOfCalls {
   std::string name;
   std::vector<long> numbers;
 };
 
-/// Lets every system call of a kind fail from one of them on, for good, whoever makes it: this code, the C library, a
-/// database. It stages a disk that goes read-only, fills up or dies.
+/// Makes every system call of a kind fail, from a given one on, whoever makes it: this code, the C library or a
+/// database. So it imitates a disk that becomes read-only, fills up or dies.
 ///
-/// The kernel hands each call of the kind to a signal handler (seccomp's trap), which makes it or answers with the
-/// failure. What the handler makes itself the kernel knows by the sixth argument, which none of these calls has.
+/// The kernel passes each call of the kind to a signal handler (seccomp's trap), which makes the call or returns the
+/// failure. The handler marks its own calls by a sixth argument, which none of these calls has.
 class FailingSystemCalls {
  public:
   FailingSystemCalls() = delete;
 
-  /// In a child: from the `first`-th call of that kind on (1 for the next) each fails with that error and is not made.
-  /// A process that makes more than `mostCalls` of them is killed, since it would never
-  /// end. False where the system cannot
-  /// do so; nothing is staged then.
+  /// In a child: from the `first`-th call of that kind on (1 is the next), each call fails with that error instead of
+  /// being made. A process that makes more than `mostCalls` of them is killed, because it would never end. Returns
+  /// false, without any effect, if the system does not support this.
   static bool begin(const KindOfCalls& kind, int first, int error);
 
   /// How many calls of the kind there were.
   static int count() noexcept { return state().count; }
 
-  /// Does something that is neither counted nor fails, as another program would.
+  /// Runs a function whose calls are neither counted nor fail, like those of another program.
   static void unstaged(const std::function<void()>& happening) {
     state().isStaged = false;
     happening();
     state().isStaged = true;
   }
 
-  /// From now on every call is made.
+  /// From now on no call fails.
   static void stop() noexcept { state().isStaged = false; }
 
   static constexpr int mostCalls = 50'000;

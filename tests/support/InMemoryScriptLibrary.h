@@ -23,8 +23,8 @@
 namespace kelvane::tests {
 
 /// A script library that keeps its texts in memory, with the same contract as the one on disk. May be used from several
-/// threads at once. Tools look on the disk where an identifier leads, so folders and empty files of the same names lie
-/// below the root, which must be an empty folder and spelt without links.
+/// threads at once. The tools resolve identifiers on the disk, so it creates folders and empty files of the same names
+/// below the root, which must be an empty folder, spelled without links.
 class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
  public:
   using Item = quorvel::ScriptItem;
@@ -92,7 +92,7 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   }
 
  private:
-  // Room for one. (A std::timed_mutex would do, but the thread sanitizer does not see one being locked.)
+  // At most one writer. (The thread sanitizer does not understand std::timed_mutex.)
   struct Writers {
     std::mutex mutex;
     std::condition_variable left;
@@ -144,7 +144,7 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
     return const_cast<InMemoryScriptLibrary*>(this)->textOf(script);
   }
 
-  // The item that something in the folder is to be, with a number where the name is taken by another than `own`.
+  // The item for a new entry in the folder. Its name gets a number if an entry other than `own` has the name already.
   Item itemFor(const std::string& folder, const std::string& name, Kind kind, const std::string& own) const {
     for (std::size_t number = 1;; ++number) {
       const std::string numbered = quorvel::numberedName(name, number);
@@ -188,7 +188,7 @@ class InMemoryScriptLibrary : public quorvel::ScriptLibrary {
   const std::chrono::milliseconds patience_;
   mutable std::mutex mutex_;
   Writers writers_;
-  std::map<std::string, std::optional<std::string>> entries_;  // a script's text; none for a folder
+  std::map<std::string, std::optional<std::string>> entries_;  // a script's text; nullopt for a folder
 };
 
 }  // namespace kelvane::tests

@@ -46,7 +46,7 @@ class InMemoryVersionStore : public quorvel::VersionStore {
     return versions;
   }
 
-  /// All that was kept of a script, oldest first.
+  /// All saved versions of a script, oldest first.
   std::vector<Kept> all(const std::filesystem::path& script) const {
     const std::lock_guard guard(mutex_);
     const auto found = kept_.find(script.native());

@@ -7,8 +7,8 @@
 
 namespace kelvane::tests {
 
-/// What a version history is, said as simply as possible: for each place the versions of the script that is or was last
-/// there, if any, oldest first, and those of the scripts before it.
+/// The simplest model of a version history. For each identifier it has the versions of the script that has the
+/// identifier now or had it last, oldest first, and the versions of the scripts that had it before.
 template <class Version>
 class ModelHistory {
  public:
@@ -44,7 +44,7 @@ class ModelHistory {
     }
   }
 
-  /// By identifier. Some may have no versions at all.
+  /// By identifier. Some have no versions.
   const std::map<std::string, Place>& places() const { return places_; }
 
  private:

@@ -7,7 +7,8 @@
 
 namespace kelvane::tests {
 
-/// The seed to begin with: printed, and taken from KELVANE_SEED where that is set, so that a failure can be repeated.
+/// The seed of a random test. Prints it, and reads it from KELVANE_SEED if that is set, so that a failure can be
+/// repeated.
 inline std::uint64_t firstSeed() {
   const char* given = std::getenv("KELVANE_SEED");
   const std::uint64_t seed = given ? std::strtoull(given, nullptr, 10) : std::random_device{}();
@@ -25,7 +26,7 @@ inline std::size_t below(std::size_t bound, std::mt19937_64& generator) {
   return std::uniform_int_distribution<std::size_t>(0, bound - 1)(generator);
 }
 
-/// One of the elements of an array or a container that has them in a row.
+/// A random element of an array or of a contiguous container.
 template <class Elements>
 const auto& oneOf(const Elements& elements, std::mt19937_64& generator) {
   return std::data(elements)[below(std::size(elements), generator)];

@@ -8,7 +8,7 @@
 
 namespace kelvane::tests {
 
-/// A description as a name of letters and digits: "a line that is empty" is "aLineThatIsEmpty".
+/// A name of letters and digits for a description: "aLineThatIsEmpty" for "a line that is empty".
 inline std::string nameMadeOf(std::string_view description) {
   std::string name;
   bool beginsWord = false;
@@ -24,8 +24,8 @@ inline std::string nameMadeOf(std::string_view description) {
   return name;
 }
 
-/// Names each row of a table of cases after what the row prints: the last argument of INSTANTIATE_TEST_SUITE_P. Two
-/// rows of one table that print the same are refused by GoogleTest. A row of a structure prints what its PrintTo says.
+/// Names each row of a table after what the row prints; pass it as the last argument of INSTANTIATE_TEST_SUITE_P. A row
+/// that is a structure needs a PrintTo function. GoogleTest refuses two rows with the same name.
 struct RowName {
   template <class Row>
   std::string operator()(const testing::TestParamInfo<Row>& row) const {

@@ -7,7 +7,7 @@
 
 namespace kelvane::tests {
 
-/// Runs something to its end on a thread of its own with a stack of 256 KiB.
+/// Runs a function on a new thread with a stack of 256 KiB, and waits for it.
 inline void onSmallStack(const std::function<void()>& body) {
   pthread_attr_t attributes;
   pthread_t thread;

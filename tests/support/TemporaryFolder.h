@@ -9,7 +9,7 @@
 
 namespace kelvane::tests {
 
-/// A folder of its own below the temporary folder or another one; it goes, with all in it, at the object's end.
+/// A new folder below the system's temporary folder, or below another one. The destructor deletes it with its contents.
 class TemporaryFolder {
  public:
   explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
@@ -30,8 +30,8 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-/// Where files are in memory, for tests that write much and look at no disk; the temporary folder where the system has
-/// no such place.
+/// A folder whose files are in memory, for tests that write a lot and do not need a disk. The temporary folder if the
+/// system has none.
 inline std::filesystem::path folderInMemory() {
   const std::filesystem::path memory("/dev/shm");
   const bool isUsable = std::filesystem::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;

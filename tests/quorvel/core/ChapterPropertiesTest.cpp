@@ -38,15 +38,15 @@ Verdict holds(bool condition, const std::string& complaint, const std::string& t
   return condition ? fine : Verdict(complaint + ": " + shown(text));
 }
 
-/// The chapters of a given text with the line breaks that it is expected to have; its `preamble` is what comes before
-/// them. Behind a line break, where a byte-order mark is nothing special.
+/// The chapters of a given text with the line breaks that it is expected to have; `preamble` is the text before them.
+/// They follow a line break, so that a byte-order mark in the text is not at the start.
 ScriptParts partsOfGiven(const std::string& given) {
   ScriptParts parts = partsOf("\n" + passageOf(given));
   parts.preamble.erase(0, 1);
   return parts;
 }
 
-/// The titles with others in place of those from `begin` to `end`.
+/// The titles with others instead of those from `begin` to `end`.
 std::vector<std::string> replacing(std::vector<std::string> titles, std::size_t begin, std::size_t end,
                                    const std::vector<std::string>& others) {
   const auto first = titles.begin() + static_cast<std::ptrdiff_t>(begin);
@@ -170,7 +170,7 @@ TEST(ReplacingAChaptersText, changesNothingForThePresentText) {
     }
     const std::string once = ChapterEdits::replaceText(chapter, edit.givenText(), script)->applied(script.text());
     if (!partsOfGiven(tests::inBreaksOf(script.text(), edit.givenText())).chapters.empty()) return fine;
-    // Where the edit takes or brings the line breaks that are the more frequent, the text sent again takes the others.
+    // If the edit changes which line break is the more frequent, the text that is sent again gets the other one.
     if (tests::ownBreakOf(once) != tests::ownBreakOf(script.text())) return fine;
     return equal("once more", ChapterEdits::replaceText(chapter, edit.givenText(), Script(once))->applied(once), once);
   });

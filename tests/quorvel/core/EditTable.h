@@ -12,7 +12,7 @@
 /// Runs a row of a table of chapter edits.
 namespace quorvel::tests {
 
-/// The script's text after the edit; "no edit" where there is none.
+/// The script's text after the edit, or "no edit" for std::nullopt.
 template <typename Edit>
 std::string edited(std::string_view text, Edit edit) {
   const Script script{std::string(text)};
@@ -20,10 +20,10 @@ std::string edited(std::string_view text, Edit edit) {
   return change ? shown(change->applied(text)) : "no edit";
 }
 
-/// Expects what is in the row, and the same with CR LF throughout, behind a byte-order mark, and both; and with CR LF
-/// in the script for a client that sends LF. `editWith` is given a function to pass every text of the client's through
-/// and gives the edit as a function of the script. A row whose script has no line break stays with LF, which is what
-/// such a script uses.
+/// Expects the row's result in five variants: as it is, with CR LF throughout, after a byte-order mark, with both, and
+/// with CR LF in the script only, as for a client that sends LF. `editWith` gets a function that converts the client's
+/// texts, and returns the edit as a function of the script. A script without a line break uses LF, so it has no CR LF
+/// variants.
 template <typename EditWith>
 void expectWithEveryLineBreak(const char* description, std::string_view text, std::string_view expected,
                               EditWith editWith) {

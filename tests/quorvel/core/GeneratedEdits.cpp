@@ -123,7 +123,7 @@ std::string joined(const std::vector<std::string>& pieces) {
   return text;
 }
 
-/// Leaves out as many pieces as it can: first halves, then quarters, at last single ones.
+/// Leaves out as many pieces as possible: first halves, then quarters, finally single ones.
 void shrink(std::vector<std::string>& pieces, const std::function<bool()>& stillFails) {
   for (std::size_t length = std::max<std::size_t>(pieces.size(), 1);; length = (length + 1) / 2) {
     for (std::size_t begin = 0; begin < pieces.size();) {

@@ -4,8 +4,7 @@
 #include <string_view>
 #include <vector>
 
-/// The chapter model told a second time, and in another way than in the code: by lists of chapters and not by ranges.
-/// Slow and simple, for tests to compare with.
+/// A second chapter model, slow and simple, for tests to compare with. It uses lists of chapters instead of ranges.
 namespace quorvel::tests {
 
 struct ChapterParts {
@@ -18,7 +17,7 @@ struct ChapterParts {
   bool operator==(const ChapterParts&) const = default;
 };
 
-/// A script taken apart: what comes before the first heading, a byte-order mark included, and the chapters.
+/// A script in parts: the text before the first heading, including a byte-order mark, and the chapters.
 struct ScriptParts {
   std::string preamble;
   std::vector<ChapterParts> chapters;
@@ -29,29 +28,29 @@ struct ScriptParts {
 
 ScriptParts partsOf(std::string_view text);
 
-/// Whether there is nothing but white space, scalar by scalar.
+/// Whether every scalar is white space.
 bool isBlank(std::string_view line);
 
-/// The text up to the end of its last line that is not blank, without that line's break.
+/// The text through its last line that is not empty, without that line's break.
 std::string withoutEmptyLinesAtEnd(std::string_view text);
 
-/// A given text as it is expected in a script: without blank lines at its start and its end.
+/// A given text as it is expected in a script: without empty lines at its start and end.
 std::string passageOf(std::string_view text);
 
-/// The line break that most lines of the text end in, LF where it is as many.
+/// The line break of most lines of the text; LF on a tie.
 std::string ownBreakOf(std::string_view text);
 
 /// A given text with the line breaks that it is expected to have in a script.
 std::string inBreaksOf(std::string_view script, std::string_view given);
 
-/// A given text without a first line that says the title of the chapter again.
+/// A given text without a first line that repeats the chapter's heading.
 std::string belowHeading(std::string_view given, std::string_view title);
 
-/// Whether a given text is what the chapter of that script has already: as it stands or as it is read to a client, with
-/// its heading line or without, as it was sent or with the script's line breaks.
+/// Whether the chapter already has the given text: as it is or as a client reads it, with or without its heading line,
+/// with the sent line breaks or with the script's.
 bool isChaptersText(std::string_view given, const ChapterParts& chapter, std::string_view script);
 
-/// A given title on one line; and as it is expected in a heading, where the marker does not come twice.
+/// A given title on one line, and as it is expected in a heading, where the marker is not repeated.
 std::string onOneLine(std::string title);
 std::string withoutMarkers(std::string title);
 

@@ -17,7 +17,7 @@ using tests::repeated;
 using tests::shown;
 using namespace std::string_literals;
 
-/// A chapter as a table has it: where its heading begins and ends, where the chapter ends, and so on.
+/// A chapter as a table shows it: the offsets of its heading's start and end, of the chapter's end, and so on.
 struct Chapter {
   std::string title;
   std::size_t begin;

@@ -19,7 +19,7 @@ inline std::string withCRLF(std::string_view text) {
   return result;
 }
 
-/// The text as a C++ literal would have it, so that a failure shows every byte.
+/// The text as a C++ literal, so that a failure shows every byte.
 inline std::string shown(std::string_view text) {
   std::string result = "\"";
   for (const char byte : text) {
