@@ -1,21 +1,22 @@
 #include "quorvel/files/Replacement.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
+#include <memory>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileAttributes.h"
 #include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/FileSwap.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/OpenWriters.h"
-#include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/TemporaryFile.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {
@@ -26,21 +27,16 @@ class Replacement {
   Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep)
       : calls_(calls), file_(file), text_(text), keep_(keep) {}
 
-  ~Replacement() { discard(); }
-
   void make() {
-    const Descriptor old = openOld();
-    createTemporary();
-    fill();
-    if (!copyAttributes(old.get(), fresh_.get()))
-      throw failure(happened() + " without changing who may read and write it", errno);
-    flushTemporary();
-    if (exchange()) {
-      lookAtWhatCameBack();
-    } else if (SystemCalls::isLacking(errno)) {
+    prepare(openOld());
+    FileSwap swap(calls_, file_.folder, file_.name, *fresh_, text_);
+    const std::error_code error = swap.make();
+    if (!error) {
+      lookAtWhatCameBack(swap);
+    } else if (SystemCalls::isLacking(error.value())) {
       renameOver();
     } else {
-      throw failed(errno);
+      throw failed(error.value());
     }
     flushFolder();
   }
@@ -74,64 +70,30 @@ class Replacement {
     return old;
   }
 
-  // The lock on the temporary file shows others that it has a living owner. Somebody may clear the file away between
-  // its creation and the lock; then another one is made.
-  void createTemporary() {
-    constexpr int mostAttempts = 100;  // nobody clears away so many, so it is the disk that cannot do this
-    for (int attempt = 0; attempt < mostAttempts; ++attempt, discard()) {
-      name_ = TemporaryName::fresh(file_.name);
-      temporary_ = name_.text();
-      fresh_ = Descriptor(::openat(file_.folder, temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                   S_IRUSR | S_IWUSR));
-      if (!fresh_) throw failed(errno);
-      const auto made = identityOf(fresh_.get());
-      if (!made) throw failed(errno);
-      name_.inode = made->number;
-      if (::flock(fresh_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
-      if (renameTemporary(name_)) return;
-      if (errno != ENOENT) throw failed(errno);
+  // The new text, flushed and with the old file's attributes, beside it.
+  void prepare(const Descriptor& old) {
+    fresh_ = TemporaryFile::make(calls_, file_.folder, file_.name);
+    if (!fresh_ && errno == EBUSY) {
+      throw LibraryError(happened() +
+                         ", because the temporary files that it needs are taken away again and again. Close other "
+                         "programs that tidy up this folder, check the disk, and try again.");
     }
-    throw LibraryError(happened() +
-                       ", because the temporary files that it needs are taken away again and again. Close other "
-                       "programs that tidy up this folder, check the disk, and try again.");
+    if (!fresh_ || !fresh_->write(text_)) throw failed(errno);
+    if (!copyAttributes(old.get(), fresh_->file()))
+      throw failure(happened() + " without changing who may read and write it", errno);
+    if (!fresh_->flush()) throw failed(errno);
   }
 
-  bool renameTemporary(const TemporaryName& name) {
-    std::string text = name.text();
-    if (calls_.rename(file_.folder, temporary_.c_str(), text.c_str()) != 0) return false;
-    temporary_ = std::move(text);
-    return true;
-  }
-
-  void fill() {
-    for (std::string_view text = text_; !text.empty();) {
-      const long written = calls_.write(fresh_.get(), text.data(), text.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written <= 0) throw failed(written < 0 ? errno : EIO);
-      text.remove_prefix(static_cast<std::size_t>(written));
-    }
-  }
-
-  // Some disks report what went wrong with a file when it is closed, which a second descriptor can be without letting
-  // go of the lock.
-  void flushTemporary() {
-    if (calls_.flush(fresh_.get()) != 0) throw failed(errno);
-    const int second = ::fcntl(fresh_.get(), F_DUPFD_CLOEXEC, 0);
-    if (second < 0 || ::close(second) != 0) throw failed(errno);
-  }
-
-  void lookAtWhatCameBack() {
-    inPlace_ = true;
+  void lookAtWhatCameBack(FileSwap& swap) {
     try {
       requireFolderInPlace();
-      keepTextOf(openFile(temporary_));
+      keepTextOf(openFile(fresh_->name()));
       requireFolderInPlace();  // for the text that was kept as well
     } catch (...) {
-      undo();
+      undo(swap);
       throw;
     }
-    // Should this fail, the next writer clears it away.
-    calls_.unlink(file_.folder, temporary_.c_str());
+    fresh_->remove();
   }
 
   void keepTextOf(const Descriptor& taken) {
@@ -145,51 +107,11 @@ class Replacement {
     kept_ = std::move(*text);
   }
 
-  // Swaps the temporary file and the script. False, with the reason in errno, when they stand as they stood: a disk
-  // over the network may have done what it says that it could not do, so what is there is looked at.
-  bool exchange() const {
-    const auto before = identityOf(file_.folder, file_.name);
-    if (calls_.exchange(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0) return true;
-    const int error = errno;
-    const bool isDone = before && before == identityOf(file_.folder, temporary_);
-    errno = error;
-    return isDone;
-  }
-
-  // Puts back what came back. From now on either file was to be read in the script's place once, which the temporary
-  // name has to say before they change places. Where another program has saved onto ours or put a file of its own there
-  // meanwhile, that goes back to where it was saved, and what came back first waits for the next writer.
-  void undo() {
-    if (!renameTemporary(name_.ofTakenFile()) || !exchange()) throw notTakenOut(errno);
-    switch (lookAtOurs()) {
-      case Ours::untouched:
-        calls_.unlink(file_.folder, temporary_.c_str());
-        return;
-      case Ours::saved:
-        if (exchange()) return;
-        throw hidden(errno);
-      case Ours::unknown:
-        throw hidden(errno);
-    }
-  }
-
-  enum class Ours { untouched, saved, unknown };
-
-  // Whether the temporary file is the one that we made, as we filled it, and nobody is about to write into it; or what
-  // another program has saved. Unknown with the reason in errno.
-  Ours lookAtOurs() {
-    const auto ours = identityOf(fresh_.get());
-    const auto present = ours ? identityOf(file_.folder, temporary_) : std::nullopt;
-    if (!present) return Ours::unknown;
-    if (present != ours) return Ours::saved;
-    const Descriptor file(
-        ::openat(file_.folder, temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file) return Ours::unknown;
-    fresh_ = Descriptor();  // which is open for writing
-    if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return Ours::saved;
-    const auto text = readToEnd(file.get(), calls_);
-    if (!text) return errno == EBUSY || errno == EFBIG ? Ours::saved : Ours::unknown;
-    return *text == text_ ? Ours::untouched : Ours::saved;
+  // Where other programs have saved meanwhile, what they saved before the last waits for the next writer.
+  void undo(FileSwap& swap) const {
+    const FileSwap::Undone undone = swap.undo();
+    if (undone.how == FileSwap::Undone::notTakenOut) throw notTakenOut(undone.error.value());
+    if (undone.how == FileSwap::Undone::unclear) throw hidden(undone.error.value());
   }
 
   std::string inPlace() const { return "The new text of " + quorvel::quoted(file_.shownName) + " is in its place"; }
@@ -226,7 +148,7 @@ class Replacement {
     requireFolderInPlace();
     const Descriptor old = openFile(file_.name);
     keepTextOf(old);
-    const std::string aside = name_.ofTakenFile().text();
+    const std::string aside = fresh_->markedName();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
     if (!linked && !SystemCalls::isLacking(errno)) throw failed(errno);
@@ -240,14 +162,11 @@ class Replacement {
       if (!present) throw failed(error);
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
-    const bool isRenamed = calls_.rename(file_.folder, temporary_.c_str(), file_.name.c_str()) == 0;
-    const int error = errno;
-    // A disk over the network may have done what it says that it could not do.
-    if (!isRenamed && !isSame(fresh_, file_.name)) {
+    if (!fresh_->renameTo(file_.name)) {
+      const int error = errno;
       forgetAside();
       throw failed(error);
     }
-    inPlace_ = true;
     try {
       keepTextOf(old);
     } catch (...) {
@@ -262,25 +181,12 @@ class Replacement {
                        ". Check the disk, then write the text again.");
   }
 
-  bool isSame(const Descriptor& file, const std::string& name) const {
-    const auto opened = identityOf(file.get());
-    return opened && opened == identityOf(file_.folder, name);
-  }
-
-  // Removes the temporary file, if it never was in the script's place.
-  void discard() {
-    if (fresh_ && !inPlace_ && isSame(fresh_, temporary_)) calls_.unlink(file_.folder, temporary_.c_str());
-  }
-
   const SystemCalls& calls_;
   const ReplacedFile& file_;
   const std::string_view text_;
   const KeepTakenText& keep_;
   std::string kept_;  // the text that was kept last
-  Descriptor fresh_;
-  TemporaryName name_;
-  std::string temporary_;  // the name that it has
-  bool inPlace_ = false;   // the new text was what the file's name leads to
+  std::unique_ptr<TemporaryFile> fresh_;
 };
 
 }  // namespace

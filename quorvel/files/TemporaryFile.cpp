@@ -8,22 +8,20 @@
 #include <cerrno>
 #include <utility>
 
-#include "quorvel/files/FileIdentity.h"
-
 namespace quorvel {
 
 // Somebody may clear the file away between its creation and the lock; then another one is made.
 std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int folder, std::string_view name) {
-  constexpr int mostAttempts = 100;
+  constexpr int mostAttempts = 100;  // nobody clears away so many, so it is the disk that cannot do this
   for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     TemporaryName parts = TemporaryName::fresh(name);
     Descriptor file(::openat(folder, parts.text().c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
     if (!file) return nullptr;
     std::unique_ptr<TemporaryFile> made(new TemporaryFile(calls, folder, parts, std::move(file)));
-    const auto identity = identityOf(made->file());
-    if (!identity) return nullptr;
-    parts.inode = identity->number;
+    made->identity_ = identityOf(made->file());
+    if (!made->identity_) return nullptr;
+    parts.inode = made->identity_->number;
     if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
     if (made->moveTo(parts)) return made;
     if (errno != ENOENT) return nullptr;
@@ -37,10 +35,9 @@ TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const Tempora
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (name_.empty() || isLeft_ || !file_) return;
+  if (name_.empty() || isLeft_ || !identity_) return;
   const int error = errno;  // still to be read by whoever gave up before this went
-  const auto made = identityOf(file());
-  if (made && made == identityOf(folder_, name_)) remove();
+  if (identityOf(folder_, name_) == identity_) remove();
   errno = error;
 }
 
@@ -49,12 +46,11 @@ TemporaryFile::~TemporaryFile() {
 bool TemporaryFile::write(std::string_view text) const {
   Descriptor writing(::openat(folder_, name_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!writing) return false;
-  const auto made = identityOf(file());
-  if (!made || made != identityOf(writing.get())) return errno = EBUSY, false;
+  if (identityOf(writing.get()) != identity_) return errno = EBUSY, false;
   while (!text.empty()) {
     const long written = calls_.write(writing.get(), text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
+    if (written <= 0) return errno = written < 0 ? errno : EIO, false;
     text.remove_prefix(static_cast<std::size_t>(written));
   }
   return ::close(writing.release()) == 0;
@@ -65,7 +61,10 @@ bool TemporaryFile::flush() const {
 }
 
 bool TemporaryFile::renameTo(const std::string& name) {
-  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) return false;
+  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) {
+    const int error = errno;
+    if (identityOf(folder_, name) != identity_) return errno = error, false;
+  }
   name_.clear();
   return true;
 }

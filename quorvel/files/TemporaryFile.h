@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/files/TemporaryName.h"
 
@@ -21,7 +22,7 @@ namespace quorvel {
 class TemporaryFile {
  public:
   /// Makes an empty one. `folder` is open for longer than the object lives; `name` is the other file's name in it.
-  /// Nothing, with the reason in errno, when it cannot be made.
+  /// Nothing, with the reason in errno, when it cannot be made; EBUSY when another program takes each one away at once.
   static std::unique_ptr<TemporaryFile> make(const SystemCalls& calls, int folder, std::string_view name);
 
   TemporaryFile(const TemporaryFile&) = delete;
@@ -30,16 +31,22 @@ class TemporaryFile {
 
   const std::string& name() const noexcept { return name_; }
 
+  /// The name that `markTaken` gives.
+  std::string markedName() const { return parts_.ofTakenFile().text(); }
+
   /// The file that was made, open for reading.
   int file() const noexcept { return file_.get(); }
 
-  /// Puts a text into the empty file.
+  /// Which file was made, whatever has its name by now.
+  const FileIdentity& identity() const noexcept { return *identity_; }
+
+  /// Puts a text into the empty file. False with EBUSY when another program has put something else under its name.
   bool write(std::string_view text) const;
 
   /// Returns when the file's text and attributes are on the disk.
   bool flush() const;
 
-  /// Renames the file over whatever has that name.
+  /// Renames the file over whatever has that name. True as well where the disk says that it could not, but did.
   bool renameTo(const std::string& name);
 
   /// Gives the file another name instead of its own; false with EEXIST when something has it already.
@@ -65,6 +72,7 @@ class TemporaryFile {
   TemporaryName parts_;
   std::string name_;  // empty once nothing has it
   Descriptor file_;
+  std::optional<FileIdentity> identity_;  // none if the system did not tell; `make` gives no such object
   bool isLeft_ = false;
 };
 

@@ -6,11 +6,12 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileAttributes.h"
+#include "quorvel/files/FileSwap.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryFile.h"
@@ -22,9 +23,6 @@ namespace quorvel {
 namespace {
 
 constexpr int mostNewStarts = 3;
-
-// How often the files change places until no other program has come in between. Each time takes microseconds.
-constexpr int mostExchanges = 10;
 
 // Of two changes of ours that change places with one file each finds out about the other; of three, not always. Who
 // holds a folder for longer is no change.
@@ -84,9 +82,6 @@ class Change {
   }
 
  private:
-  /// A file's text, if it can be read while nobody has it open for writing.
-  using SeenText = std::optional<std::string>;
-
   FileError notWritten(int error) const { return fileError(shown_, "written", error); }
 
   // False when there is nothing to do.
@@ -129,26 +124,19 @@ class Change {
 
   // Leaves the new text in the place of the old one, or what another program put there at the same moment.
   void replace() {
-    if (calls_.exchange(folder_.get(), fresh_->name().c_str(), name_.c_str()) != 0) return renameOver();
+    FileSwap swap(calls_, folder_.get(), name_, *fresh_, after_);
+    if (swap.make()) return renameOver();
     isInPlace_ = true;
-    fresh_->leave();  // until it is known what it is that came out
-    SeenText out = seenText(fresh_->name());
-    if (out != before_) putBack(std::move(out));
+    if (seenText(fresh_->name()) != before_) return putBack(swap);
     fresh_->remove();
   }
 
-  // Something else than the old text came out. The two change places until what comes out is what went in just before:
-  // then nobody has saved there since, and what was saved last is in its place.
-  void putBack(SeenText newest) {
-    SeenText inPlace = after_;
-    const bool isMarked = fresh_->markTaken();
-    for (int count = 1; isMarked && count < mostExchanges; ++count) {
-      if (calls_.exchange(folder_.get(), fresh_->name().c_str(), name_.c_str()) != 0) break;
-      isInPlace_ = false;
-      SeenText out = seenText(fresh_->name());
-      if (out && out == inPlace) return;
-      inPlace = std::exchange(newest, std::move(out));
-    }
+  // What came out is not the old text. What other programs saved last goes back.
+  void putBack(FileSwap& swap) {
+    const FileSwap::Undone undone = swap.undo();
+    isInPlace_ = undone.how == FileSwap::Undone::notTakenOut;
+    if (undone.how == FileSwap::Undone::done) return;
+    if (undone.how == FileSwap::Undone::savedMeanwhile) return fresh_->remove();
     throw FileError("Another program wrote " + quorvel::quoted(shown_.native()) +
                     " at the same moment. What it wrote is now in " +
                     quorvel::quoted((folderPath_ / fresh_->name()).native()) + "; put it back from there.");
@@ -165,7 +153,8 @@ class Change {
     if (!isInPlace_ && errno != EEXIST) throw notWritten(errno);
   }
 
-  SeenText seenText(const std::string& name) const {
+  // A file's text, if it can be read while nobody has it open for writing.
+  std::optional<std::string> seenText(const std::string& name) const {
     try {
       const Descriptor file = openFile(folder_.get(), name, shown_);
       if (file && waitForWriters(file.get(), patienceWithWriters)) return textOf(file, shown_);

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
@@ -112,6 +113,37 @@ TEST_F(TemporaryFiles, leaveWhatAnotherProgramPutUnderTheirNames) {
   EXPECT_FALSE(file->takeFreeName("g"));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(got("g"), "taken");
+}
+
+// What such disks answer to a call that they make, or make nothing of.
+class LyingDisk : public SystemCalls {
+ public:
+  long write(int, const void*, std::size_t) const noexcept override { return 0; }
+  int rename(int folder, const char* from, const char* to) const noexcept override {
+    const bool isFirst = std::exchange(isFirst_, false);
+    return SystemCalls::rename(folder, from, to) == 0 && isFirst ? 0 : (errno = EIO, -1);
+  }
+
+ private:
+  mutable bool isFirst_ = true;  // which is that of the making
+};
+
+TEST_F(TemporaryFiles, areNotWrittenByADiskThatTakesNoByte) {
+  const LyingDisk disk;
+  const auto file = TemporaryFile::make(disk, opened_.get(), "f");
+  ASSERT_TRUE(file);
+  EXPECT_FALSE(file->write("text"));
+  EXPECT_EQ(errno, EIO);
+}
+
+TEST_F(TemporaryFiles, areRenamedThoughTheDiskDeniesIt) {
+  const LyingDisk disk;
+  put("g", "old");
+  const auto file = TemporaryFile::make(disk, opened_.get(), "f");
+  ASSERT_TRUE(file);
+  EXPECT_TRUE(file->renameTo("g"));
+  EXPECT_EQ(names(), std::vector<std::string>{"g"});
+  EXPECT_EQ(got("g"), "");
 }
 
 TEST_F(TemporaryFiles, areTriedWithoutATrace) {

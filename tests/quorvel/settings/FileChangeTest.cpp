@@ -319,6 +319,18 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
   }
 }
 
+TEST(FileChange, countsASwapThatWasMadeThoughTheDiskDeniesIt) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  StagedCalls calls;
+  calls.deniesExchange = true;
+  EXPECT_TRUE(changeFile(file, to("new"), calls));
+  EXPECT_EQ(got(file), "new");
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
 struct SaveCase {
   const char* description;
   std::vector<int> swaps;  // before which another program saves: 0 for the first one

@@ -59,6 +59,7 @@ inline bool changeFile(const fs::path& file, const FileEdit& edit,
 class StagedCalls : public SystemCalls {
  public:
   bool hasExchange = true;
+  bool deniesExchange = false;  // an exchange is made and said to have failed
   bool hasFreeRename = true;
   bool hasRename = true;
   int failingWrite = 0;
@@ -82,7 +83,8 @@ class StagedCalls : public SystemCalls {
     beforeEach();
     beforeSwap();
     ++swaps;
-    return hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
+    const int made = hasExchange ? SystemCalls::exchange(folder, one, other) : (errno = EINVAL, -1);
+    return deniesExchange ? (errno = EIO, -1) : made;
   }
   int rename(int folder, const char* from, const char* other) const noexcept override {
     beforeEach();

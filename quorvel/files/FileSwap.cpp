@@ -1,0 +1,81 @@
+#include "quorvel/files/FileSwap.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <chrono>
+#include <utility>
+
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WholeFile.h"
+
+namespace quorvel {
+namespace {
+
+// How often the files change places in all, until no other program comes in between. Each time takes microseconds.
+constexpr int mostExchanges = 10;
+
+std::error_code systemError(int error) {
+  return {error, std::generic_category()};
+}
+
+}  // namespace
+
+FileSwap::FileSwap(const SystemCalls& calls, int folder, std::string_view name, TemporaryFile& fresh,
+                   std::string_view text)
+    : calls_(calls), folder_(folder), name_(name), fresh_(fresh), text_(text) {
+}
+
+std::error_code FileSwap::make() {
+  const std::error_code error = exchange();
+  if (!error) fresh_.leave();
+  return error;
+}
+
+// Only other programs change what is in the place; they can save between any two of our steps. A save is seen when it
+// comes out: then it is not what went in. It goes back in at once, and what comes out next tells whether it was the
+// last one.
+FileSwap::Undone FileSwap::undo() {
+  Content inPlace{fresh_.identity(), std::string(text_), {}};
+  Content newest = look();
+  // From now on either file was to be read in the place once, which the name has to say before they swap.
+  if (!fresh_.markTaken()) return {Undone::notTakenOut, systemError(errno)};
+  for (int count = 1; count < mostExchanges; ++count) {
+    if (const std::error_code error = exchange()) return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
+    Content out = look();
+    const bool isSameFile = out.file == inPlace.file;
+    if (out.error && (isSameFile || !out.file)) return {Undone::unclear, out.error};
+    if (isSameFile && out.text && out.text == inPlace.text) {
+      if (count > 1) return {Undone::savedMeanwhile};
+      fresh_.remove();
+      return {Undone::done};
+    }
+    inPlace = std::exchange(newest, std::move(out));
+  }
+  return {Undone::savedAllTheTime};
+}
+
+// A disk over the network may have done what it says that it could not do, so what is there is looked at.
+std::error_code FileSwap::exchange() const {
+  const auto before = identityOf(folder_, name_);
+  if (calls_.exchange(folder_, fresh_.name().c_str(), name_.c_str()) == 0) return {};
+  const std::error_code error = systemError(errno);
+  return before && before == identityOf(folder_, fresh_.name()) ? std::error_code() : error;
+}
+
+// Whoever has the file open for writing is about to save, so its text counts as another one; so does one that grows.
+FileSwap::Content FileSwap::look() const {
+  Content content;
+  content.file = identityOf(folder_, fresh_.name());
+  if (!content.file) return content.error = systemError(errno), content;
+  const Descriptor file(
+      ::openat(folder_, fresh_.name().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) return content.error = systemError(errno), content;
+  if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return content;
+  content.text = readToEnd(file.get(), calls_);
+  if (!content.text && errno != EBUSY && errno != EFBIG) content.error = systemError(errno);
+  return content;
+}
+
+}  // namespace quorvel

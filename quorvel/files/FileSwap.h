@@ -1,0 +1,66 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/TemporaryFile.h"
+
+namespace quorvel {
+
+/// Lets a temporary file and the file beside it change places in one step, and change back.
+///
+/// After `make`, what came out has the temporary name. The owner looks at it there, and then either removes it
+/// (TemporaryFile::remove) or calls `undo`. A process that dies in between leaves both files whole, and the temporary
+/// name says that what has it was once in the other file's place (TemporaryName.h).
+///
+/// Not thread-safe. The arguments outlive the object.
+class FileSwap {
+ public:
+  /// `text` is what the temporary file was filled with, `name` the other file's name in the folder.
+  FileSwap(const SystemCalls& calls, int folder, std::string_view name, TemporaryFile& fresh, std::string_view text);
+
+  /// Swaps the two for the first time. An error means that they stand as they stood. What has the temporary name stays
+  /// from now on when the temporary file's object ends.
+  std::error_code make();
+
+  /// What `undo` did.
+  struct Undone {
+    enum {
+      done,             ///< What came out is in its place again, and the new file is deleted.
+      savedMeanwhile,   ///< What another program saved last is in its place; the temporary name has what was there
+                        ///< before.
+      savedAllTheTime,  ///< Other programs did not stop saving. The temporary name has what was saved last.
+      notTakenOut,      ///< The new file is in its place, and the temporary name has what came out.
+      unclear           ///< The new file is out, but nobody can tell what has the temporary name, or put it back.
+    } how;
+    std::error_code error = {};  ///< The reason for the last two.
+  };
+
+  /// Puts what came out back in its place. If another program has saved there meanwhile, onto the new file or by a file
+  /// of its own, the two change places until what comes out is what went in just before: what was saved last is then in
+  /// its place. Swaps at most nine times, and reads what came out each time. Called once, after `make`.
+  Undone undo();
+
+ private:
+  /// What has the temporary name.
+  struct Content {
+    std::optional<FileIdentity> file;
+    std::optional<std::string> text;  // nothing while another program writes it, or with an error
+    std::error_code error;
+  };
+
+  std::error_code exchange() const;
+  Content look() const;
+
+  const SystemCalls& calls_;
+  const int folder_;
+  const std::string name_;
+  TemporaryFile& fresh_;
+  const std::string_view text_;
+};
+
+}  // namespace quorvel

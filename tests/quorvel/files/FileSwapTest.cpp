@@ -1,0 +1,147 @@
+#include "quorvel/files/FileSwap.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "tests/quorvel/SystemAbilities.h"
+#include "tests/support/RowName.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quorvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class StagedSwaps : public SystemCalls {
+ public:
+  std::function<int(int time)> before = [](int) { return 0; };  // what the exchange fails with, or 0
+  bool hasRename = true;
+
+  int exchange(int folder, const char* one, const char* other) const noexcept override {
+    if (const int error = before(++times_); error != 0) return errno = error, -1;
+    return SystemCalls::exchange(folder, one, other);
+  }
+  int rename(int folder, const char* from, const char* to) const noexcept override {
+    return hasRename ? SystemCalls::rename(folder, from, to) : (errno = EIO, -1);
+  }
+
+ private:
+  mutable int times_ = 0;
+};
+
+enum class Saving { inPlace, byRenaming };
+
+/// What happens just before an exchange; the first is that of `make`.
+struct Undoing {
+  const char* description;
+  int firstSave;  // programs save "1", "2" … before these exchanges
+  int lastSave;
+  int failing;  // the exchange that fails, or 0
+  decltype(FileSwap::Undone::how) how;
+  const char* inPlace;
+  const char* hidden;  // the text that has the temporary name in the end, or nothing
+};
+
+void PrintTo(const Undoing& row, std::ostream* out) {
+  *out << row.description;
+}
+
+class FileSwaps : public ::testing::TestWithParam<Undoing> {
+ protected:
+  FileSwaps() { put("f", "old"), put("unrelated", "-"); }
+
+  void put(const std::string& name, const std::string& text) const { std::ofstream(folder_.path() / name) << text; }
+  std::string got(const std::string& name) const {
+    std::ifstream stream(folder_.path() / name);
+    return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "no file";
+  }
+  void save(const std::string& text, Saving way) const {
+    if (way == Saving::inPlace) return put("f", text);
+    put("own", text);
+    fs::rename(folder_.path() / "own", folder_.path() / "f");
+  }
+  long entries() const { return std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator()); }
+
+  const kelvane::tests::TemporaryFolder folder_;
+  const Descriptor opened_ = Descriptor(::open(folder_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  StagedSwaps calls_;
+};
+
+TEST_P(FileSwaps, leaveTheLastSaveInPlaceWhenTheyAreUndone) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
+  const Undoing& row = GetParam();
+  for (const Saving way : {Saving::inPlace, Saving::byRenaming}) {
+    SCOPED_TRACE(way == Saving::inPlace ? "in place" : "by renaming");
+    put("f", "old");
+    int saves = 0;
+    calls_ = StagedSwaps();
+    calls_.before = [&](int time) {
+      if (time >= row.firstSave && time <= row.lastSave) save(std::to_string(++saves), way);
+      return time == row.failing ? EIO : 0;
+    };
+    auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
+    ASSERT_TRUE(fresh && fresh->write("new"));
+    FileSwap swap(calls_, opened_.get(), "f", *fresh, "new");
+    ASSERT_FALSE(swap.make());
+    const FileSwap::Undone undone = swap.undo();
+    EXPECT_EQ(undone.how, row.how);
+    EXPECT_EQ(undone.error.value(), row.failing == 0 ? 0 : EIO);
+    EXPECT_EQ(got("f"), row.inPlace);
+    const std::string name = fresh->name();
+    fresh.reset();
+    EXPECT_EQ(entries(), row.hidden == nullptr ? 2 : 3);
+    if (row.hidden == nullptr) continue;
+    EXPECT_EQ(got(name), row.hidden);
+    fs::remove(folder_.path() / name);
+  }
+}
+
+using Undone = FileSwap::Undone;
+
+const Undoing undoings[] = {
+    {"no other program", 0, 0, 0, Undone::done, "old", nullptr},
+    {"a save before the swap", 1, 1, 0, Undone::done, "1", nullptr},
+    {"a save before the way back", 2, 2, 0, Undone::savedMeanwhile, "1", "old"},
+    {"saves before each", 1, 2, 0, Undone::savedMeanwhile, "2", "1"},
+    {"saves that end just in time", 1, 9, 0, Undone::savedMeanwhile, "9", "8"},
+    {"saves that never end", 1, 20, 0, Undone::savedAllTheTime, "9", "10"},
+    {"no way back", 1, 1, 2, Undone::notTakenOut, "new", "1"},
+    {"a save, and no way back for it", 2, 2, 3, Undone::unclear, "old", "1"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, FileSwaps, ::testing::ValuesIn(undoings), kelvane::tests::RowName());
+
+TEST_F(FileSwaps, areNotUndoneWhenTheNameCannotSayThatTheFileWasInPlace) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
+  auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
+  ASSERT_TRUE(fresh && fresh->write("new"));
+  FileSwap swap(calls_, opened_.get(), "f", *fresh, "new");
+  ASSERT_FALSE(swap.make());
+  calls_.hasRename = false;
+  EXPECT_EQ(swap.undo().how, Undone::notTakenOut);
+  EXPECT_EQ(got("f"), "new");
+  EXPECT_EQ(got(fresh->name()), "old");
+}
+
+TEST_F(FileSwaps, thatFailLeaveNothingBehind) {
+  calls_.before = [](int) { return EINVAL; };
+  {
+    auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
+    ASSERT_TRUE(fresh && fresh->write("new"));
+    EXPECT_EQ(FileSwap(calls_, opened_.get(), "f", *fresh, "new").make().value(), EINVAL);
+  }
+  EXPECT_EQ(got("f"), "old");
+  EXPECT_EQ(entries(), 2);
+}
+
+}  // namespace
+}  // namespace quorvel
