@@ -1,7 +1,5 @@
 #include "quorvel/files/FileSwap.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -69,8 +67,7 @@ FileSwap::Content FileSwap::look() const {
   Content content;
   content.file = identityOf(folder_, fresh_.name());
   if (!content.file) return content.error = systemError(errno), content;
-  const Descriptor file(
-      ::openat(folder_, fresh_.name().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Descriptor file = openToRead(folder_, fresh_.name());
   if (!file) return content.error = systemError(errno), content;
   if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return content;
   content.text = readToEnd(file.get(), calls_);

@@ -1,10 +1,7 @@
 #include "quorvel/files/Leftovers.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -12,6 +9,7 @@
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FolderEntries.h"
+#include "quorvel/files/FoundTemporaryFile.h"
 #include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/files/WholeFile.h"
@@ -25,40 +23,24 @@ class Sweep {
       : calls_(calls), folder_(folder), keep_(keep), remembered_(remembered) {}
 
   std::vector<std::uint64_t> run() {
-    forEachName([this](std::string_view name) {
-      if (const auto leftover = TemporaryName::parse(name)) leftovers_.push_back({std::string(name), *leftover});
-    });
     std::vector<std::uint64_t> staying;
-    for (const Leftover& leftover : leftovers_) {
-      if (!isCleared(leftover)) staying.push_back(leftover.name.script);
+    for (const std::string& name : leftovers_) {
+      if (!isCleared(name)) staying.push_back(scriptOf(name));
     }
     return staying;
   }
 
  private:
-  struct Leftover {
-    std::string file;
-    TemporaryName name;
-  };
-
-  // The descriptor given keeps its place among the entries.
-  template <class Take>
-  void forEachName(Take take) const {
-    FolderEntries entries(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-    if (!entries) return;
-    while (const dirent* entry = entries.next()) take(std::string_view(entry->d_name));
-  }
+  static std::uint64_t scriptOf(const std::string& leftover) { return TemporaryName::parse(leftover)->script; }
 
   // False when it is a text that once was the script's, and stays.
-  bool isCleared(const Leftover& leftover) {
-    const Descriptor file(
-        ::openat(folder_, leftover.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status;
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
-    const bool wasTheScript = leftover.name.inode && *leftover.name.inode != status.st_ino;
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return !wasTheScript;
-    if (wasTheScript && !isKept(file, leftover.name.script, status.st_nlink > 1)) return false;
-    calls_.unlink(folder_, leftover.file.c_str());
+  bool isCleared(const std::string& leftover) {
+    const auto found = FoundTemporaryFile::open(folder_, leftover);
+    if (!found) return true;
+    const bool wasTheScript = TemporaryName::parse(leftover)->inode && !found->isAsMade;
+    if (found->hasLivingWriter) return !wasTheScript;
+    if (wasTheScript && !isKept(found->file, scriptOf(leftover), found->hasAnotherName)) return false;
+    calls_.unlink(folder_, leftover.c_str());
     return true;
   }
 
@@ -79,7 +61,7 @@ class Sweep {
   }
 
   void findNames() {
-    for (const Leftover& leftover : leftovers_) names_[leftover.name.script];
+    for (const std::string& leftover : leftovers_) names_[scriptOf(leftover)];
     std::size_t unknown = names_.size();
     const auto find = [&](std::string_view name) {
       const auto wanted = names_.find(TemporaryName::hash(name));
@@ -87,7 +69,8 @@ class Sweep {
       wanted->second = name;
       --unknown;
     };
-    forEachName(find);
+    FolderEntries entries(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    while (const dirent* entry = entries ? entries.next() : nullptr) find(entry->d_name);
     if (unknown == 0) return;
     for (const std::string& name : remembered_()) find(name);
   }
@@ -96,7 +79,7 @@ class Sweep {
   const int folder_;
   const KeepLeftover& keep_;
   const RememberedScripts& remembered_;
-  std::vector<Leftover> leftovers_;
+  const std::vector<std::string> leftovers_ = temporaryFilesIn(calls_, folder_);
   std::unordered_map<std::uint64_t, std::string> names_;  // by their hashes
 };
 

@@ -53,7 +53,7 @@ class Replacement {
 
   // Opens what has a name in the folder, if it is a file. Throws the failure of the write otherwise.
   Descriptor openFile(const std::string& name) const {
-    Descriptor opened(::openat(file_.folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor opened = openToRead(file_.folder, name);
     if (!opened) throw failed(errno);
     struct stat status;
     if (::fstat(opened.get(), &status) != 0) throw failed(errno);

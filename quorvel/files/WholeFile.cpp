@@ -1,5 +1,6 @@
 #include "quorvel/files/WholeFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,6 +15,10 @@ std::optional<std::string> refused(int error) {
 }
 
 }  // namespace
+
+Descriptor openToRead(int folder, const std::string& name) {
+  return Descriptor(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
 
 std::optional<std::string> readToEnd(int file, const SystemCalls& calls) {
   struct stat status;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "quorvel/files/Descriptor.h"
 #include "quorvel/files/SystemCalls.h"
 
 namespace quorvel {
@@ -15,6 +16,10 @@ inline constexpr std::size_t largestText = std::size_t{256} << 20;
 
 /// The same in words, for sentences.
 inline constexpr const char* largestTextInWords = "256 MiB";
+
+/// Opens what has a name in a folder for reading, whatever it is, without following a link and without waiting for a
+/// pipe's other end. None, with the reason in errno, when it cannot be opened.
+Descriptor openToRead(int folder, const std::string& name);
 
 /// All bytes from where the file stands to its end. Nothing, with the reason in errno, when they cannot be read:
 ///

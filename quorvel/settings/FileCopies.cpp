@@ -21,7 +21,7 @@ Descriptor openFolder(const std::filesystem::path& folder) {
 }
 
 bool isCopyOf(int folder, const std::string& name, const std::string& text) {
-  const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Descriptor file = openToRead(folder, name);
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;

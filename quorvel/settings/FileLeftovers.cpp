@@ -1,17 +1,14 @@
 #include "quorvel/settings/FileLeftovers.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 
-#include <cerrno>
 #include <chrono>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
-#include "quorvel/files/FolderEntries.h"
+#include "quorvel/files/FoundTemporaryFile.h"
 #include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/files/WholeFile.h"
@@ -47,31 +44,24 @@ class Search {
     const Descriptor turn = takeTurn(folder, std::chrono::milliseconds(0));
     if (!turn) return;
     for (const std::string& temporary : names) {
-      const auto isElsewhere = judge(turn.get(), temporary);
-      if (isElsewhere) take(turn.get(), FileLeftover{folder / temporary, *isElsewhere});
+      const auto found = FoundTemporaryFile::open(turn.get(), temporary);
+      if (!found || found->hasLivingWriter) continue;
+      if (const auto isElsewhere = judge(*found)) take(turn.get(), FileLeftover{folder / temporary, *isElsewhere});
     }
   }
 
   std::vector<std::string> temporaryNames(const Path& folder, std::uint64_t hash) const {
-    std::vector<std::string> names;
-    FolderEntries entries(copies_.calls(), Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-    if (!entries) return names;
-    while (const dirent* entry = entries.next()) {
-      const auto parts = TemporaryName::parse(entry->d_name);
-      if (parts && parts->script == hash) names.emplace_back(entry->d_name);
-    }
+    const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::vector<std::string> names = temporaryFilesIn(copies_.calls(), opened.get());
+    std::erase_if(names, [&](const std::string& name) { return TemporaryName::parse(name)->script != hash; });
     return names;
   }
 
-  // Whether a leftover's text is elsewhere; nothing for what is none, is alive or cannot be read.
-  std::optional<bool> judge(int folder, const std::string& name) const {
-    const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status;
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-    if (::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
-    if (TemporaryName::parse(name)->inode == status.st_ino) return true;
-    if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
-    const auto text = readToEnd(file.get());
+  // Whether a leftover's text is elsewhere; nothing for one that cannot be read.
+  std::optional<bool> judge(const FoundTemporaryFile& found) const {
+    if (found.isAsMade) return true;
+    if (!waitForWriters(found.file.get(), std::chrono::milliseconds(0))) return false;
+    const auto text = readToEnd(found.file.get());
     if (!text) return std::nullopt;
     return text->empty() || isPresent(*text) || copies_.hold(*text);
   }

@@ -38,7 +38,7 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
 }
 
 Descriptor openFile(int folder, const std::string& name, const std::filesystem::path& shown) {
-  Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  Descriptor file = openToRead(folder, name);
   if (!file && errno == ENOENT) return file;
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) throw fileError(shown, "read", errno);
