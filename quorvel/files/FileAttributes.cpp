@@ -77,23 +77,27 @@ bool copyExtendedAttributes(int, int) {
 
 #endif
 
+CopiedAttributes without(FileAttribute missing, int error) {
+  return {missing, std::error_code(error, std::generic_category())};
+}
+
 }  // namespace
 
 CopiedAttributes copyAttributes(int from, int to) {
   struct stat wanted;
   struct stat present;
-  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return {FileAttribute::mode};
+  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return without(FileAttribute::mode, errno);
   if (wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid) {
     if (::fchown(to, wanted.st_uid, wanted.st_gid) != 0)
-      return {wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group};
+      return without(wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group, errno);
   }
-  if (!copyExtendedAttributes(from, to)) return {FileAttribute::accessLists};
+  if (!copyExtendedAttributes(from, to)) return without(FileAttribute::accessLists, errno);
   // The mode last: a change of the owner clears bits of it, and one of the access list changes the group's.
   constexpr mode_t bits = 07777;
-  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &present) != 0) return {FileAttribute::mode};
+  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &present) != 0)
+    return without(FileAttribute::mode, errno);
   if ((present.st_mode & bits) == (wanted.st_mode & bits)) return {};
-  errno = EPERM;  // a bit that the system dropped in silence
-  return {FileAttribute::mode};
+  return without(FileAttribute::mode, EPERM);  // a bit that the system dropped in silence
 }
 
 }  // namespace quorvel

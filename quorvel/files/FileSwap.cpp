@@ -38,7 +38,11 @@ FileSwap::Undone FileSwap::undo() {
   Content inPlace{fresh_.identity(), std::string(text_), {}};
   Content newest = look();
   // From now on either file was to be read in the place once, which the name has to say before they swap.
-  if (!fresh_.markTaken()) return {Undone::notTakenOut, systemError(errno)};
+  try {
+    fresh_.markTaken();
+  } catch (const std::system_error& error) {
+    return {Undone::notTakenOut, error.code()};
+  }
   for (int count = 1; count < mostExchanges; ++count) {
     if (const std::error_code error = exchange()) return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
     Content out = look();

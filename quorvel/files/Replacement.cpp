@@ -71,17 +71,17 @@ class Replacement {
   }
 
   // The new text, flushed and with the old file's attributes, beside it.
-  void prepare(const Descriptor& old) {
+  void prepare(const Descriptor& old) try {
     fresh_ = TemporaryFile::make(calls_, file_.folder, file_.name);
-    if (!fresh_ && errno == EBUSY) {
-      throw LibraryError(happened() +
-                         ", because the temporary files that it needs are taken away again and again. Close other "
-                         "programs that tidy up this folder, check the disk, and try again.");
-    }
-    if (!fresh_ || !fresh_->write(text_)) throw failed(errno);
-    if (!copyAttributes(old.get(), fresh_->file()))
-      throw failure(happened() + " without changing who may read and write it", errno);
-    if (!fresh_->flush()) throw failed(errno);
+    fresh_->write(text_);
+    if (const CopiedAttributes copied = copyAttributes(old.get(), fresh_->file()); !copied)
+      throw failure(happened() + " without changing who may read and write it", copied.error.value());
+    fresh_->flush();
+  } catch (const std::system_error& error) {
+    if (fresh_ || error.code() != std::errc::device_or_resource_busy) throw failed(error.code().value());
+    throw LibraryError(happened() +
+                       ", because the temporary files that it needs are taken away again and again. Close other "
+                       "programs that tidy up this folder, check the disk, and try again.");
   }
 
   void lookAtWhatCameBack(FileSwap& swap) {
@@ -162,10 +162,11 @@ class Replacement {
       if (!present) throw failed(error);
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
-    if (!fresh_->renameTo(file_.name)) {
-      const int error = errno;
+    try {
+      fresh_->renameTo(file_.name);
+    } catch (const std::system_error& error) {
       forgetAside();
-      throw failed(error);
+      throw failed(error.code().value());
     }
     try {
       keepTextOf(old);

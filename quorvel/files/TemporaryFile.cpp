@@ -6,9 +6,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace quorvel {
+namespace {
+
+std::system_error systemError(int error) {
+  return {error, std::generic_category()};
+}
+
+}  // namespace
 
 // Somebody may clear the file away between its creation and the lock; then another one is made.
 std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int folder, std::string_view name) {
@@ -17,17 +25,20 @@ std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int
     TemporaryName parts = TemporaryName::fresh(name);
     Descriptor file(::openat(folder, parts.text().c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
-    if (!file) return nullptr;
+    if (!file) throw systemError(errno);
     std::unique_ptr<TemporaryFile> made(new TemporaryFile(calls, folder, parts, std::move(file)));
     made->identity_ = identityOf(made->file());
-    if (!made->identity_) return nullptr;
+    if (!made->identity_) throw systemError(errno);
     parts.inode = made->identity_->number;
     if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
-    if (made->moveTo(parts)) return made;
-    if (errno != ENOENT) return nullptr;
+    try {
+      made->moveTo(parts);
+      return made;
+    } catch (const std::system_error& error) {
+      if (error.code() != std::errc::no_such_file_or_directory) throw;
+    }
   }
-  errno = EBUSY;
-  return nullptr;
+  throw systemError(EBUSY);
 }
 
 TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file)
@@ -36,37 +47,34 @@ TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const Tempora
 
 TemporaryFile::~TemporaryFile() {
   if (name_.empty() || isLeft_ || !identity_) return;
-  const int error = errno;  // still to be read by whoever gave up before this went
   if (identityOf(folder_, name_) == identity_) remove();
-  errno = error;
 }
 
 // A second descriptor writes, and what the disk reports when it is closed is heard. The first is open for reading only:
 // whoever asks whether the file has writers does not find ourselves.
-bool TemporaryFile::write(std::string_view text) const {
+void TemporaryFile::write(std::string_view text) const {
   Descriptor writing(::openat(folder_, name_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!writing) return false;
-  if (identityOf(writing.get()) != identity_) return errno = EBUSY, false;
+  if (!writing) throw systemError(errno);
+  if (identityOf(writing.get()) != identity_) throw systemError(EBUSY);
   while (!text.empty()) {
     const long written = calls_.write(writing.get(), text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return errno = written < 0 ? errno : EIO, false;
+    if (written <= 0) throw systemError(written < 0 ? errno : EIO);
     text.remove_prefix(static_cast<std::size_t>(written));
   }
-  return ::close(writing.release()) == 0;
+  if (::close(writing.release()) != 0) throw systemError(errno);
 }
 
-bool TemporaryFile::flush() const {
-  return calls_.flush(file()) == 0;
+void TemporaryFile::flush() const {
+  if (calls_.flush(file()) != 0) throw systemError(errno);
 }
 
-bool TemporaryFile::renameTo(const std::string& name) {
+void TemporaryFile::renameTo(const std::string& name) {
   if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) {
     const int error = errno;
-    if (identityOf(folder_, name) != identity_) return errno = error, false;
+    if (identityOf(folder_, name) != identity_) throw systemError(error);
   }
   name_.clear();
-  return true;
 }
 
 bool TemporaryFile::takeFreeName(const std::string& name) {
@@ -74,13 +82,16 @@ bool TemporaryFile::takeFreeName(const std::string& name) {
     name_.clear();
     return true;
   }
-  if (errno == EEXIST || calls_.link(folder_, name_.c_str(), name.c_str()) != 0) return false;
-  remove();
-  return true;
+  if (errno != EEXIST && calls_.link(folder_, name_.c_str(), name.c_str()) == 0) {
+    remove();
+    return true;
+  }
+  if (errno != EEXIST) throw systemError(errno);
+  return false;
 }
 
-bool TemporaryFile::markTaken() {
-  return moveTo(parts_.ofTakenFile());
+void TemporaryFile::markTaken() {
+  moveTo(parts_.ofTakenFile());
 }
 
 void TemporaryFile::remove() noexcept {
@@ -88,12 +99,11 @@ void TemporaryFile::remove() noexcept {
   name_.clear();
 }
 
-bool TemporaryFile::moveTo(const TemporaryName& parts) {
+void TemporaryFile::moveTo(const TemporaryName& parts) {
   std::string name = parts.text();
-  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) return false;
+  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) throw systemError(errno);
   parts_ = parts;
   name_ = std::move(name);
-  return true;
 }
 
 std::optional<Descriptor> tryMakingFile(int folder) {

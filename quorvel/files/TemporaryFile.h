@@ -18,11 +18,11 @@ namespace quorvel {
 /// lives, so that whoever clears away what dead writers left can tell that its writer lives. The object's end deletes
 /// the file, unless it was given another name or is to stay.
 ///
-/// Operations that return false leave the reason in errno. Not thread-safe.
+/// Operations throw std::system_error with the reason when they cannot do what they say. Not thread-safe.
 class TemporaryFile {
  public:
   /// Makes an empty one. `folder` is open for longer than the object lives; `name` is the other file's name in it.
-  /// Nothing, with the reason in errno, when it cannot be made; EBUSY when another program takes each one away at once.
+  /// EBUSY when another program takes each one away at once. Never null.
   static std::unique_ptr<TemporaryFile> make(const SystemCalls& calls, int folder, std::string_view name);
 
   TemporaryFile(const TemporaryFile&) = delete;
@@ -40,21 +40,21 @@ class TemporaryFile {
   /// Which file was made, whatever has its name by now.
   const FileIdentity& identity() const noexcept { return *identity_; }
 
-  /// Puts a text into the empty file. False with EBUSY when another program has put something else under its name.
-  bool write(std::string_view text) const;
+  /// Puts a text into the empty file. EBUSY when another program has put something else under its name.
+  void write(std::string_view text) const;
 
   /// Returns when the file's text and attributes are on the disk.
-  bool flush() const;
+  void flush() const;
 
-  /// Renames the file over whatever has that name. True as well where the disk says that it could not, but did.
-  bool renameTo(const std::string& name);
+  /// Renames the file over whatever has that name. No failure where the disk says that it could not, but did.
+  void renameTo(const std::string& name);
 
-  /// Gives the file another name instead of its own; false with EEXIST when something has it already.
+  /// Gives the file another name instead of its own; false when something has it already.
   bool takeFreeName(const std::string& name);
 
   /// To be called before what has the temporary name may be a text that stood in the other file's place: makes the
   /// name say so.
-  bool markTaken();
+  void markTaken();
 
   /// From now on the object's end leaves what has the temporary name.
   void leave() noexcept { isLeft_ = true; }
@@ -65,14 +65,14 @@ class TemporaryFile {
  private:
   TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file);
 
-  bool moveTo(const TemporaryName& parts);
+  void moveTo(const TemporaryName& parts);
 
   const SystemCalls& calls_;
   int folder_;
   TemporaryName parts_;
   std::string name_;  // empty once nothing has it
   Descriptor file_;
-  std::optional<FileIdentity> identity_;  // none if the system did not tell; `make` gives no such object
+  std::optional<FileIdentity> identity_;  // none until the system has told it; every file that `make` returns has one
   bool isLeft_ = false;
 };
 

