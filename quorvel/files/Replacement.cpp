@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -89,8 +90,8 @@ class Replacement {
       requireFolderInPlace();
       keepTextOf(openFile(fresh_->name()));
       requireFolderInPlace();  // for the text that was kept as well
-    } catch (...) {
-      undo(swap);
+    } catch (const std::exception& failure) {
+      undo(swap, failure.what());
       throw;
     }
     fresh_->remove();
@@ -107,11 +108,26 @@ class Replacement {
     kept_ = std::move(*text);
   }
 
-  // Where other programs have saved meanwhile, what they saved before the last waits for the next writer.
-  void undo(FileSwap& swap) const {
+  // Returns if all is as it was before. Where other programs have saved meanwhile, what they saved before the last
+  // waits for the next writer; `why` is the sentences on what the undoing is for.
+  void undo(FileSwap& swap, const std::string& why) const {
     const FileSwap::Undone undone = swap.undo();
-    if (undone.how == FileSwap::Undone::notTakenOut) throw notTakenOut(undone.error.value());
-    if (undone.how == FileSwap::Undone::unclear) throw hidden(undone.error.value());
+    switch (undone.how) {
+      case FileSwap::Undone::done:
+        return;
+      case FileSwap::Undone::savedMeanwhile:
+        throw LibraryError(why + " Another program has opened " + quorvel::quoted(file_.shownName) +
+                           " to save it meanwhile, so what it saved, or the new text, is in its place. What was there "
+                           "just before" +
+                           nextChange);
+      case FileSwap::Undone::savedAllTheTime:
+        throw LibraryError(why + " Other programs save " + quorvel::quoted(file_.shownName) +
+                           " again and again. What they saved last" + nextChange);
+      case FileSwap::Undone::notTakenOut:
+        throw notTakenOut(undone.error.value());
+      case FileSwap::Undone::unclear:
+        throw hidden(undone.error.value());
+    }
   }
 
   std::string inPlace() const { return "The new text of " + quorvel::quoted(file_.shownName) + " is in its place"; }
