@@ -12,6 +12,12 @@
 #include <utility>
 #include <vector>
 
+#if defined(__linux__) && !defined(KELVANE_PORTABLE)
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#endif
+
 namespace kelvane::filesystem {
 
 namespace {
@@ -56,6 +62,21 @@ LinkLookUp lookUp(const std::string& path) {
   }
 }
 
+// Whether the system tells in one step that something is there and that no link is on the way to it, nor is itself one.
+// False also where it does not tell.
+bool hasNoLinks([[maybe_unused]] const std::string& path) {
+#if defined(__linux__) && !defined(KELVANE_PORTABLE) && defined(SYS_openat2)
+  if (path.find('\0') != std::string::npos) return false;
+  open_how how{};
+  how.flags = O_PATH | O_CLOEXEC;
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  const long opened = ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how);
+  return opened >= 0 && ::close(static_cast<int>(opened)) == 0;
+#else
+  return false;
+#endif
+}
+
 std::string orRoot(std::string path) {
   if (path.empty()) path.push_back('/');
   return path;
@@ -93,6 +114,7 @@ std::string resolvingSymbolicLinks(const std::string& path) {
   };
   std::vector<Way> ways;  // the path that was asked for, and on top of it the targets of links that are being followed
   ways.push_back({standardized(path)});
+  if (hasNoLinks(ways.front().path)) return std::move(ways.front().path);
   std::string result;
   result.reserve(ways.front().path.size());
   // Where the path's own piece is that is being looked at: what is made of a link that loops.

@@ -62,9 +62,12 @@ std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& l
 
 std::string locate(std::string_view identifier, const ScriptLibrary& library) {
   if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
-  const auto root = filesystem::resolvingSymbolicLinks(library.root());
-  std::string candidate = library.root().native();
-  candidate = filesystem::resolvingSymbolicLinks(candidate.append("/").append(identifier));
+  std::string path = library.root().native();
+  path = filesystem::standardized(path.append("/").append(identifier));
+  std::string candidate = filesystem::resolvingSymbolicLinks(path);
+  // A path that stays as it is has no link in it, and so neither has the root, which is its beginning.
+  std::string root = filesystem::standardized(library.root());
+  if (candidate != path) root = filesystem::resolvingSymbolicLinks(root);
   if (!isInside(candidate, root)) throw notInside(identifier);
   return candidate;
 }
