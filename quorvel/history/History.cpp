@@ -7,6 +7,7 @@
 #include "platform/Unicode.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/WholeFile.h"
+#include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/HistoryCheck.h"
 #include "quorvel/history/HistoryRenames.h"
 #include "quorvel/history/HistoryTexts.h"
@@ -51,15 +52,17 @@ std::shared_ptr<const OpenedRoot> openedRoot(const HistoryFile& file) {
   }
 }
 
-/// Does `work` on a connection that writes, all of it or nothing.
+/// Does `work` on a connection that writes, all of it or nothing. The root in whose history that was.
 template <typename Work>
-void writing(const HistoryFile& file, Work work) {
+std::shared_ptr<const OpenedRoot> writing(const HistoryFile& file, Work work) {
   try {
     const auto root = file.openRoot();
+    if (const auto held = HeldOwnFolder::of(*root)) held->forget();
     Connection connection = file.writing(*root);
     settleRenames(connection, root->folder());
     work(connection);
     HistoryFile::commit(connection, *root);
+    return root;
   } catch (const sqlite::Error& error) {
     throw file.failure(error, HistoryUse::writing);
   } catch (const std::system_error& error) {
@@ -129,7 +132,7 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
   if (text.size() > largestText)
     throw HistoryError(tooLarge("No version of " + quorvel::quoted(identifier) + " was kept", "the text").what());
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
-  writing(file_, [&](Connection& connection) {
+  const auto root = writing(file_, [&](Connection& connection) {
     const std::int64_t saved = stored(clock_());
     const std::int64_t id = madeScriptID(connection, identifier);
     connection.run(
@@ -139,6 +142,7 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
         keepText(connection, text));
     version.saved = moment(saved);
   });
+  if (const auto held = HeldOwnFolder::of(*root)) held->remember(identifier, text);
   return version;
 }
 
@@ -198,6 +202,9 @@ std::vector<HistoryOfScript> History::scripts(std::string_view identifier) const
 
 bool History::holds(std::string_view text, std::string_view identifier) const {
   if (text.empty()) return true;
+  const auto root = OpenedRoot::find(file_.root());
+  const auto held = root ? HeldOwnFolder::of(*root) : nullptr;
+  if (held && held->remembers(identifier, text)) return true;
   return reading(file_, false, [&](Connection& connection) {
     const auto id = scriptID(connection, identifier, 0);
     const auto textID = findText(connection, text);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "quorvel/files/FileIdentity.h"
+#include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/OwnFolder.h"
 
 namespace quorvel {
@@ -48,7 +49,8 @@ void prepare(Connection& connection) {
   connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
-Connection openedForWriting(const Descriptor& folder, Connection::Access access, std::chrono::milliseconds patience) {
+Connection openedForWriting(const std::shared_ptr<const Descriptor>& folder, Connection::Access access,
+                            std::chrono::milliseconds patience) {
   Connection connection(folder, historyFileName, access, patience);
   prepare(connection);
   connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; BEGIN IMMEDIATE");
@@ -70,7 +72,7 @@ void bringUpToDate(Connection& connection, std::span<const std::string_view> mig
 }
 
 /// Opening a database for writing finishes what a dead process left half-way.
-void makeReadable(const Descriptor& folder, std::chrono::milliseconds patience,
+void makeReadable(const std::shared_ptr<const Descriptor>& folder, std::chrono::milliseconds patience,
                   std::span<const std::string_view> migrations) {
   Connection connection = openedForWriting(folder, Connection::Access::writing, patience);
   bringUpToDate(connection, migrations, HistoryUse::reading);
@@ -104,10 +106,10 @@ std::shared_ptr<const OpenedRoot> HistoryFile::openRoot() const {
 
 std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
   constexpr HistoryUse use = HistoryUse::reading;
-  Descriptor folder;
+  std::shared_ptr<const Descriptor> folder;
   try {
-    folder = openOwnFolder(root.folder());
-    if (!folder || !isThere(folder, use)) return std::nullopt;
+    folder = std::make_shared<const Descriptor>(openOwnFolder(root.folder()));
+    if (!*folder || !isThere(*folder, use)) return std::nullopt;
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
@@ -137,12 +139,13 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
 
 Connection HistoryFile::writing(const OpenedRoot& root) const {
   constexpr HistoryUse use = HistoryUse::writing;
-  Descriptor folder;
+  std::shared_ptr<const Descriptor> folder;
   try {
-    folder = makeOwnFolder(root.folder());
+    const auto held = HeldOwnFolder::of(root);
+    folder = held ? held->folder() : std::make_shared<const Descriptor>(makeOwnFolder(root.folder()));
     // The folder's own name is flushed before a database is made in it, by whichever process the folder was made: once
     // there is a database, it cannot vanish with its folder.
-    if (!isThere(folder, use)) flushRoot(root.folder());
+    if (!isThere(*folder, use)) flushRoot(root.folder());
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }

@@ -3,9 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "quorvel/files/OpenedFolderPath.h"
 #include "quorvel/history/SQLite.h"
@@ -47,12 +47,6 @@ bool isTakenByNoFile(const Descriptor& folder, std::string_view path) {
   return ::fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(status.st_mode);
 }
 
-Descriptor duplicated(const Descriptor& folder) {
-  Descriptor own(::fcntl(folder.get(), F_DUPFD_CLOEXEC, 0));
-  if (!own) throw Error(SQLITE_CANTOPEN, errno, sqlite3_errstr(SQLITE_CANTOPEN));
-  return own;
-}
-
 }  // namespace
 
 template <auto operation, typename... Arguments>
@@ -61,12 +55,12 @@ int OneDatabase::passOn(sqlite3_vfs* files, Arguments... arguments) {
   return (system->*operation)(system, arguments...);
 }
 
-OneDatabase::OneDatabase(const Descriptor& folder)
-    : folder_(duplicated(folder)),
+OneDatabase::OneDatabase(std::shared_ptr<const Descriptor> folder)
+    : folder_(std::move(folder)),
       system_(sqlite3_vfs_find(nullptr)),
       name_("one database " + std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
   if (!system_) throw Error(SQLITE_ERROR, 0, sqlite3_errstr(SQLITE_ERROR));
-  if (!leadsToFolder(openedFolderPath(folder_), folder_))
+  if (!leadsToFolder(openedFolderPath(*folder_), *folder_))
     throw Error(noWayToFolder, 0, "no path leads to an opened folder");
   files_.iVersion = 2;
   files_.szOsFile = system_->szOsFile;
@@ -97,7 +91,7 @@ int OneDatabase::open(sqlite3_vfs* files, const char* name, sqlite3_file* file, 
   if (isFirst) own.database_ = name;
   const bool isOwn = isFirst || ((flags & SQLITE_OPEN_MAIN_JOURNAL) != 0 && isJournal(own.database_, name));
   if (!isOwn) return refusal(own.database_, name);
-  if (isTakenByNoFile(own.folder_, name)) return SQLITE_CANTOPEN_SYMLINK;
+  if (isTakenByNoFile(*own.folder_, name)) return SQLITE_CANTOPEN_SYMLINK;
   return own.system_->xOpen(own.system_, name, file, flags, flagsUsed);
 }
 
@@ -122,7 +116,7 @@ int OneDatabase::fullPath(sqlite3_vfs*, const char* name, int size, char* path) 
 }
 
 std::string OneDatabase::path(const std::string& file) const {
-  return openedFolderPath(folder_) + '/' + file;
+  return openedFolderPath(*folder_) + '/' + file;
 }
 
 }  // namespace quorvel::sqlite

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <memory>
 #include <string>
 
 #include "quorvel/files/Descriptor.h"
@@ -30,8 +31,8 @@ class OneDatabase {
   /// The system has no path that leads to an opened folder.
   static constexpr int noWayToFolder = SQLITE_AUTH | (3 << 8);
 
-  /// Throws sqlite::Error. Keeps a descriptor of its own of the folder.
-  explicit OneDatabase(const Descriptor& folder);
+  /// Throws sqlite::Error.
+  explicit OneDatabase(std::shared_ptr<const Descriptor> folder);
   OneDatabase(const OneDatabase&) = delete;
   OneDatabase& operator=(const OneDatabase&) = delete;
   ~OneDatabase();
@@ -42,7 +43,7 @@ class OneDatabase {
   /// The path by which sqlite3_open_v2 opens a file of the folder.
   std::string path(const std::string& file) const;
 
-  const Descriptor& folder() const noexcept { return folder_; }
+  const Descriptor& folder() const noexcept { return *folder_; }
 
  private:
   template <auto operation, typename... Arguments>
@@ -53,7 +54,7 @@ class OneDatabase {
   static int access(sqlite3_vfs* files, const char* name, int what, int* answer);
   static int fullPath(sqlite3_vfs* files, const char* name, int size, char* path);
 
-  const Descriptor folder_;
+  const std::shared_ptr<const Descriptor> folder_;
   sqlite3_vfs* const system_;
   const std::string name_;
   sqlite3_vfs files_{};

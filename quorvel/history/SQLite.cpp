@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <new>
+#include <utility>
 
 #include "quorvel/history/OneDatabase.h"
 
@@ -79,9 +80,9 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
   sqlite3_finalize(statement);
 }
 
-Connection::Connection(const Descriptor& folder, const std::string& name, Access access,
+Connection::Connection(std::shared_ptr<const Descriptor> folder, const std::string& name, Access access,
                        std::chrono::milliseconds patience)
-    : files_(new OneDatabase(folder)) {
+    : files_(new OneDatabase(std::move(folder))) {
   const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
                   : access == Access::writing ? SQLITE_OPEN_READWRITE
                                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;

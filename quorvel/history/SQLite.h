@@ -65,7 +65,8 @@ class Connection {
   /// Opens the file of that name in an opened folder; a symbolic link is refused. Looks at nothing in it. Operations
   /// wait for `patience` while another connection has the database locked. They touch no file but this one and its
   /// rollback journal in the same folder, whatever is in these, and fail where they would have to (see OneDatabase).
-  Connection(const Descriptor& folder, const std::string& name, Access access, std::chrono::milliseconds patience);
+  Connection(std::shared_ptr<const Descriptor> folder, const std::string& name, Access access,
+             std::chrono::milliseconds patience);
   Connection(Connection&&) = default;
   Connection& operator=(Connection&&) = delete;
 

@@ -14,6 +14,7 @@
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/OpenedRoot.h"
+#include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/OwnFolder.h"
 
 namespace quorvel {
@@ -23,10 +24,10 @@ using Clock = std::chrono::steady_clock;
 
 class FileLock final : public LibraryLock {
  public:
-  FileLock(std::shared_ptr<const OpenedRoot> root, Descriptor file) : root_(std::move(root)), file_(std::move(file)) {}
+  FileLock(std::shared_ptr<HeldOwnFolder> own, Descriptor file) : own_(std::move(own)), file_(std::move(file)) {}
 
  private:
-  std::shared_ptr<const OpenedRoot> root_;  // held for the operations of the call
+  std::shared_ptr<HeldOwnFolder> own_;  // for the operations of the call, with the opened root
   Descriptor file_;
 };
 
@@ -67,13 +68,13 @@ Descriptor ownFolder(const OpenedRoot& root) {
 }
 
 // Whether the file is still the one that others lock: somebody may have taken the library's folder, or its own folder,
-// away and put another one there, by hand. Throws when the system does not tell.
+// away and put another one there, by hand. Nothing is opened by the path, so a link on it does no harm. Throws when the
+// system does not tell.
 bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
   if (!root.isInPlace()) return false;
-  const Descriptor folder(::openat(root.folder().get(), std::string(ownFolderName).c_str(),
-                                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   const auto locked = identityOf(file.get());
-  const auto present = folder && locked ? identityOf(folder.get(), lockFileName) : std::nullopt;
+  const auto present =
+      locked ? identityOf(root.folder().get(), std::string(ownFolderName) + '/' + lockFileName) : std::nullopt;
   const bool isElsewhere = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
   if (!locked || (!present && !isElsewhere)) throw notLocked(errno);
   return present == locked;
@@ -100,8 +101,8 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
   const auto deadline = Clock::now() + patience;
   do {
     const auto opened = OpenedRoot::find(root);
-    if (!opened) throw notLocked(errno);
-    const Descriptor folder = ownFolder(*opened);
+    if (!opened) throw failure("The library folder " + quorvel::quoted(root.native()) + " could not be opened", errno);
+    Descriptor folder = ownFolder(*opened);
     Descriptor file(::openat(folder.get(), lockFileName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
     if (!file) throw notOpened(errno);
@@ -114,7 +115,9 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
       case Outcome::busy:
         throw busy(patience);
       case Outcome::locked:
-        if (isStillThere(file, *opened)) return std::make_unique<FileLock>(opened, std::move(file));
+        if (!isStillThere(file, *opened)) break;
+        ::flock(folder.get(), LOCK_UN);
+        return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)), std::move(file));
     }
   } while (Clock::now() < deadline);
   throw moved();

@@ -103,7 +103,6 @@ std::shared_ptr<const OpenedRoot> FolderLibrary::openRootToChange(const std::str
 }
 
 std::unique_ptr<LibraryLock> FolderLibrary::lock() {
-  openRoot();
   return lockLibrary(root_, means_.patience);
 }
 
@@ -153,6 +152,7 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const ChangingEntry place = entryToChange(means_.calls, root->folder(), script.identifier, happened);
   const auto isInPlace = [&] {
     requireInPlace(*root, happened);
+    if (place.in.identifier.empty()) return true;  // the folder is the root
     const Descriptor folder = openBeneath(means_.calls, root->folder().get(), place.in.identifier, passingFlags());
     return folder && identityOf(folder.get()) == identityOf(place.in.folder.get());
   };
