@@ -44,10 +44,10 @@ bool tellsWriters(int file) {
 // open the file just then, the system would send SIGIO, which ends a program, unless another signal is asked for.
 bool waitForWriters([[maybe_unused]] int file, [[maybe_unused]] std::chrono::milliseconds patience) {
 #ifdef KELVANE_LEASES
-  if (!tellsWriters(file) || ::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
+  if (::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) {
-    if (errno != EAGAIN) return true;
+    if (errno != EAGAIN || !tellsWriters(file)) return true;
     if (std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

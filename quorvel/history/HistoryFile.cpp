@@ -53,7 +53,20 @@ Connection openedForWriting(const std::shared_ptr<const Descriptor>& folder, Con
                             std::chrono::milliseconds patience) {
   Connection connection(folder, historyFileName, access, patience);
   prepare(connection);
-  connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; BEGIN IMMEDIATE");
+  {
+    // Held at its row, it keeps the database locked for reading, so that the lines below it neither unlock and lock it
+    // nor look for a journal each anew. A writer that is in the way meanwhile is waited for only without it.
+    auto held = connection.prepare("PRAGMA application_id");
+    held.next();
+    connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
+    try {
+      connection.run("BEGIN IMMEDIATE");
+      return connection;
+    } catch (const sqlite::Error& error) {
+      if (error.primaryCode() != SQLITE_BUSY) throw;
+    }
+  }
+  connection.run("BEGIN IMMEDIATE");
   return connection;
 }
 

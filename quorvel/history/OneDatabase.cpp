@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "quorvel/files/OpenedFolderPath.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/history/BufferedJournal.h"
 #include "quorvel/history/SQLite.h"
 
 // SQLite's own file system knows files by their paths alone. So it gets paths that begin with the system's name for the
@@ -63,7 +65,7 @@ OneDatabase::OneDatabase(std::shared_ptr<const Descriptor> folder)
   if (!leadsToFolder(openedFolderPath(*folder_), *folder_))
     throw Error(noWayToFolder, 0, "no path leads to an opened folder");
   files_.iVersion = 2;
-  files_.szOsFile = system_->szOsFile;
+  files_.szOsFile = sizeOfBufferedJournal(system_->szOsFile);
   files_.mxPathname = system_->mxPathname;
   files_.zName = name_.c_str();
   files_.pAppData = this;
@@ -92,13 +94,16 @@ int OneDatabase::open(sqlite3_vfs* files, const char* name, sqlite3_file* file, 
   const bool isOwn = isFirst || ((flags & SQLITE_OPEN_MAIN_JOURNAL) != 0 && isJournal(own.database_, name));
   if (!isOwn) return refusal(own.database_, name);
   if (isTakenByNoFile(*own.folder_, name)) return SQLITE_CANTOPEN_SYMLINK;
-  return own.system_->xOpen(own.system_, name, file, flags, flagsUsed);
+  return isFirst ? own.system_->xOpen(own.system_, name, file, flags, flagsUsed)
+                 : openBufferedJournal(own.system_, name, file, flags, flagsUsed);
 }
 
 int OneDatabase::remove(sqlite3_vfs* files, const char* name, int flushing) {
   const OneDatabase& own = of(files);
   if (!isJournal(own.database_, name)) return refusal(own.database_, name);
-  return own.system_->xDelete(own.system_, name, flushing);
+  const int code = own.system_->xDelete(own.system_, name, 0);
+  if (code != SQLITE_OK || flushing == 0) return code;
+  return SystemCalls::ofTheSystem().flushFolder(own.folder_->get()) == 0 ? SQLITE_OK : SQLITE_IOERR_DIR_FSYNC;
 }
 
 int OneDatabase::access(sqlite3_vfs* files, const char* name, int what, int* answer) {

@@ -145,6 +145,19 @@ void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::
   }
 }
 
+// A call that replaces a text flushes seven times, and each time keeps a promise that no other one keeps.
+//
+// Five times for the version of the old text, before the script is touched. What ends them is that the text is in the
+// history for good before it is gone from the script:
+// 1. the journal's bytes: without them, half a change of the database could not be taken back;
+// 2. the folder's entry of the journal: a journal that is not found takes nothing back;
+// 3. how many pages the journal holds, which is written only once they are there: otherwise what happened to lie on the
+//    disk could be played back into the database as pages;
+// 4. the database's pages, before the journal that could take them back is deleted;
+// 5. the folder without the journal: one that comes back takes a version back that was acknowledged.
+// Twice for the new text:
+// 6. the new file's bytes, before it gets the script's name: otherwise the name could lead to an empty file;
+// 7. the script's folder: otherwise the old text could be back after the new one was acknowledged.
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be written";
   if (text.size() > largestText) throw tooLarge(happened, "the new text");
