@@ -34,6 +34,20 @@ class Lock : public LibraryHouse {
       "moment.";
 };
 
+// What a call kept it does not have to look up again; but what it kept may become that of another script.
+TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
+  for (const bool isLocked : {false, true}) {
+    const auto lock = isLocked ? library.lock() : nullptr;
+    const std::string identifier = isLocked ? "Locked.md" : "Open.md";
+    history->snapshot("text", root / identifier, "label");
+    EXPECT_TRUE(history->holds("text", identifier)) << isLocked;
+    EXPECT_FALSE(history->holds("another", identifier)) << isLocked;
+    EXPECT_FALSE(history->holds("text", "Another.md")) << isLocked;
+    ASSERT_TRUE(history->beginAnew(identifier));
+    EXPECT_FALSE(history->holds("text", identifier)) << isLocked;
+  }
+}
+
 TEST_F(Lock, isHadByOneAtATime) {
   auto lock = library.lock();
   EXPECT_EQ(taken(), busy);
