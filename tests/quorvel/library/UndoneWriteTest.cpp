@@ -94,7 +94,8 @@ TEST_F(UndoneWrite, saysSoIfTheNewTextStaysUnderAProgramThatHasItOpen) {
   };
   EXPECT_THAT(sentenceOf([&] { writeNew(); }), EndsWith(savedMeanwhile));
   EXPECT_EQ(bytesOf("Talk.md"), "new");
-  first = second = Descriptor();
+  first = Descriptor();
+  second = Descriptor();
   writeNew();
   EXPECT_TRUE(history->holds("half", "Talk.md"));
 }
