@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include "quorvel/files/FileIdentity.h"
 
 namespace quorvel {
@@ -11,8 +13,12 @@ std::string openedFolderPath(const Descriptor& folder) {
 }
 
 bool leadsToFolder(const std::string& path, const Descriptor& folder) noexcept {
+  const auto identity = identityOf(folder.get());
   struct stat status;
-  return ::stat(path.c_str(), &status) == 0 && FileIdentity{status.st_dev, status.st_ino} == identityOf(folder.get());
+  if (!identity || ::stat(path.c_str(), &status) != 0) return false;
+  if (FileIdentity{status.st_dev, status.st_ino} == *identity) return true;
+  errno = ENOENT;
+  return false;
 }
 
 }  // namespace quorvel

@@ -11,7 +11,8 @@ namespace quorvel {
 /// it means the folder in this process alone, and nothing where there is no /proc: ask `leadsToFolder` first.
 std::string openedFolderPath(const Descriptor& folder);
 
-/// Whether that path does lead to the folder.
+/// Whether that path does lead to the folder. If not, errno is ENOENT or ENOTDIR when it leads to nothing or elsewhere,
+/// and otherwise the reason why the system does not tell.
 bool leadsToFolder(const std::string& path, const Descriptor& folder) noexcept;
 
 }  // namespace quorvel

@@ -62,8 +62,10 @@ OneDatabase::OneDatabase(std::shared_ptr<const Descriptor> folder)
       system_(sqlite3_vfs_find(nullptr)),
       name_("one database " + std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
   if (!system_) throw Error(SQLITE_ERROR, 0, sqlite3_errstr(SQLITE_ERROR));
-  if (!leadsToFolder(openedFolderPath(*folder_), *folder_))
+  if (!leadsToFolder(openedFolderPath(*folder_), *folder_)) {
+    if (errno != ENOENT && errno != ENOTDIR) throw Error(SQLITE_CANTOPEN, errno, sqlite3_errstr(SQLITE_CANTOPEN));
     throw Error(noWayToFolder, 0, "no path leads to an opened folder");
+  }
   files_.iVersion = 2;
   files_.szOsFile = sizeOfBufferedJournal(system_->szOsFile);
   files_.mxPathname = system_->mxPathname;
