@@ -100,7 +100,10 @@ FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
   std::string name = firstName_;
   for (int number = 2; number <= mostCopies; ++number) {
     if (isCopyOf(folder, name, text)) return {name, true};
-    if (!identityOf(folder, name) && errno == ENOENT) return {name, false};
+    if (!identityOf(folder, name)) {
+      if (errno == ENOENT) return {name, false};
+      throw notWritten(name, errno);
+    }
     name = firstName_ + "-" + std::to_string(number);
   }
   throw FileError("There are too many copies like " + quorvel::quoted(pathOf(firstName_).native()) +

@@ -102,6 +102,23 @@ TEST(FileCopies, leaveWhatHasTheirNameAlready) {
   }
 }
 
+// The file's name may be as long as the system allows. No copy's name may be longer then, whichever number it has.
+TEST(FileCopies, whoseNamesCannotBeLookedAtAreRefusedForThatReason) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / std::string(255 - 4, 'x');
+  put(file, "old");
+  FileCopies copies = copiesOf(file);
+  const std::string sentence =
+      "\"" + file.native() +
+      ".copy\" could not be written, because its path is too long for the system. Use shorter names or fewer nested "
+      "folders.";
+  EXPECT_EQ(errorOf([&] { copies.tryKeeping("old"); }), sentence);
+  EXPECT_EQ(errorOf([&] { changeFile(copies, to("new")); }), sentence);
+  EXPECT_FALSE(copies.hold("old"));
+  EXPECT_EQ(got(file), "old");
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
 struct FailureCase {
   const char* description;
   std::function<void(StagedCalls&, const fs::path&)> stage;
