@@ -7,6 +7,7 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/LibraryError.h"
@@ -15,15 +16,16 @@
 namespace quorvel {
 namespace {
 
-// The root that this thread opened last, while anybody holds it.
-struct Latest {
+struct Opened {
   std::filesystem::path path;
   std::weak_ptr<const OpenedRoot> root;
 };
 
-Latest& latest() {
-  thread_local Latest latest;
-  return latest;
+// The roots that this thread opened and that anybody holds.
+std::vector<Opened>& openedHere() {
+  thread_local std::vector<Opened> opened;
+  std::erase_if(opened, [](const Opened& each) { return each.root.expired(); });
+  return opened;
 }
 
 // Where the folder has gone; nothing when the system does not tell or when the folder was deleted.
@@ -37,14 +39,17 @@ std::optional<std::filesystem::path> presentPath(const Descriptor& folder, const
 }  // namespace
 
 std::shared_ptr<const OpenedRoot> OpenedRoot::find(const std::filesystem::path& path) {
-  Latest& last = latest();
-  if (auto held = last.root.lock(); held && last.path == path) return held;
+  std::vector<Opened>& opened = openedHere();
+  for (const Opened& each : opened) {
+    if (each.path != path) continue;
+    if (auto held = each.root.lock()) return held;
+  }
   Descriptor folder(::open(path.c_str(), passingFlags() | O_CLOEXEC));
   if (!folder) return nullptr;
   const auto identity = identityOf(folder.get());
   if (!identity) return nullptr;
   auto root = std::make_shared<const OpenedRoot>(path, std::move(folder), *identity);
-  last = {path, root};
+  opened.push_back({path, root});
   return root;
 }
 

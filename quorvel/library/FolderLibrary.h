@@ -20,12 +20,12 @@ namespace quorvel {
 
 /// A script library of plain files: a script is a ".md" file below the root, a folder is a directory.
 ///
-/// It keeps nothing between two calls and may be used from several threads at once; every call opens the root anew, so
-/// that a folder which vanished is a failure and never an empty library. What an identifier names is opened beneath the
-/// root without following a symbolic link. Links, names that begin with a dot and names that are not UTF-8 are not
-/// listed. What lies in the library's own folder, ".kelvane", can be read but not changed. A folder that another
-/// program moves away while a call is at work in it is worked in to the end of that call, where it is then; `write`
-/// looks again behind its replacement, and takes it back.
+/// It keeps nothing between two calls and may be used from several threads at once. Outside the lock every call opens
+/// the root anew, so a folder that vanished is a failure and never an empty library. What an identifier names is opened
+/// beneath the root without following a symbolic link. Links, names that begin with a dot and names that are not UTF-8
+/// are not listed. What lies in the library's own folder, ".kelvane", can be read but not changed. A folder that
+/// another program moves away while a call is at work in it is worked in to the end of that call, where it is then;
+/// `write` looks again behind its replacement, and takes it back.
 ///
 /// The root may be moved away and another folder get its name at any moment. From `lock` to its end the operations of
 /// that thread work in the one folder that was locked, and so does the history, and each operation by itself where

@@ -44,7 +44,10 @@ TEST_F(OpenedRoots, isOpenedAnewByAnotherThreadAndForAnotherPath) {
   const auto held = OpenedRoot::find(path);
   swap();
   std::thread([&] { EXPECT_TRUE(OpenedRoot::find(path)->isInPlace()); }).join();
-  EXPECT_NE(OpenedRoot::find(away), held);
+  const auto other = OpenedRoot::find(away);
+  EXPECT_NE(other, held);
+  EXPECT_EQ(OpenedRoot::find(path), held);
+  EXPECT_EQ(OpenedRoot::find(away), other);
 }
 
 TEST_F(OpenedRoots, isNullWithTheReasonWhereThereIsNone) {
