@@ -97,8 +97,7 @@ ConfigEdit CodexConfigFile::adding(std::string_view command, std::string_view to
   if (edit.text == to) return edit;
   constexpr const char* notAdded =
       "With our lines changed, the file would no longer be valid TOML: they are inside a value, or the table of "
-      "servers "
-      "is in a form that takes no other server. The file is unchanged. Edit it by hand.";
+      "servers is in a form that takes no other server. The file is unchanged. Edit it by hand.";
   requireNoEntry(read(lines.back(CodexConfig::removing(lines.text())), notAdded), old,
                  "A second entry would keep the client from starting, so the file is unchanged. Remove that entry by "
                  "hand and try again.");
