@@ -121,8 +121,9 @@ class Replacement {
                            "just before" +
                            nextChange);
       case FileSwap::Undone::savedAllTheTime:
-        throw LibraryError(why + " Other programs save " + quorvel::quoted(file_.shownName) +
-                           " again and again. What they saved last" + nextChange);
+        throw LibraryError(
+            why + " Other programs keep " + quorvel::quoted(file_.shownName) +
+            " open to save it, so nobody can tell which text is the last. One is in its place. The other" + nextChange);
       case FileSwap::Undone::notTakenOut:
         throw notTakenOut(undone.error.value());
       case FileSwap::Undone::unclear:

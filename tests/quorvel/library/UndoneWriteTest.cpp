@@ -79,7 +79,7 @@ TEST_F(UndoneWrite, leavesAProgramThatBeganToSaveOntoTheNewTextItsFile) {
             std::string("kept: old\nBefore — found after an interrupted change: theirs\n") + meanwhile + "third\n");
 }
 
-TEST_F(UndoneWrite, saysSoIfTheNewTextStaysUnderAProgramThatHasItOpen) {
+TEST_F(UndoneWrite, saysWhereBothTextsAreIfProgramsKeepBothOpen) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   Descriptor first;
   Descriptor second;
@@ -92,12 +92,18 @@ TEST_F(UndoneWrite, saysSoIfTheNewTextStaysUnderAProgramThatHasItOpen) {
     }
     return 0;
   };
-  EXPECT_THAT(sentenceOf([&] { writeNew(); }), EndsWith(savedMeanwhile));
-  EXPECT_EQ(bytesOf("Talk.md"), "new");
+  EXPECT_THAT(
+      sentenceOf([&] { writeNew(); }),
+      EndsWith(" Other programs keep \"Talk.md\" open to save it, so nobody can tell which text is the last. One "
+               "is in its place. The other is in a hidden file beside the script, and the next change of the "
+               "script takes it into the version history."));
+  EXPECT_EQ(bytesOf("Talk.md"), "half");
+  EXPECT_EQ(leftovers(), 1U);
   first = Descriptor();
   second = Descriptor();
   writeNew();
   EXPECT_TRUE(history->holds("half", "Talk.md"));
+  EXPECT_EQ(leftovers(), 0U);
 }
 
 TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
