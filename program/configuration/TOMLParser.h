@@ -8,8 +8,8 @@
 // turned off here, and hexadecimal fractions, which TOMLSurvey finds.
 //
 // It makes two assumptions that a person's file may break. It asserts that a key begins like one before it looks, and
-// reports the error only if assertions do nothing. And where white space is permitted, it treats certain other characters
-// as impossible.
+// reports the error only if assertions do nothing. And where white space is permitted, it treats certain other
+// characters as impossible.
 
 #include <toml++/impl/version.h>
 #if TOML_LIB_MAJOR != 3 || TOML_LIB_MINOR != 3 || TOML_LIB_PATCH != 0
