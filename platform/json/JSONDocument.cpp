@@ -1,5 +1,6 @@
 #include "platform/json/JSONDocument.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/Unicode.h"
@@ -91,7 +92,8 @@ class StandIns : public Outline {
   }
 
   bool loneSurrogate(const char* escape) noexcept {
-    std::memcpy(copy_.data() + offset(escape), "\\ufffd", 6);
+    constexpr std::string_view replacement = "\\ufffd";
+    std::copy(replacement.begin(), replacement.end(), copy_.data() + offset(escape));
     return true;
   }
 

@@ -4,10 +4,10 @@
 
 #include "platform/Unicode.h"
 #include "platform/json/JSONScanner.h"
+#include "platform/json/ScratchStack.h"
 #include "platform/unicode/Processor.h"
 #include "protocol/JSONCoding.h"
 #include "protocol/json/JSONStorage.h"
-#include "platform/json/ScratchStack.h"
 
 namespace kelvane {
 namespace {
