@@ -56,7 +56,7 @@ std::shared_ptr<const OpenedRoot> openedRoot(const HistoryFile& file) {
 template <typename Work>
 std::shared_ptr<const OpenedRoot> writing(const HistoryFile& file, Work work) {
   try {
-    const auto root = file.openRoot();
+    auto root = file.openRoot();
     if (const auto held = HeldOwnFolder::of(*root)) held->forget();
     Connection connection = file.writing(*root);
     settleRenames(connection, root->folder());
