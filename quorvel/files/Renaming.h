@@ -12,7 +12,8 @@ namespace quorvel {
 /// Where the system cannot rename so, the file gets a second name, and the first is taken away by way of a temporary
 /// one (TemporaryName.h), so that a file which another program puts there meanwhile is seen and gets its name back;
 /// EBUSY then. A process that dies in between leaves the file with both names, or with the new and the temporary one.
-/// Where files cannot have second names either, nothing is done: EOPNOTSUPP.
+/// A disk that fails in between can leave the same; the result does not tell. Where files cannot have second names
+/// either, nothing is done: EOPNOTSUPP.
 bool renameFile(const SystemCalls& calls, int folder, const std::string& from, const std::string& to);
 
 /// Where the system cannot rename so, an empty folder takes the name first and is replaced, which a process that dies
