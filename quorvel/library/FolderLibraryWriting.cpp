@@ -53,6 +53,24 @@ LibraryError allTaken(const std::string& happened) {
                       "name, and check the disk.");
 }
 
+// Why an entry does not have its new name alone; `renamed` is what was to become of it.
+LibraryError notRenamed(const RenameResult& result, const ScriptItem& renamed, const std::string& happened) {
+  if (result.error == std::errc::operation_not_supported)
+    return LibraryError(happened +
+                        ", because this disk has no way to rename a file without the danger of replacing another "
+                        "one. Rename it in another program.");
+  if (result.names == NamesLeft::onlyOld) return failure(happened, result.error.value());
+  const std::string why = happened + ", because " + reason(result.error.value());
+  const std::string name = quorvel::quoted(renamed.identifier);
+  if (result.names == NamesLeft::unknown)
+    return LibraryError(why + ". The disk does not tell which name it has now: the old one, " + name +
+                        " or both, and perhaps a hidden one. Check the disk, then list the library again.");
+  if (renamed.kind == Kind::folder)
+    return LibraryError(why + ", and an empty folder " + name + " is left. Check the disk, then delete that folder.");
+  return LibraryError(why + ", and it has a second name now, " + name +
+                      ". Check the disk, then delete the name that you do not want.");
+}
+
 std::string requiredName(std::string_view asked, Kind kind) {
   std::string name = cleanedName(asked, kind);
   if (!name.empty()) return name;
@@ -255,19 +273,20 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
           happened +
           ", because the path of something in it would be too long for the system then. Use a shorter name.");
     PendingRename pending = history_->willRename(place.identifier(), result.identifier);
-    if ((isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file)) {
-      const std::string done =
-          quorvel::quoted(item.identifier) + " was renamed to " + quorvel::quoted(result.identifier);
+    const RenameResult renaming = (isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file);
+    const bool isHiddenLeft = renaming.names == NamesLeft::newAndHidden;
+    if (renaming.names == NamesLeft::onlyNew || isHiddenLeft) {
+      const std::string done = quorvel::quoted(item.identifier) + " was renamed to " +
+                               quorvel::quoted(result.identifier) +
+                               (isHiddenLeft ? ", with a hidden file left beside it" : "");
       flush(means_.calls, place.in, done);
       pending.done();
       requireStillInPlace(*root, done);
+      if (isHiddenLeft) throw LibraryError(done + ", because " + reason(renaming.error.value()) + ". Check the disk.");
       return result;
     }
-    if (errno == EOPNOTSUPP)
-      throw LibraryError(happened +
-                         ", because this disk has no way to rename a file without the danger of replacing another "
-                         "one. Rename it in another program.");
-    if (errno != EEXIST) throw failure(happened, errno);
+    if (renaming.names != NamesLeft::onlyOld || renaming.error != std::errc::file_exists)
+      throw notRenamed(renaming, result, happened);
     first = number + 1;
   }
   throw allTaken(happened);

@@ -66,6 +66,12 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
     put("Talk.md", old);
     history->snapshot(old, root / "Talk.md", "kept");
     library.lock();
+    keepAsSound();
+  }
+
+  /// The library as it is now is what each run begins with.
+  void keepAsSound() {
+    std::filesystem::remove_all(sound_);
     std::filesystem::copy(root, sound_, std::filesystem::copy_options::recursive);
   }
 
@@ -224,24 +230,72 @@ INSTANTIATE_TEST_SUITE_P(Rows, DyingDiskUnderANewScript,
 
 class DyingDiskUnderAName : public DyingDisk {};
 
-// Known to fail without a renaming in one step: a disk that dies half-way leaves two names, and the message does not
-// say so. The fault is in renameFile, not in this test.
+// Where the system cannot rename in one step, a disk can die half-way. The sentence then tells which names are left.
 TEST_P(DyingDiskUnderAName, isToldAsItIsAndTheHistoryFollows) {
-  if (!systemSwaps()) GTEST_SKIP() << "Known fault: a rename in two steps does not say that two names were left.";
+  int timesUnknown = 0;
+  int timesHidden = 0;
   forEachMoment([&](const std::string& said) {
     EXPECT_TRUE(isSentence(said));
     const bool isSaidToBeRenamed = said == noFailure || says(said, "was renamed to");
-    const std::string there = isSaidToBeRenamed ? "New.md" : "Talk.md";
-    EXPECT_THAT(names(), ::testing::ElementsAre(there));
-    EXPECT_EQ(bytesOf(there), old);
-    EXPECT_EQ(story(there), "kept: " + old + "\n");
+    std::vector<std::string> there = names();
+    const bool hasNew = std::erase(there, "New.md") == 1;
+    const bool hasOld = std::erase(there, "Talk.md") == 1;
+    const std::string script = hasOld ? "Talk.md" : "New.md";
+    const bool isSaidToBeUnknown = says(said, "does not tell which name it has now");
+    const bool areSaidToBeBoth = says(said, "it has a second name now, \"New.md\"");
+    const bool isSaidToBeHidden = says(said, "a hidden file left beside it");
+    if (isSaidToBeUnknown) {
+      EXPECT_TRUE(hasNew || hasOld);
+    } else {
+      EXPECT_EQ(hasNew, isSaidToBeRenamed || areSaidToBeBoth);
+      EXPECT_EQ(hasOld, !isSaidToBeRenamed);
+      EXPECT_EQ(there.size(), isSaidToBeHidden ? 1U : 0U);
+    }
+    timesUnknown += isSaidToBeUnknown;
+    timesHidden += isSaidToBeHidden;
+    EXPECT_EQ(bytesOf(script), old);
+    EXPECT_EQ(story(script), "kept: " + old + "\n");
+
+    library.write("next", this->script(script));
+    EXPECT_EQ(leftovers(), 0U);
+    EXPECT_EQ(bytesOf(script), "next");
   });
+  std::cout << timesUnknown << " unknown, " << timesHidden << " hidden\n";
+  const bool isInOneStep = systemSwaps();
+  EXPECT_EQ(timesUnknown == 0, isInOneStep);
+  EXPECT_EQ(timesHidden == 0, isInOneStep);
+}
+
+class DyingDiskUnderAFoldersName : public DyingDisk {};
+
+TEST_P(DyingDiskUnderAFoldersName, isToldAsItIs) {
+  int timesEmpty = 0;
+  std::filesystem::create_directory(root / "Box");
+  put("Box/Inner.md", old);
+  keepAsSound();
+  forEachMoment([&](const std::string& said) {
+    EXPECT_TRUE(isSentence(said));
+    const bool isSaidToBeRenamed = said == noFailure || says(said, "was renamed to");
+    EXPECT_EQ(bytesOf(isSaidToBeRenamed ? "New/Inner.md" : "Box/Inner.md"), old);
+    EXPECT_NE(std::filesystem::exists(root / "Box"), isSaidToBeRenamed);
+    const bool isSaidToBeEmpty = says(said, "an empty folder \"New\" is left");
+    EXPECT_EQ(std::filesystem::exists(root / "New"), isSaidToBeRenamed || isSaidToBeEmpty);
+    timesEmpty += isSaidToBeEmpty;
+  });
+  std::cout << timesEmpty << " empty folders\n";
+  EXPECT_EQ(timesEmpty == 0, systemSwaps());
 }
 
 const ToolCall naming[] = {{"a script", "rename", {{"id", "Talk.md"}, {"name", "New"}}, ""}};
 
 INSTANTIATE_TEST_SUITE_P(Rows, DyingDiskUnderAName,
                          ::testing::Combine(::testing::ValuesIn(naming), ::testing::ValuesIn(errors)),
+                         kelvane::tests::RowName());
+
+const ToolCall namingFolders[] = {{"a folder", "rename", {{"id", "Box"}, {"name", "New"}}, ""}};
+
+INSTANTIATE_TEST_SUITE_P(Rows, DyingDiskUnderAFoldersName,
+                         ::testing::Combine(::testing::ValuesIn(namingFolders), ::testing::ValuesIn(errors)),
                          kelvane::tests::RowName());
 
 class DyingDiskUnderAVersion : public DyingDisk {};

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -134,6 +136,59 @@ TEST_F(LibraryHouse, renamingInAFolderThatIsNotPermittedIsRefused) {
   }
   EXPECT_THAT(names("Closed"), ElementsAre("Talk.md"));
 }
+
+// The disk fails from one call on, once a script is renamed by a second name.
+struct FailureHalfWay {
+  const char* description;
+  std::vector<std::string> failing;
+  const char* sentence;
+  std::vector<std::string> left;  // "hidden" for a hidden one
+
+  friend void PrintTo(const FailureHalfWay& row, std::ostream* out) { *out << row.description; }
+};
+
+class RenamingThatFailsHalfWay : public LibraryHouse, public ::testing::WithParamInterface<FailureHalfWay> {};
+
+TEST_P(RenamingThatFailsHalfWay, isToldWithTheNamesThatAreLeft) {
+  const FailureHalfWay& row = GetParam();
+  put("Talk.md", "words");
+  calls.before = [&](std::string_view call) {
+    if (call == "renameToFreeName") return EINVAL;
+    return std::find(row.failing.begin(), row.failing.end(), call) == row.failing.end() ? 0 : EIO;
+  };
+  EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }), row.sentence);
+  std::vector<std::string> left = names();
+  for (std::string& name : left) {
+    EXPECT_EQ(bytesOf(name), "words");
+    if (name.starts_with(TemporaryName::prefix)) name = "hidden";
+  }
+  EXPECT_EQ(left, row.left);
+}
+
+const FailureHalfWay failuresHalfWay[] = {
+    {"a second name cannot be given",
+     {"link"},
+     "\"Talk.md\" could not be renamed, because the disk reports an error. Check the disk.",
+     {"Talk.md"}},
+    {"the first name cannot be taken away",
+     {"rename", "unlink"},
+     "\"Talk.md\" could not be renamed, because the disk reports an error, and it has a second name now, \"New.md\". "
+     "Check the disk, then delete the name that you do not want.",
+     {"New.md", "Talk.md"}},
+    {"the temporary name cannot be taken away",
+     {"unlink"},
+     "\"Talk.md\" was renamed to \"New.md\", with a hidden file left beside it, because the disk reports an error. "
+     "Check the disk.",
+     {"hidden", "New.md"}},
+    {"the temporary name cannot be taken away, and the folder not flushed",
+     {"unlink", "flush"},
+     "\"Talk.md\" was renamed to \"New.md\", with a hidden file left beside it, but that may not outlast a power "
+     "failure, because the disk reports an error. Check the disk.",
+     {"hidden", "New.md"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, RenamingThatFailsHalfWay, ::testing::ValuesIn(failuresHalfWay),
+                         kelvane::tests::RowName());
 
 }  // namespace
 }  // namespace quorvel
