@@ -5,6 +5,7 @@
 #include "platform/Unicode.h"
 #include "platform/json/JSONScanner.h"
 #include "platform/json/ScratchStack.h"
+#include "platform/json/ShortestDouble.h"
 #include "platform/unicode/Processor.h"
 #include "protocol/JSONCoding.h"
 #include "protocol/json/JSONStorage.h"
@@ -61,8 +62,7 @@ class Output {
   char stage_[stageSize];
 };
 
-constexpr std::size_t longestEscape = 6;   // \u001f
-constexpr std::size_t longestNumber = 24;  // -2.2250738585072014e-308
+constexpr std::size_t longestEscape = 6;  // \u001f
 
 char* putEscape(char byte, char* to) noexcept {
   *to++ = '\\';
@@ -128,12 +128,12 @@ void putText(Output& out, std::string_view text) {
   out.put('"');
 }
 
-/// Only for finite numbers, where there is room for the longest.
+/// Only for finite numbers, where there is `roomForDouble`.
 void putNumber(Output& out, double value) {
   if (const auto integer = jsonInteger(value)) {
-    out.advance(std::to_chars(out.at(), out.at() + longestNumber, *integer).ptr);
+    out.advance(std::to_chars(out.at(), out.at() + roomForDouble, *integer).ptr);
   } else {
-    out.advance(std::to_chars(out.at(), out.at() + longestNumber, value).ptr);
+    out.advance(writeShortest(value, out.at()));
   }
 }
 
@@ -197,7 +197,7 @@ class JSON::Storage::Encoder {
   static constexpr std::size_t roomForText = inlineCapacity * longestEscape + 2;
   /// A comma, a key kept inline, a colon, and a text kept inline: nothing else that is put without looking is longer.
   static constexpr std::size_t roomForMember = 2 * roomForText + 2;
-  static_assert(longestNumber < roomForText);
+  static_assert(roomForDouble <= roomForText);
 
   /// What is left of an array or object.
   struct Rest {

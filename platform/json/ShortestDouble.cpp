@@ -1,0 +1,258 @@
+// The digits are found as Raffaello Giulietti describes it in "The Schubfach way to render doubles" (2021). All numbers
+// that read back to a double lie in an interval around it. Powers of ten of one size are so far apart that at most one
+// multiple of them, or two neighbours of the next smaller size, can lie in there: the pigeonholes ("Schubfach") of the
+// title. So it takes three multiplications by a power of ten, rounded to 128 bits, and no loop. The products are only
+// as exact as they must be: "rounded to odd", their lowest bit says whether anything was cut off.
+#include "platform/json/ShortestDouble.h"
+
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/unicode/Processor.h"
+
+namespace kelvane {
+
+// Where there are no integers of 128 bits, the standard library writes all numbers.
+#if defined(__SIZEOF_INT128__) && !defined(KELVANE_PORTABLE)
+
+namespace {
+
+__extension__ using UInt128 = unsigned __int128;
+
+/// The greatest integers that are not above log10(2^e), log10(3/4 * 2^e) and log2(10^e), for each e that a double
+/// needs.
+constexpr int floorLog10OfPower2(int e) noexcept {
+  return (e * 1262611) >> 22;
+}
+constexpr int floorLog10OfThreeQuarters(int e) noexcept {
+  return (e * 1262611 - 524031) >> 22;
+}
+constexpr int floorLog2OfPower10(int e) noexcept {
+  return (e * 1741647) >> 19;
+}
+
+/// The upper 128 bits of a power of ten, rounded up where there are more.
+struct Power10 {
+  std::uint64_t high = 0;
+  std::uint64_t low = 0;
+};
+
+constexpr int leastPower = -292;
+constexpr int greatestPower = 324;
+
+/// A number of 320 bits with its highest bit set, highest word first; what is lost below does not reach the upper 128.
+class Wide {
+ public:
+  constexpr void timesFive() {
+    UInt128 carry = 0;
+    for (std::size_t i = words_.size(); i-- > 0;) {
+      const UInt128 product = static_cast<UInt128>(words_[i]) * 5 + carry;
+      words_[i] = static_cast<std::uint64_t>(product);
+      carry = product >> 64;
+    }
+    while (carry != 0) {
+      shiftRight((carry & 1) != 0);
+      carry >>= 1;
+    }
+  }
+
+  constexpr void overFive() {
+    UInt128 rest = 0;
+    for (std::uint64_t& word : words_) {
+      const UInt128 dividend = rest << 64 | word;
+      word = static_cast<std::uint64_t>(dividend / 5);
+      rest = dividend % 5;
+    }
+    isExact_ = false;
+    while (words_[0] >> 63 == 0) shiftLeft();
+  }
+
+  constexpr Power10 rounded() const {
+    const bool isCut = !isExact_ || words_[2] != 0 || words_[3] != 0 || words_[4] != 0;
+    Power10 power{words_[0], words_[1] + (isCut ? 1 : 0)};
+    if (isCut && power.low == 0) ++power.high;
+    return power;
+  }
+
+ private:
+  constexpr void shiftRight(bool highest) {
+    isExact_ = isExact_ && (words_[4] & 1) == 0;
+    for (std::size_t i = words_.size(); i-- > 1;) words_[i] = words_[i] >> 1 | words_[i - 1] << 63;
+    words_[0] = words_[0] >> 1 | static_cast<std::uint64_t>(highest) << 63;
+  }
+
+  constexpr void shiftLeft() {
+    for (std::size_t i = 0; i + 1 < words_.size(); ++i) words_[i] = words_[i] << 1 | words_[i + 1] >> 63;
+    words_[4] <<= 1;
+  }
+
+  std::array<std::uint64_t, 5> words_ = {std::uint64_t{1} << 63, 0, 0, 0, 0};
+  bool isExact_ = true;
+};
+
+/// Powers of ten differ from those of five by powers of two, which the highest 128 bits do not show.
+constexpr auto powersOf10 = [] {
+  std::array<Power10, greatestPower - leastPower + 1> powers{};
+  Wide up;
+  for (std::size_t i = -leastPower; i < powers.size(); ++i, up.timesFive()) powers[i] = up.rounded();
+  Wide down;
+  for (std::size_t i = -leastPower; i-- > 0;) {
+    down.overFive();
+    powers[i] = down.rounded();
+  }
+  return powers;
+}();
+
+/// The integer part of number * power / 2^128, its lowest bit set where there is more behind the point than the power's
+/// own error can make.
+std::uint64_t roundedToOdd(Power10 power, std::uint64_t number) noexcept {
+  const UInt128 lower = static_cast<UInt128>(power.low) * number;
+  const UInt128 product = static_cast<UInt128>(power.high) * number + (lower >> 64);
+  const auto behindPoint = static_cast<std::uint64_t>(product);
+  return static_cast<std::uint64_t>(product >> 64) | (behindPoint > 1 ? 1U : 0U);
+}
+
+/// digits * 10^exponent
+struct Decimal {
+  std::uint64_t digits;
+  int exponent;
+};
+
+/// The shortest decimal number in the interval of significand * 2^exponent; of two the nearer one.
+Decimal shortest(std::uint64_t significand, int exponent, bool isLowerBoundaryCloser) noexcept {
+  const bool isEven = significand % 2 == 0;  // then the ends of the interval belong to it
+  const int k = isLowerBoundaryCloser ? floorLog10OfThreeQuarters(exponent) : floorLog10OfPower2(exponent);
+  const int shift = exponent + floorLog2OfPower10(-k) + 1;
+  const Power10 power = powersOf10[static_cast<std::size_t>(-k - leastPower)];
+
+  // All of these are four times what they stand for.
+  const std::uint64_t middle = roundedToOdd(power, 4 * significand << shift);
+  const std::uint64_t lowest =
+      roundedToOdd(power, (4 * significand - (isLowerBoundaryCloser ? 1 : 2)) << shift) + (isEven ? 0 : 1);
+  const std::uint64_t highest = roundedToOdd(power, (4 * significand + 2) << shift) - (isEven ? 0 : 1);
+
+  const std::uint64_t below = middle / 4;
+  const std::uint64_t tenthBelow = below / 10;
+  if (tenthBelow > 0) {
+    const bool isBelowInside = lowest <= 40 * tenthBelow;
+    const bool isAboveInside = 40 * tenthBelow + 40 <= highest;
+    if (isBelowInside != isAboveInside) return {tenthBelow + (isAboveInside ? 1 : 0), k + 1};
+  }
+  const bool isBelowInside = lowest <= 4 * below;
+  const bool isAboveInside = 4 * below + 4 <= highest;
+  if (isBelowInside != isAboveInside) return {below + (isAboveInside ? 1 : 0), k};
+  const std::uint64_t half = 4 * below + 2;
+  const bool isNearerAbove = middle > half || (middle == half && below % 2 == 1);
+  return {below + (isNearerAbove ? 1 : 0), k};
+}
+
+constexpr auto pairsOfDigits = [] {
+  std::array<char, 200> pairs{};
+  for (std::size_t i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}();
+
+char* writePair(std::uint64_t number, char* to) noexcept {
+  std::memcpy(to, pairsOfDigits.data() + 2 * number, 2);
+  return to + 2;
+}
+
+/// Writes a number's digits so that they end there; returns where they begin.
+char* writeDigitsBefore(char* end, std::uint64_t number) noexcept {
+  // Integers of 32 bits are divided more quickly.
+  while (number >> 32 != 0) {
+    auto lower = static_cast<std::uint32_t>(number % 100000000);
+    number /= 100000000;
+    for (int pair = 0; pair < 4; ++pair, lower /= 100) writePair(lower % 100, end -= 2);
+  }
+  auto rest = static_cast<std::uint32_t>(number);
+  for (; rest >= 100; rest /= 100) writePair(rest % 100, end -= 2);
+  if (rest >= 10) {
+    writePair(rest, end -= 2);
+  } else {
+    *--end = static_cast<char>('0' + rest);
+  }
+  return end;
+}
+
+/// So many digits tell every double from all others. Whatever is copied is copied with so many bytes, which is one step
+/// where the length is none that the compiler knows; what is too much is written over.
+constexpr std::size_t mostDigits = 17;
+constexpr std::size_t copied = 24;
+
+char* writeExponent(int exponent, char* to) noexcept {
+  *to++ = 'e';
+  *to++ = exponent < 0 ? '-' : '+';
+  auto size = static_cast<unsigned>(exponent < 0 ? -exponent : exponent);
+  if (size >= 100) {
+    *to++ = static_cast<char>('0' + size / 100);
+    size %= 100;
+  }
+  return writePair(size, to);
+}
+
+}  // namespace
+
+char* writeShortest(double value, char* to) noexcept {
+  constexpr int significandBits = 52;
+  constexpr int bias = 1023 + significandBits;
+  const auto bits = std::bit_cast<std::uint64_t>(value);
+  const std::uint64_t fraction = bits & ((std::uint64_t{1} << significandBits) - 1);
+  const auto biased = static_cast<int>(bits >> significandBits & 0x7FF);
+  // Large numbers are written with all their digits and not only those that tell them apart; 0 has no digits.
+  const bool isLarge = biased >= bias;
+  if (isLarge || (biased == 0 && fraction == 0)) return std::to_chars(to, to + roomForDouble, value).ptr;
+
+  const bool isNormal = biased != 0;
+  Decimal decimal = shortest(isNormal ? fraction | std::uint64_t{1} << significandBits : fraction,
+                             (isNormal ? biased : 1) - bias, isNormal && fraction == 0 && biased > 1);
+  while (decimal.digits % 10 == 0) decimal.digits /= 10, ++decimal.exponent;
+
+  char digits[mostDigits + copied] = {};
+  char* const end = digits + mostDigits;
+  const char* const begin = writeDigitsBefore(end, decimal.digits);
+  const auto count = static_cast<int>(end - begin);
+  const int pointAt = count + decimal.exponent;  // how many digits stand before the point
+
+  *to = '-';
+  if (value < 0) ++to;
+  const int lengthWithExponent = count + (count > 1 ? 1 : 0) + (pointAt > -99 ? 4 : 5);
+  if (pointAt > 0 && pointAt < count) {
+    std::memcpy(to, begin, copied);
+    to[pointAt] = '.';
+    std::memcpy(to + pointAt + 1, begin + pointAt, copied);
+    return to + count + 1;
+  }
+  if (pointAt >= count && pointAt <= lengthWithExponent) {
+    std::memset(to, '0', copied);
+    std::memcpy(to, begin, static_cast<std::size_t>(count));
+    return to + pointAt;
+  }
+  if (pointAt <= 0 && 2 - decimal.exponent <= lengthWithExponent) {
+    std::memset(to, '0', copied);
+    to[1] = '.';
+    std::memcpy(to + 2 - pointAt, begin, copied);
+    return to + 2 - decimal.exponent;
+  }
+  std::memcpy(to + 1, begin, copied);
+  to[0] = to[1];
+  to[1] = '.';
+  return writeExponent(pointAt - 1, to + (count > 1 ? count + 1 : 1));
+}
+
+#else
+
+char* writeShortest(double value, char* to) noexcept {
+  return std::to_chars(to, to + roomForDouble, value).ptr;
+}
+
+#endif
+
+}  // namespace kelvane
