@@ -13,55 +13,6 @@
 namespace kelvane {
 namespace {
 
-/// Gathers output in a small piece of memory that stays in the cache, and hands it on whenever that is full.
-class Output {
- public:
-  static constexpr std::size_t stageSize = 4096;
-
-  /// Makes room for that many bytes, at most `stageSize`, to be put without looking.
-  void ensure(std::size_t bytes) {
-    if (bytes > static_cast<std::size_t>(stage_ + stageSize - at_)) flush();
-  }
-
-  // These need room that was made before.
-  void put(char byte) noexcept { *at_++ = byte; }
-  void put(std::string_view bytes) noexcept {
-    std::memcpy(at_, bytes.data(), bytes.size());
-    at_ += bytes.size();
-  }
-  char* at() noexcept { return at_; }
-  void advance(char* at) noexcept { at_ = at; }
-
-  /// Any number of bytes, whatever room there is.
-  void append(std::string_view bytes) {
-    flush();
-    handOn(bytes);
-  }
-
-  std::string finish() {
-    flush();
-    return std::move(out_);
-  }
-
- private:
-  void flush() {
-    handOn({stage_, static_cast<std::size_t>(at_ - stage_)});
-    at_ = stage_;
-  }
-
-  void handOn(std::string_view bytes) {
-    // Fewer steps than doubling takes leave less memory behind for the system to take back and give again.
-    constexpr std::size_t largeOutput = std::size_t{1} << 20;
-    const std::size_t needed = out_.size() + bytes.size();
-    if (needed > out_.capacity() && needed > stageSize && needed < largeOutput) out_.reserve(4 * needed);
-    out_.append(bytes);
-  }
-
-  std::string out_;
-  char* at_ = stage_;
-  char stage_[stageSize];
-};
-
 constexpr std::size_t longestEscape = 6;  // \u001f
 
 char* putEscape(char byte, char* to) noexcept {
@@ -106,25 +57,84 @@ char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   return to;
 }
 
+/// Gathers output in a small piece of memory that stays in the cache, and hands it on whenever that is full.
+class Output {
+ public:
+  static constexpr std::size_t stageSize = 4096;
+
+  /// Makes room for that many bytes, at most `stageSize`, to be put without looking.
+  void ensure(std::size_t bytes) {
+    if (bytes > static_cast<std::size_t>(stage_ + stageSize - at_)) flush();
+  }
+
+  // These need room that was made before.
+  void put(char byte) noexcept { *at_++ = byte; }
+  void put(std::string_view bytes) noexcept {
+    std::memcpy(at_, bytes.data(), bytes.size());
+    at_ += bytes.size();
+  }
+  char* at() noexcept { return at_; }
+  void advance(char* at) noexcept { at_ = at; }
+
+  /// Puts a text of any length with its escapes, whatever room there is.
+  void putEscaped(std::string_view text) {
+    flush();
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    std::size_t size = out_.size();
+    while (from != end) {
+      // Most texts have few escapes; those that have more come round again.
+      const auto left = static_cast<std::size_t>(end - from);
+      out_.resize(size + left + left / 16 + 64);
+      char* to = out_.data() + size;
+      char* const limit = out_.data() + out_.size();
+      while (from != end && limit - to >= end - from + static_cast<std::ptrdiff_t>(longestEscape)) {
+        const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
+        from += plain;
+        to += plain;
+        if (from != end) to = putEscape(*from++, to);
+      }
+      size = static_cast<std::size_t>(to - out_.data());
+    }
+    out_.resize(size);
+  }
+
+  std::string finish() {
+    flush();
+    return std::move(out_);
+  }
+
+ private:
+  void flush() {
+    handOn({stage_, static_cast<std::size_t>(at_ - stage_)});
+    at_ = stage_;
+  }
+
+  void handOn(std::string_view bytes) {
+    // Fewer steps than doubling takes leave less memory behind for the system to take back and give again.
+    constexpr std::size_t largeOutput = std::size_t{1} << 20;
+    const std::size_t needed = out_.size() + bytes.size();
+    if (needed > out_.capacity() && needed > stageSize && needed < largeOutput) out_.reserve(4 * needed);
+    out_.append(bytes);
+  }
+
+  std::string out_;
+  char* at_ = stage_;
+  char stage_[stageSize];
+};
+
 void putText(Output& out, std::string_view text) {
   // So much fits the stage whatever has to be escaped.
-  constexpr std::size_t piece = (Output::stageSize - 1) / longestEscape;
+  constexpr std::size_t longestStaged = (Output::stageSize - 2) / longestEscape;
+  const bool isLong = text.size() > longestStaged;
   out.ensure(1);
   out.put('"');
-  while (text.size() > piece) {
-    const char* plainEnd = jsonscanner::skippingUnescaped(text.data(), text.data() + text.size());
-    const auto plain = static_cast<std::size_t>(plainEnd - text.data());
-    if (plain >= piece) {
-      out.append(text.substr(0, plain));
-      text.remove_prefix(plain);
-    } else {
-      out.ensure(piece * longestEscape);
-      out.advance(copyEscaping(text.data(), text.data() + piece, out.at()));
-      text.remove_prefix(piece);
-    }
+  if (isLong) {
+    out.putEscaped(text);
+  } else {
+    out.ensure(text.size() * longestEscape + 1);
+    out.advance(copyEscaping(text.data(), text.data() + text.size(), out.at()));
   }
-  out.ensure(text.size() * longestEscape + 1);
-  out.advance(copyEscaping(text.data(), text.data() + text.size(), out.at()));
   out.put('"');
 }
 
@@ -242,7 +252,8 @@ class JSON::Storage::Encoder {
 };
 
 std::string JSON::encoded() const {
-  return Storage::Encoder().encoded(*this).value_or("null");
+  Storage::Encoder encoder;  // braces or parentheses would set all of its room to zero first
+  return encoder.encoded(*this).value_or("null");
 }
 
 }  // namespace kelvane
