@@ -22,7 +22,7 @@
 /// A tool that reads calls `read`, `contents` or `versions`, without a lock. A tool that replaces a text makes these
 /// calls, all on one thread:
 ///
-/// 1. `lock`, after the arguments were checked a first time. They are checked again while the lock is held;
+/// 1. `lock`, after the arguments were checked. Identifiers are resolved again while the lock is held;
 /// 2. `readToReplace`, once or twice, for the text that is about to be replaced;
 /// 3. `VersionStore::snapshot` with that text;
 /// 4. `write`, only if the snapshot succeeded;
@@ -103,8 +103,8 @@ class ScriptLibrary {
   /// all its symbolic links followed. Looking the identifier up must lead to the same item again.
   virtual std::string identifier(const std::filesystem::path& file) const = 0;
 
-  /// Keeps other writers out until the result is destroyed, on the same thread. May wait for them. Throws if the lock
-  /// cannot be had; a call that changes nothing succeeds all the same.
+  /// Keeps other writers out until the result is destroyed, on the same thread. May wait for them. If the lock is not
+  /// available, throws the sentence that the call fails with, even if the call would have changed nothing.
   ///
   /// Null, the default, is for a library that has no other writers, or that keeps them out by itself.
   virtual std::unique_ptr<LibraryLock> lock() { return nullptr; }

@@ -17,8 +17,6 @@ namespace kelvane {
 using quorvel::ChapterEdits;
 using quorvel::Script;
 using quorvel::ScriptHeadings;
-using quorvel::ScriptItem;
-using quorvel::ScriptLibrary;
 
 namespace {
 
@@ -27,31 +25,21 @@ namespace {
 using Change = std::string (*)(const JSON::Object& arguments, const Script& script);
 using Note = std::string (*)(const JSON::Object& arguments);
 
-// The script to change, and the arguments. Most of them can only be checked against the script's text.
-struct Edit {
-  ScriptItem item;
-  const JSON::Object* arguments;
-
-  static Edit resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {scriptAt(requiredString("id", arguments), library), &arguments};
-  }
-};
-
-std::string editChapters(const Edit& request, WritingTurn& turn, Change change, Note note) {
-  const Script script(turn.read(request.item));
-  auto text = change(*request.arguments, script);
-  if (unicode::equivalent(text, script.text())) return chapterList(script);
-  // Built before anything is changed, so that running out of memory here changes nothing.
-  auto listing = chapterList(Script(text));
-  turn.keepPrevious(request.item, note(*request.arguments));
-  turn.write(text, request.item);
-  return listing;
-}
-
 Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
-  return turns.running(Edit::resolved, [change, note](const Edit& request, WritingTurn& turn) {
-    return editChapters(request, turn, change, note);
-  });
+  return [turns, change, note](const JSON::Object& arguments) {
+    const auto id = requiredString("id", arguments);
+    scriptAt(id, turns.library());  // so that a bad identifier does not wait for the lock
+    WritingTurn turn(turns);
+    const auto item = scriptAt(id, turn.library());
+    const Script script(turn.library().readToReplace(item));
+    const auto text = change(arguments, script);
+    if (unicode::equivalent(text, script.text())) return chapterList(script);
+    // Built before anything is changed, so that running out of memory here changes nothing.
+    auto listing = chapterList(Script(text));
+    turn.keepPrevious(item, note(arguments));
+    turn.library().write(text, item);
+    return listing;
+  };
 }
 
 // Before a chapter is added to a script with words but no chapters, those words must become chapter 1. std::nullopt for

@@ -12,58 +12,26 @@
 
 namespace kelvane {
 
-using quorvel::ScriptItem;
 using quorvel::ScriptLibrary;
 
+// Each tool checks its arguments in the order in which clients see faults reported, and then acquires the lock. What an
+// identifier names is looked up again while the lock is held, and only that item is used.
 namespace {
 
-// One request per tool. The members stand in the order in which they are checked, and views refer to the arguments.
+// The argument "id", which must name a script.
 
-struct NewItem {
-  std::optional<std::string> folder;
-  std::string_view name;
+std::string_view requiredScript(const JSON::Object& arguments, const ScriptLibrary& library) {
+  const auto identifier = requiredString("id", arguments);
+  scriptAt(identifier, library);
+  return identifier;
+}
 
-  static NewItem resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {folderAt(suppliedString("folder", arguments), library), requiredString("name", arguments)};
-  }
-};
-
-struct NewScript {
-  NewItem item;
-  std::optional<std::string_view> text;
-
-  static NewScript resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {NewItem::resolved(arguments, library), suppliedString("text", arguments)};
-  }
-};
-
-struct NewName {
-  ScriptItem item;
-  std::string_view name;
-
-  static NewName resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {itemAt(requiredString("id", arguments), library), requiredString("name", arguments)};
-  }
-};
-
-struct NewVersion {
-  ScriptItem script;
-  std::string_view note;
-
-  static NewVersion resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {scriptAt(requiredString("id", arguments), library), requiredString("note", arguments)};
-  }
-};
-
-struct NewText {
-  ScriptItem script;
-  std::string_view text, note;
-
-  static NewText resolved(const JSON::Object& arguments, const ScriptLibrary& library) {
-    return {scriptAt(requiredString("id", arguments), library), requiredString("text", arguments),
-            requiredString("note", arguments)};
-  }
-};
+// The argument "folder", which must name a folder if it is given.
+std::optional<std::string_view> suppliedFolder(const JSON::Object& arguments, const ScriptLibrary& library) {
+  const auto identifier = suppliedString("folder", arguments);
+  folderAt(identifier, library);
+  return identifier;
+}
 
 }  // namespace
 
@@ -75,11 +43,15 @@ Tool createScript(const WritingTurns& turns) {
                   {"folder", "Identifier of the folder to put it in. Omit for the top level."},
                   {"text", "The script's opening text. Optional."}},
                  {"name"}),
-          turns.running(NewScript::resolved, [](const NewScript& request, WritingTurn& turn) {
-            const auto script = turn.create(request.item.name, request.item.folder);
-            if (request.text) turn.write(*request.text, script);
+          [turns](const JSON::Object& arguments) {
+            const auto folder = suppliedFolder(arguments, turns.library());
+            const auto name = requiredString("name", arguments);
+            const auto text = suppliedString("text", arguments);
+            const WritingTurn turn(turns);
+            const auto script = turn.library().create(name, folderAt(folder, turn.library()));
+            if (text) turn.library().write(*text, script);
             return JSON(itemSummary(script)).encoded();
-          })};
+          }};
 }
 
 Tool createFolder(const WritingTurns& turns) {
@@ -88,9 +60,13 @@ Tool createFolder(const WritingTurns& turns) {
       schema(
           {{"name", "What to call it"}, {"folder", "Identifier of the folder to nest it in. Omit for the top level."}},
           {"name"}),
-      turns.running(NewItem::resolved, [](const NewItem& request, WritingTurn& turn) {
-        return JSON(itemSummary(turn.createFolder(request.name, request.folder))).encoded();
-      })};
+      [turns](const JSON::Object& arguments) {
+        const auto parent = suppliedFolder(arguments, turns.library());
+        const auto name = requiredString("name", arguments);
+        const WritingTurn turn(turns);
+        const auto folder = turn.library().createFolder(name, folderAt(parent, turn.library()));
+        return JSON(itemSummary(folder)).encoded();
+      }};
 }
 
 Tool renameItem(const WritingTurns& turns) {
@@ -98,9 +74,13 @@ Tool renameItem(const WritingTurns& turns) {
           "Renames a script or a folder. The identifier changes with the name, and renaming a folder changes the "
           "identifier of everything inside it, so use the one that comes back.",
           schema({{"id", "Identifier of the script or folder"}, {"name", "The new name"}}, {"id", "name"}),
-          turns.running(NewName::resolved, [](const NewName& request, WritingTurn& turn) {
-            return JSON(itemSummary(turn.rename(request.item, request.name))).encoded();
-          })};
+          [turns](const JSON::Object& arguments) {
+            const auto id = requiredString("id", arguments);
+            itemAt(id, turns.library());
+            const auto name = requiredString("name", arguments);
+            const WritingTurn turn(turns);
+            return JSON(itemSummary(turn.library().rename(itemAt(id, turn.library()), name))).encoded();
+          }};
 }
 
 Tool saveVersion(const WritingTurns& turns) {
@@ -112,9 +92,12 @@ Tool saveVersion(const WritingTurns& turns) {
                    "What this version is, as it should read in the history list — \"the long version\", \"before "
                    "cutting the intro\""}},
                  {"id", "note"}),
-          turns.running(NewVersion::resolved, [](const NewVersion& request, WritingTurn& turn) {
-            const ScriptItem& script = request.script;
-            const auto version = turn.snapshot(turn.read(script), script, request.note);
+          [turns](const JSON::Object& arguments) {
+            const auto id = requiredScript(arguments, turns.library());
+            const auto note = requiredString("note", arguments);
+            WritingTurn turn(turns);
+            const auto script = scriptAt(id, turn.library());
+            const auto version = turn.keep(script, note);
             if (!version) {
               throw RPCError::invalidParams("\"" + script.identifier + "\" is empty, so there is nothing to keep");
             }
@@ -123,7 +106,7 @@ Tool saveVersion(const WritingTurns& turns) {
                                      {"saved", savedMoment(version->saved)},
                                      {"words", version->words}})
                 .encoded();
-          })};
+          }};
 }
 
 Tool updateScript(const WritingTurns& turns) {
@@ -136,11 +119,16 @@ Tool updateScript(const WritingTurns& turns) {
                    "A few words on what you changed, for the version history — \"tightened the intro\", \"cut to 90 "
                    "seconds\""}},
                  {"id", "text", "note"}),
-          turns.running(NewText::resolved, [](const NewText& request, WritingTurn& turn) {
-            turn.keepPrevious(request.script, request.note);
-            turn.write(request.text, request.script);
-            return JSON(itemSummary(request.script, request.text)).encoded();
-          })};
+          [turns](const JSON::Object& arguments) {
+            const auto id = requiredScript(arguments, turns.library());
+            const auto text = requiredString("text", arguments);
+            const auto note = requiredString("note", arguments);
+            WritingTurn turn(turns);
+            const auto script = scriptAt(id, turn.library());
+            turn.keepPrevious(script, note);
+            turn.library().write(text, script);
+            return JSON(itemSummary(script, text)).encoded();
+          }};
 }
 
 Tool appendToScript(const WritingTurns& turns) {
@@ -151,12 +139,17 @@ Tool appendToScript(const WritingTurns& turns) {
                   {"text", "The text to add on the end"},
                   {"note", "A few words on what you added, for the version history"}},
                  {"id", "text", "note"}),
-          turns.running(NewText::resolved, [](const NewText& request, WritingTurn& turn) {
-            turn.keepPrevious(request.script, request.note);
-            const auto text = quorvel::ScriptText::appending(request.text, turn.read(request.script));
-            turn.write(text, request.script);
-            return JSON(itemSummary(request.script, text)).encoded();
-          })};
+          [turns](const JSON::Object& arguments) {
+            const auto id = requiredScript(arguments, turns.library());
+            const auto added = requiredString("text", arguments);
+            const auto note = requiredString("note", arguments);
+            WritingTurn turn(turns);
+            const auto script = scriptAt(id, turn.library());
+            turn.keepPrevious(script, note);
+            const auto text = quorvel::ScriptText::appending(added, turn.library().readToReplace(script));
+            turn.library().write(text, script);
+            return JSON(itemSummary(script, text)).encoded();
+          }};
 }
 
 }  // namespace kelvane

@@ -137,14 +137,5 @@ TEST(TheSecondResolution, refusesAnItemThatOthersChangedMeanwhile) {
   }
 }
 
-TEST(TheSecondResolution, isSkippedWithoutTheLock) {
-  const Bench bench;
-  bench.watch->failingLock = "The library is busy.";
-  bench.watch->meanwhile = [&] { std::filesystem::remove(bench.root / "Way.md"); };
-  EXPECT_EQ(bench.call("update_script", R"({"id": "Way.md", "text": "x", "note": "n"})"),
-            failed("The library is busy."));
-  EXPECT_EQ(bench.watch->changes(), 0U);
-}
-
 }  // namespace
 }  // namespace kelvane::tests

@@ -87,8 +87,8 @@ class WatchedLibrary : public quorvel::ScriptLibrary {
 
   std::unique_ptr<quorvel::LibraryLock> lock() override {
     if (watch_->meanwhile) watch_->meanwhile();
-    if (watch_->failingLock) throw std::runtime_error(*watch_->failingLock);
     watch_->accesses.push_back("lock");
+    if (watch_->failingLock) throw std::runtime_error(*watch_->failingLock);
     return std::make_unique<Lock>(watch_);
   }
 
