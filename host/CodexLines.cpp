@@ -31,7 +31,7 @@ std::vector<CodexLine> codexLines(std::string_view text) {
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = lineEnd(text, begin);
     const std::string_view line = text.substr(begin, end - begin);
-    const std::string_view trimmed = unicode::trimmingBlanks(line);
+    const std::string_view trimmed = unicode::trimmingSpacesAndTabs(line);
     if (beginsWith(trimmed, "[")) isOwned = trimmed == header || beginsWith(trimmed, headerBelow);
     lines.push_back({line, isOwned});
     begin = end + 1;

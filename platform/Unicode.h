@@ -51,7 +51,7 @@ std::string_view trimmingWhiteSpace(std::string_view text) noexcept;
 
 /// The text without the tabs and space separators (general category Zs) at its ends, scalar by scalar; line breaks
 /// stay. A part of `text`.
-std::string_view trimmingBlanks(std::string_view text) noexcept;
+std::string_view trimmingSpacesAndTabs(std::string_view text) noexcept;
 
 /// The text in lower case, by Unicode's simple mappings; ill-formed parts stay as they are.
 std::string lowercased(std::string_view text);

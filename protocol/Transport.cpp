@@ -14,7 +14,7 @@ void Transport::run(const Server& server) {
 void Transport::run(const Server& server, int input, int output) {
   LineReader lines(input);
   while (const auto line = lines.next()) {
-    if (unicode::trimmingBlanks(*line).empty()) continue;
+    if (unicode::trimmingSpacesAndTabs(*line).empty()) continue;
     std::optional<std::string> reply = server.handle(*line);
     if (!reply) continue;
     reply->push_back('\n');

@@ -8,13 +8,13 @@ namespace kelvane::unicode {
 /// The property White_Space, and how a white scalar behaves as part of a character (Unicode Standard Annex #29).
 enum class WhiteSpace : std::uint8_t {
   none,
-  blank,    ///< A space separator (Zs): marks that follow it join it, and it joins a Prepend before it.
+  space,    ///< A space separator (Zs): marks that follow it join it, and it joins a Prepend before it.
   control,  ///< A tab or a line break: always a character of its own (CR LF is one together).
 };
 
 constexpr WhiteSpace whiteSpace(char32_t scalar) noexcept {
   if (scalar <= 0x20) {
-    return scalar == 0x20                     ? WhiteSpace::blank
+    return scalar == 0x20                     ? WhiteSpace::space
            : scalar >= 0x09 && scalar <= 0x0D ? WhiteSpace::control
                                               : WhiteSpace::none;
   }
@@ -28,9 +28,9 @@ constexpr WhiteSpace whiteSpace(char32_t scalar) noexcept {
     case 0x202F:
     case 0x205F:
     case 0x3000:
-      return WhiteSpace::blank;
+      return WhiteSpace::space;
     default:
-      return scalar >= 0x2000 && scalar <= 0x200A ? WhiteSpace::blank : WhiteSpace::none;
+      return scalar >= 0x2000 && scalar <= 0x200A ? WhiteSpace::space : WhiteSpace::none;
   }
 }
 

@@ -6,8 +6,8 @@ namespace kelvane::unicode {
 
 namespace {
 
-bool isBlank(char32_t scalar) noexcept {
-  return scalar == '\t' || whiteSpace(scalar) == WhiteSpace::blank;
+bool isSpaceOrTab(char32_t scalar) noexcept {
+  return scalar == '\t' || whiteSpace(scalar) == WhiteSpace::space;
 }
 
 // Where the last character starts if it is white space, else the text's size. The text must start a character.
@@ -20,7 +20,7 @@ std::size_t lastWhiteSpace(std::string_view text) noexcept {
       case WhiteSpace::control:
         // Marks behind a control are a character of their own.
         return marks == text.size() ? start : text.size();
-      case WhiteSpace::blank:
+      case WhiteSpace::space:
         return start > 0 && isPrepender(decodedBefore(text, start).scalar) ? text.size() : start;
       case WhiteSpace::none:
         if (!isExtender(before.scalar)) return text.size();
@@ -42,15 +42,15 @@ std::string_view trimmingWhiteSpace(std::string_view text) noexcept {
   return text;
 }
 
-std::string_view trimmingBlanks(std::string_view text) noexcept {
+std::string_view trimmingSpacesAndTabs(std::string_view text) noexcept {
   while (!text.empty()) {
     const Decoded first = decodedAt(text, 0);
-    if (!isBlank(first.scalar)) break;
+    if (!isSpaceOrTab(first.scalar)) break;
     text.remove_prefix(first.size);
   }
   while (!text.empty()) {
     const Decoded last = decodedBefore(text, text.size());
-    if (!isBlank(last.scalar)) break;
+    if (!isSpaceOrTab(last.scalar)) break;
     text.remove_suffix(last.size);
   }
   return text;

@@ -26,7 +26,7 @@ class WordCounter {
   }
 
  private:
-  enum class Within { word, blank, control };
+  enum class Within { word, space, control };
 
   void countScalars(std::size_t end) noexcept;
   bool countBlock() noexcept;
@@ -54,9 +54,9 @@ void WordCounter::countScalars(std::size_t end) noexcept {
     const WhiteSpace kind = whiteSpace(decoded.scalar);
     if (kind == WhiteSpace::control) {
       within_ = Within::control;
-    } else if (kind == WhiteSpace::blank) {
-      if (within_ != Within::word || !isPrependerBefore(offset_)) within_ = Within::blank;
-    } else if (within_ == Within::control || (within_ == Within::blank && !isExtender(decoded.scalar))) {
+    } else if (kind == WhiteSpace::space) {
+      if (within_ != Within::word || !isPrependerBefore(offset_)) within_ = Within::space;
+    } else if (within_ == Within::control || (within_ == Within::space && !isExtender(decoded.scalar))) {
       ++words_;
       within_ = Within::word;
     }
@@ -85,7 +85,7 @@ bool WordCounter::countBlock() noexcept {
   words_ += static_cast<std::size_t>(std::popcount(starts));
   offset_ += length;
   const WhiteSpace last = whiteSpace(decodedBefore(text_, offset_).scalar);
-  within_ = last == WhiteSpace::none ? Within::word : last == WhiteSpace::blank ? Within::blank : Within::control;
+  within_ = last == WhiteSpace::none ? Within::word : last == WhiteSpace::space ? Within::space : Within::control;
   return true;
 }
 

@@ -79,7 +79,7 @@ std::vector<std::string> dropped(const std::string& text, const TOMLText& whole)
   const std::vector<CodexLine> written = codexLines(ours);
   std::vector<std::string> lines;
   for (const CodexLine& line : codexLines(text)) {
-    const std::string_view trimmed = unicode::trimmingBlanks(line.text);
+    const std::string_view trimmed = unicode::trimmingSpacesAndTabs(line.text);
     const bool isOurs = std::any_of(written.begin(), written.end(),
                                     [trimmed](const CodexLine& known) { return known.text == trimmed; });
     if (line.isOwned && !isOurs) lines.emplace_back(line.text);

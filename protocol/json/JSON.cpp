@@ -19,9 +19,9 @@ JSON::JSON(std::string_view text) : JSON(nullptr) {
                              : unicode::isValidUTF8(text) ? Storage::Form::utf8
                                                           : Storage::Form::illFormed;
   if (text.size() <= inlineCapacity) {
-    Storage::placeText(this, form, text);
+    Storage::constructText(this, form, text);
   } else {
-    Storage::placeText(this, form, Storage::newText(text));
+    Storage::constructText(this, form, Storage::newText(text));
   }
 }
 

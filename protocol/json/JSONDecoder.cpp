@@ -52,7 +52,7 @@ class JSON::Storage::Decoder {
       }
     }
     values_.cut(first);
-    place(values_.push(), isObject ? Tag::object : Tag::array, block);
+    construct(values_.push(), isObject ? Tag::object : Tag::array, block);
   }
 
   void null(std::string_view) { ::new (values_.push()) JSON(nullptr); }
@@ -68,14 +68,14 @@ class JSON::Storage::Decoder {
   void string(std::string_view bytes, const JSONString& found) {
     const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
-    if (bytes.size() <= inlineCapacity) return placeText(slot, form, bytes);
+    if (bytes.size() <= inlineCapacity) return constructText(slot, form, bytes);
     Block* block = std::exchange(room_, nullptr);
     if (block == nullptr) {
       block = arena_.newBlock(bytes.size(), bytes.size());
       std::memcpy(block->bytes(), bytes.data(), bytes.size());
     }
     block->size = bytes.size();
-    placeText(slot, form, block);
+    constructText(slot, form, block);
   }
 
   /// A string with escapes is written at once where it stays, unless it may be short enough to be kept inline: no

@@ -20,8 +20,8 @@ std::size_t lowerBound(const JSON::Object& object, std::string_view key) noexcep
   return static_cast<std::size_t>(std::lower_bound(object.begin(), object.end(), key, isBefore) - object.begin());
 }
 
-bool isAt(const JSON::Object& object, std::size_t place, std::string_view key) noexcept {
-  return place < object.size() && unicode::equivalent(object.begin()[place].key(), key);
+bool isAt(const JSON::Object& object, std::size_t index, std::string_view key) noexcept {
+  return index < object.size() && unicode::equivalent(object.begin()[index].key(), key);
 }
 
 }  // namespace
@@ -69,34 +69,34 @@ const JSON::Member* JSON::Object::end() const& noexcept {
 }
 
 const JSON* JSON::Object::find(std::string_view key) const& noexcept {
-  const std::size_t place = lowerBound(*this, key);
-  return isAt(*this, place, key) ? &begin()[place].value() : nullptr;
+  const std::size_t index = lowerBound(*this, key);
+  return isAt(*this, index, key) ? &begin()[index].value() : nullptr;
 }
 
 void JSON::Object::set(std::string_view key, JSON value) {
-  const std::size_t place = lowerBound(*this, key);
-  if (isAt(*this, place, key)) {
+  const std::size_t index = lowerBound(*this, key);
+  if (isAt(*this, index, key)) {
     Storage::own(block_, block_->size);
-    block_->values()[2 * place + 1] = std::move(value);
+    block_->values()[2 * index + 1] = std::move(value);
     return;
   }
   JSON name(key);
   Storage::own(block_, 2 * size() + 2);
-  JSON* at = block_->values() + 2 * place;
-  std::memmove(static_cast<void*>(at + 2), at, (block_->size - 2 * place) * sizeof(JSON));
+  JSON* at = block_->values() + 2 * index;
+  std::memmove(static_cast<void*>(at + 2), at, (block_->size - 2 * index) * sizeof(JSON));
   ::new (at) JSON(std::move(name));
   ::new (at + 1) JSON(std::move(value));
   block_->size += 2;
 }
 
 bool JSON::Object::erase(std::string_view key) {
-  const std::size_t place = lowerBound(*this, key);
-  if (!isAt(*this, place, key)) return false;
+  const std::size_t index = lowerBound(*this, key);
+  if (!isAt(*this, index, key)) return false;
   Storage::own(block_, block_->size);
-  JSON* at = block_->values() + 2 * place;
+  JSON* at = block_->values() + 2 * index;
   const JSON oldName(std::move(at[0]));
   const JSON oldValue(std::move(at[1]));
-  std::memmove(static_cast<void*>(at), at + 2, (block_->size - 2 * place - 2) * sizeof(JSON));
+  std::memmove(static_cast<void*>(at), at + 2, (block_->size - 2 * index - 2) * sizeof(JSON));
   block_->size -= 2;
   return true;
 }

@@ -49,11 +49,11 @@ class JSON::Storage {
 
   /// Makes a value in raw memory of an arena or of a stack that is going there: it refers to its block uncounted, and
   /// its destructor must not run. `text` is kept inline and has at most `inlineCapacity` bytes.
-  static void place(JSON* slot, Tag tag, Block* block) noexcept {
+  static void construct(JSON* slot, Tag tag, Block* block) noexcept {
     ::new (slot) JSON(firstByte(tag, Form::ascii), block);
   }
-  static void placeText(JSON* slot, Form form, Block* block) noexcept;
-  static void placeText(JSON* slot, Form form, std::string_view text) noexcept;
+  static void constructText(JSON* slot, Form form, Block* block) noexcept;
+  static void constructText(JSON* slot, Form form, std::string_view text) noexcept;
 
   /// A block of its own with one reference: room for that many values, or a copy of the text.
   static Block* newValues(std::size_t capacity);
@@ -129,11 +129,11 @@ inline JSON::JSON(std::uint8_t tag, Block* block) noexcept {
   }
 }
 
-inline void JSON::Storage::placeText(JSON* slot, Form form, Block* block) noexcept {
+inline void JSON::Storage::constructText(JSON* slot, Form form, Block* block) noexcept {
   ::new (slot) JSON(firstByte(Tag::sharedText, form), block);
 }
 
-inline void JSON::Storage::placeText(JSON* slot, Form form, std::string_view text) noexcept {
+inline void JSON::Storage::constructText(JSON* slot, Form form, std::string_view text) noexcept {
   ::new (slot) JSON(nullptr);
   slot->head_ = {firstByte(Tag::inlineText, form), static_cast<std::uint8_t>(text.size())};
   std::memcpy(slot->inlineText_.bytes, text.data(), text.size());

@@ -22,7 +22,7 @@ std::optional<JSONDocument> settingsIn(const std::string& text) {
 }
 
 bool isTrue(std::string_view text) {
-  text = unicode::trimmingBlanks(text);
+  text = unicode::trimmingSpacesAndTabs(text);
   if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
   constexpr std::string_view first = "YyTt123456789";

@@ -60,7 +60,7 @@ TEST(StandardizedPath, itIsAbsoluteAndPlain) {
       {"a relative path with dots", "./a/../b/", here + "/b"},
       {"bytes that are no UTF-8", "/\xFF/e\u0301", "/\xFF/e\u0301"},
       {"a NUL", path("/a\0b/../c\0d"s), "/c\0d"s},
-      {"blanks and line breaks", "/ a /\n", "/ a /\n"},
+      {"spaces and line breaks", "/ a /\n", "/ a /\n"},
   };
   for (const auto& row : rows) EXPECT_EQ(standardized(row.given), row.expected) << row.what;
 }

@@ -94,7 +94,7 @@ const struct {
     {"a CR alone ends no line", "o\rne\rtwo\n", {"o\rne\rtwo"}},
     {"of two CRs one belongs to the line", "one\r\r\n", {"one\r"}},
     {"a CR at the end belongs to the line", "one\r", {"one\r"}},
-    {"blanks stay", "  one\t\n \n", {"  one\t", " "}},
+    {"spaces and tabs stay", "  one\t\n \n", {"  one\t", " "}},
     {"other line breaks end no line", "a\u2028b\u0085c\vd\n", {"a\u2028b\u0085c\vd"}},
     {"a NUL is a character", "a\0b\n\0"s, {"a\0b"s, "\0"s}},
     {"a byte-order mark stays", "\uFEFFa\n", {"\uFEFFa"}},

@@ -25,8 +25,8 @@ std::string randomLine(std::mt19937_64& generator) {
       "\"\\ud8\"", "-0.0", "\xC3\xA9", "\xFF", "\\", "\n", " ",       "9",           "\"e\u0301\"", "\"\u00e9\""};
   std::string line(tests::oneOf(whole, generator));
   for (std::size_t edits = tests::below(4, generator); edits > 0; --edits) {
-    const std::size_t place = tests::below(line.size() + 1, generator);
-    line.replace(place, tests::below(3, generator), tests::oneOf(pieces, generator));
+    const std::size_t offset = tests::below(line.size() + 1, generator);
+    line.replace(offset, tests::below(3, generator), tests::oneOf(pieces, generator));
   }
   return line;
 }

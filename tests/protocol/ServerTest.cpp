@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
             R"({"error":{"code":-32601,"message":"No such method: notifications/initialized"},"id":null,"jsonrpc":"2.0"})"},
         Exchange{"a method in capitals", R"({"id":1,"method":"Ping"})",
                  R"({"error":{"code":-32601,"message":"No such method: Ping"},"id":1,"jsonrpc":"2.0"})"},
-        Exchange{"a method with blanks", R"({"id":1,"method":" ping"})",
+        Exchange{"a method with a space", R"({"id":1,"method":" ping"})",
                  R"({"error":{"code":-32601,"message":"No such method:  ping"},"id":1,"jsonrpc":"2.0"})"},
         Exchange{"an empty method", R"({"id":1,"method":""})",
                  R"({"error":{"code":-32601,"message":"No such method: "},"id":1,"jsonrpc":"2.0"})"},

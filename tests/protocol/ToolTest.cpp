@@ -60,7 +60,7 @@ TEST_P(RequiredString, isTheTextOrAnErrorThatNamesTheKey) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, RequiredString,
-    testing::Values(Required{"a text", {{"id", "abc"}}, "abc"}, Required{"a single blank", {{"id", " "}}, " "},
+    testing::Values(Required{"a text", {{"id", "abc"}}, "abc"}, Required{"a single space", {{"id", " "}}, " "},
                     Required{"a NUL", {{"id", "\0"sv}}, "\0"sv}, Required{"an empty text", {{"id", ""}}, {}},
                     Required{"a number", {{"id", 5}}, {}}, Required{"null", {{"id", nullptr}}, {}},
                     Required{"a Bool", {{"id", true}}, {}}, Required{"an array", {{"id", JSON::Array{"abc"}}}, {}},

@@ -31,9 +31,9 @@ using std::filesystem::path;
 constexpr std::size_t trees = 60, identifiersInATree = 200;
 constexpr std::size_t mostLinks = 40;
 
-bool isFolder(const path& place) {
+bool isFolder(const path& entry) {
   std::error_code ignored;
-  return std::filesystem::is_directory(place, ignored);
+  return std::filesystem::is_directory(entry, ignored);
 }
 
 /// The standardized path with its links followed. A piece that leads to too many links stays, and so does what follows
@@ -77,16 +77,16 @@ std::string expected(const std::string& identifier, const path& root) {
   const path asked(identifier);
   if (asked.is_absolute() || std::find(asked.begin(), asked.end(), "..") != asked.end())
     return quoted(identifier) + " is not inside the library";
-  const path place = followed(root / asked), home = followed(root);
-  const auto [end, ignored] = std::mismatch(home.begin(), home.end(), place.begin(), place.end());
+  const path resolved = followed(root / asked), home = followed(root);
+  const auto [end, ignored] = std::mismatch(home.begin(), home.end(), resolved.begin(), resolved.end());
   if (end != home.end()) return quoted(identifier) + " is not inside the library";
   std::error_code missing;
-  const auto status = std::filesystem::status(place, missing);
-  if (place.native().find('\0') != std::string::npos || !std::filesystem::exists(status))
+  const auto status = std::filesystem::status(resolved, missing);
+  if (resolved.native().find('\0') != std::string::npos || !std::filesystem::exists(status))
     return "Nothing at " + quoted(identifier);
-  const std::string relative = place == home ? "" : place.lexically_relative(home).native();
+  const std::string relative = resolved == home ? "" : resolved.lexically_relative(home).native();
   if (std::filesystem::is_directory(status)) return "folder " + relative;
-  if (place.extension() != ".md") return quoted(identifier) + " is not a script";
+  if (resolved.extension() != ".md") return quoted(identifier) + " is not a script";
   return "script " + relative;
 }
 
@@ -108,7 +108,7 @@ class Tree {
   explicit Tree(std::mt19937_64& random) : random_(random) {
     std::filesystem::create_directory(root);
     std::filesystem::create_directory(root.native() + "2");
-    places_ = {root, root.native() + "2"};
+    folders_ = {root, root.native() + "2"};
     for (std::size_t entry = 0; entry < 25; ++entry) grow();
   }
 
@@ -127,26 +127,26 @@ class Tree {
 
  private:
   void grow() {
-    const path in = oneOf(places_, random_);
-    const path place = in / oneOf(names, random_);
+    const path in = oneOf(folders_, random_);
+    const path entry = in / oneOf(names, random_);
     std::error_code taken;
-    if (!isFolder(in) || std::filesystem::exists(std::filesystem::symlink_status(place, taken))) return;
+    if (!isFolder(in) || std::filesystem::exists(std::filesystem::symlink_status(entry, taken))) return;
     switch (below(4, random_)) {
       case 0:
-        std::filesystem::create_directory(place);
-        places_.push_back(place);
+        std::filesystem::create_directory(entry);
+        folders_.push_back(entry);
         return;
       case 1:
-        std::ofstream(place).close();
+        std::ofstream(entry).close();
         return;
       default:
-        std::filesystem::create_symlink(target(), place);
-        if (isFolder(place)) places_.push_back(place);
+        std::filesystem::create_symlink(target(), entry);
+        if (isFolder(entry)) folders_.push_back(entry);
     }
   }
 
   path target() {
-    path to = oneIn(3) ? oneOf(places_, random_) : path();
+    path to = oneIn(3) ? oneOf(folders_, random_) : path();
     for (std::size_t pieces = below(4, random_); pieces > 0 || to.empty(); pieces -= pieces > 0 ? 1 : 0) {
       to /= oneIn(3) ? ".." : oneIn(8) ? "." : oneOf(names, random_);
     }
@@ -161,7 +161,7 @@ class Tree {
   static inline const std::vector<std::string> between = {"//", "/./", "/.//./", "///", "/././/"};
 
   std::mt19937_64& random_;
-  std::vector<path> places_;
+  std::vector<path> folders_;
 };
 
 std::string kindOf(const std::string& outcome) {
@@ -185,12 +185,12 @@ TEST(ResolutionOfAnyIdentifier, matchesAPieceByPieceResolution) {
       ++kinds[kindOf(outcome)];
       if (kindOf(outcome) == "is not inside") continue;
       // If the file exists, both paths lead to the same file. If not, both name the same missing file.
-      const std::string place = locate(identifier, library);
-      EXPECT_EQ(place, followed(tree.root / identifier));
+      const std::string located = locate(identifier, library);
+      EXPECT_EQ(located, followed(tree.root / identifier));
       std::error_code missing;
       const path there = std::filesystem::canonical(tree.root / identifier, missing);
       if (missing || identifier.find('\0') != std::string::npos) continue;
-      EXPECT_EQ(place, there);
+      EXPECT_EQ(located, there);
       ++same;
     }
   }

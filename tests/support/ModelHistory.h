@@ -12,43 +12,44 @@ namespace kelvane::tests {
 template <class Version>
 class ModelHistory {
  public:
-  struct Place {
+  /// The versions of all scripts that ever had one identifier.
+  struct Histories {
     std::vector<Version> present;
     std::vector<std::vector<Version>> earlier;
   };
 
   void keep(const std::string& identifier, Version version) {
-    places_[identifier].present.push_back(std::move(version));
+    byIdentifier_[identifier].present.push_back(std::move(version));
   }
 
   void beginAnew(const std::string& identifier) {
-    Place& place = places_[identifier];
-    if (!place.present.empty()) place.earlier.push_back(std::exchange(place.present, {}));
+    Histories& histories = byIdentifier_[identifier];
+    if (!histories.present.empty()) histories.earlier.push_back(std::exchange(histories.present, {}));
   }
 
   void renameScript(const std::string& from, const std::string& to) {
     beginAnew(to);
-    places_[to].present = std::exchange(places_[from].present, {});
+    byIdentifier_[to].present = std::exchange(byIdentifier_[from].present, {});
   }
 
   void renameFolder(const std::string& from, const std::string& to) {
-    std::map<std::string, Place> moved;
-    for (auto& [identifier, place] : places_) {
+    std::map<std::string, Histories> moved;
+    for (auto& [identifier, histories] : byIdentifier_) {
       if (identifier.starts_with(to + "/")) beginAnew(identifier);
-      if (identifier.starts_with(from + "/")) moved[to + identifier.substr(from.size())] = std::exchange(place, {});
+      if (identifier.starts_with(from + "/")) moved[to + identifier.substr(from.size())] = std::exchange(histories, {});
     }
-    for (auto& [identifier, place] : moved) {
-      Place& target = places_[identifier];
-      target.present = place.present;
-      target.earlier.insert(target.earlier.end(), place.earlier.begin(), place.earlier.end());
+    for (auto& [identifier, histories] : moved) {
+      Histories& target = byIdentifier_[identifier];
+      target.present = histories.present;
+      target.earlier.insert(target.earlier.end(), histories.earlier.begin(), histories.earlier.end());
     }
   }
 
   /// By identifier. Some have no versions.
-  const std::map<std::string, Place>& places() const { return places_; }
+  const std::map<std::string, Histories>& byIdentifier() const { return byIdentifier_; }
 
  private:
-  std::map<std::string, Place> places_;
+  std::map<std::string, Histories> byIdentifier_;
 };
 
 }  // namespace kelvane::tests

@@ -55,7 +55,7 @@ struct FaultCase {
 TEST(JSONDocument, saysWhereATextCeasesToBeJSON) {
   const FaultCase cases[] = {
       {"nothing", "", 0},
-      {"blanks", "  \n", 3},
+      {"only white space", "  \n", 3},
       {"a byte-order mark alone", "\xEF\xBB\xBF", 3},
       {"two byte-order marks", "\xEF\xBB\xBF\xEF\xBB\xBF{}", 3},
       {"an open object", "{", 1},
@@ -198,7 +198,7 @@ struct SetCase {
 
 TEST(JSONDocument, setsAMemberAndLeavesEveryOtherByte) {
   const SetCase cases[] = {
-      {"a value in its place",
+      {"a value keeps its position",
        R"({ "a" :1.50, "b":  12345678901234567890 })",
        {"a"},
        "true",
@@ -207,12 +207,12 @@ TEST(JSONDocument, setsAMemberAndLeavesEveryOtherByte) {
       {"a new member on lines of its own", "{\n  \"a\": 1\n}\n", {"b"}, "2", "{\n  \"a\": 1,\n  \"b\": 2\n}\n"},
       {"tabs", "{\n\t\"a\": 1\n}", {"b"}, "2", "{\n\t\"a\": 1,\n\t\"b\": 2\n}"},
       {"CR LF", "{\r\n  \"a\": 1\r\n}\r\n", {"b"}, "2", "{\r\n  \"a\": 1,\r\n  \"b\": 2\r\n}\r\n"},
-      {"blank lines are not repeated", "{\n\n\n  \"a\": 1\n\n}", {"b"}, "2", "{\n\n\n  \"a\": 1,\n  \"b\": 2\n\n}"},
-      {"no blanks at all", R"({"a":1})", {"b"}, "2", R"({"a":1,"b":2})"},
-      {"one line with blanks", R"({"a": 1})", {"b"}, "2", R"({"a": 1, "b": 2})"},
-      {"blanks behind commas only", R"({"a":1, "b":2})", {"c"}, "3", R"({"a":1, "b":2, "c":3})"},
-      {"blanks inside the brackets", R"({ "a": 1 })", {"b"}, "2", R"({ "a": 1, "b": 2 })"},
-      {"blanks around the colon", "{\n \"a\" : 1\n}", {"b"}, "2", "{\n \"a\" : 1,\n \"b\" : 2\n}"},
+      {"empty lines are not repeated", "{\n\n\n  \"a\": 1\n\n}", {"b"}, "2", "{\n\n\n  \"a\": 1,\n  \"b\": 2\n\n}"},
+      {"no spaces at all", R"({"a":1})", {"b"}, "2", R"({"a":1,"b":2})"},
+      {"one line with spaces", R"({"a": 1})", {"b"}, "2", R"({"a": 1, "b": 2})"},
+      {"spaces behind commas only", R"({"a":1, "b":2})", {"c"}, "3", R"({"a":1, "b":2, "c":3})"},
+      {"spaces inside the brackets", R"({ "a": 1 })", {"b"}, "2", R"({ "a": 1, "b": 2 })"},
+      {"spaces around the colon", "{\n \"a\" : 1\n}", {"b"}, "2", "{\n \"a\" : 1,\n \"b\" : 2\n}"},
       {"a value on a line of its own", "{\n \"a\":\n  1\n}", {"b"}, "2", "{\n \"a\":\n  1,\n \"b\": 2\n}"},
       {"commas in front", "{ \"a\": 1\n, \"b\": 2\n}", {"c"}, "3", "{ \"a\": 1\n, \"b\": 2, \"c\": 3\n}"},
       {"an empty object", "{}", {"a"}, "1", "{\n  \"a\": 1\n}"},

@@ -92,7 +92,7 @@ TEST(GraphemeClusters, charactersEndWhereAPersonSeesThemEnd) {
       {"a NUL and an accent", "\0\u0301"s, {1, 3}},
       {"an Arabic number sign draws in what follows", "\u0600\u0600 b", {5, 6}},
       {"but no line break", "\u0600\n", {2, 3}},
-      {"a blank and an accent", " \u0301 ", {3, 4}},
+      {"a space and an accent", " \u0301 ", {3, 4}},
       {"two flags", "🇫🇷🇯🇵", {8, 16}},
       {"half a flag behind one", "🇫🇷🇯a", {8, 12, 13}},
       {"a flag behind a number sign", "\u0600🇫🇷🇯", {10, 14}},

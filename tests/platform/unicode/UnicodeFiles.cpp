@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* folder = "/usr/share/unicode/";
 
-std::string_view withoutBlanks(std::string_view text) {
+std::string_view trimmed(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(" \t\r");
   return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
 }
@@ -47,7 +47,7 @@ std::optional<std::vector<std::string>> unicodeFile(const std::string& name) {
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     const std::string_view line = std::string_view(text).substr(begin, end - begin);
-    const std::string_view content = withoutBlanks(line.substr(0, line.find('#')));
+    const std::string_view content = trimmed(line.substr(0, line.find('#')));
     if (!content.empty()) lines.emplace_back(content);
     begin = end + 1;
   }
@@ -58,7 +58,7 @@ std::vector<std::string> fields(std::string_view line) {
   std::vector<std::string> result;
   for (;;) {
     const std::size_t end = line.find(';');
-    result.emplace_back(withoutBlanks(line.substr(0, end)));
+    result.emplace_back(trimmed(line.substr(0, end)));
     if (end == std::string_view::npos) return result;
     line.remove_prefix(end + 1);
   }
@@ -66,7 +66,7 @@ std::vector<std::string> fields(std::string_view line) {
 
 std::u32string scalars(std::string_view field) {
   std::u32string result;
-  while (!(field = withoutBlanks(field)).empty()) {
+  while (!(field = trimmed(field)).empty()) {
     const std::size_t end = std::min(field.find(' '), field.size());
     result.push_back(number(field.substr(0, end)));
     field.remove_prefix(end);

@@ -14,11 +14,11 @@ inline constexpr char32_t lastScalar = 0x10FFFF;
 /// Why a test that needs those files is skipped where they are not.
 inline constexpr const char* noUnicodeFiles = "Unicode's data files are not installed (Debian: unicode-data, bzip2).";
 
-/// The lines of one file, by its path below the package's folder, without comments, blanks at the ends and empty
+/// The lines of one file, by its path below the package's folder, without comments, spaces at the ends and empty
 /// lines; one that ends in .bz2 is unpacked. Nothing where the file cannot be read.
 std::optional<std::vector<std::string>> unicodeFile(const std::string& name);
 
-/// A line's fields: what stands between its semicolons, without blanks at the ends.
+/// A line's fields: what stands between its semicolons, without spaces at the ends.
 std::vector<std::string> fields(std::string_view line);
 
 /// The scalars of a field such as "0041 030A".

@@ -24,60 +24,61 @@ TEST(WhiteSpace, eachScalarIsWhiteSpaceOrNotAsUnicodeSays) {
   }
 }
 
-TEST(WhiteSpace, eachScalarIsABlankOrNotAsUnicodeSays) {
+TEST(WhiteSpace, tabsAndSpaceSeparatorsAreTrimmedAndNoOtherScalars) {
   const auto lines = unicodeFile("UnicodeData.txt");
   if (!lines) GTEST_SKIP() << noUnicodeFiles;
-  std::vector<bool> blank(lastScalar + 1);
-  blank['\t'] = true;
+  std::vector<bool> isTrimmed(lastScalar + 1);
+  isTrimmed['\t'] = true;
   for (const std::string& line : *lines) {
-    if (fields(line).at(2) == "Zs") blank[scalars(fields(line)[0]).at(0)] = true;
+    if (fields(line).at(2) == "Zs") isTrimmed[scalars(fields(line)[0]).at(0)] = true;
   }
-  ASSERT_EQ(std::count(blank.begin(), blank.end(), true), 18);
+  ASSERT_EQ(std::count(isTrimmed.begin(), isTrimmed.end(), true), 18);
   for (char32_t scalar = 0; scalar <= lastScalar; ++scalar) {
     if (!isScalar(scalar)) continue;
     const std::string text = utf8(scalar);
-    ASSERT_EQ(trimmingBlanks(text + "a" + text), blank[scalar] ? "a" : text + "a" + text) << spelled({&scalar, 1});
+    ASSERT_EQ(trimmingSpacesAndTabs(text + "a" + text), isTrimmed[scalar] ? "a" : text + "a" + text)
+        << spelled({&scalar, 1});
   }
 }
 
 TEST(WhiteSpace, whatIsTrimmed) {
   const struct {
     const char* what;
-    std::string text, withoutWhiteSpace, withoutBlanks;
+    std::string text, withoutWhiteSpace, withoutSpacesAndTabs;
   } rows[] = {
       {"nothing", "", "", ""},
-      {"nothing but blanks", " \t \u00A0\u3000", "", ""},
+      {"nothing but spaces", " \t \u00A0\u3000", "", ""},
       {"nothing but line breaks", "\r\n\n\u2028", "", "\r\n\n\u2028"},
       {"a word", "a", "a", "a"},
-      {"blanks at both ends", " \t a b\t ", "a b", "a b"},
+      {"spaces at both ends", " \t a b\t ", "a b", "a b"},
       {"line breaks at both ends", "\r\n a \n", "a", "\r\n a \n"},
-      {"a blank within a line break stays", " \n a", "a", "\n a"},
+      {"a space within a line break stays", " \n a", "a", "\n a"},
       {"a CR stays a CR", "a\r", "a", "a\r"},
       {"space separators", "\u1680\u2000\u200A\u202F\u205F\u3000a\u3000\u00A0", "a", "a"},
       {"no separators", "\u200B a \uFEFF", "\u200B a \uFEFF", "\u200B a \uFEFF"},
-      {"a blank with an accent is white space as a whole, and a blank alone", " \u0301a \u0301", "a", "\u0301a \u0301"},
+      {"a space with an accent is white space as a whole, and a space alone", " \u0301a \u0301", "a", "\u0301a \u0301"},
       {"with many accents", " \u0301\u0302\u200Da \u0301\u0302\u200D", "a", "\u0301\u0302\u200Da \u0301\u0302\u200D"},
       {"a line break takes no accent", "\n\u0301a\n\u0301", "\u0301a\n\u0301", "\n\u0301a\n\u0301"},
       {"CR LF takes none", "a\r\n\u0301", "a\r\n\u0301", "a\r\n\u0301"},
-      {"a number sign draws the blank in", "a\u0600 ", "a\u0600 ", "a\u0600"},
+      {"a number sign draws the space in", "a\u0600 ", "a\u0600 ", "a\u0600"},
       {"but not the second one", "a\u0600  ", "a\u0600 ", "a\u0600"},
       {"and its accent", "a\u0600 \u0301 ", "a\u0600 \u0301", "a\u0600 \u0301"},
       {"an accent ends that", "\u0600\u0301 ", "\u0600\u0301", "\u0600\u0301"},
-      {"a number sign behind blanks", " \u0600 ", "\u0600 ", "\u0600"},
+      {"a number sign behind spaces", " \u0600 ", "\u0600 ", "\u0600"},
       {"ill-formed bytes are not white space", " \xC2 \xA0 ", "\xC2 \xA0", "\xC2 \xA0"},
-      {"a blank behind an ill-formed part", "\xE3\x80\u3000", "\xE3\x80", "\xE3\x80"},
+      {"a space behind an ill-formed part", "\xE3\x80\u3000", "\xE3\x80", "\xE3\x80"},
       {"accents alone", "\u0301\u0302", "\u0301\u0302", "\u0301\u0302"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(trimmingWhiteSpace(row.text), row.withoutWhiteSpace) << row.what;
-    EXPECT_EQ(trimmingBlanks(row.text), row.withoutBlanks) << row.what;
+    EXPECT_EQ(trimmingSpacesAndTabs(row.text), row.withoutSpacesAndTabs) << row.what;
   }
 }
 
 TEST(WhiteSpace, whatIsLeftIsAPartOfTheText) {
   const std::string_view text = "  a  ";
   EXPECT_EQ(trimmingWhiteSpace(text).data(), text.data() + 2);
-  EXPECT_EQ(trimmingBlanks(text).data(), text.data() + 2);
+  EXPECT_EQ(trimmingSpacesAndTabs(text).data(), text.data() + 2);
 }
 
 TEST(WhiteSpace, whiteSpaceIsTrimmedACharacterAtATime) {

@@ -30,7 +30,7 @@ TEST(WordCount, wordsAreRunsOfCharactersThatAreNotWhiteSpace) {
   } rows[] = {
       {"nothing", "", 0},
       {"white space alone", "  \n", 0},
-      {"blanks and a line break", "one  two\nthree", 3},
+      {"spaces and a line break", "one  two\nthree", 3},
       {"white space at the ends", "\t one \r\n", 1},
       {"every ASCII white space", "a\tb\nc\vd\fe\rf g", 7},
       {"controls that are none",
@@ -48,15 +48,15 @@ TEST(WordCount, wordsAreRunsOfCharactersThatAreNotWhiteSpace) {
       {"the other space separators", "a\u1680b\u2000c\u200Ad\u202Fe\u205Ff", 6},
       {"a zero-width space is none", "a\u200Bb", 1},
       {"nor is a byte-order mark", "\uFEFF", 1},
-      {"a blank with an accent is white space", "a \u0301b", 2},
+      {"a space with an accent is white space", "a \u0301b", 2},
       {"and no word of its own", "a \u0301 b", 2},
       {"nor behind a no-break space", "a\u00A0\u0301\u200D b", 2},
       {"an accent behind a line break is a word", "a\n\u0301 b", 3},
       {"an accent at the start is a word", "\u0301", 1},
-      {"a number sign draws the blank into its word", "a\u0600 b", 1},
+      {"a number sign draws the space into its word", "a\u0600 b", 1},
       {"but not the line break", "a\u0600\nb", 2},
-      {"nor a second blank", "a\u0600  b", 2},
-      {"a number sign alone with a blank", "\u0600 ", 1},
+      {"nor a second space", "a\u0600  b", 2},
+      {"a number sign alone with a space", "\u0600 ", 1},
       {"dashes are words where they stand alone", "one — two", 3},
       {"Japanese without spaces", "吾輩は猫である。名前はまだ無い。", 1},
       {"ill-formed bytes are a word", "a \xFF b", 3},
@@ -73,7 +73,7 @@ TEST(WordCount, wordsAreRunsOfCharactersThatAreNotWhiteSpace) {
   for (const auto& row : rows) {
     EXPECT_EQ(wordCount(row.text), row.words) << row.what;
     EXPECT_EQ(wordsByCharacters(row.text), row.words) << row.what;
-    // The same at every place of the blocks that are looked at together.
+    // The same at every offset in the blocks that are looked at together.
     for (std::size_t before = 0; before <= 130; ++before) {
       const std::string text = std::string(before, 'x') + "\n" + row.text + "\n" + std::string(200 - before, 'y');
       ASSERT_EQ(wordCount(text), row.words + (before > 0) + 1) << row.what << ", behind " << before;
@@ -110,9 +110,9 @@ TEST(WordCount, aLongTextIsCounted) {
   for (int count = 0; count < 100'000; ++count) text += "twelve words, ";
   EXPECT_EQ(wordCount(text), 200'000u);
   for (int count = 0; count < 100'000; ++count) text += " \u0301";
-  EXPECT_EQ(wordCount(text), 200'000u) << "blanks with accents";
+  EXPECT_EQ(wordCount(text), 200'000u) << "spaces with accents";
   for (int count = 0; count < 100'000; ++count) text += "\u0600 ";
-  EXPECT_EQ(wordCount(text), 200'001u) << "number signs with blanks";
+  EXPECT_EQ(wordCount(text), 200'001u) << "number signs with spaces";
 }
 
 TEST(ByteBlock, eachBitTellsOfItsByte) {

@@ -49,37 +49,37 @@ INSTANTIATE_TEST_SUITE_P(
         Accepted{"underflow of many digits", "0." + std::string(350, '0') + std::string(400, '1') + "e20", 0},
         Accepted{"overflow undone by a long fraction", "0." + std::string(400, '0') + "1e402", 10},
         Accepted{"no underflow for many digits", std::string(400, '1') + "e-400", 0.1111111111111111},
-        Accepted{"negative underflow is zero", "-1e-999999999999999999999", 0},                                  //
-        Accepted{"zero with a huge exponent", "0e999999999999999999999", 0},                                     //
-        Accepted{"zeros behind the point", "0.000e+400", 0},                                                     //
-        Accepted{"a large mantissa with a small exponent", "1000000000000000000000000000000e-30", 1},            //
-        Accepted{"zeros before a small digit", "0.00000000000000000000000000000001e32", 1},                      //
-        Accepted{"half way rounds to even", "9007199254740993", 9007199254740992.0},                             //
-        Accepted{"nineteen digits", "9999999999999999999", 1e19},                                                //
-        Accepted{"twenty digits", "18446744073709551616", 18446744073709551616.0},                               //
-        Accepted{"half way but for the last of many digits",                                                     //
-                 "9007199254740993.0000000000000000000000000000000001", 9007199254740994.0},                     //
-        Accepted{"an empty text", R"("")", ""},                                                                  //
-        Accepted{"fourteen bytes", R"("12345678901234")", "12345678901234"},                                     //
-        Accepted{"fifteen bytes", R"("123456789012345")", "123456789012345"},                                    //
-        Accepted{"every escape", R"("\"\\\/\b\f\n\r\t\u0041")", "\"\\/\b\f\n\r\tA"},                             //
-        Accepted{"a NUL by escape", R"("a\u0000b")", "a\0b"sv},                                                  //
-        Accepted{"hexadecimal digits of both cases", R"("\u00e9\u00E9")", "éé"},                                 //
-        Accepted{"a surrogate pair by escapes", R"("\uD834\uDD1E")", "\U0001D11E"},                              //
-        Accepted{"the last scalar", R"("\uDBFF\uDFFF")", "\U0010FFFF"},                                          //
-        Accepted{"the first pair", R"("\uD800\uDC00")", "\U00010000"},                                           //
-        Accepted{"the scalars beside the surrogates", R"("\uD7FF\uE000")", "\uD7FF\uE000"},                      //
-        Accepted{"a long text with an escape at its end", R"("0123456789012345678901234567890\n")",              //
-                 "0123456789012345678901234567890\n"},                                                           //
-        Accepted{"many escapes in a short text", R"("\u0031\u0032\u0033\u0034\u0035\u0036\u0037\u0038")",        //
-                 "12345678"},                                                                                    //
-        Accepted{"a delete character bare", "\"\x7f\"", "\x7f"},                                                 //
-        Accepted{"two, three and four bytes bare", "\"é€𝄞\"", "é€𝄞"},                                            //
-        Accepted{"a line separator bare", "\"\u2028\"", "\u2028"},                                               //
-        Accepted{"an empty array", "[]", JSON::Array()},                                                         //
-        Accepted{"an empty object", "{}", JSON::Object()},                                                       //
-        Accepted{"blanks of every kind", " \t\r\n[ \t\r\n1 \t\r\n, \t\r\n2 \t\r\n] \t\r\n", JSON::Array{1, 2}},  //
-        Accepted{"more than sixteen blanks", "[                  1,\n                    2]", JSON::Array{1, 2}},
+        Accepted{"negative underflow is zero", "-1e-999999999999999999999", 0},                                       //
+        Accepted{"zero with a huge exponent", "0e999999999999999999999", 0},                                          //
+        Accepted{"zeros behind the point", "0.000e+400", 0},                                                          //
+        Accepted{"a large mantissa with a small exponent", "1000000000000000000000000000000e-30", 1},                 //
+        Accepted{"zeros before a small digit", "0.00000000000000000000000000000001e32", 1},                           //
+        Accepted{"half way rounds to even", "9007199254740993", 9007199254740992.0},                                  //
+        Accepted{"nineteen digits", "9999999999999999999", 1e19},                                                     //
+        Accepted{"twenty digits", "18446744073709551616", 18446744073709551616.0},                                    //
+        Accepted{"half way but for the last of many digits",                                                          //
+                 "9007199254740993.0000000000000000000000000000000001", 9007199254740994.0},                          //
+        Accepted{"an empty text", R"("")", ""},                                                                       //
+        Accepted{"fourteen bytes", R"("12345678901234")", "12345678901234"},                                          //
+        Accepted{"fifteen bytes", R"("123456789012345")", "123456789012345"},                                         //
+        Accepted{"every escape", R"("\"\\\/\b\f\n\r\t\u0041")", "\"\\/\b\f\n\r\tA"},                                  //
+        Accepted{"a NUL by escape", R"("a\u0000b")", "a\0b"sv},                                                       //
+        Accepted{"hexadecimal digits of both cases", R"("\u00e9\u00E9")", "éé"},                                      //
+        Accepted{"a surrogate pair by escapes", R"("\uD834\uDD1E")", "\U0001D11E"},                                   //
+        Accepted{"the last scalar", R"("\uDBFF\uDFFF")", "\U0010FFFF"},                                               //
+        Accepted{"the first pair", R"("\uD800\uDC00")", "\U00010000"},                                                //
+        Accepted{"the scalars beside the surrogates", R"("\uD7FF\uE000")", "\uD7FF\uE000"},                           //
+        Accepted{"a long text with an escape at its end", R"("0123456789012345678901234567890\n")",                   //
+                 "0123456789012345678901234567890\n"},                                                                //
+        Accepted{"many escapes in a short text", R"("\u0031\u0032\u0033\u0034\u0035\u0036\u0037\u0038")",             //
+                 "12345678"},                                                                                         //
+        Accepted{"a delete character bare", "\"\x7f\"", "\x7f"},                                                      //
+        Accepted{"two, three and four bytes bare", "\"é€𝄞\"", "é€𝄞"},                                                 //
+        Accepted{"a line separator bare", "\"\u2028\"", "\u2028"},                                                    //
+        Accepted{"an empty array", "[]", JSON::Array()},                                                              //
+        Accepted{"an empty object", "{}", JSON::Object()},                                                            //
+        Accepted{"white space of every kind", " \t\r\n[ \t\r\n1 \t\r\n, \t\r\n2 \t\r\n] \t\r\n", JSON::Array{1, 2}},  //
+        Accepted{"more than sixteen spaces", "[                  1,\n                    2]", JSON::Array{1, 2}},
         Accepted{"nested", R"({"a":[{"b":[null]}],"c":{}})",
                  JSON::Object{{"c", JSON::Object()}, {"a", JSON::Array{JSON::Object{{"b", JSON::Array{nullptr}}}}}}},
         Accepted{"of equal keys the last", R"({"a":1,"b":2,"a":3})", JSON::Object{{"a", 3}, {"b", 2}}},
@@ -107,7 +107,7 @@ TEST_P(RejectedText, givesNothing) {
 INSTANTIATE_TEST_SUITE_P(
     JSON, RejectedText,
     testing::Values(
-        Rejected{"nothing", ""}, Rejected{"blanks", "  "}, Rejected{"a lone opening brace", "{"},
+        Rejected{"nothing", ""}, Rejected{"spaces", "  "}, Rejected{"a lone opening brace", "{"},
         Rejected{"a lone opening bracket", "["}, Rejected{"a lone closing bracket", "]"},
         Rejected{"brackets that do not match", "[}"}, Rejected{"braces that do not match", "{]"},
         Rejected{"a trailing comma in an object", R"({"a":1,})"}, Rejected{"a trailing comma in an array", "[1,]"},
@@ -160,22 +160,22 @@ INSTANTIATE_TEST_SUITE_P(
                  "1"},
         Rejected{"two byte-order marks", "\xEF\xBB\xBF\xEF\xBB\xBF{}"},
         Rejected{"a byte-order mark alone", "\xEF\xBB\xBF"}, Rejected{"half a byte-order mark", "\xEF\xBB{}"},
-        Rejected{"a byte-order mark behind a blank", " \xEF\xBB\xBF{}"}),
+        Rejected{"a byte-order mark behind a space", " \xEF\xBB\xBF{}"}),
     RowName());
 
 TEST(JSONDecoding, aTextIsTheSameWhereverTheDecodersStepsFall) {
-  // Every length around the widths that texts are read in, with each kind of byte at each place.
+  // Every length around the widths that texts are read in, with each kind of byte at each offset.
   for (const std::string_view piece : {"x", "\\n", "é", "€", "𝄞", "\\u0041"}) {
     for (std::size_t length = 0; length < 70; ++length) {
-      for (std::size_t place = 0; place <= length; ++place) {
-        const std::string before(place, 'a');
-        const std::string after(length - place, 'b');
+      for (std::size_t offset = 0; offset <= length; ++offset) {
+        const std::string before(offset, 'a');
+        const std::string after(length - offset, 'b');
         const auto decodedPiece = JSON::decoded("\"" + std::string(piece) + "\"");
         ASSERT_TRUE(decodedPiece);
         const std::string expected = before + std::string(*decodedPiece->string()) + after;
         const auto value = JSON::decoded("\"" + before + std::string(piece) + after + "\"");
-        ASSERT_TRUE(value) << piece << " at " << place << " of " << length;
-        ASSERT_EQ(*value->string(), expected) << piece << " at " << place << " of " << length;
+        ASSERT_TRUE(value) << piece << " at " << offset << " of " << length;
+        ASSERT_EQ(*value->string(), expected) << piece << " at " << offset << " of " << length;
       }
     }
   }

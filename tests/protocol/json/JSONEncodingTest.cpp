@@ -68,9 +68,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(JSONEncoding, escapesWhereverTheEncodersStepsFall) {
   for (const auto& [bare, escaped] : {std::pair{"\n", "\\n"}, {"\"", "\\\""}, {"é", "é"}, {"\x01", "\\u0001"}}) {
     for (std::size_t length = 0; length < 40; ++length) {
-      for (std::size_t place = 0; place <= length; ++place) {
-        const std::string before(place, 'a');
-        const std::string after(length - place, 'b');
+      for (std::size_t offset = 0; offset <= length; ++offset) {
+        const std::string before(offset, 'a');
+        const std::string after(length - offset, 'b');
         ASSERT_EQ(JSON(before + bare + after).encoded(), '"' + before + escaped + after + '"');
       }
     }

@@ -50,8 +50,8 @@ ScriptParts partsOfGiven(const std::string& given) {
 std::vector<std::string> replacing(std::vector<std::string> titles, std::size_t begin, std::size_t end,
                                    const std::vector<std::string>& others) {
   const auto first = titles.begin() + static_cast<std::ptrdiff_t>(begin);
-  const auto place = titles.erase(first, titles.begin() + static_cast<std::ptrdiff_t>(end));
-  titles.insert(place, others.begin(), others.end());
+  const auto next = titles.erase(first, titles.begin() + static_cast<std::ptrdiff_t>(end));
+  titles.insert(next, others.begin(), others.end());
   return titles;
 }
 
@@ -85,14 +85,14 @@ TEST(AddingAChapter, leavesEverythingElseUnchanged) {
   tests::expectForGeneratedEdits(anyEdit, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     const std::size_t count = script.headings().size();
-    const std::size_t place = edit.chapter % (count + 1);
-    const auto before = place == count ? std::nullopt : std::optional(place);
+    const std::size_t index = edit.chapter % (count + 1);
+    const auto before = index == count ? std::nullopt : std::optional(index);
     const auto change = ChapterEdits::add(edit.title, edit.givenText(), before, script);
     const std::string title = tests::withoutMarkers(edit.title);
     if (title.empty() || !change) return holds(title.empty() && !change, "added, or not", edit.title);
 
     const std::string text = change->applied(script.text());
-    const std::size_t at = before ? script.headings()[place].range.begin : script.text().size();
+    const std::size_t at = before ? script.headings()[index].range.begin : script.text().size();
     if (!text.starts_with(script.text().substr(0, at))) return "what is above changed: " + shown(text);
     if (!text.ends_with(script.text().substr(at))) return "what is below changed: " + shown(text);
 
@@ -100,10 +100,10 @@ TEST(AddingAChapter, leavesEverythingElseUnchanged) {
     const ScriptParts after = partsOf(text);
     std::vector<std::string> added = given.titles();
     added.insert(added.begin(), title);
-    if (after.titles() != replacing(partsOf(script.text()).titles(), place, place, added)) {
+    if (after.titles() != replacing(partsOf(script.text()).titles(), index, index, added)) {
       return "other chapters: " + shown(text);
     }
-    return equal("the new chapter's text", passageOf(after.chapters[place].body), passageOf(given.preamble));
+    return equal("the new chapter's text", passageOf(after.chapters[index].body), passageOf(given.preamble));
   });
 }
 
@@ -195,7 +195,7 @@ TEST(MovingAChapter, permutesTheChaptersBetweenTheirSeparators) {
     blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(chapter));
     blocks.insert(blocks.begin() + static_cast<std::ptrdiff_t>(to), block);
     std::string expected = before.preamble;
-    for (std::size_t place = 0; place < blocks.size(); ++place) expected += blocks[place] + separators[place];
+    for (std::size_t index = 0; index < blocks.size(); ++index) expected += blocks[index] + separators[index];
 
     const std::string text = change->applied(script.text());
     if (const Verdict verdict = equal("moved", text, expected)) return verdict;
@@ -246,12 +246,12 @@ TEST(RemovingAnAddedChapter, restoresTheScript) {
   tests::expectForGeneratedEdits(tests::editOfACanonicalScript, [](const GeneratedEdit& edit) -> Verdict {
     const Script script(edit.text());
     const std::size_t count = script.headings().size();
-    const std::size_t place = edit.chapter % (count + 1);
-    const auto before = place == count ? std::nullopt : std::optional(place);
+    const std::size_t index = edit.chapter % (count + 1);
+    const auto before = index == count ? std::nullopt : std::optional(index);
     const auto change = ChapterEdits::add(edit.title, edit.givenText(), before, script);
     if (!change || !partsOfGiven(tests::inBreaksOf(script.text(), edit.givenText())).chapters.empty()) return fine;
     const std::string text = change->applied(script.text());
-    return equal("restored", ChapterEdits::remove(place, false, Script(text))->applied(text), script.text());
+    return equal("restored", ChapterEdits::remove(index, false, Script(text))->applied(text), script.text());
   });
 }
 
@@ -269,7 +269,7 @@ TEST(Appending, keepsTheExistingTextAndLeavesAnEmptyLine) {
     if (!above.ends_with('\n')) return "the line goes on: " + shown(above);
     above.pop_back();
     if (above.starts_with(tests::byteOrderMark)) above.erase(0, 3);
-    return holds(tests::isBlank(above.substr(above.rfind('\n') + 1)), "no blank line", above);
+    return holds(tests::isEmptyLine(above.substr(above.rfind('\n') + 1)), "no empty line", above);
   });
 }
 

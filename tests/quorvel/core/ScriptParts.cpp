@@ -48,7 +48,7 @@ std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
-std::string withBlanksForBreaks(std::string title) {
+std::string withSpacesForBreaks(std::string title) {
   for (const std::string lineBreak : {"\r\n", "\n", "\r", "\v", "\f", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
     for (std::size_t at; (at = title.find(lineBreak)) != std::string::npos;) title.replace(at, lineBreak.size(), " ");
   }
@@ -89,7 +89,7 @@ ScriptParts partsOf(std::string_view text) {
   return parts;
 }
 
-bool isBlank(std::string_view line) {
+bool isEmptyLine(std::string_view line) {
   while (!line.empty()) {
     const auto one = std::find_if(whiteSpace.begin(), whiteSpace.end(), [&](auto s) { return line.starts_with(s); });
     if (one == whiteSpace.end()) return false;
@@ -100,7 +100,7 @@ bool isBlank(std::string_view line) {
 
 std::string withoutEmptyLinesAtEnd(std::string_view text) {
   std::vector<std::string> lines = linesOf(text);
-  while (!lines.empty() && isBlank(lines.back())) lines.pop_back();
+  while (!lines.empty() && isEmptyLine(lines.back())) lines.pop_back();
   std::string kept;
   for (const std::string& line : lines) kept += line;
   if (kept.ends_with('\n')) kept.pop_back();
@@ -110,7 +110,7 @@ std::string withoutEmptyLinesAtEnd(std::string_view text) {
 std::string passageOf(std::string_view text) {
   std::string passage;
   for (const std::string& line : linesOf(withoutEmptyLinesAtEnd(text))) {
-    if (!passage.empty() || !isBlank(line)) passage += line;
+    if (!passage.empty() || !isEmptyLine(line)) passage += line;
   }
   return passage;
 }
@@ -148,11 +148,11 @@ bool isChaptersText(std::string_view given, const ChapterParts& chapter, std::st
 }
 
 std::string onOneLine(std::string title) {
-  return std::string(trimmingWhitespace(withBlanksForBreaks(std::move(title))));
+  return std::string(trimmingWhitespace(withSpacesForBreaks(std::move(title))));
 }
 
 std::string withoutMarkers(std::string title) {
-  std::string line = withBlanksForBreaks(std::move(title)) + "|";  // so that only white space at the start is trimmed
+  std::string line = withSpacesForBreaks(std::move(title)) + "|";  // so that only white space at the start is trimmed
   do {
     line = trimmingWhitespace(line);
   } while (line.starts_with("# ") && (line.erase(0, 2), true));

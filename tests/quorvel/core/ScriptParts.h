@@ -29,7 +29,7 @@ struct ScriptParts {
 ScriptParts partsOf(std::string_view text);
 
 /// Whether every scalar is white space.
-bool isBlank(std::string_view line);
+bool isEmptyLine(std::string_view line);
 
 /// The text through its last line that is not empty, without that line's break.
 std::string withoutEmptyLinesAtEnd(std::string_view text);

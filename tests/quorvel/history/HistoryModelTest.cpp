@@ -22,9 +22,10 @@ using Model = kelvane::tests::ModelHistory<std::string>;
 
 std::vector<std::string> linesOf(const Model& model) {
   std::vector<std::string> lines;
-  for (const auto& [identifier, place] : model.places()) {
-    if (!place.present.empty()) lines.push_back(line(identifier, 0, place.present));
-    for (std::size_t i = place.earlier.size(); i > 0; --i) lines.push_back(line(identifier, i, place.earlier[i - 1]));
+  for (const auto& [identifier, histories] : model.byIdentifier()) {
+    if (!histories.present.empty()) lines.push_back(line(identifier, 0, histories.present));
+    for (std::size_t i = histories.earlier.size(); i > 0; --i)
+      lines.push_back(line(identifier, i, histories.earlier[i - 1]));
   }
   return lines;
 }

@@ -28,7 +28,7 @@ std::string missingBreaks(const std::string& above, const std::string& lineBreak
   std::string rest = withoutFinalBreak(above);
   if (rest.starts_with(byteOrderMark)) rest.erase(0, byteOrderMark.size());
   const std::string_view lastLine = std::string_view(rest).substr(rest.find_last_of('\n') + 1);
-  return repeated(lineBreak, (finalBreak(above).empty() ? 1u : 0u) + (isBlank(lastLine) ? 0u : 1u));
+  return repeated(lineBreak, (finalBreak(above).empty() ? 1u : 0u) + (isEmptyLine(lastLine) ? 0u : 1u));
 }
 
 /// What stands behind a new title.
@@ -103,7 +103,7 @@ std::string withChapterMoved(const std::string& text, std::size_t chapter, std::
   blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(chapter));
   blocks.insert(blocks.begin() + static_cast<std::ptrdiff_t>(to), moved);
   std::string result = parts.preamble;
-  for (std::size_t place = 0; place < blocks.size(); ++place) result += blocks[place] + separators[place];
+  for (std::size_t index = 0; index < blocks.size(); ++index) result += blocks[index] + separators[index];
   return result;
 }
 

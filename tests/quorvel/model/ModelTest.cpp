@@ -147,15 +147,15 @@ class World {
 
   std::string historyDifference() const {
     std::vector<std::string> expected, found;
-    for (const auto& [identifier, place] : model_.history().places()) {
+    for (const auto& [identifier, histories] : model_.history().byIdentifier()) {
       const auto expect = [&, &identifier = identifier](std::size_t earlier, const auto& versions) {
         for (std::size_t number = 1; number <= versions.size(); ++number) {
           expected.push_back(line(identifier, earlier, number, versions[number - 1]));
         }
       };
-      expect(0, place.present);
-      for (std::size_t earlier = place.earlier.size(); earlier > 0; --earlier) {
-        expect(earlier, place.earlier[earlier - 1]);
+      expect(0, histories.present);
+      for (std::size_t earlier = histories.earlier.size(); earlier > 0; --earlier) {
+        expect(earlier, histories.earlier[earlier - 1]);
       }
     }
     for (const HistoryOfScript& script : history_->scripts()) {

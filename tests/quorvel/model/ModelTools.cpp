@@ -201,10 +201,10 @@ class ModelCall {
   }
 
   std::string listVersions() const {
-    const auto place = model_.history_.places().find(requiredScript());
-    if (place == model_.history_.places().end()) return "[]";
+    const auto histories = model_.history_.byIdentifier().find(requiredScript());
+    if (histories == model_.history_.byIdentifier().end()) return "[]";
     std::string entries;
-    for (const ModelVersion& version : place->second.present) {
+    for (const ModelVersion& version : histories->second.present) {
       entries = "{\"name\":" + inJSON(version.label) + ",\"saved\":" + quoted(savedIn(version)) +
                 ",\"words\":" + std::to_string(version.words) + "}" + (entries.empty() ? "" : "," + entries);
     }

@@ -166,9 +166,9 @@ class Story {
     }
   }
 
-  std::string placeOfAGoneScript(const ModelTools& model) {
+  std::string identifierOfADeletedScript(const ModelTools& model) {
     std::vector<std::string> gone;
-    for (const auto& [identifier, place] : model.history().places()) {
+    for (const auto& [identifier, histories] : model.history().byIdentifier()) {
       if (!model.files.contains(identifier)) gone.push_back(identifier);
     }
     return gone.empty() ? oneOf(filesFromOutside, random_) : oneOf(gone, random_);
@@ -206,7 +206,7 @@ class Story {
     }
     if (argument == "file") {
       if (oneIn(3)) return oneOf(filesFromOutside, random_);
-      return oneIn(2) ? placeOfAGoneScript(model) : existing(model, true, false);
+      return oneIn(2) ? identifierOfADeletedScript(model) : existing(model, true, false);
     }
     if (argument == "name" || argument == "place") return oneOf(oneIn(2) ? commonNames : names, random_);
     if (argument == "chapter" || argument == "to") return position(step, model);
