@@ -3,26 +3,34 @@
 #include <optional>
 #include <string>
 
-/// Questions about paths and what is at them. Paths are bytes: nothing is folded, normalised or decoded.
+/// Questions about paths, and about what is at them. A client's identifier becomes a path, so every path is permitted
+/// here: operations never fail because of a path.
 ///
-/// A path is text here and may be of any length, longer than any that the system takes: an operation takes time and
-/// memory in proportion to its bytes. (A `std::filesystem::path`, which converts to such a text, holds an object for
-/// each of its pieces.)
+///     standardized("/a//b/../c/.")      // "/a/c"
+///     resolvingSymbolicLinks("/a/c")    // "/x/c" if "/a" is a link to "/x"
+///
+/// A path is a string of bytes; letter case, accents and encoding are not interpreted. It may be longer than the system
+/// permits. It is not a std::filesystem::path, which holds an object per piece: a client may send megabytes of slashes.
+///
+/// Takes time and memory linear in the path and in the targets of the links on it. May throw std::bad_alloc. May be
+/// called from several threads at once. Nothing is promised about later: another program may change the disk as soon as
+/// an operation returns, so what was checked must still be opened without following links.
 namespace kelvane::filesystem {
 
 enum class EntryKind { file, directory };
 
-/// What is at the path, symbolic links followed: a directory, or anything else that exists ("file"). Nothing when
-/// nothing is there or it cannot be told: a missing, dangling or looping path, one without permission, one too long for
-/// the system, one holding a NUL (which no file's name can). Never fails for any path.
+/// What is at the path, with symbolic links followed: a directory, or anything else that exists ("file"). std::nullopt
+/// if nothing is there or if the system does not say: the path is missing, dangling, looping, too long or not
+/// permitted, or it contains a NUL, which no file name can.
 std::optional<EntryKind> entry(const std::string& path);
 
-/// The path made absolute, without empty, "." and ".." pieces and without a slash at the end. Looks at no file.
+/// The path made absolute, without empty, "." and ".." pieces and without a slash at the end. A ".." removes the piece
+/// before it; whether that piece is a link is not checked, because no file is looked at.
 std::string standardized(const std::string& path);
 
-/// The standardized path with every symbolic link on it followed, the last piece's included. Pieces that do not exist
-/// stay as they are, and so does the rest of the path behind a link that loops or cannot be read. Never fails for any
-/// path.
+/// The standardized path with every symbolic link on it followed, including one at its end. Pieces that do not exist
+/// stay as they are. So does the rest of the path after a link that loops (more than 40 links, as on Linux) or that
+/// cannot be read.
 std::string resolvingSymbolicLinks(const std::string& path);
 
 }  // namespace kelvane::filesystem

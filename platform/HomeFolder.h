@@ -5,12 +5,14 @@
 
 namespace kelvane {
 
-/// The folder of the person whose process this is: what HOME says when that is an absolute path, else what the user
-/// database says. Nothing where neither names one.
+/// The home folder of the user who runs this process: the value of HOME if that is an absolute path, otherwise the one
+/// in the user database. std::nullopt if neither names one. The folder need not exist.
 ///
-/// Everything that a person set up is found from here, and no other variable has a say: AI clients start servers with
-/// HOME but without the XDG variables, so that a place that depended on those would be another one for the server than
-/// for the terminal in which it was set up.
+/// Settings and the AI clients' files are found from here, and no other variable matters. AI clients start servers with
+/// HOME but without the XDG variables. If a path depended on those, the server would not find what was set up in a
+/// terminal.
+///
+/// Throws only std::bad_alloc. Reads the environment, so it must not run while another thread changes it.
 std::optional<std::filesystem::path> homeFolder();
 
 }  // namespace kelvane

@@ -7,20 +7,25 @@
 
 namespace kelvane {
 
-/// Reads lines from a file descriptor, in whatever chunks the bytes arrive.
+/// Reads lines from a file descriptor, however the bytes are cut into chunks.
 ///
-/// A line ends in LF or CR LF, which is not part of it; what is left after the last one is a line too, unless it is
-/// empty. Bytes that are not UTF-8 come out as U+FFFD, one for each maximal ill-formed part (The Unicode Standard,
-/// section 3.9, "U+FFFD Substitution of Maximal Subparts"). Memory is linear in the longest line seen of late.
-/// Not for use from two threads at once.
+///     LineReader lines(STDIN_FILENO);
+///     while (const auto line = lines.next()) handle(*line);
+///
+/// A line ends in LF or CR LF, which is not part of it. Bytes after the last line break are a line too. Bytes that are
+/// not UTF-8 are replaced by U+FFFD, one for each maximal ill-formed part (The Unicode Standard, section 3.9, "U+FFFD
+/// Substitution of Maximal Subparts"), so every line is valid UTF-8. A line may have any length and may contain NUL.
+///
+/// Takes time linear in the bytes read, and memory proportional to the longest recent line. Belongs to one thread.
 class LineReader {
  public:
-  /// Does not own the descriptor.
+  /// The caller keeps the descriptor open while the reader is in use, and closes it.
   explicit LineReader(int descriptor) noexcept;
 
-  /// The next line, or nothing at the end of the input. The view lives until the next call. Interrupted reads are
-  /// taken up again, and a descriptor that does not block is waited for.
-  /// Throws std::system_error when the descriptor cannot be read.
+  /// The next line; std::nullopt at the end of the input. The view is valid until the next call. An interrupted read is
+  /// repeated, and a non-blocking descriptor is waited for.
+  ///
+  /// Throws std::system_error if the descriptor cannot be read, and std::bad_alloc.
   std::optional<std::string_view> next();
 
  private:
@@ -28,15 +33,17 @@ class LineReader {
 
   int descriptor_;
   bool atEnd_ = false;
-  std::string buffer_;      // what was read: lines handed out, then lines to come
+  std::string buffer_;      // what was read: lines that were returned, then lines to come
   std::size_t begin_ = 0;   // where the next line starts in buffer_
-  std::size_t filled_ = 0;  // how much of buffer_ holds bytes read
-  std::string replaced_;    // the last line, when it had to be changed
+  std::size_t filled_ = 0;  // how many bytes of buffer_ were read; the rest is room for the next read
+  std::string replaced_;    // the last line, if bytes had to be replaced
 };
 
-/// Writes all the bytes to a file descriptor: one write where the system takes them at once, as many as it needs where
-/// it does not. Throws std::system_error when they cannot be written (EPIPE when the reader is gone and SIGPIPE is
-/// ignored); how many went out before that is not told.
+/// Writes all bytes to a file descriptor: in one write if the system accepts them at once, otherwise in as many as it
+/// needs. Returns when the system has all of them. A non-blocking descriptor is waited for.
+///
+/// Throws std::system_error if they cannot be written, with EPIPE if the reader has gone away and SIGPIPE is ignored.
+/// Some of the bytes may have been written then.
 void writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace kelvane

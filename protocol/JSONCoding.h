@@ -11,15 +11,31 @@
 
 #include "protocol/JSON.h"
 
-/// Reading and writing JSON values through somebody else's decoder or encoder of single values: another text form, a
-/// property list, a test. For JSON text there is `JSON::decoded` and `JSON::encoded`, which do not come through here.
+/// Reads and writes JSON values through an application's own decoder and encoder: of another text format, a property
+/// list, a test. For JSON text use `JSON::decoded` and `JSON::encoded`, which do not use anything from here.
 ///
-/// How deep these go is the decoder's and encoder's business: for what is nested they call back, one call a level.
+///     struct Writer {                                    // a single-value encoder
+///       std::string text;
+///       void encodeNil() { text += "nothing"; }
+///       void encodeBool(bool value) { text += value ? "yes" : "no"; }
+///       void encodeInteger(std::int64_t value) { text += std::to_string(value); }
+///       void encodeDouble(double value) { text += std::to_string(value); }
+///       void encodeString(std::string_view string) { text += string; }
+///       void encodeArray(const JSON::Array& items) {
+///         for (const JSON& item : items) item.encode(*this);
+///       }
+///       void encodeObject(const JSON::Object& members) { … }
+///     };
+///
+/// Nested values go through the decoder or encoder again, one call per level. So these templates recurse as deep as the
+/// value nests, unlike everything else of `JSON`; a decoder of untrusted input must limit the depth itself.
+///
+/// Both take time linear in the value, besides what the decoder or encoder does. They keep no state of their own.
 namespace kelvane {
 
-/// What holds one value that is not known yet. `decodeNil` says whether it is null; each of the others gives the value
-/// as that kind, or throws any std::exception where it is of another, but std::bad_alloc only where memory runs out.
-/// `decodeArray` and `decodeObject` make their elements with `JSON::from`.
+/// Holds one value of an unknown kind. `decodeNil` returns whether it is null. Each of the others returns the value if
+/// it is of that kind, and otherwise throws any std::exception except std::bad_alloc, which is only for a lack of
+/// memory. `decodeArray` and `decodeObject` make their elements with `JSON::from`.
 template <class D>
 concept SingleValueDecoder = requires(D& decoder) {
   { decoder.decodeNil() } -> std::same_as<bool>;
@@ -30,8 +46,8 @@ concept SingleValueDecoder = requires(D& decoder) {
   { decoder.decodeObject() } -> std::same_as<JSON::Object>;
 };
 
-/// What takes one value. `encodeArray` and `encodeObject` write their elements with `JSON::encode`. What they return is
-/// dropped, and what they throw goes to the caller.
+/// Receives one value. `encodeArray` and `encodeObject` write their elements with `JSON::encode`. Return values are
+/// ignored. Exceptions reach the caller of `JSON::encode`.
 template <class E>
 concept SingleValueEncoder = requires(E& encoder, const JSON::Array& items, const JSON::Object& members) {
   encoder.encodeNil();
@@ -43,18 +59,20 @@ concept SingleValueEncoder = requires(E& encoder, const JSON::Array& items, cons
   encoder.encodeObject(members);
 };
 
-/// The number as the integer that it is written as: when it is integral and its magnitude below 9e15, where every
-/// integer is a double of its own. Nothing for any other, NaN and the infinities included.
+/// The number as an integer, if JSON text shows it as one: if it is integral and its magnitude is below 9e15. Up to
+/// there each integer has a double of its own (2^53 is about 9.007e15). std::nullopt for any other number, for NaN and
+/// for the infinities. -0.0 gives 0.
 inline std::optional<std::int64_t> jsonInteger(double value) noexcept {
   if (!(std::abs(value) < 9e15)) return std::nullopt;
   const auto integer = static_cast<std::int64_t>(value);
   return static_cast<double>(integer) == value ? std::optional(integer) : std::nullopt;
 }
 
-/// Tries null, Bool, double, String, array and object, in this order: the first that the decoder holds is the value, so
-/// a decoder that takes numbers for Bools gives Bools. The errors of the other attempts are dropped, but std::bad_alloc
-/// goes to the caller: it says nothing about the value.
-/// Throws JSONDecodingError, "Unrecognised JSON", when it holds none.
+/// Tries null, Bool, double, string, array and object, in this order. The first attempt that succeeds gives the value,
+/// so a decoder that accepts numbers as Bools gives Bools. Exceptions of failed attempts are dropped, except
+/// std::bad_alloc, which reaches the caller: it says nothing about the value.
+///
+/// Throws JSONDecodingError, "Unrecognised JSON", if every attempt fails.
 template <class Decoder>
 JSON JSON::from(Decoder& decoder) {
   static_assert(SingleValueDecoder<Decoder>);
@@ -77,7 +95,8 @@ JSON JSON::from(Decoder& decoder) {
   return *std::move(value);
 }
 
-/// Writes the value as its own kind; a number that `jsonInteger` knows as an integer.
+/// Calls the operation for the value's own kind: for a number `encodeInteger` if `jsonInteger` returns an integer, and
+/// `encodeDouble` otherwise, also for NaN and the infinities.
 template <class Encoder>
 void JSON::encode(Encoder& encoder) const {
   static_assert(SingleValueEncoder<Encoder>);

@@ -11,7 +11,7 @@
 namespace kelvane {
 namespace {
 
-// std::bad_alloc itself says nothing that a person could read.
+// For std::bad_alloc, whose own message says nothing to a person.
 constexpr std::string_view noMemory =
     "There is not enough memory for this. Close some programs and try again, or ask for less at a time.";
 
@@ -23,19 +23,19 @@ struct RPCRequest {
   JSON::Object params;
 };
 
-/// What a host's exception says, for a person to read.
+/// The message of a host's exception. `what` of an application may be null or empty, and a client needs a reason.
 std::string_view reason(const std::exception& error) noexcept {
   const char* said = error.what();
   return said != nullptr && *said != '\0' ? said : noReason;
 }
 
-/// A copy of the member, or nothing where `message` is no object or has none.
+/// The request's id. std::nullopt if `message` is not an object or has no id.
 std::optional<JSON> idOf(const JSON& message) {
   const JSON* id = message["id"];
   return id ? std::optional(*id) : std::nullopt;
 }
 
-/// Nothing when the message is no request. The method's name lives as long as the message.
+/// std::nullopt if the message is not a request. The method's name lives as long as the message.
 std::optional<RPCRequest> parsedRequest(const JSON& message) {
   const JSON* member = message["method"];
   const auto method = member ? member->string() : std::nullopt;
@@ -46,6 +46,7 @@ std::optional<RPCRequest> parsedRequest(const JSON& message) {
 }
 
 JSON initializeResult(const std::string& name, const JSON::Object& params) {
+  // The server speaks only what all versions have in common, so it accepts the version that the client proposes.
   const JSON* proposed = params.find("protocolVersion");
   return JSON::Object{
       {"protocolVersion", proposed && proposed->kind() == JSON::Kind::string ? *proposed : JSON(Server::version)},
@@ -68,6 +69,8 @@ JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
                                  [&](const Tool& each) { return unicode::equivalent(each.name(), name); });
   if (tool == tools.end()) throw RPCError::invalidParams(std::string("No such tool: ").append(name));
 
+  // From here on a failure is the tool's: it becomes a failed result, so that the client's model reads it. Before, it
+  // is an error of the protocol.
   const JSON* given = params.find("arguments");
   const JSON::Object* arguments = given ? given->object() : nullptr;
   try {
@@ -83,7 +86,7 @@ JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
   }
 }
 
-/// Nothing where no reply is due. Throws RPCError.
+/// std::nullopt if no reply is due. Throws RPCError.
 std::optional<JSON> dispatch(const RPCRequest& request, const std::vector<Tool>& tools, const std::string& name) {
   if (request.method == "initialize") return initializeResult(name, request.params);
   if (request.method == "ping") return JSON::Object();

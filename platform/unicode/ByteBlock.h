@@ -9,7 +9,8 @@
 
 namespace kelvane::unicode {
 
-/// As many bytes as are looked at in one step. What a question answers is a set of them.
+/// The bytes of one machine word, 16 with SSE2 and 8 elsewhere, which are compared in one step. The result of a
+/// comparison is a set of bytes: again a Lane, in which the highest bit of each byte says whether it is in the set.
 #if defined(KELVANE_SSE2)
 
 class Lane {
@@ -27,14 +28,14 @@ class Lane {
   Lane nonASCII() const noexcept { return bytes_; }
   friend Lane operator|(Lane left, Lane right) noexcept { return _mm_or_si128(left.bytes_, right.bytes_); }
 
-  /// A set's members, one bit a byte, the lowest for the first.
+  /// A set as one bit per byte, the lowest bit for the first byte.
   std::uint64_t bits() const noexcept { return static_cast<unsigned>(_mm_movemask_epi8(bytes_)); }
 
  private:
   Lane(__m128i bytes) noexcept : bytes_(bytes) {}
   static __m128i every(unsigned char byte) noexcept { return _mm_set1_epi8(static_cast<char>(byte)); }
 
-  __m128i bytes_;  // of a set, the members' highest bits count
+  __m128i bytes_;
 };
 
 #else
@@ -45,11 +46,12 @@ class Lane {
 
   explicit Lane(const char* bytes) noexcept { std::memcpy(&bytes_, bytes, size); }
 
+  // Both comparisons add within each byte so that a carry ends in its highest bit and never in the next byte.
   Lane equal(unsigned char byte) const noexcept {
     const std::uint64_t different = bytes_ ^ every(byte);
     return Lane(~(((different & ~highest) + ~highest) | different));
   }
-  /// For two ASCII bytes, or two that are not.
+  /// `first` and `last` must be both ASCII or both not.
   Lane between(unsigned char first, unsigned char last) const noexcept {
     const std::uint64_t low = bytes_ & ~highest;
     const std::uint64_t atLeastFirst = low + every(static_cast<unsigned char>(0x80 - (first & 0x7F)));
@@ -59,9 +61,10 @@ class Lane {
   Lane nonASCII() const noexcept { return *this; }
   friend Lane operator|(Lane left, Lane right) noexcept { return Lane(left.bytes_ | right.bytes_); }
 
-  /// A set's members, one bit a byte, the lowest for the first.
+  /// A set as one bit per byte, the lowest bit for the first byte.
   std::uint64_t bits() const noexcept {
-    // The multiplication moves byte n's bit to 56 + n, or back from there where the first byte is the highest.
+    // The multiplication moves the bit of byte n to bit 56 + n. Before it, that is bit 8n, or bit 56 - 8n if the first
+    // byte of a word is its highest.
     constexpr std::uint64_t gather =
         std::endian::native == std::endian::little ? 0x0102040810204080 : 0x8040201008040201;
     return ((bytes_ & highest) >> 7) * gather >> 56;
@@ -73,17 +76,18 @@ class Lane {
   explicit Lane(std::uint64_t bytes) noexcept : bytes_(bytes) {}
   static constexpr std::uint64_t every(unsigned char byte) noexcept { return byte * std::uint64_t{0x0101010101010101}; }
 
-  std::uint64_t bytes_ = 0;  // of a set, the members' highest bits count
+  std::uint64_t bytes_ = 0;
 };
 
 #endif
 
-/// 64 bytes of a text looked at together. The answers have one bit a byte, the lowest for the first.
+/// 64 bytes of a text that are examined together. Each answer is a number with one bit per byte, the lowest bit for the
+/// first byte. Takes constant time, and does not look at any byte outside the block.
 class ByteBlock {
  public:
   static constexpr std::size_t size = 64;
 
-  /// Looks at `size` bytes, which must be there and stay.
+  /// Refers to `size` bytes, which must outlive this.
   explicit ByteBlock(const char* bytes) noexcept : bytes_(bytes) {}
 
   /// The bytes of 0x80 and above.
@@ -91,19 +95,20 @@ class ByteBlock {
     return bits([](Lane lane) { return lane.nonASCII(); });
   }
 
-  /// ASCII white space: the blank and 0x09 to 0x0D.
+  /// ASCII white space: the space and 0x09 to 0x0D.
   std::uint64_t whiteSpace() const noexcept {
     return bits([](Lane lane) { return lane.equal(' ') | lane.between('\t', '\r'); });
   }
 
-  /// The bytes that may start the UTF-8 of other white space: 0xC2 and 0xE1 to 0xE3 before a byte that its second byte
-  /// can be. All that do are among them, save in the last byte.
+  /// The bytes that may start white space beyond ASCII: 0xC2 and 0xE1 to 0xE3, followed by a byte that can be the
+  /// second one. The set may contain others too, but misses none, except the last byte of the block.
   std::uint64_t whiteSpaceLeads() const noexcept {
     const std::uint64_t leads = bits([](Lane lane) { return lane.equal(0xC2) | lane.between(0xE1, 0xE3); });
     if (leads == 0) return 0;
     const std::uint64_t seconds =
         bits([](Lane lane) { return lane.equal(0x80) | lane.equal(0x85) | lane.equal(0x9A) | lane.equal(0xA0); });
-    // U+205F is E2 81 9F; 81 is no second byte to look for in general, since it is that of Hiragana.
+    // U+205F is E2 81 9F. The byte 81 is not among `seconds`, because in Japanese text it is everywhere: all of
+    // Hiragana starts with E3 81.
     const std::uint64_t e281 =
         bits([](Lane lane) { return lane.equal(0xE2); }) & bits([](Lane lane) { return lane.equal(0x81); }) >> 1;
     return (leads & seconds >> 1) | e281;

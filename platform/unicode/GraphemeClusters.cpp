@@ -2,6 +2,12 @@
 #include "platform/unicode/Scalars.h"
 #include "platform/unicode/UTF8.h"
 
+/// How the end of a character is found: the rules GB3 to GB13 of Unicode Standard Annex #29, applied from the start of
+/// the character to the right. Most rules look at two neighbours only. Two look further back, and for each of them the
+/// loop keeps what it needs to know: GB11 (emoji joined by a zero-width joiner) whether a pictograph with nothing but
+/// marks after it came last, GB12 and GB13 (flags) whether a pair of regional indicators is complete.
+///
+/// Two ASCII bytes in a row always end a character between them, except CR LF. This makes ASCII fast.
 namespace kelvane::unicode {
 
 namespace {
@@ -12,7 +18,7 @@ bool isControl(BreakClass kind) noexcept {
   return kind == control || kind == cr || kind == lf;
 }
 
-// The rules that look at two neighbours only; GB11, GB12 and GB13 need to know more of what went before.
+// Whether one of the rules that look at two neighbours only joins them.
 bool joins(BreakClass before, BreakClass after) noexcept {
   if (before == cr && after == lf) return true;                  // GB3
   if (isControl(before) || isControl(after)) return false;       // GB4, GB5
@@ -44,8 +50,8 @@ std::size_t characterEnd(std::string_view text, std::size_t offset) noexcept {
   }
   Decoded scalar = decodedAt(text, offset);
   BreakClass before = breakClass(scalar.scalar);
-  bool afterPictograph = before == pictographic;  // a pictograph, and nothing but Extend behind it
-  bool afterJoiner = false;                       // such a pictograph and a joiner
+  bool afterPictograph = before == pictographic;  // a pictograph and nothing but Extend came last
+  bool afterJoiner = false;                       // the same, and then a joiner
   bool afterPair = false;                         // two regional indicators: a flag is complete
   for (offset += scalar.size; offset < text.size(); offset += scalar.size) {
     scalar = decodedAt(text, offset);

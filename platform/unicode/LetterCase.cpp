@@ -13,8 +13,7 @@ constexpr char asciiLowercased(char byte) noexcept {
   return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
-// The text with each scalar that is not ASCII replaced by what `appendMapped(scalar, result)` adds, and ASCII in lower
-// case.
+// The text in which `appendMapped(scalar, result)` writes each scalar that is not ASCII. ASCII becomes lower case.
 template <typename AppendMapped>
 std::string mapped(std::string_view text, const AppendMapped& appendMapped) {
   std::string result;
@@ -33,7 +32,7 @@ std::string mapped(std::string_view text, const AppendMapped& appendMapped) {
   return result;
 }
 
-// What utf8proc makes of one scalar with these options, handed on a scalar at a time.
+// Calls `take` with each scalar that utf8proc makes of one scalar with these options.
 template <typename Take>
 void decompose(utf8proc_int32_t scalar, int options, const Take& take) {
   std::array<utf8proc_int32_t, 16> parts{};  // folded and decomposed, no scalar has more than six
@@ -52,7 +51,9 @@ std::string lowercased(std::string_view text) {
 }
 
 std::string folded(std::string_view text) {
-  // Decomposed first: of U+1F80 and of its equivalent in three scalars, the same must be left.
+  // Two steps, because folding changes some marks into letters: U+1F80, a letter with a iota below, folds to two
+  // letters, but the same character written in three scalars would lose the iota as a mark. Decomposing and stripping
+  // first makes both the same.
   return mapped(text, [](utf8proc_int32_t scalar, std::string& result) {
     decompose(scalar, UTF8PROC_DECOMPOSE | UTF8PROC_STRIPMARK, [&](utf8proc_int32_t part) {
       decompose(part, UTF8PROC_CASEFOLD | UTF8PROC_DECOMPOSE | UTF8PROC_STRIPMARK,

@@ -9,10 +9,22 @@
 #include "platform/unicode/Scalars.h"
 #include "platform/unicode/UTF8.h"
 
-// Canonical forms are made piece by piece, in a fixed amount of memory, so that comparing texts needs none: what stands
-// in a text as it is composed is handed on in place, and everything else scalar by scalar. A run of marks has no bound,
-// and would have to be sorted by combining class. It is gone through once for each class that it holds instead, of
-// which Unicode has some fifty.
+/// How canonical forms are made without memory from the heap.
+///
+/// `order` and `equivalent` must never fail, so they compare two canonical forms that are produced piece by piece, in a
+/// fixed amount of memory. Each class below reads from the one above it:
+///
+/// - `Parts` decomposes scalars: "é" becomes "e" and an acute accent.
+/// - `OrderedParts` puts each run of marks in canonical order, by combining class. A run has no maximum length, so it
+/// is
+///   not sorted: it is read once for each class in it, lowest first. Unicode has about fifty classes, so this is
+///   linear.
+/// - `ComposedParts` composes again, by the algorithm of Unicode Standard Annex #15.
+/// - `CanonicalForm` skips all this for what is composed already, and returns such stretches as views of the text. Only
+///   what is between two scalars at which composition can start goes through the others.
+///
+/// The objects are small and have no pointers into each other, so a copy is a bookmark: reading ahead means reading
+/// from a copy.
 
 namespace kelvane::unicode {
 
@@ -22,13 +34,13 @@ using Scalar = utf8proc_int32_t;
 
 constexpr Scalar none = -1;
 
-// 0 for `none`, too.
+// The Canonical_Combining_Class. 0 for `none`, too.
 int combiningClass(Scalar scalar) noexcept {
   return utf8proc_get_property(scalar)->combining_class;
 }
 
-// The offset of the first scalar at or behind `offset` at which composing could not start anew, or the text's size. A
-// text without such a scalar is its own canonical form: it is composed, or it is not UTF-8.
+// The offset of the first scalar at or after `offset` at which composition cannot start, or the text's size. A text
+// without such a scalar is its own canonical form: it is composed, or it is not UTF-8.
 std::size_t plainEnd(std::string_view text, std::size_t offset) noexcept {
   while ((offset = asciiEnd(text, offset)) < text.size()) {
     do {
@@ -40,7 +52,7 @@ std::size_t plainEnd(std::string_view text, std::size_t offset) noexcept {
   return offset;
 }
 
-// The scalars of a valid text, each taken apart, in the text's order. Copies go on from the same place.
+// The scalars of a valid text, each decomposed, in the text's order.
 class Parts {
  public:
   explicit Parts(std::string_view text) noexcept : text_(text) {}
@@ -66,12 +78,12 @@ class Parts {
   static bool isHangulSyllable(Scalar scalar) noexcept { return scalar >= 0xAC00 && scalar <= 0xD7A3; }
 
   std::string_view text_;
-  std::array<Scalar, 4> parts_{};  // no scalar has more
+  std::array<Scalar, 4> parts_{};  // no scalar has more; the first is returned at once
   std::size_t at_ = 0;
   std::size_t count_ = 0;
 };
 
-// The same with each run of marks in canonical order: by combining class, and as they stood within a class.
+// The same with each run of marks in canonical order: by combining class, and in the text's order within a class.
 class OrderedParts {
  public:
   explicit OrderedParts(std::string_view text) noexcept : parts_(text) {}
@@ -100,8 +112,8 @@ class OrderedParts {
   Parts parts_;
   Parts run_{{}};  // where the run of marks starts
   bool inRun_ = false;
-  int class_ = 0;      // of the marks that are handed out; 0 while the lowest is looked for
-  int nextClass_ = 0;  // the lowest above it that was passed; 0 for none
+  int class_ = 0;      // of the marks that are returned now; 0 in the pass that looks for the lowest class
+  int nextClass_ = 0;  // the lowest class above that was seen in this pass; 0 if there is none
 };
 
 // What two scalars compose to, or `none`.
@@ -112,8 +124,9 @@ Scalar composed(Scalar first, Scalar second) noexcept {
   return utf8proc_normalize_utf32(pair, 2, options) == 1 ? pair[0] : none;
 }
 
-// The scalars of a valid text's canonical composition (Unicode Standard Annex #15). What a starter comes to is known
-// only where its last mark is, so what follows it is gone through twice: for the starter, and for what stays of it.
+// The scalars of a valid text's canonical composition (Unicode Standard Annex #15). A starter is complete only when its
+// last mark is read, but must be returned before those marks that stay. So its marks are read twice: from a copy, for
+// the starter, and then again for the marks that stay.
 class ComposedParts {
  public:
   explicit ComposedParts(std::string_view text) noexcept : parts_(text) {}
@@ -129,8 +142,8 @@ class ComposedParts {
   }
 
  private:
-  // Unless it does, the part is a new starter, or a mark that stays and keeps those of its class and below from the
-  // starter.
+  // Whether the part composes with the starter. If not, it is a new starter, or a mark that stays and blocks later
+  // marks of its class and below.
   bool goesIntoStarter(Scalar part) noexcept {
     const int itsClass = combiningClass(part);
     if (itsClass > highestClass_) {
@@ -162,16 +175,16 @@ class ComposedParts {
 
   OrderedParts parts_;
   Scalar starter_ = none;
-  int highestClass_ = -1;  // of the marks behind the starter that stay
+  int highestClass_ = -1;  // of the marks after the starter that stay
 };
 
-// A text's canonical form, piece by piece.
+// A text's canonical form, in pieces.
 class CanonicalForm {
  public:
   explicit CanonicalForm(std::string_view text) noexcept
       : rest_(text), isTheText_(plainEnd(text, 0) == text.size() || !isValidUTF8(text)) {}
 
-  // The next piece, which lives until the next call; an empty one only at the end.
+  // The next piece, which is valid until the next call. Empty only at the end.
   std::string_view next() noexcept {
     while (true) {
       if (const Scalar scalar = parts_.next(); scalar != none) {
@@ -179,8 +192,8 @@ class CanonicalForm {
                 static_cast<std::size_t>(encode(static_cast<char32_t>(scalar), bytes_.data()) - bytes_.data())};
       }
       if (isTheText_ || rest_.empty()) return std::exchange(rest_, {});
-      // What must be composed starts where composing can start anew, and ends before the next such place. U+11A7 always
-      // stands at one: utf8proc would lose it behind a Hangul syllable.
+      // The stretch to compose starts at a scalar where composition can start, and ends before the next such scalar.
+      // U+11A7 is one of those, which matters: utf8proc would drop it after a Hangul syllable.
       std::size_t end = plainEnd(rest_, 0);
       std::size_t begin = end;
       if (end > 0 && end < rest_.size()) begin -= decodedBefore(rest_, end).size;

@@ -2,8 +2,8 @@
 
 #include <bit>
 
-// KELVANE_PORTABLE leaves out every quicker way that only some processors or systems have, wherever there is a slower
-// one that all have. What is left is what other machines run, so that it can be tried on this one.
+// KELVANE_PORTABLE leaves out every fast path that only some processors or systems have. What remains is what all other
+// machines run, so that it can be tested on this one.
 #if defined(__SSE2__) && !defined(KELVANE_PORTABLE)
 #define KELVANE_SSE2
 #include <emmintrin.h>
@@ -11,7 +11,8 @@
 
 namespace kelvane {
 
-/// Whether code may be written for words whose lowest byte comes first.
+/// Whether a number of eight bytes that is loaded from a text has the first byte as its lowest. Code that relies on it
+/// has a portable alternative beside it.
 #if defined(KELVANE_PORTABLE)
 inline constexpr bool hasLittleEndianWords = false;
 #else

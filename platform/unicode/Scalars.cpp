@@ -6,8 +6,8 @@ namespace kelvane::unicode {
 
 namespace {
 
-// The properties are given to scalars that are not assigned yet, too, so that tomorrow's emoji hold together today;
-// utf8proc knows the assigned ones only.
+// Unicode gives these properties to ranges of unassigned scalars too, so that future emoji already form one character.
+// utf8proc has them for assigned scalars only.
 BreakClass unassignedBreakClass(char32_t scalar) noexcept {
   const auto within = [&](char32_t first, char32_t last) { return scalar >= first && scalar <= last; };
   if (within(0x1F000, 0x1FAFF) || within(0x1FC00, 0x1FFFD)) return BreakClass::pictographic;
@@ -64,8 +64,8 @@ bool isPrepender(char32_t scalar) noexcept {
 }
 
 bool startsCompositionByProperties(char32_t scalar) noexcept {
-  // What combines with a scalar before it is a mark or one of these conjoining Jamo; a precomposed scalar may not be
-  // its own composition.
+  // Only marks and these conjoining Jamo combine with a scalar before them. A precomposed scalar may be excluded from
+  // composition, and then is not its own canonical composition.
   const bool isVowel = scalar >= 0x1161 && scalar <= 0x1175;
   const bool isTrailing = scalar >= 0x11A8 && scalar <= 0x11C2;
   const utf8proc_property_t& property = *utf8proc_get_property(static_cast<utf8proc_int32_t>(scalar));

@@ -2,14 +2,16 @@
 
 #include <cstdint>
 
-/// Properties of single Unicode scalars, by Unicode 15.
+/// Properties of single scalars, by the Unicode Character Database, version 15.
+///
+/// Pure functions that take constant time and never fail. Any scalar may be passed, assigned or not.
 namespace kelvane::unicode {
 
-/// The property White_Space, and how a white scalar behaves as part of a character (Unicode Standard Annex #29).
+/// The property White_Space, and how such a scalar takes part in a character (Unicode Standard Annex #29).
 enum class WhiteSpace : std::uint8_t {
-  none,
-  space,    ///< A space separator (Zs): marks that follow it join it, and it joins a Prepend before it.
-  control,  ///< A tab or a line break: always a character of its own (CR LF is one together).
+  none,     ///< Not white space.
+  space,    ///< A space separator (Zs). Marks after it join it, and it joins a Prepend before it.
+  control,  ///< A tab or a line break. Always a character of its own; CR LF is one character together.
 };
 
 constexpr WhiteSpace whiteSpace(char32_t scalar) noexcept {
@@ -34,7 +36,9 @@ constexpr WhiteSpace whiteSpace(char32_t scalar) noexcept {
   }
 }
 
-/// How a scalar takes part in grapheme clusters: Grapheme_Cluster_Break, with Extended_Pictographic as a class.
+/// How a scalar takes part in a grapheme cluster: its Grapheme_Cluster_Break. Scalars that are Extended_Pictographic
+/// have a class of their own, `pictographic`, because rule GB11 needs it. Unassigned scalars have the class that
+/// Unicode gives to their range.
 enum class BreakClass : std::uint8_t {
   other,
   cr,
@@ -55,18 +59,18 @@ enum class BreakClass : std::uint8_t {
 
 BreakClass breakClass(char32_t scalar) noexcept;
 
-/// Whether a scalar joins the character before it, unless that is a control.
+/// Whether a scalar joins the character before it (rules GB9 and GB9a), unless that is a control.
 bool isExtender(char32_t scalar) noexcept;
 
-/// Whether a scalar draws the scalar behind it into its character, unless that is a control.
+/// Whether a scalar draws the scalar after it into its character (rule GB9b), unless that is a control.
 bool isPrepender(char32_t scalar) noexcept;
 
-/// Whether composing a text canonically can start anew at this scalar: it is its own canonical composition, stays in
-/// its place, and never combines with what stands before it (it may with what follows). Where that takes long to tell
-/// the answer is no, which is always safe.
+/// Whether canonical composition can start at this scalar without knowing what is before it. Such a scalar is its own
+/// canonical composition, is never reordered, and never combines with a scalar before it; it may combine with one that
+/// follows. False for some scalars for which that would be true too: false is always safe, and only slower.
 bool startsCompositionByProperties(char32_t scalar) noexcept;
 
-/// The same, quicker for most of what prose is made of: Latin, Cyrillic, Vietnamese, Kana, Han and Hangul syllables.
+/// The same, inline for Latin, Cyrillic, Vietnamese, Kana, Han and Hangul syllables.
 inline bool startsComposition(char32_t scalar) noexcept {
   const auto within = [&](char32_t first, char32_t last) { return scalar >= first && scalar <= last; };
   return scalar < 0x300 || within(0x0388, 0x0482) || within(0x1E00, 0x1EFF) || within(0x3000, 0x3029) ||

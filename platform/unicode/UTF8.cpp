@@ -9,7 +9,7 @@ namespace kelvane::unicode {
 
 namespace {
 
-constexpr std::uint64_t highBits = 0x8080808080808080;
+constexpr std::uint64_t highBits = 0x8080808080808080;  // set in a word if any of its bytes is not ASCII
 constexpr std::size_t blockSize = 32;
 
 std::uint64_t word(const char* bytes) noexcept {
@@ -30,7 +30,8 @@ Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept {
   if (lead < 0x80) return {lead, 1, true};
   if (lead < 0xC2 || lead > 0xF4) return {};
   const std::size_t size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  // The second byte's range keeps out overlong forms, surrogates and what lies above U+10FFFF.
+  // The smaller range of the second byte excludes overlong forms, surrogates and scalars above U+10FFFF. Where a
+  // sequence breaks off, what was read of it is the maximal ill-formed part.
   unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   char32_t scalar = lead & (0x7Fu >> size);
@@ -44,6 +45,7 @@ Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept {
 }
 
 std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept {
+  // Blocks first, because most texts are long runs of ASCII; then words and bytes for what is left.
   while (text.size() - offset >= blockSize && isASCIIBlock(text.data() + offset)) offset += blockSize;
   while (text.size() - offset >= 8 && (word(text.data() + offset) & highBits) == 0) offset += 8;
   while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;

@@ -4,12 +4,22 @@
 #include <string>
 #include <string_view>
 
-/// UTF-8 a scalar at a time: what the parts of `platform/Unicode.h` are built on.
+/// UTF-8, one scalar at a time. The operations of `platform/Unicode.h` are built on this.
+///
+///     for (std::size_t at = 0; at < text.size();) {
+///       const Decoded decoded = decodedAt(text, at);
+///       … decoded.scalar …
+///       at += decoded.size;
+///     }
+///
+/// Sequences are judged by table 3-7 of The Unicode Standard, "Well-Formed UTF-8 Byte Sequences". Pure functions; only
+/// `append` allocates. All but `append` and `asciiEnd` take constant time.
 namespace kelvane::unicode {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 
-/// What stands at one place of a text: a scalar, or a maximal ill-formed part, which reads as U+FFFD.
+/// A scalar of a text, or a maximal ill-formed part, which reads as U+FFFD. A U+FFFD that the text itself contains is
+/// well-formed.
 struct Decoded {
   char32_t scalar = replacementCharacter;
   std::size_t size = 1;  ///< In bytes; at least 1.
@@ -19,7 +29,8 @@ struct Decoded {
 /// What starts at `offset`, which must be less than the text's size.
 Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept;
 
-/// The same, quicker for most of what prose is made of: scalars below U+1000 and above, to U+D000.
+/// The same, inline for the sequences of one, two and three bytes that most prose consists of. Leads such as E0 and ED,
+/// whose second byte has a smaller range, go to `decodedSequenceAt`.
 inline Decoded decodedAt(std::string_view text, std::size_t offset) noexcept {
   const auto byte = [&](std::size_t at) -> unsigned { return static_cast<unsigned char>(text[offset + at]); };
   const auto continues = [&](std::size_t at) { return (byte(at) & 0xC0) == 0x80; };
@@ -35,8 +46,8 @@ inline Decoded decodedAt(std::string_view text, std::size_t offset) noexcept {
   return decodedSequenceAt(text, offset);
 }
 
-/// What ends at `offset`, which must be more than 0 and at most the text's size. Of an ill-formed part this is told
-/// its last byte only: `size` is 1.
+/// What ends at `offset`, which must be more than 0 and at most the text's size. Of an ill-formed part only the last
+/// byte is returned: `size` is 1.
 inline Decoded decodedBefore(std::string_view text, std::size_t offset) noexcept {
   for (std::size_t size = 1; size <= 4 && size <= offset; ++size) {
     const auto first = static_cast<unsigned char>(text[offset - size]);
@@ -47,7 +58,7 @@ inline Decoded decodedBefore(std::string_view text, std::size_t offset) noexcept
   return {};
 }
 
-/// Writes a scalar's UTF-8, up to four bytes, and returns where it ends.
+/// Writes a scalar as UTF-8 and returns the end of what was written. `out` must have room for four bytes.
 inline char* encode(char32_t scalar, char* out) noexcept {
   const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
   if (scalar < 0x80) {
@@ -68,13 +79,14 @@ inline char* encode(char32_t scalar, char* out) noexcept {
   return out;
 }
 
-/// Adds a scalar's UTF-8 to the end of a text.
+/// Adds a scalar as UTF-8 to the end of a text.
 inline void append(char32_t scalar, std::string& text) {
   char bytes[4];
   text.append(bytes, static_cast<std::size_t>(encode(scalar, bytes) - bytes));
 }
 
-/// The offset of the first byte at or behind `offset` that is not ASCII, or the text's size.
+/// The offset of the first byte at or after `offset` that is not ASCII, or the text's size. Takes time linear in the
+/// distance. `offset` must be at most the text's size.
 std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept;
 
 }  // namespace kelvane::unicode

@@ -10,7 +10,9 @@ bool isSpaceOrTab(char32_t scalar) noexcept {
   return scalar == '\t' || whiteSpace(scalar) == WhiteSpace::space;
 }
 
-// Where the last character starts if it is white space, else the text's size. The text must start a character.
+// Where the last character starts if it is white space, otherwise the text's size. Characters can only be found from
+// the start of a text, which would not be linear here, so this reads backwards: over marks to a scalar that is not one.
+// A space there is the start of the character unless a Prepend before it draws it in. The text must start a character.
 std::size_t lastWhiteSpace(std::string_view text) noexcept {
   std::size_t marks = text.size();  // where the marks at the end start
   while (marks > 0) {
@@ -18,7 +20,7 @@ std::size_t lastWhiteSpace(std::string_view text) noexcept {
     const std::size_t start = marks - before.size;
     switch (whiteSpace(before.scalar)) {
       case WhiteSpace::control:
-        // Marks behind a control are a character of their own.
+        // Marks after a control are a character of their own, which is not white space.
         return marks == text.size() ? start : text.size();
       case WhiteSpace::space:
         return start > 0 && isPrepender(decodedBefore(text, start).scalar) ? text.size() : start;

@@ -10,9 +10,16 @@ namespace kelvane::unicode {
 
 namespace {
 
-/// Counts the words of a text from its start to its end. What a scalar does to the count depends on no more than what
-/// the scalars before it belong to, so that no cluster needs to be found: a white control always stands by itself, a
-/// blank is white unless a Prepend draws it in, and a mark starts a word unless it joins the blank before it.
+/// Counts the words of a text from its start to its end, without finding the characters. Whether a scalar starts a word
+/// depends only on what it is and on what the scalar before it belongs to:
+///
+/// - A tab or a line break is always white space.
+/// - A space is white space, unless a Prepend (such as an Arabic number sign) before it draws it into a word.
+/// - Anything else starts a word after white space, except a mark after a space, which joins the space.
+///
+/// Most of a text needs no such care, so it is counted in blocks of 64 bytes: a bit for each byte that is white space,
+/// and a word starts at each bit that is not set after one that is. A block in which a mark or a Prepend meets a space
+/// is counted scalar by scalar instead.
 class WordCounter {
  public:
   explicit WordCounter(std::string_view text) noexcept : text_(text) {}
@@ -42,12 +49,13 @@ class WordCounter {
   }
 
   std::string_view text_;
-  std::size_t offset_ = 0;           // what is counted; never inside a well-formed sequence
-  Within within_ = Within::control;  // what the scalar before offset_ belongs to; a text starts as after a line break
+  std::size_t offset_ = 0;  // everything before it is counted; never inside a well-formed sequence
+  Within within_ =
+      Within::control;  // what the scalar before offset_ belongs to; a text starts as if after a line break
   std::size_t words_ = 0;
 };
 
-// Up to the first scalar that starts at or behind `end`.
+// Counts up to the first scalar that starts at or after `end`.
 void WordCounter::countScalars(std::size_t end) noexcept {
   while (offset_ < end) {
     const Decoded decoded = decodedAt(text_, offset_);
@@ -64,8 +72,8 @@ void WordCounter::countScalars(std::size_t end) noexcept {
   }
 }
 
-// Counts a block by the bytes that are white space, in whole sequences only. Gives up, with nothing changed, where a
-// blank meets a scalar that makes it join its neighbour.
+// Counts a block by the bits of its white space, whole sequences only. Returns false, with nothing changed, if a scalar
+// in it may join a space to its neighbour.
 bool WordCounter::countBlock() noexcept {
   const ByteBlock block(text_.data() + offset_);
   const std::uint64_t nonASCII = block.nonASCII();
@@ -89,17 +97,16 @@ bool WordCounter::countBlock() noexcept {
   return true;
 }
 
-// How much of the block can be cut off without cutting through a sequence: what goes on behind the block goes to the
-// next one.
+// The length of the block without a sequence at its end that continues in the next block.
 std::size_t WordCounter::wholeSequences() const noexcept {
   for (std::size_t length = ByteBlock::size; length > ByteBlock::size - 4; --length) {
     if (offset_ + length == text_.size() || !isContinuation(offset_ + length)) return length;
   }
-  // The last three bytes continue nothing that could go on for a fourth.
+  // Of four continuation bytes in a row the last belongs to no sequence, so nothing is cut here.
   return ByteBlock::size;
 }
 
-// All the bytes of white scalars among the first `length` bytes of a block.
+// All bytes of white space among the first `length` bytes of a block, ASCII or not.
 std::uint64_t WordCounter::whiteSpaceBytes(const ByteBlock& block, std::size_t length) const noexcept {
   std::uint64_t result = block.whiteSpace();
   for (std::uint64_t left = block.whiteSpaceLeads(); left != 0; left &= left - 1) {

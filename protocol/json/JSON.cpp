@@ -5,6 +5,9 @@
 #include "platform/Unicode.h"
 #include "protocol/json/JSONStorage.h"
 
+/// A value is 16 bytes that may be moved with memcpy: nothing points into a value, and a block is referred to by a
+/// plain pointer. So copying is memcpy and one more reference, and moving is memcpy and null in the source. How blocks
+/// are shared is described in protocol/json/JSONStorage.h.
 namespace kelvane {
 
 JSON::JSON(std::nullptr_t) noexcept : number_{{std::uint8_t(Storage::Tag::null), 0}, 0} {
@@ -45,7 +48,7 @@ JSON& JSON::operator=(const JSON& other) noexcept {
 }
 
 JSON& JSON::operator=(JSON&& other) noexcept {
-  // The old content goes last: `other` may be part of it.
+  // The old content is destroyed last, because `other` may be part of it.
   JSON old(std::move(*this));
   std::memcpy(static_cast<void*>(this), &other, sizeof(JSON));
   ::new (&other) JSON(nullptr);
@@ -99,7 +102,7 @@ const JSON* JSON::operator[](std::string_view key) const& noexcept {
 
 namespace {
 
-/// Values still to be compared, pair by pair.
+/// Two runs of values that are compared pair by pair.
 struct Pairs {
   const JSON* left;
   const JSON* right;
@@ -108,6 +111,8 @@ struct Pairs {
 
 }  // namespace
 
+// Without recursion: when a pair is two arrays or two objects, its values are compared next, and what is left of the
+// run around them waits in `open`.
 bool JSON::equals(const JSON& other) const {
   std::vector<Pairs> open;
   Pairs pairs{this, &other, 1};
@@ -135,7 +140,8 @@ bool JSON::equals(const JSON& other) const {
         break;
       case Kind::array:
       case Kind::object: {
-        // Members stand in one order on both sides, so keys and values compare like the items of arrays.
+        // Members have the same order on both sides, so keys and values compare like the items of arrays. Objects that
+        // share a block are compared all the same: a NaN in them is not equal to itself.
         Block* leftBlock = Storage::block(left);
         Block* rightBlock = Storage::block(right);
         if (leftBlock == rightBlock && left.kind() == Kind::array) break;
@@ -153,6 +159,7 @@ bool JSON::equals(const JSON& other) const {
 
 JSON::Array::Array(std::initializer_list<Element> values) {
   if (values.size() == 0) return;
+  // `Array{items}` is a copy on every compiler; see Element.
   if (values.size() == 1 && values.begin()->isArray_) {
     *this = *values.begin()->value_.items();
     return;

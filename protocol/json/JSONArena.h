@@ -7,10 +7,15 @@
 
 namespace kelvane {
 
-/// Fills the arena of a document that is being decoded, and gives it up when it goes unless it was handed over.
+/// Allocates the blocks of one document while it is being decoded. Blocks are cut from chunks that double in size, so a
+/// document takes few allocations, however many values it has. The destructor frees all of them, unless `handOver` was
+/// called: so a text that is refused half-way leaves nothing behind.
+///
+/// Belongs to one thread. No block can be freed by itself.
 class JSON::Storage::ArenaBuilder {
  public:
-  /// `expected` is a guess at the bytes that will be asked for; no more than a small part of it is taken at once.
+  /// `expected` is an estimate of the bytes that will be needed, such as the size of the text. It only chooses the size
+  /// of the first chunk, up to 64 KiB, so a wrong estimate is harmless. Allocates nothing yet.
   explicit ArenaBuilder(std::size_t expected) noexcept
       : chunkSize_(std::clamp(expected, smallestChunk, largestFirstChunk)) {}
   ArenaBuilder(const ArenaBuilder&) = delete;
@@ -19,7 +24,8 @@ class JSON::Storage::ArenaBuilder {
     if (arena_ != nullptr) destroy(arena_);
   }
 
-  /// A block with room for `bytes` bytes and its size set to `size`.
+  /// A block of the arena with room for `bytes` bytes, and with the given `size`. Takes constant time. Throws
+  /// std::bad_alloc; the blocks so far stay valid then.
   Block* newBlock(std::size_t size, std::size_t bytes) {
     const std::size_t needed = (sizeof(Block) + bytes + alignof(Block) - 1) / alignof(Block) * alignof(Block);
     if (needed > static_cast<std::size_t>(limit_ - at_)) [[unlikely]] {
@@ -31,7 +37,7 @@ class JSON::Storage::ArenaBuilder {
     return block;
   }
 
-  /// Hands the arena over with one reference, that of a value outside it.
+  /// Gives up the arena, which has one reference now: that of the value outside it which the caller makes next.
   void handOver() noexcept { arena_ = nullptr; }
 
  private:
@@ -39,7 +45,7 @@ class JSON::Storage::ArenaBuilder {
   static constexpr std::size_t largestFirstChunk = std::size_t{64} << 10;
   static constexpr std::size_t largestChunk = std::size_t{1} << 20;
 
-  /// Links a chunk in and returns its memory behind the heads.
+  /// Allocates a chunk, puts it into the list, and returns its memory after the heads.
   char* addMemory(std::size_t bytes) {
     const std::size_t heads = sizeof(Arena::Chunk) + (arena_ == nullptr ? sizeof(Arena) : 0);
     void* memory = std::malloc(heads + bytes);
@@ -56,7 +62,7 @@ class JSON::Storage::ArenaBuilder {
     chunkSize_ = std::min(2 * chunkSize_, std::max(chunkSize_, largestChunk));
   }
 
-  /// A chunk for one large block, beside the one that is being filled.
+  /// A block with a chunk of its own. The current chunk keeps its free space.
   Block* newOutsized(std::size_t size, std::size_t needed) {
     char* memory = addMemory(needed);
     return ::new (memory) Block{{arena_}, size};

@@ -11,15 +11,22 @@ namespace kelvane {
 
 // How a text becomes a value. The grammar (platform/json/JSONGrammar.h) reads the text once and tells the decoder, its
 // sink, about each value. The decoder pushes each value on one stack, keys included. When an array or object closes,
-// its values are the topmost ones: they move into a block of exactly their size, and the array or object takes their
-// place on the stack. So nothing grows by copying but the stack, and no size is guessed. All blocks lie in one arena
-// with one count of references, which makes decoding a few allocations and destroying as many.
+// its values are the topmost ones: they move into a block of exactly their size, and the array or object replaces them
+// on the stack. For {"a": [1, 2]}:
 //
-// The members of an object are sorted when it closes, by the first eight bytes of their keys as one number, which
-// settles most comparisons. Only objects with a key beyond ASCII need canonical forms.
+//     "a"                    the key
+//     "a" 1 2                the values of the array
+//     "a" [1, 2]             the array closes
+//     {"a": [1, 2]}          the object closes
+//
+// So only the stack ever grows by copying, and no size is guessed. All blocks are in one arena with one count of
+// references, so decoding takes a few allocations, and destroying as many.
+//
+// The members of an object are sorted when it closes. The first eight bytes of each key, read as one number, decide
+// most comparisons. Only objects with a key beyond ASCII need canonical forms.
 //
 // Values on the stack and in blocks are moved as bytes, and their destructors never run: the arena owns what they refer
-// to. If the text is refused, the arena goes, and all of it with it.
+// to. If the text is refused, the arena is freed, and everything with it.
 
 /// Builds the value of one text.
 class JSON::Storage::Decoder {
@@ -39,7 +46,7 @@ class JSON::Storage::Decoder {
   /// The mark of an array or object: where its values start on the stack.
   std::size_t open(bool, const char*) const noexcept { return values_.size(); }
 
-  /// Moves the values from `first` on into a block, and that onto the stack in their place.
+  /// Moves the values from `first` on into a block, and replaces them on the stack by the array or object.
   void close(bool isObject, std::size_t first, const char*) {
     const std::size_t count = values_.size() - first;
     Block* block = nullptr;
@@ -78,8 +85,8 @@ class JSON::Storage::Decoder {
     constructText(slot, form, block);
   }
 
-  /// A string with escapes is written at once where it stays, unless it may be short enough to be kept inline: no
-  /// escape is more than six times as long as what it says.
+  /// Memory for a string with escapes. It is written where it stays, unless it may be short enough to be stored inline:
+  /// an escape has up to six times as many bytes as what it says.
   char* room(std::size_t bytes) {
     if (bytes <= sizeof shortRoom_) return shortRoom_;
     room_ = arena_.newBlock(0, bytes);
@@ -89,7 +96,7 @@ class JSON::Storage::Decoder {
   /// UTF-8 has no lone surrogates.
   static bool loneSurrogate(const char*) noexcept { return false; }
 
-  /// Copies members to the block in the order of their keys, of those with the same key the last.
+  /// Copies the members to the block in the order of their keys; of members with the same key only the last.
   void sortMembers(const JSON* members, std::size_t count, Block* block) {
     const auto key = [members](std::size_t member) -> const JSON& { return members[2 * member]; };
     const auto copy = [members](JSON* to, std::size_t member) {
@@ -107,6 +114,7 @@ class JSON::Storage::Decoder {
       const int order = text(key(left.member)).compare(text(key(right.member)));
       return order != 0 ? order < 0 : left.member < right.member;
     };
+    // Most objects are small, or written in order already.
     if (count <= 16) {
       insertionSort(order_, isBefore);
     } else if (!std::is_sorted(order_.begin(), order_.end(), isBefore)) {
@@ -137,7 +145,7 @@ class JSON::Storage::Decoder {
     block->size = static_cast<std::size_t>(to - block->values());
   }
 
-  /// A member and the first bytes of its key as a number that orders like them.
+  /// A member's index, and the first eight bytes of its key as a number that has the order of those bytes.
   struct Ranked {
     std::uint64_t rank;
     std::size_t member;
@@ -162,7 +170,7 @@ class JSON::Storage::Decoder {
 
   ArenaBuilder arena_;
   ScratchStack<JSON, 64> values_;
-  Block* room_ = nullptr;  // that `room` gave for the string that comes next
+  Block* room_ = nullptr;  // what `room` allocated for the string that comes next
   char shortRoom_[6 * inlineCapacity];
   std::vector<Ranked> order_;  // kept between objects for its memory
 };

@@ -10,6 +10,12 @@
 #include "protocol/JSONCoding.h"
 #include "protocol/json/JSONStorage.h"
 
+// How a value becomes text. One loop writes value after value; what is left of the arrays and objects around the
+// current value is on a stack, so nothing recurses. Members are stored in key order, so they are written as they come.
+//
+// Output goes through a small buffer. The loop asks once per member for room for everything that is short (a comma, a
+// key and a value that are stored inline, a number) and then writes without further checks. Only longer strings ask
+// again: they are copied in runs that need no escapes, 16 bytes at a time where the processor can.
 namespace kelvane {
 namespace {
 
@@ -46,7 +52,7 @@ char* putEscape(char byte, char* to) noexcept {
   }
 }
 
-/// Copies [from, end) with its escapes to `to`, which has room for `longestEscape` bytes a byte.
+/// Copies [from, end) to `to` and escapes what needs it. `to` has room for `longestEscape` times as many bytes.
 char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   while (from != end) {
     const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
@@ -57,17 +63,18 @@ char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   return to;
 }
 
-/// Gathers output in a small piece of memory that stays in the cache, and hands it on whenever that is full.
+/// Collects output in a small buffer that stays in the processor's cache, and appends it to a string whenever it is
+/// full.
 class Output {
  public:
   static constexpr std::size_t stageSize = 4096;
 
-  /// Makes room for that many bytes, at most `stageSize`, to be put without looking.
+  /// Makes room for that many bytes, at most `stageSize`. They can then be put without a check.
   void ensure(std::size_t bytes) {
     if (bytes > static_cast<std::size_t>(stage_ + stageSize - at_)) flush();
   }
 
-  // These need room that was made before.
+  // These need room that `ensure` made.
   void put(char byte) noexcept { *at_++ = byte; }
   void put(std::string_view bytes) noexcept {
     std::memcpy(at_, bytes.data(), bytes.size());
@@ -76,7 +83,7 @@ class Output {
   char* at() noexcept { return at_; }
   void advance(char* at) noexcept { at_ = at; }
 
-  /// Puts a text of any length with its escapes, whatever room there is.
+  /// Puts a text of any length with its escapes, and needs no room.
   void putEscaped(std::string_view text) {
     flush();
     const char* from = text.data();
@@ -111,7 +118,8 @@ class Output {
   }
 
   void handOn(std::string_view bytes) {
-    // Fewer steps than doubling takes leave less memory behind for the system to take back and give again.
+    // Up to a megabyte, capacity grows by four instead of two. Each step frees a buffer, which the system may take back
+    // and give out again, so fewer steps are faster.
     constexpr std::size_t largeOutput = std::size_t{1} << 20;
     const std::size_t needed = out_.size() + bytes.size();
     if (needed > out_.capacity() && needed > stageSize && needed < largeOutput) out_.reserve(4 * needed);
@@ -124,7 +132,7 @@ class Output {
 };
 
 void putText(Output& out, std::string_view text) {
-  // So much fits the stage whatever has to be escaped.
+  // A text of this size fits into the buffer even if every byte is escaped.
   constexpr std::size_t longestStaged = (Output::stageSize - 2) / longestEscape;
   const bool isLong = text.size() > longestStaged;
   out.ensure(1);
@@ -138,7 +146,7 @@ void putText(Output& out, std::string_view text) {
   out.put('"');
 }
 
-/// Only for finite numbers, where there is `roomForDouble`.
+/// Writes a finite number. There must be `roomForDouble`.
 void putNumber(Output& out, double value) {
   if (const auto integer = jsonInteger(value)) {
     out.advance(std::to_chars(out.at(), out.at() + roomForDouble, *integer).ptr);
@@ -149,10 +157,10 @@ void putNumber(Output& out, double value) {
 
 }  // namespace
 
-/// Writes one value, nested ones by a stack of what is left of each array and object around them.
+/// Writes one value.
 class JSON::Storage::Encoder {
  public:
-  /// Nothing when the value holds a number that JSON cannot write.
+  /// std::nullopt if the value contains a NaN or an infinity, which JSON cannot represent.
   std::optional<std::string> encoded(const JSON& root) {
     Rest rest{&root, &root + 1, '\0', true};
     while (true) {
@@ -163,7 +171,7 @@ class JSON::Storage::Encoder {
         rest = around_.top();
         around_.pop();
       }
-      // For all that follows but texts that are not kept inline.
+      // Room for all that follows, except strings that are not stored inline.
       out_.ensure(roomForMember);
       if (!rest.isFirst) out_.put(',');
       rest.isFirst = false;
@@ -205,7 +213,8 @@ class JSON::Storage::Encoder {
 
  private:
   static constexpr std::size_t roomForText = inlineCapacity * longestEscape + 2;
-  /// A comma, a key kept inline, a colon, and a text kept inline: nothing else that is put without looking is longer.
+  /// A comma, a key and a value that are stored inline, and a colon. Nothing else that is put without a check is
+  /// longer.
   static constexpr std::size_t roomForMember = 2 * roomForText + 2;
   static_assert(roomForDouble <= roomForText);
 
@@ -217,7 +226,7 @@ class JSON::Storage::Encoder {
     bool isFirst;
   };
 
-  /// Needs `roomForText`, and leaves the room of a member less that.
+  /// Writes a string. Needs `roomForText`. Afterwards there is room for what is left of a member.
   void putTextOf(const JSON& value) {
     if (form(value) != Form::illFormed && tag(value) == Tag::inlineText) {
       putInlineText(value);
@@ -231,7 +240,8 @@ class JSON::Storage::Encoder {
   void putInlineText(const JSON& value) {
     out_.put('"');
 #if defined(KELVANE_SSE2)
-    // The whole value is one load; most texts can go out as they are.
+    // One load reads the whole value; the shift drops its head. Most short strings need no escapes and are written by
+    // one store, which may write more than their bytes: the room is there, and the next output overwrites it.
     const __m128i bytes =
         _mm_srli_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&value)), offsetof(InlineText, bytes));
     const unsigned mask = (1U << value.head_.length) - 1;

@@ -3,13 +3,16 @@
 #include "platform/Unicode.h"
 #include "protocol/json/JSONStorage.h"
 
+/// An object's block holds its members sorted by the canonical form of their keys, so finding one is a binary search.
+/// Adding and removing move the members after it as bytes. Comparing keys allocates nothing, so `find` never fails.
 namespace kelvane {
 
+// Two neighbouring values of a block are read as one member.
 static_assert(sizeof(JSON::Member) == 2 * sizeof(JSON));
 
 namespace {
 
-/// Where the key stands among keys that are in order, or would: the first that is not before it.
+/// The index of the first member whose key is not before this one: the index of the key, or the one it would have.
 std::size_t lowerBound(const JSON::Object& object, std::string_view key) noexcept {
   const bool keyIsASCII = unicode::isASCII(key);
   const auto isBefore = [keyIsASCII](const JSON::Member& member, std::string_view wanted) {
@@ -26,14 +29,15 @@ bool isAt(const JSON::Object& object, std::size_t index, std::string_view key) n
 
 }  // namespace
 
-// These start from a whole object, which is destroyed when memory runs out on the way.
+// These delegate to the default constructor, so that the destructor runs if memory runs out half-way.
 
 JSON::Object::Object(std::initializer_list<std::pair<std::string_view, JSON>> members) : Object() {
   for (const auto& [key, value] : members) set(key, value);
 }
 
 JSON::Object::Object(std::vector<std::pair<std::string, JSON>> members) : Object() {
-  // Sorting first, stably, keeps this n log n; `set` then only ever adds or replaces at the end.
+  // Sorted first, `set` only ever adds or replaces at the end, so nothing is moved. The sort is stable, so that the
+  // last of equal keys stays the last.
   std::stable_sort(members.begin(), members.end(),
                    [](const auto& left, const auto& right) { return unicode::order(left.first, right.first) < 0; });
   for (auto& [key, value] : members) set(key, std::move(value));
@@ -80,7 +84,7 @@ void JSON::Object::set(std::string_view key, JSON value) {
     block_->values()[2 * index + 1] = std::move(value);
     return;
   }
-  JSON name(key);
+  JSON name(key);  // before the block is opened: it may throw
   Storage::own(block_, 2 * size() + 2);
   JSON* at = block_->values() + 2 * index;
   std::memmove(static_cast<void*>(at + 2), at, (block_->size - 2 * index) * sizeof(JSON));

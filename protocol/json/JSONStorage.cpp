@@ -9,6 +9,7 @@ namespace kelvane {
 
 bool JSON::Storage::equalTexts(const JSON& left, const JSON& right) noexcept {
   if (text(left) == text(right)) return true;
+  // Two different ASCII strings are never equivalent.
   if (form(left) == Form::ascii && form(right) == Form::ascii) return false;
   return unicode::equivalent(text(left), text(right));
 }
@@ -39,6 +40,7 @@ void JSON::Storage::own(Block*& block, std::size_t needed) {
   const std::size_t size = block ? block->size : 0;
   Block* fresh = newValues(needed > size ? std::max(needed, 2 * size) : needed);
   if (block != nullptr && isOwn(block)) {
+    // Nobody else refers to the old block, so the values move as bytes and their counts stay as they are.
     std::memcpy(static_cast<void*>(fresh->values()), block->values(), size * sizeof(JSON));
     std::free(&count(block));
   } else if (block != nullptr) {
@@ -49,8 +51,8 @@ void JSON::Storage::own(Block*& block, std::size_t needed) {
   block = fresh;
 }
 
-/// Takes apart a block that nothing refers to any more, and what only it referred to. The blocks that are yet to go
-/// form a list through themselves, so that neither the stack nor the heap is needed however deep they nest.
+/// Frees a block that nothing refers to any more, and everything that only it referred to. The blocks that are still to
+/// be freed form a list through their own heads, so neither the stack nor the heap is needed, however deep they nest.
 void JSON::Storage::destroy(Block* block) noexcept {
   if (block->arena != nullptr) return destroy(block->arena);
   Block* dead = block;

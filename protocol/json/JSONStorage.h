@@ -8,18 +8,41 @@
 
 namespace kelvane {
 
-/// What stands behind a JSON value: how its 16 bytes are read, and the storage that values share.
+/// The inside of a JSON value: what its 16 bytes mean, and the storage that values share.
 ///
-/// Storage comes in blocks. A block on its own has a count of the values that refer to it. The blocks of a decoded
-/// document lie in one arena, which has one count for all of them: values outside the arena are counted, values inside
-/// are not, and the arena goes as a whole. Blocks in an arena never change, and refer to blocks of that arena only.
+/// # The 16 bytes
+///
+///     byte 0            the tag (what the value is, 3 bits) and, for a string, the form of its bytes (2 bits)
+///     byte 1            the length of a string that is stored inline
+///     byte 2            a Bool
+///     bytes 2 to 15     a string of up to 14 bytes
+///     bytes 8 to 15     a number, or a pointer to a block (bytes 4 to 7 if a pointer has 32 bits)
+///
+/// # Blocks
+///
+/// A block holds a longer string's bytes, an array's values, or an object's members: key, value, key, value, sorted by
+/// the canonical form of the keys. There are two kinds:
+///
+/// - A block on its own has a count of the values that refer to it. It may be changed if the count is 1.
+/// - The blocks of a decoded document are in one arena with one count: the number of values outside the arena that
+/// refer
+///   to a block in it. Values inside are not counted, blocks in it never change, and they refer only to blocks of the
+///   same arena. So decoding is a few allocations, and destroying a document is as many.
+///
+/// A change to what is shared, or to what is in an arena, copies the block first (`own`). The copy is a block on its
+/// own whose values may still refer to the arena.
+///
+/// # Threads
+///
+/// Counts are atomic. A new reference is taken from an existing one, so it needs no ordering; dropping one is both
+/// release and acquire, so the thread that destroys a block sees all that others did with it.
 class JSON::Storage {
  public:
-  /// The lowest bits of a value's first byte.
+  /// What a value is: the lowest bits of its first byte. From `sharedText` on, the value refers to a block.
   enum class Tag : std::uint8_t { null, boolean, number, inlineText, sharedText, array, object };
   static constexpr std::uint8_t tagMask = 7;
 
-  /// What is known of a text's bytes; beside the tag, so that no text is looked at twice.
+  /// What is known of a string's bytes. Stored beside the tag, so that no string is scanned twice.
   enum class Form : std::uint8_t { ascii = 0, utf8 = 1 << 3, illFormed = 2 << 3 };
   static constexpr std::uint8_t formMask = 3 << 3;
 
@@ -38,30 +61,34 @@ class JSON::Storage {
   /// Whether the value refers to a block.
   static bool isShared(const JSON& value) noexcept { return tag(value) >= Tag::sharedText; }
 
-  /// The block of a value that `isShared`; null for an empty array or object.
+  /// The block of a value that `isShared`. Null for an empty array or object.
   static Block* block(const JSON& value) noexcept;
 
-  /// The bytes of a value that is a text.
+  /// The bytes of a value that is a string. The view lives as long as the value.
   static std::string_view text(const JSON& value) noexcept;
 
-  /// Canonical equivalence of two values that are texts.
+  /// Whether two values that are strings are canonically equivalent.
   static bool equalTexts(const JSON& left, const JSON& right) noexcept;
 
-  /// Makes a value in raw memory of an arena or of a stack that is going there: it refers to its block uncounted, and
-  /// its destructor must not run. `text` is kept inline and has at most `inlineCapacity` bytes.
+  /// Constructs a value in memory of an arena, or on a stack whose content goes to an arena. Its reference to the block
+  /// is not counted, so its destructor must not run. `text` is stored inline and has at most `inlineCapacity` bytes.
   static void construct(JSON* slot, Tag tag, Block* block) noexcept {
     ::new (slot) JSON(firstByte(tag, Form::ascii), block);
   }
   static void constructText(JSON* slot, Form form, Block* block) noexcept;
   static void constructText(JSON* slot, Form form, std::string_view text) noexcept;
 
-  /// A block of its own with one reference: room for that many values, or a copy of the text.
+  /// A new block on its own with one reference: with room for that many values, or a copy of the text. Throws
+  /// std::bad_alloc.
   static Block* newValues(std::size_t capacity);
   static Block* newText(std::string_view text);
 
-  /// Makes `block` (null: an empty one) one that only the caller refers to, with room for `needed` values in all.
+  /// Makes sure that only the caller refers to `block`, and that it has room for `needed` values in all, by copying it
+  /// if necessary. Null is an empty block. Room grows by doubling. Throws std::bad_alloc; nothing is changed then.
   static void own(Block*& block, std::size_t needed);
 
+  /// Counts one more reference, or one less; the last one frees the block, or its whole arena. Null is permitted.
+  /// Freeing allocates nothing and does not recurse.
   static void retain(Block* block) noexcept;
   static void release(Block* block) noexcept;
 
@@ -74,7 +101,7 @@ class JSON::Storage {
   static bool isOwn(Block* block) noexcept;
 };
 
-/// Values or the bytes of a text, behind this head.
+/// The head of a block. The values, or the bytes of a string, come right after it.
 struct JSON::Block {
   union {
     Storage::Arena* arena;  // null for a block on its own
@@ -86,20 +113,20 @@ struct JSON::Block {
   char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
 };
 
-/// Stands before a block on its own.
+/// Comes right before a block on its own.
 struct JSON::Storage::Count {
   std::atomic<std::size_t> references;
   std::size_t capacity;  // in values
   bool holdsValues;
 };
 
-/// The memory of one decoded document: a list of chunks, the arena itself at the start of the first.
+/// The memory of one decoded document: a list of chunks. The arena itself is at the start of the first chunk.
 struct JSON::Storage::Arena {
   struct Chunk {
     Chunk* next;
   };
   std::atomic<std::size_t> references;
-  Chunk* chunks;  // the newest first; the last one holds the arena
+  Chunk* chunks;  // the newest first; the last contains the arena
 };
 
 inline JSON::Block* JSON::Storage::block(const JSON& value) noexcept {
@@ -152,7 +179,7 @@ inline void JSON::Storage::release(Block* block) noexcept {
   if (block != nullptr && drop(block)) destroy(block);
 }
 
-/// Gives up one reference; true when it was the last.
+/// Drops one reference. True if it was the last.
 inline bool JSON::Storage::drop(Block* block) noexcept {
   std::atomic<std::size_t>& references = block->arena ? block->arena->references : count(block).references;
   return references.fetch_sub(1, std::memory_order_acq_rel) == 1;
