@@ -17,6 +17,7 @@ namespace kelvane {
 using quorvel::ChapterEdits;
 using quorvel::Script;
 using quorvel::ScriptHeadings;
+using quorvel::TextEdit;
 
 namespace {
 
@@ -42,18 +43,48 @@ Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
   };
 }
 
-// Before a chapter is added to a script with words but no chapters, those words must become chapter 1. std::nullopt for
-// any other script.
-std::optional<Script> withFirstChapter(const JSON::Object& arguments, const Script& script) {
-  if (!script.headings().empty() || script.wordCount() == 0) return std::nullopt;
-  const auto title = suppliedString("first_title", arguments);
-  if (!title) {
-    throw RPCError::invalidParams(
-        "This script has no chapters yet. Give \"first_title\", a title for the text already there, so it becomes "
-        "chapter 1.");
+/// A script with words but no chapters: before one is added, those words must become chapter 1. Nothing for others.
+///
+/// The new heading is always followed by two LF. What is written further on takes the line breaks of the words, so the
+/// edit is computed with a heading that has those, which `applied` then replaces.
+class FirstChapter {
+ public:
+  static std::optional<FirstChapter> needed(const JSON::Object& arguments, const Script& script) {
+    if (!script.headings().empty() || script.wordCount() == 0) return std::nullopt;
+    const auto title = suppliedString("first_title", arguments);
+    if (!title) {
+      throw RPCError::invalidParams(
+          "This script has no chapters yet. Give \"first_title\", a title for the text already there, so it becomes "
+          "chapter 1.");
+    }
+    return FirstChapter(std::string(ScriptHeadings::marker).append(*title), script.text());
   }
-  return Script(std::string(ScriptHeadings::marker).append(*title).append("\n\n").append(script.text()));
-}
+
+  const Script& script() const { return script_; }
+
+  std::string applied(const TextEdit& edit) const {
+    std::string text = edit.applied(script_.text());
+    const std::size_t heading = edit.range.begin == 0 ? edit.replacement.size() : 0;
+    return text.replace(heading + headingSize_, breaksSize_, "\n\n");
+  }
+
+ private:
+  FirstChapter(const std::string& heading, std::string_view words)
+      : headingSize_(heading.size()),
+        breaksSize_(mostlyCRLF(words) ? 4 : 2),
+        script_(heading + (mostlyCRLF(words) ? "\r\n\r\n" : "\n\n") + std::string(words)) {}
+
+  static bool mostlyCRLF(std::string_view text) {
+    std::ptrdiff_t more = 0;
+    for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
+      more += at > 0 && text[at - 1] == '\r' ? 1 : -1;
+    return more > 0;
+  }
+
+  std::size_t headingSize_;
+  std::size_t breaksSize_;
+  Script script_;
+};
 
 std::size_t requiredChapter(std::string_view key, const JSON::Object& arguments, const Script& script) {
   return chapterIndex(requiredString(key, arguments), script);
@@ -84,15 +115,15 @@ Tool addChapter(const WritingTurns& turns) {
           editing(
               turns,
               [](const JSON::Object& arguments, const Script& script) {
-                const auto titled = withFirstChapter(arguments, script);
-                const Script& base = titled ? *titled : script;
+                const auto first = FirstChapter::needed(arguments, script);
+                const Script& base = first ? first->script() : script;
                 std::optional<std::size_t> before;
                 if (const auto position = suppliedString("before", arguments)) before = chapterIndex(*position, base);
                 const auto title = requiredString("title", arguments);
                 const auto edit =
                     ChapterEdits::add(title, suppliedString("text", arguments).value_or(""), before, base);
                 if (!edit) throw RPCError::invalidParams("Could not add that chapter");
-                return edit->applied(base.text());
+                return first ? first->applied(*edit) : edit->applied(base.text());
               },
               [](const JSON::Object& arguments) { return noteNaming("added chapter ", "title", arguments); })};
 }

@@ -115,7 +115,22 @@ TEST_F(ChapterEditingTools, makeTheExistingTextChapterOne) {
 TEST_F(ChapterEditingTools, writeTheFirstTitleAsItWasSentAfterTheMarker) {
   put("Raw.md", "raw\r\n");
   ASSERT_FALSE(call("add_chapter", R"({"id": "Raw.md", "title": "# Next", "first_title": "# First"})").failed);
-  EXPECT_EQ(textOf("Raw.md"), "# # First\n\nraw\r\n\n# Next\n");
+  EXPECT_EQ(textOf("Raw.md"), "# # First\n\nraw\r\n\r\n# Next\r\n");
+}
+
+TEST_F(ChapterEditingTools, writeTheLineBreaksOfTheWordsBelowAFirstTitle) {
+  const JSON::Object atTheEnd{{"id", "Raw.md"}, {"title", "New"}, {"first_title", "Open"}, {"text", "b\nc"}};
+  put("Raw.md", "one line\r\n");
+  ASSERT_FALSE(call("add_chapter", atTheEnd).failed);
+  EXPECT_EQ(textOf("Raw.md"), "# Open\n\none line\r\n\r\n# New\r\n\r\nb\r\nc\r\n");
+  put("Raw.md", "one line\r\n");
+  JSON::Object inFront = atTheEnd;
+  inFront.set("before", "1");
+  ASSERT_FALSE(call("add_chapter", inFront).failed);
+  EXPECT_EQ(textOf("Raw.md"), "# New\r\n\r\nb\r\nc\r\n\r\n# Open\n\none line\r\n");
+  put("Raw.md", "one line\r\nand another\n");
+  ASSERT_FALSE(call("add_chapter", atTheEnd).failed);
+  EXPECT_EQ(textOf("Raw.md"), "# Open\n\none line\r\nand another\n\n# New\n\nb\nc\n");
 }
 
 TEST_F(ChapterEditingTools, writeTheLineBreaksOfTheScript) {
