@@ -53,7 +53,7 @@ std::string readAloud(const std::string& preamble) {
 }  // namespace
 
 std::optional<std::string> withChapterAdded(const std::string& text, const std::string& title, const std::string& given,
-                                            std::optional<std::size_t> before) {
+                                            std::optional<std::size_t> before, const std::string& old) {
   const std::string written = withoutMarkers(title);
   if (written.empty()) return std::nullopt;
   const ScriptParts parts = partsOf(text);
@@ -61,8 +61,8 @@ std::optional<std::string> withChapterAdded(const std::string& text, const std::
   for (std::size_t index = 0; index < parts.chapters.size(); ++index) {
     (before && index >= *before ? below : above) += parts.chapters[index].text();
   }
-  return above + missingBreaks(above, ownBreakOf(text)) + "# " + written +
-         behindTitle(inBreaksOf(text, given), !before, text) + below;
+  return above + missingBreaks(above, ownBreakOf(old)) + "# " + written +
+         behindTitle(inBreaksOf(old, given), !before, old) + below;
 }
 
 std::string withChapterRenamed(const std::string& text, std::size_t chapter, const std::string& title) {

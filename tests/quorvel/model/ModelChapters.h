@@ -8,9 +8,10 @@
 /// count from 0 and exist. Slow and simple, for tests to compare with.
 namespace quorvel::tests {
 
-/// The whole text with the chapter added; nothing for a blank title.
+/// The whole text with the chapter added, with the line breaks of the `old` text, which may lack the first heading of
+/// this one; nothing for an empty title.
 std::optional<std::string> withChapterAdded(const std::string& text, const std::string& title, const std::string& given,
-                                            std::optional<std::size_t> before);
+                                            std::optional<std::size_t> before, const std::string& old);
 std::string withChapterRenamed(const std::string& text, std::size_t chapter, const std::string& title);
 std::string withChapterRewritten(const std::string& text, std::size_t chapter, const std::string& given);
 std::string withChapterMoved(const std::string& text, std::size_t chapter, std::size_t to);

@@ -236,6 +236,7 @@ class ModelCall {
   }
 
   std::string added(std::string text) const {
+    const std::string old = text;
     if (chapterCount(text) == 0 && hasWords(text)) {
       const auto title = supplied("first_title");
       if (!title) {
@@ -247,7 +248,7 @@ class ModelCall {
     }
     std::optional<std::size_t> before;
     if (const auto sent = supplied("before")) before = position(*sent, text);
-    const auto edited = withChapterAdded(text, required("title"), supplied("text").value_or(""), before);
+    const auto edited = withChapterAdded(text, required("title"), supplied("text").value_or(""), before, old);
     if (!edited) throw Refusal{"Could not add that chapter"};
     return *edited;
   }
