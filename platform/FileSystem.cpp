@@ -18,15 +18,19 @@
 #include <sys/syscall.h>
 #endif
 
+/// How symbolic links are followed. On Linux one system call says whether the path exists and has no link on it, which
+/// is nearly always so. Otherwise the pieces are looked up one after the other, as the system would: a link's target is
+/// put in front of the pieces that are left, on a stack rather than by recursion. A piece that cannot be looked up
+/// stays as it is, and so do those after it, until a ".." leads back above it.
 namespace kelvane::filesystem {
 
 namespace {
 
-// As many links as Linux follows. Counted for each piece of the path that is asked for, so that what is left unfollowed
-// is something that the system does not follow either.
+// As many links as Linux follows. They are counted for each piece of the given path separately, so a path that this
+// does not follow to its end is one that the system does not follow either.
 constexpr int mostLinks = 40;
 
-// The next piece of the path from there on that is neither empty nor "."; empty at the end.
+// The next piece from offset `at` on that is neither empty nor "."; empty at the end. Moves `at` past it.
 std::string_view nextPiece(std::string_view path, std::size_t& at) {
   while (at < path.size()) {
     const std::size_t end = std::min(path.find('/', at), path.size());
@@ -37,7 +41,7 @@ std::string_view nextPiece(std::string_view path, std::size_t& at) {
   return {};
 }
 
-// An absolute path with neither "." nor "..", empty for the root.
+// Appends the piece, or removes the last one for "..". `path` is absolute without "." and "..", and empty for the root.
 void enter(std::string_view piece, std::string& path) {
   if (piece == "..") {
     path.resize(path.empty() ? 0 : path.rfind('/'));
@@ -62,8 +66,8 @@ LinkLookUp lookUp(const std::string& path) {
   }
 }
 
-// Whether the system tells in one step that something is there and that no link is on the way to it, nor is itself one.
-// False also where it does not tell.
+// Whether the system says in one call that something is there, that no link is on the path, and that it is not a link
+// itself. False also if the system does not say.
 bool hasNoLinks([[maybe_unused]] const std::string& path) {
 #if defined(__linux__) && !defined(KELVANE_PORTABLE) && defined(SYS_openat2)
   if (path.find('\0') != std::string::npos) return false;
@@ -100,7 +104,7 @@ std::string standardized(const std::string& path) {
   if (!path.starts_with('/')) {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::current_path(error);
-    // Where the current folder is gone, this leads to it or to nothing, but never elsewhere.
+    // If the current folder was removed, it has no path. This one leads to it or to nothing, but never elsewhere.
     enterAll(error ? std::string_view("/proc/self/cwd") : std::string_view(folder.native()));
   }
   enterAll(path);
@@ -112,15 +116,15 @@ std::string resolvingSymbolicLinks(const std::string& path) {
     std::string path;
     std::size_t at = 0;
   };
-  std::vector<Way> ways;  // the path that was asked for, and on top of it the targets of links that are being followed
+  std::vector<Way> ways;  // the given path, and above it the targets of the links that are being followed
   ways.push_back({standardized(path)});
   if (hasNoLinks(ways.front().path)) return std::move(ways.front().path);
   std::string result;
   result.reserve(ways.front().path.size());
-  // Where the path's own piece is that is being looked at: what is made of a link that loops.
+  // The path up to the given path's own piece that is being looked up: the result if the links there loop.
   std::string unfollowed;
   int links = 0;
-  // How long the result was before the piece at which following ended; a ".." in a link may lead back up to it.
+  // The size of the result before the piece that could not be looked up. A ".." that leads back there ends that state.
   constexpr std::size_t following = std::string::npos;
   std::size_t stuck = following;
   while (!ways.empty()) {

@@ -11,6 +11,7 @@ namespace kelvane {
 namespace {
 
 std::optional<std::filesystem::path> folderInUserDatabase() {
+  // The system does not say how much memory an entry needs, so it grows until the entry fits.
   for (std::string memory(1024, '\0');; memory.resize(memory.size() * 4)) {
     struct passwd entry;
     struct passwd* found = nullptr;
@@ -25,7 +26,7 @@ std::optional<std::filesystem::path> folderInUserDatabase() {
 
 std::optional<std::filesystem::path> homeFolder() {
   const char* home = std::getenv("HOME");
-  // A relative path would lead elsewhere from every folder that a client starts the server in.
+  // A relative path would mean another folder in each folder that a client starts the server in.
   if (home != nullptr && *home == '/') return home;
   return folderInUserDatabase();
 }

@@ -11,21 +11,24 @@
 
 #include "platform/Unicode.h"
 
+/// How lines are read: one buffer holds what was read and not returned yet. A line is returned as a view of it. Only
+/// when a line is incomplete does its beginning move to the start of the buffer, so each byte moves a constant number
+/// of times, and no byte is searched twice for a line feed.
 namespace kelvane {
 
 namespace {
 
-// Room for at least this many bytes is offered to each read.
+// Each read has room for at least this many bytes.
 constexpr std::size_t readSize = 64 * 1024;
 
-// Memory above this is given back once the line that needed it is done with.
+// Memory above this size is freed once the line that needed it has been used.
 constexpr std::size_t keptSize = 1024 * 1024;
 
 [[noreturn]] void throwSystemError(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-// Whether an operation that failed is to be tried again: at once, or as soon as the descriptor is ready.
+// Whether an operation that failed should be repeated. Waits if the descriptor is not ready.
 bool mayTryAgain(int descriptor, short events) {
   if (errno == EINTR) return true;
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
@@ -40,7 +43,7 @@ LineReader::LineReader(int descriptor) noexcept : descriptor_(descriptor) {
 
 std::optional<std::string_view> LineReader::next() {
   if (replaced_.capacity() > keptSize) std::string().swap(replaced_);
-  std::size_t searched = 0;  // of the line to come
+  std::size_t searched = 0;  // how many bytes of the line have been searched for its line feed
   const char* lineFeed = nullptr;
   do {
     const std::string_view unsearched =
@@ -62,8 +65,8 @@ std::optional<std::string_view> LineReader::next() {
   return replaced_;
 }
 
-// Reads what is there, behind what was read and is not handed out yet, which moves to the start of the buffer: a line
-// at most once. False at the end of the input.
+// Reads more bytes after those that were not returned yet, and moves those to the start of the buffer first. False at
+// the end of the input.
 bool LineReader::fill() {
   if (atEnd_) return false;
   const std::size_t pending = filled_ - begin_;

@@ -6,14 +6,17 @@
 #include "platform/Unicode.h"
 #include "platform/json/JSONGrammar.h"
 
+// A document keeps only its text and where its root is. Each question reads the part of the text that it is about with
+// the grammar, whose sinks here note offsets instead of building values. So there is no tree that a change could leave
+// out of step with the text, and changing a member is replacing one range of bytes (JSONDocumentEditing.cpp).
 namespace kelvane {
 namespace {
 
 using Kind = JSONDocument::Kind;
 using Value = JSONDocument::Value;
 
-/// The sink of the grammar that notes where a value lies and, if it is an object, where its members do. It allows all
-/// of JSON. Offsets count from `text`, which may start before what is read.
+/// The sink that notes where a value is and, if it is an object, where its members are. It permits all of JSON. Offsets
+/// count from `text`, which may start before the part that is read.
 class Outline {
  public:
   explicit Outline(const char* text) noexcept : text_(text) {}
@@ -71,8 +74,8 @@ class Outline {
   std::string room_;
 };
 
-/// The sink that replaces what JSON allows and no value can hold, in a copy of what is read. What it puts there has the
-/// same size.
+/// The sink that replaces what JSON permits and no JSON value can hold, in a copy of the text that is read. Each
+/// replacement has the size of what it replaces, so offsets stay the same.
 class StandIns : public Outline {
  public:
   explicit StandIns(std::string& copy, const char* text) noexcept : Outline(text), copy_(copy) {}
@@ -81,7 +84,7 @@ class StandIns : public Outline {
     constexpr std::string_view mantissa = "1e";
     constexpr std::string_view exponent = "308";
     if (jsonscanner::doubleValue(number, written.data())) return true;
-    // The shortest number that is too large, 2e308, has room for this one.
+    // Even the shortest number that is too large, such as 2e308, has room for 1e308. Zeros fill what is left.
     const std::size_t sign = number.isNegative ? 1 : 0;
     char* const digits = copy_.data() + offset(written.data()) + sign;
     const std::size_t size = written.size() - sign;

@@ -3,6 +3,9 @@
 #include "platform/Unicode.h"
 #include "platform/json/JSONDocument.h"
 
+// How a new member gets the layout of its neighbours: what is between the members of an object is copied from what is
+// before its last member. An object without members takes the line breaks and the indentation of the document's first
+// member. A document on one line stays on one line.
 namespace kelvane {
 namespace {
 
@@ -10,7 +13,7 @@ bool isSpace(char byte) noexcept {
   return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
 }
 
-/// White space from its last line break on; nothing if it has none.
+/// The white space from its last line break on; std::nullopt if it has no line break.
 std::optional<std::string_view> lastLine(std::string_view space) noexcept {
   const std::size_t feed = space.rfind('\n');
   if (feed == std::string_view::npos) return std::nullopt;
@@ -33,7 +36,7 @@ std::string_view colon(const JSONDocument::Member& member, std::string_view text
   return lastLine(between) ? ": " : between;
 }
 
-/// The kind of a value by its first byte, the only one that it takes.
+/// The kind of a value. The first byte of JSON determines it.
 JSONDocument::Kind kindOf(std::string_view json) noexcept {
   switch (json.front()) {
     case '{':
@@ -66,11 +69,11 @@ std::string_view newline(std::string_view text) noexcept {
 
 }  // namespace
 
-/// How a new member of an object is set apart from what is around it.
+/// What is written around a new member of an object.
 struct JSONDocument::Layout {
-  std::string beforeKey;  // behind the comma or the opening bracket
-  std::string colon;
-  std::string beforeClose;  // only where the object was empty
+  std::string beforeKey;    // after the comma or the opening bracket
+  std::string colon;        // with the white space around it
+  std::string beforeClose;  // before the closing bracket, if the object was empty
 };
 
 JSONDocument::Layout JSONDocument::layout(const Value& object, const std::vector<Member>& members) const {
@@ -136,7 +139,8 @@ bool JSONDocument::erase(Path path) {
   const auto goes = [&key](const Member& member) { return unicode::equivalent(member.key, key); };
   if (std::none_of(members.begin(), members.end(), goes)) return false;
 
-  // A member goes with what stands between it and the next one; the last ones with what stands before them instead.
+  // A member is removed with everything up to the next member. The last ones are removed with everything after the last
+  // member that stays instead.
   const auto lastKept = std::find_if_not(members.rbegin(), members.rend(), goes);
   std::string kept;
   std::size_t copied = object->begin + 1;

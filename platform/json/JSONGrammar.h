@@ -8,11 +8,11 @@
 #include "platform/json/JSONScanner.h"
 #include "platform/json/ScratchStack.h"
 
-/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a text once, from front to back, and
+/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a text once, from start to end, and
 /// tells a sink what it finds:
 ///
 ///     Mark open(bool isObject, const char* at)           a bracket opens at `at`; the grammar keeps the mark
-///     void close(bool isObject, Mark, const char* end)   that bracket is closed, before `end`, and has this mark
+///     void close(bool isObject, Mark, const char* end)   that bracket closes just before `end`; its mark comes back
 ///     void string(std::string_view string, JSONString)
 ///     bool number(const jsonscanner::Number&, std::string_view written)
 ///     void boolean(bool value, std::string_view written)

@@ -7,17 +7,18 @@
 
 #include "platform/unicode/Processor.h"
 
-/// Runs of bytes in JSON texts that need no treatment, found sixteen bytes at a time where the processor can: what a
-/// reader passes over and what a writer copies.
+/// Runs of bytes in JSON strings that need no treatment: what a reader skips and what a writer copies. They are found
+/// 16 bytes at a time with SSE2, otherwise 8 or one at a time.
+///
+/// Every function reads [at, end) and no byte outside it, in time linear in the run. None allocates or throws.
 namespace kelvane::jsonscanner {
 
-/// Where the run of bytes at the front ends that a text shows as they are: ASCII but for the quote, the backslash and
-/// the control characters below U+0020.
+/// The end of the run of plain bytes at `at`: ASCII without quotes, backslashes and control characters (below U+0020).
 inline const char* skippingPlain(const char* at, const char* end) noexcept {
 #if defined(KELVANE_SSE2)
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    // Signed: what is below the space is a control character or not ASCII.
+    // As signed numbers, control characters and all bytes that are not ASCII are less than a space.
     const __m128i special = _mm_or_si128(
         _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')),
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
@@ -44,7 +45,7 @@ inline const char* skippingPlain(const char* at, const char* end) noexcept {
 }
 
 #if defined(KELVANE_SSE2)
-/// A bit for each of 16 bytes that cannot stand in a text as it is: the quote, the backslash, control characters.
+/// One bit per byte, the lowest for the first: set for those that must be escaped.
 inline unsigned escapedBytes(__m128i bytes) noexcept {
   const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
   const __m128i special = _mm_or_si128(
@@ -53,12 +54,12 @@ inline unsigned escapedBytes(__m128i bytes) noexcept {
 }
 #endif
 
-/// Whether a byte cannot stand in a text as it is.
+/// Whether a byte must be escaped in a string: a quote, a backslash or a control character.
 inline bool isEscaped(char byte) noexcept {
   return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
 }
 
-/// Where the run of bytes at the front ends that stand in a text as they are; what is not ASCII does.
+/// The end of the run of bytes at `at` that need no escape. Bytes that are not ASCII need none.
 inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
 #if defined(KELVANE_SSE2)
   for (; end - at >= 16; at += 16) {
@@ -70,8 +71,8 @@ inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
   return at;
 }
 
-/// Copies that run to `to`, which has room for all of [at, end), and returns its length. More of that room may be
-/// written to, but nothing behind it.
+/// Copies that run to `to` and returns its length. `to` has room for all of [at, end); bytes of that room after the run
+/// may be overwritten, but none outside it.
 inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
   const char* const begin = at;
 #if defined(KELVANE_SSE2)

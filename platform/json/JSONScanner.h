@@ -11,16 +11,23 @@
 #include "platform/unicode/Processor.h"
 #include "platform/unicode/UTF8.h"
 
-/// The lowest level of reading JSON text: where white space, strings and numbers end, and what they say. Nothing here
-/// allocates or throws; every function takes [at, end) and looks at nothing outside it.
+/// The lowest level of reading JSON text: where white space, strings and numbers end, and what they say. The grammar
+/// (JSONGrammar.h) decides what may stand where, and calls these.
+///
+/// Every function reads [at, end) and no byte outside it, in time linear in what it passes over. None allocates or
+/// throws. They are inline because the decoder spends most of its time in them.
+///
+/// Reading goes in two steps, scan and convert. A scan finds where a string or number ends and notes what the second
+/// step needs: most strings have no escapes and most numbers are short integers, so for them the second step is
+/// nothing.
 namespace kelvane::jsonscanner {
 
-/// Where the white space (RFC 8259, section 2) at the front ends.
+/// The end of the white space (RFC 8259, section 2) at `at`.
 inline const char* skippingSpace(const char* at, const char* end) noexcept {
   const auto isSpace = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
   if (at == end || !isSpace(*at)) return at;
 #if defined(KELVANE_SSE2)
-  // Indentation comes in runs.
+  // Indentation is long runs of spaces.
   while (end - at >= 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     const __m128i space = _mm_or_si128(
@@ -35,8 +42,9 @@ inline const char* skippingSpace(const char* at, const char* end) noexcept {
   return at;
 }
 
-/// The length of the UTF-8 sequence of a scalar above U+007F at the front; 0 where there is none that is well-formed
-/// (The Unicode Standard, table 3-7).
+/// The length of the UTF-8 sequence at `at`, which must be for a scalar above U+007F; 0 if it is not well-formed (The
+/// Unicode Standard, table 3-7). `unicode::decodedAt` would say the same, but also decodes the scalar: with it,
+/// decoding Cyrillic or emoji is about 8 % slower.
 inline std::size_t sequenceLength(const char* at, const char* end) noexcept {
   const auto byte = [at](std::ptrdiff_t i) { return static_cast<unsigned char>(at[i]); };
   const auto isTail = [&byte](std::ptrdiff_t i) { return (byte(i) & 0xC0) == 0x80; };
@@ -56,14 +64,15 @@ inline std::size_t sequenceLength(const char* at, const char* end) noexcept {
   return 4;
 }
 
-/// A string, from behind its opening quote.
+/// What a scan finds of a string.
 struct String {
-  const char* close;  // its closing quote; where reading failed if it is not well-formed
-  bool isWellFormed;  // as far as this looks: escapes are judged when they are replaced
-  bool isASCII;       // of the bytes that stand there, which escapes may yet change
+  const char* close;  ///< The closing quote. If the string is not well-formed: where reading failed.
+  bool isWellFormed;  ///< Has a closing quote, no control characters, and is UTF-8. Its escapes are not judged yet.
+  bool isASCII;       ///< As it is written; replacing escapes may change that.
   bool hasEscapes;
 };
 
+/// Scans a string (RFC 8259, section 7). `at` is after its opening quote.
 inline String scanString(const char* at, const char* end) noexcept {
   String string{at, false, true, false};
   while (true) {
@@ -87,7 +96,7 @@ inline String scanString(const char* at, const char* end) noexcept {
   return string;
 }
 
-/// The four hexadecimal digits as a number; nothing where they are not.
+/// The number that the four hexadecimal digits at `at` form; std::nullopt if they are not four such digits.
 inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noexcept {
   if (end - at < 4) return std::nullopt;
   unsigned value = 0;
@@ -95,15 +104,18 @@ inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noex
   return stop == at + 4 ? std::optional(value) : std::nullopt;
 }
 
-/// The number in the escape \uXXXX at the front; nothing where there is none.
+/// The number in the escape \uXXXX at `at`; std::nullopt if there is no such escape.
 inline std::optional<unsigned> escapedUnit(const char* at, const char* end) noexcept {
   if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return std::nullopt;
   return hexadecimal(at + 2, end);
 }
 
-/// Writes the string [at, end), as `scanString` found it, with its escapes replaced to `out`, which has room for as
-/// many bytes; returns the end of what was written, or nullptr where an escape is none. Half of a surrogate pair is
-/// written as U+FFFD where `allowsLone`, given its escape, returns true; else it is no escape either.
+/// Copies the string [at, end), which `scanString` found, to `out` and replaces its escapes. `out` has room for as many
+/// bytes: no escape becomes longer. Returns the end of what was written, or nullptr for an escape that JSON does not
+/// have.
+///
+/// For half of a surrogate pair, `allowsLone` is called with a pointer to its escape. If it returns true, U+FFFD is
+/// written; if false, the escape is refused.
 template <class AllowsLone>
 char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLone) {
   while (true) {
@@ -159,21 +171,21 @@ char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLon
   }
 }
 
-/// A number (RFC 8259, section 6): ± digits × 10^exponent.
+/// What a scan finds of a number: ± digits × 10^exponent.
 struct Number {
-  static constexpr std::size_t mostDigits = 19;  // that surely fit in 64 bits
+  static constexpr std::size_t mostDigits = 19;  ///< As many digits fit in 64 bits whatever they are.
 
-  const char* end;    // where it ends; where reading failed if it is not well-formed
-  bool isWellFormed;  // as far as it goes: what follows is the reader's to judge
+  const char* end;    ///< Its end. If the number is not well-formed: where reading failed.
+  bool isWellFormed;  ///< Up to `end`; whether the next byte is permitted there is the caller's question.
   bool isNegative;
-  bool isInteger;          // it has neither a fraction nor an exponent
-  std::size_t digitCount;  // where there are more than `mostDigits`, without the zeros in front
-  std::uint64_t digits;    // only where they are at most `mostDigits`
-  std::int64_t exponent;   // of ten, for all the digits taken as an integer; held within ± 2^44
+  bool isInteger;          ///< Written without a fraction and without an exponent.
+  std::size_t digitCount;  ///< Without leading zeros if there are more than `mostDigits`.
+  std::uint64_t digits;    ///< All digits as one integer. Valid only if `digitCount` is at most `mostDigits`.
+  std::int64_t exponent;   ///< The power of ten for that integer; limited to about ± 2^44.
 };
 
-/// Takes the digits at the front into `value`, eight at a time where there are as many; what does not fit in 64 bits is
-/// lost. Returns where they end.
+/// Appends the decimal digits at `at` to `value`, eight at a time where there are as many. What does not fit in 64 bits
+/// is lost. Returns their end.
 inline const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
   if constexpr (hasLittleEndianWords) {
     while (end - at >= 8) {
@@ -193,6 +205,7 @@ inline const char* takeDigits(const char* at, const char* end, std::uint64_t& va
   return at;
 }
 
+/// Scans a number (RFC 8259, section 6).
 inline Number scanNumber(const char* at, const char* end) noexcept {
   constexpr std::int64_t exponentBound = std::int64_t{1} << 40;
   Number number{at, false, false, true, 0, 0, 0};
@@ -229,7 +242,7 @@ inline Number scanNumber(const char* at, const char* end) noexcept {
     number.exponent += down ? -exponent : exponent;
   }
   if (number.digitCount > Number::mostDigits) {
-    // Only the zeros in front tell how large it is; the digits do not fit.
+    // The digits do not fit, but their number without leading zeros still says how large the value is.
     for (const char* digit = whole; digit != digitsEnd && (*digit == '0' || *digit == '.'); ++digit) {
       if (*digit == '0') --number.digitCount;
     }
@@ -238,8 +251,8 @@ inline Number scanNumber(const char* at, const char* end) noexcept {
   return number;
 }
 
-/// The double nearest to a number that was scanned from `begin`, halves going to the even one. Zero for a number too
-/// small for a double; nothing for one too large.
+/// The double nearest to a number that was scanned from `begin`; of two that are equally near, the even one (IEEE 754).
+/// Zero if the number is too small for a double, std::nullopt if it is too large.
 std::optional<double> doubleValue(const Number& number, const char* begin) noexcept;
 
 }  // namespace kelvane::jsonscanner

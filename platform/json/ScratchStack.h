@@ -10,7 +10,10 @@
 namespace kelvane {
 
 /// A stack whose first `inlineCount` elements need no memory from the heap. Elements are moved as bytes and are never
-/// destroyed, so it is only for types that permit that. A push takes amortised constant time.
+/// destroyed, so it is only for types that permit that.
+///
+/// Used where other code would recurse: a level of nesting is an element. A push takes amortised constant time, all
+/// else constant time. Belongs to one thread.
 template <class Element, std::size_t inlineCount>
 class ScratchStack {
  public:
@@ -20,8 +23,9 @@ class ScratchStack {
 
   std::size_t size() const noexcept { return size_; }
 
-  /// The element at an index, counted from the bottom.
+  /// The element at an index, counted from the bottom. `at(size())` is permitted: the end of the elements.
   Element* at(std::size_t index) noexcept { return elements_ + index; }
+  /// The last element. There must be one, here and for `pop`.
   Element& top() noexcept { return elements_[size_ - 1]; }
 
   /// Memory for one more element, which the caller fills. Pointers from `at` and `top` become invalid. Throws
@@ -34,6 +38,7 @@ class ScratchStack {
   }
 
   void pop() noexcept { --size_; }
+  /// Removes the elements from that index on.
   void cut(std::size_t size) noexcept { size_ = size; }
 
  private:
