@@ -15,7 +15,7 @@
 
 namespace kelvane {
 
-/// Thrown by `JSON::from` if a decoder holds no value of a kind that JSON has.
+/// Thrown by `JSON::from` (protocol/JSONCoding.h) if a decoder holds no value of a kind that JSON has.
 class JSONDecodingError : public std::exception {
  public:
   const char* what() const noexcept override { return "Unrecognised JSON"; }
@@ -57,15 +57,21 @@ class JSON {
   class Member;
 
   /// A sequence of values. Copies share storage; `append` copies shared storage first.
+  ///
+  ///     JSON::Array items{1, "two", nullptr};
+  ///     items.append(true);
+  ///     for (const JSON& item : items) …
   class Array {
     class Element;
 
    public:
+    /// Empty. Allocates nothing, like moving.
     Array() noexcept = default;
     /// The values in braces, each of whatever a JSON is made from. One Array alone is copied.
     Array(std::initializer_list<Element> values);
     template <std::same_as<std::initializer_list<JSON>> List>
     Array(List values) : Array(std::vector<JSON>(values)) {}
+    /// The values are moved out of the vector. Takes linear time.
     explicit Array(std::vector<JSON> values);
     Array(const Array& other) noexcept;
     Array(Array&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
@@ -75,10 +81,13 @@ class JSON {
 
     std::size_t size() const noexcept;
     bool empty() const noexcept { return size() == 0; }
+
+    /// Pointers to contiguous values: to the first and past the last.
     const JSON* begin() const& noexcept;
     const JSON* begin() const&& = delete;
     const JSON* end() const& noexcept;
     const JSON* end() const&& = delete;
+
     /// `index` must be less than `size()`.
     const JSON& operator[](std::size_t index) const& noexcept { return begin()[index]; }
     const JSON& operator[](std::size_t index) const&& = delete;
@@ -93,12 +102,19 @@ class JSON {
     Block* block_ = nullptr;
   };
 
-  /// Values under keys, each key once, in the order of the keys' canonical form (for ASCII: of their bytes).
-  /// Copies share storage; `set` and `erase` copy shared storage first.
+  /// Values under keys, each key once, in the order of the keys' canonical form (for ASCII: of their bytes). Copies
+  /// share storage; `set` and `erase` copy shared storage first.
+  ///
+  ///     JSON::Object person{{"name", "Ada"}, {"born", 1815}};
+  ///     person.set("born", nullptr);
+  ///     if (const JSON* name = person.find("name")) …
   class Object {
    public:
+    /// Empty. Allocates nothing, like moving.
     Object() noexcept = default;
-    /// If keys are equal, the last of their members stays.
+
+    /// The members in braces, or in a vector out of which the values are moved. If keys are equal, the last of their
+    /// members stays. The list is for a few members: it takes quadratic time; the vector is sorted first.
     Object(std::initializer_list<std::pair<std::string_view, JSON>> members);
     explicit Object(std::vector<std::pair<std::string, JSON>> members);
     Object(const Object& other) noexcept;
@@ -109,6 +125,8 @@ class JSON {
 
     std::size_t size() const noexcept;
     bool empty() const noexcept { return size() == 0; }
+
+    /// Pointers to contiguous members in key order: to the first and past the last.
     const Member* begin() const& noexcept;
     const Member* begin() const&& = delete;
     const Member* end() const& noexcept;
@@ -118,7 +136,8 @@ class JSON {
     const JSON* find(std::string_view key) const& noexcept;
     const JSON* find(std::string_view key) const&& = delete;
 
-    /// Puts the value under the key; it replaces the one that was there. Takes time linear in the number of members.
+    /// Puts the value under the key, and replaces the one that was there. Takes time linear in the number of members.
+    /// If it throws, nothing is changed. Pointers into the object become invalid, here and in `erase`.
     void set(std::string_view key, JSON value);
 
     /// Removes the member. False if there was none; then nothing is allocated. Takes time linear in the number of
@@ -132,6 +151,9 @@ class JSON {
     Block* block_ = nullptr;
   };
 
+  /// A value is made from null, a Bool (and nothing that only converts to one), any number, a string, an Array or an
+  /// Object, without an explicit conversion. A number becomes the nearest double, so integers beyond 2^53 may be
+  /// rounded. A string's bytes are copied; they need not be UTF-8.
   JSON() noexcept : JSON(nullptr) {}
   JSON(std::nullptr_t) noexcept;
   JSON(std::same_as<bool> auto value) noexcept : JSON(FromBoolean{value}) {}
@@ -168,6 +190,9 @@ class JSON {
 
   Kind kind() const noexcept;
 
+  /// The content of a value of one kind. They take constant time. `string` refers to the value's own bytes, which are
+  /// not terminated by a NUL and may contain one.
+  ///
   /// For a value of another kind the accessors return an empty optional or nullptr; none converts. To read a Bool,
   /// compare with `JSON(true)`.
   std::optional<std::string_view> string() const& noexcept;

@@ -9,8 +9,9 @@
 
 namespace kelvane {
 
-/// Answers the messages of an MCP client: JSON-RPC 2.0 requests for "initialize", "ping", "tools/list" and
-/// "tools/call". It keeps no state between requests: any of them is answered at any time, in any order.
+/// Answers the messages of a client of the Model Context Protocol: JSON-RPC 2.0 requests for "initialize", "ping",
+/// "tools/list" and "tools/call". It keeps no state between requests: any of them is answered at any time, in any
+/// order. `Transport` connects it to a client.
 class Server {
  public:
   /// The MCP protocol version announced to a client that names none.
@@ -22,6 +23,7 @@ class Server {
   /// `tools` are listed and searched in this order. If two have the same name, the first one is run.
   Server(std::string name, std::vector<Tool> tools) : tools_(std::move(tools)), name_(std::move(name)) {}
 
+  /// As given to the constructor. The references live as long as the server.
   const std::vector<Tool>& tools() const noexcept { return tools_; }
   const std::string& name() const noexcept { return name_; }
 

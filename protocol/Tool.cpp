@@ -7,6 +7,7 @@
 
 namespace kelvane {
 
+// The keys of these objects are not in the order that is written: an object sorts its members.
 JSON schema(std::initializer_list<Property> properties, std::initializer_list<std::string_view> required) {
   JSON::Object described;
   for (const auto& [name, description] : properties) {

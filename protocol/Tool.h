@@ -17,6 +17,8 @@ namespace kelvane {
 ///                      [](const JSON::Object& arguments) {
 ///                        return "Hello, " + std::string(requiredString("name", arguments));
 ///                      });
+///
+/// Copying copies the strings and the function. The accessors' references live as long as the tool.
 class Tool {
  public:
   /// Returns the text of the result. A failure is thrown as a std::exception, whose message becomes the text of a

@@ -12,6 +12,9 @@
 #include "scripttools/Chapters.h"
 #include "scripttools/Resolution.h"
 
+/// The five tools differ in how they compute the new text and in the note of the saved version; everything else is in
+/// `editing`. Each reads its arguments in the order in which clients see faults reported: "id" first, which is known
+/// before the lock is acquired, then those that need the script's text.
 namespace kelvane {
 
 using quorvel::ChapterEdits;

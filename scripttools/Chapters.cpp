@@ -9,6 +9,9 @@
 #include "protocol/JSON.h"
 #include "protocol/RPCError.h"
 
+/// The chapter model comes from the application, so what it returns is checked before it is used: a chapter that ends
+/// after its script would otherwise be a read outside the text. A contradiction is a defect of the application and not
+/// of a client, so it stops the process before anything is written.
 namespace kelvane {
 
 using quorvel::ControllerStatus;
@@ -44,6 +47,7 @@ std::string chapterList(const Script& script) {
 }
 
 std::size_t chapterIndex(std::string_view position, const Script& script) {
+  // Also for a position that is not a number: that there are no chapters helps a client more.
   const std::size_t count = script.headings().size();
   if (count == 0) throw RPCError::invalidParams("This script has no chapters. " + std::string(chapterRule));
   const auto value = strictInteger(position);

@@ -18,9 +18,9 @@ using quorvel::VersionStore;
 
 namespace {
 
-// The tree of items is walked with a stack of levels, one for each folder from the root to the current one. A client's
-// library may be nested deeper than the call stack permits, so nothing recurses: a level takes its items out of their
-// parent, so that destroying the tree does not recurse either.
+// The tree of items is walked with a stack of levels, one for each folder from the root to the current one. A library
+// may be nested deeper than the call stack permits, so nothing recurses. A level takes its items out of their parent,
+// so that destroying the tree does not recurse either.
 struct Level {
   std::vector<ScriptItem> items;
   std::size_t next = 0;
@@ -42,6 +42,7 @@ JSON::Array tree(std::vector<ScriptItem> items) {
       }
       continue;
     }
+    // The folder is complete: it becomes an entry of the folder above.
     JSON::Array children = std::move(level.entries);
     path.pop_back();
     if (path.empty()) return children;

@@ -35,6 +35,7 @@ RPCError notInside(std::string_view identifier) {
   return RPCError::invalidParams(inQuotes(identifier) + " is not inside the library");
 }
 
+// Whether a piece is "..". A piece such as "..." or "..a" is an ordinary name.
 bool hasPieceThatClimbs(std::string_view identifier) {
   while (true) {
     const std::size_t slash = identifier.find('/');
@@ -49,6 +50,7 @@ bool isInside(const std::string& path, const std::string& root) {
 }
 
 std::string extensionOf(const std::filesystem::path& file) {
+  // With its dot removed. A name such as ".md" has no extension: it is hidden, and not a script.
   std::string extension = file.extension().string();
   if (!extension.empty()) extension.erase(0, 1);
   return extension;

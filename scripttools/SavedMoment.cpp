@@ -15,6 +15,7 @@ std::string padded(long long number, std::size_t digits) {
 }  // namespace
 
 std::string savedMoment(std::chrono::system_clock::time_point moment) {
+  // Not strftime, which depends on the locale. `floor` rounds moments before 1970 in the same direction as later ones.
   using namespace std::chrono;
   const auto second = floor<seconds>(moment);
   const auto day = floor<days>(second);

@@ -21,7 +21,7 @@ std::vector<Tool> ScriptTools::tools(bool allowingWrites) const {
       listScripts(library_), listFolders(library_),  listVersions(library_, versions_),
       readScript(library_),  listChapters(library_), readChapter(library_),
   };
-  if (!allowingWrites) return tools;
+  if (!allowingWrites) return tools;  // what does not exist cannot be called by mistake
 
   const WritingTurns turns(library_, versions_);
   const std::initializer_list<Tool> writing = {

@@ -14,6 +14,8 @@ bool continuesScalar(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
+/// The text without white space at its end, removed scalar by scalar, so a space with a combining mark stays. Bytes
+/// that are not UTF-8 are not white space.
 std::string_view withoutWhiteSpaceAtEnd(std::string_view text) noexcept {
   while (!text.empty()) {
     std::size_t size = 1;
@@ -62,6 +64,7 @@ std::string_view ownLineBreak(std::string_view text) noexcept {
 }
 
 std::string inLineBreaks(std::string_view given, std::string_view lineBreak) {
+  // Most texts have the script's line breaks already and are copied as a whole.
   if (lineBreak == "\n" || given.find("\r\n") != std::string_view::npos) return std::string(given);
   const auto lineFeeds = static_cast<std::size_t>(std::count(given.begin(), given.end(), '\n'));
   std::string text;
@@ -79,6 +82,7 @@ std::string inLineBreaks(std::string_view given, std::string_view lineBreak) {
 std::size_t missingBreaks(std::string_view text) noexcept {
   text.remove_prefix(byteOrderMarkSize(text));
   if (text.empty()) return 0;
+  // One break to end the last line, and one more for an empty line, unless the last line is empty itself.
   return (finalBreakSize(text) == 0 ? 1U : 0U) + (isWhiteSpace(lastLine(text)) ? 0U : 1U);
 }
 
@@ -86,6 +90,7 @@ std::string_view withoutEmptyLinesAtEnd(std::string_view text) noexcept {
   const std::size_t inLastLine = withoutWhiteSpaceAtEnd(text).size();
   if (inLastLine == 0) return {};
   text = text.substr(0, text.find('\n', inLastLine));
+  // A CR at the end of a line without LF is not a line break, but would become one if a LF followed it.
   while (text.ends_with('\r')) text.remove_suffix(1);
   return text;
 }

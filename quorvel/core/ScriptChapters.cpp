@@ -10,6 +10,7 @@
 namespace quorvel {
 namespace {
 
+// The speed of a calm speaker. Starting times are rounded down to whole seconds.
 constexpr std::size_t wordsPerMinute = 150;
 constexpr std::size_t secondsPerMinute = 60;
 
@@ -22,6 +23,7 @@ std::vector<ScriptChapter> ScriptChapters::chapters(const Script& script) {
   chapters.reserve(headings.size());
   for (std::size_t index = 0; index < headings.size(); ++index) {
     const ScriptHeading& heading = headings[index];
+    // A chapter ends, in bytes and in words, where the next one begins.
     const bool isLast = index + 1 == headings.size();
     const TextRange title = titleRange(text, heading);
 

@@ -7,6 +7,7 @@
 
 namespace quorvel {
 
+// Linear: the existing text is copied once, into a string that has its final size from the start.
 std::string ScriptText::appending(std::string_view given, std::string_view existing) {
   const std::string_view lineBreak = ownLineBreak(existing);
   const std::string added = inLineBreaks(given, lineBreak);

@@ -61,6 +61,8 @@ std::string titleOnOneLine(std::string_view title) {
 }
 
 std::string writableTitle(std::string_view title) {
+  // Markers go one at a time, because white space between two of them goes too: "# \t# New" becomes "New". White space
+  // goes by whole characters, as `trimmingWhitespace` removes it, so the heading that is written reads back the same.
   const std::string line = withoutLineBreaks(title);
   std::string_view written = line;
   while (true) {

@@ -10,7 +10,7 @@
 /// Pure functions, linear in the heading line or in the given title. Headings must be those of the given text.
 namespace quorvel {
 
-/// The range of a heading's line after the marker, without the line break.
+/// The range of a heading's line after the marker, without the line break. Titles are read and written within it.
 TextRange headingContent(std::string_view text, const ScriptHeading& heading) noexcept;
 
 /// The range of the title: the content without white space at its start and end. If the heading has no title, the empty
