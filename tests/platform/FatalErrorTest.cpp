@@ -5,7 +5,7 @@
 namespace kelvane {
 namespace {
 
-TEST(FatalErrorDeathTest, itSaysWhatIsWrongAndAborts) {
+TEST(FatalErrorDeathTest, printsTheMessageAndAborts) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(fatalError("A schema names \"id\" twice."), testing::KilledBySignal(SIGABRT),
               "^Fatal error: A schema names \"id\" twice\\.\n$");

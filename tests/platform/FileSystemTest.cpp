@@ -36,7 +36,7 @@ class FileSystem : public testing::Test {
   const path root = temporary.path();
 };
 
-TEST(StandardizedPath, itIsAbsoluteAndPlain) {
+TEST(StandardizedPath, isAbsoluteWithoutDotsAndRepeatedSlashes) {
   const std::string here = std::filesystem::current_path().native();
   const struct {
     const char* what;
@@ -65,7 +65,7 @@ TEST(StandardizedPath, itIsAbsoluteAndPlain) {
   for (const auto& row : rows) EXPECT_EQ(standardized(row.given), row.expected) << row.what;
 }
 
-TEST(StandardizedPath, aCurrentFolderThatIsGoneLeadsNowhereElse) {
+TEST(StandardizedPath, aDeletedCurrentFolderLeadsNowhereElse) {
   EXPECT_EQ(tests::inChild([] {
               const tests::TemporaryFolder temporary;
               std::filesystem::current_path(temporary.path());
@@ -114,7 +114,7 @@ TEST_F(FileSystem, anEntryIsAFolderOrAFileOrNothing) {
   EXPECT_EQ(entry("/"), folder);
 }
 
-TEST_F(FileSystem, linksAreFollowed) {
+TEST_F(FileSystem, followsLinks) {
   std::filesystem::create_directories(root / "folder/deep/deeper");
   link("relative", "folder");
   link("absolute", root / "folder");
@@ -178,7 +178,7 @@ TEST_F(FileSystem, linksAreFollowed) {
   EXPECT_EQ(resolvingSymbolicLinks(root / "relative/"), root / "folder") << "no slash at the end";
 }
 
-TEST_F(FileSystem, aLinkThatLoopsStaysAndWhatIsBehindIt) {
+TEST_F(FileSystem, leavesALinkThatLoopsAndThePiecesAfterItAsTheyAre) {
   link("self", "self");
   link("a", "b");
   link("b", "folder/../a");
@@ -194,7 +194,7 @@ TEST_F(FileSystem, aLinkThatLoopsStaysAndWhatIsBehindIt) {
   EXPECT_EQ(resolved("toFolder/loop/x"), "folder/loop/x") << "what went before is resolved";
 }
 
-TEST_F(FileSystem, asManyLinksAreFollowedAsTheSystemFollows) {
+TEST_F(FileSystem, followsAsManyLinksAsTheSystem) {
   link("link1", "file");
   for (int count = 2; count <= 41; ++count) link("link" + std::to_string(count), "link" + std::to_string(count - 1));
   EXPECT_EQ(resolved("link40"), "file");
@@ -205,14 +205,14 @@ TEST_F(FileSystem, asManyLinksAreFollowedAsTheSystemFollows) {
   EXPECT_EQ(resolved("toHere/toHere/link40"), "file") << "each piece has its own count";
 }
 
-TEST_F(FileSystem, aTargetMayBeAsLongAsAPathMayBe) {
+TEST_F(FileSystem, followsALinkWithATargetOfAnyLength) {
   std::string target = "folder";
   while (target.size() < 4000) target += "/.";
   link("long", target + "/inner");
   EXPECT_EQ(resolved("long"), "folder/inner");
 }
 
-TEST_F(FileSystem, aLongPathIsResolvedInGoodTime) {
+TEST_F(FileSystem, resolvesALongPathQuickly) {
   std::string pieces, dots;
   for (int count = 0; count < 100'000; ++count) pieces += "/x";
   for (int count = 0; count < 100'000; ++count) dots += "/./x/..";
@@ -220,7 +220,7 @@ TEST_F(FileSystem, aLongPathIsResolvedInGoodTime) {
   EXPECT_TRUE(resolvingSymbolicLinks(root.native() + dots) == root);
 }
 
-TEST_F(FileSystem, whatMayNotBeReadStays) {
+TEST_F(FileSystem, leavesAPieceThatItIsNotPermittedToReadAsItIs) {
   link("folder/link", "inner");
   link("around", "folder/link");
   std::filesystem::permissions(root, std::filesystem::perms(0755));

@@ -24,12 +24,12 @@ std::string homeWith(const char* variable) {
   });
 }
 
-TEST(HomeFolder, isWhatHOMESays) {
+TEST(HomeFolder, isTheAbsolutePathInHOME) {
   EXPECT_EQ(homeWith("/home/ada"), "/home/ada");
   EXPECT_EQ(homeWith("/"), "/");
 }
 
-TEST(HomeFolder, isThatOfTheUserDatabaseWhereHOMENamesNone) {
+TEST(HomeFolder, isTheOneInTheUserDatabaseIfHOMENamesNone) {
   const struct passwd* entry = ::getpwuid(::getuid());
   if (entry == nullptr) GTEST_SKIP() << "The user who runs this is in no user database.";
   for (const char* variable : {static_cast<const char*>(nullptr), "", "ada", "./home", "~"}) {
@@ -37,7 +37,7 @@ TEST(HomeFolder, isThatOfTheUserDatabaseWhereHOMENamesNone) {
   }
 }
 
-TEST(HomeFolder, isNoneForAUserOfNoDatabase) {
+TEST(HomeFolder, isMissingForAUserWhoIsNotInTheDatabase) {
   if (::geteuid() != 0) GTEST_SKIP() << "Only root can become a user of no database.";
   const uid_t unknown = 3'999'999'999;
   if (::getpwuid(unknown) != nullptr) GTEST_SKIP() << "The user database knows every user.";

@@ -117,7 +117,7 @@ TEST(LineReader, linesEndInLFOrCRLFWhateverTheChunks) {
   }
 }
 
-TEST(LineReader, anyLinesInAnyChunksComeOutAsTheyAre) {
+TEST(LineReader, returnsEveryLineUnchangedInWhateverChunksItArrives) {
   std::mt19937_64 generator = seededGenerator();
   const std::string pieces[] = {"{\"id\":1}", "é", "\r", "日本", " ", "\xFF", "\xE3\x81", "x"};
   const std::string replaced[] = {"{\"id\":1}", "é", "\r", "日本", " ", "\uFFFD", "\uFFFD", "x"};
@@ -145,7 +145,7 @@ TEST(LineReader, anyLinesInAnyChunksComeOutAsTheyAre) {
   }
 }
 
-TEST(LineReader, aLineIsHandedOutBeforeMoreIsAskedFor) {
+TEST(LineReader, returnsALineBeforeItReadsMore) {
   Pipe pipe;
   LineReader reader(pipe.reader());
   ASSERT_EQ(::write(pipe.writer(), "one\ntwo\nth", 10), 10);
@@ -169,7 +169,7 @@ void writeHugeLineAndShortOnes(int writer, std::size_t size) {
   writeAll(writer, "\n\xFF\nshort\n" + std::string(100'000, 'y') + "\n");
 }
 
-TEST(LineReader, linesBehindAHugeOneAreRead) {
+TEST(LineReader, readsTheLinesAfterAHugeOne) {
   const std::size_t size = 20 << 20;
   Pipe pipe;
   std::thread writer([&] {
@@ -185,7 +185,7 @@ TEST(LineReader, linesBehindAHugeOneAreRead) {
   writer.join();
 }
 
-TEST(LineReader, theMemoryOfAHugeLineIsGivenBack) {
+TEST(LineReader, freesTheMemoryOfAHugeLine) {
   const std::size_t size = 20 << 20;
   const auto taken = [] { return ::mallinfo2().hblkhd; };
   for (const char first : {'x', '\xFF'}) {
@@ -261,7 +261,7 @@ class Interruptions {
   std::thread thread_;
 };
 
-TEST(LineReader, interruptedReadsGoOn) {
+TEST(LineReader, repeatsInterruptedReads) {
   for (const bool blocking : {true, false}) {
     Pipe pipe;
     if (!blocking) doNotBlock(pipe.reader());
@@ -298,7 +298,7 @@ std::string drained(int descriptor, std::size_t step) {
   }
 }
 
-TEST(WriteAll, everyByteArrivesWhereLittleIsTakenAtATime) {
+TEST(WriteAll, writesEveryByteIfTheSystemAcceptsAFewAtATime) {
   std::string text;
   for (int count = 0; text.size() < 3'000'000; ++count) text += std::to_string(count) + ' ';
   for (const bool blocking : {true, false}) {
@@ -324,7 +324,7 @@ TEST(WriteAll, everyByteArrivesWhereLittleIsTakenAtATime) {
   }
 }
 
-TEST(WriteAll, aTextLeavesInOneWriteWhereTheSystemTakesIt) {
+TEST(WriteAll, writesOnceIfTheSystemAcceptsAllBytes) {
   // A packet pipe keeps writes apart.
   int ends[2];
   if (::pipe2(ends, O_DIRECT) != 0) GTEST_SKIP() << "This system has no pipes that keep writes apart.";
@@ -341,7 +341,7 @@ TEST(WriteAll, aTextLeavesInOneWriteWhereTheSystemTakesIt) {
   EXPECT_EQ(writes, (std::vector<std::string>{"one reply\n", "another\n"}));
 }
 
-TEST(WriteAll, whatCannotBeWrittenThrows) {
+TEST(WriteAll, throwsIfTheBytesCannotBeWritten) {
   const auto ignored = ::signal(SIGPIPE, SIG_IGN);
   Pipe gone, open;
   gone.closeReader();
@@ -369,7 +369,7 @@ TEST(WriteAll, whatCannotBeWrittenThrows) {
   ::signal(SIGPIPE, ignored);
 }
 
-TEST(WriteAll, aReaderThatGoesInTheMidstIsNoticed) {
+TEST(WriteAll, throwsIfTheReaderGoesAwayHalfWay) {
   const auto ignored = ::signal(SIGPIPE, SIG_IGN);
   for (const bool blocking : {true, false}) {
     Pipe pipe;

@@ -74,7 +74,7 @@ class Occasion {
   bool hasHappened_ = false;
 };
 
-TEST(LineReader, waitsForInputThatIsNotThereYetInsteadOfTryingAgain) {
+TEST(LineReader, waitsForInputWithoutSpinning) {
   Pipe pipe;
   LineReader lines(pipe.reader());
   for (int round = 0; round < 3; ++round) {
@@ -85,7 +85,7 @@ TEST(LineReader, waitsForInputThatIsNotThereYetInsteadOfTryingAgain) {
   }
 }
 
-TEST(WriteAll, waitsForRoomInsteadOfTryingAgain) {
+TEST(WriteAll, waitsForRoomWithoutSpinning) {
   Pipe pipe;
   const std::string part(4096, 'x');
   std::size_t held = 0;

@@ -146,7 +146,7 @@ ONLY_OF_WHAT_STAYS(HasAnEnd, JSON::Object);
 ONLY_OF_WHAT_STAYS(HasAKey, JSON::Member);
 ONLY_OF_WHAT_STAYS(HasAValue, JSON::Member);
 
-TEST(JSONBraces, aTemporaryCanStillBeGoneThrough) {
+TEST(JSONBraces, aTemporaryCanBeIterated) {
   std::string text;
   for (const JSON& item : Array{1, "a"}) text += item.encoded();
   for (const JSON::Member& member : Object{{"k", 2}}) text += member.key();

@@ -44,7 +44,7 @@ JSON::Object everyKey() {
   return object;
 }
 
-TEST(JSONMemory, lookingAKeyUpNeedsNone) {
+TEST(JSONMemory, findingAKeyAllocatesNothing) {
   const JSON::Object object = everyKey();
   const JSON value = object;
   for (const Spelling& row : spellings) {
@@ -93,7 +93,7 @@ int timesOutOfMemory(const char* what, const Action& action) {
 
 constexpr const char* longText = "a text that is not short";
 
-TEST(JSONMemory, runningOutOfItThrowsAndLeavesNothingBehind) {
+TEST(JSONMemory, runningOutOfMemoryThrowsAndLeaksNothing) {
   const std::vector<std::pair<std::string, JSON>> members{{"a key that is not short", 1}, {"b\u00E9", longText}};
   const std::string document =
       R"({"a key that is not short":["\u00e9 in a text that is not short",[[{}]]],"\u00e9":1})";
@@ -139,7 +139,7 @@ TEST(JSONMemory, runningOutOfItThrowsAndLeavesNothingBehind) {
   for (const auto& row : rows) EXPECT_GE(timesOutOfMemory(row.what, row.action), row.least) << row.what;
 }
 
-TEST(JSONMemory, anObjectThatCouldNotBeChangedIsAsItWas) {
+TEST(JSONMemory, aChangeThatRunsOutOfMemoryLeavesTheObjectAsItWas) {
   const JSON::Object before = everyKey();
   for (std::size_t pieces = 0; pieces < 2; ++pieces) {
     JSON::Object changed = before;
@@ -157,7 +157,7 @@ TEST(JSONMemory, anObjectThatCouldNotBeChangedIsAsItWas) {
   }
 }
 
-TEST(JSONMemory, aRefusedDocumentLeavesNothingBehind) {
+TEST(JSONMemory, aRefusedDocumentLeaksNothing) {
   const std::string text = '"' + std::string(1000, 'x') + '"';
   const struct {
     const char* what;
@@ -186,7 +186,7 @@ TEST(JSONMemory, aRefusedDocumentLeavesNothingBehind) {
   }
 }
 
-TEST(JSONMemory, whatGrowsIsCopiedSeldom) {
+TEST(JSONMemory, appendingCopiesSeldom) {
   for (const std::size_t count : {100u, 1000u, 10'000u}) {
     std::size_t asked;
     {
@@ -211,7 +211,7 @@ TEST(JSONMemory, whatGrowsIsCopiedSeldom) {
   }
 }
 
-TEST(JSONMemory, whatIsSharedIsCopiedOnceByTheFirstChange) {
+TEST(JSONMemory, theFirstChangeCopiesSharedStorageOnce) {
   JSON::Array array;
   for (int i = 0; i < 1000; ++i) array.append(i);
   const JSON::Array kept = array;

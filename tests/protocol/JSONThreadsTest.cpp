@@ -44,14 +44,14 @@ const struct {
     {"a document", [] { return *JSON::decoded(R"({"a":["a text that is not short",[[1]]]})"); }},
 };
 
-TEST(JSONThreads, theLastToLetGoOfAValueDestroysIt) {
+TEST(JSONThreads, theLastThreadToDropAValueDestroysIt) {
   for (const auto& row : values) {
     const std::string expected = row.made().encoded();
     eachOfSomeThreads(row.made, [&](JSON& mine) { EXPECT_EQ(mine.encoded(), expected) << row.what; });
   }
 }
 
-TEST(JSONThreads, theLastThatHasAValueMayChangeItInPlace) {
+TEST(JSONThreads, theLastThreadWithAValueMayChangeItInPlace) {
   const auto array = [] { return JSON(JSON::Array{1, 2, "a text that is not short"}); };
   eachOfSomeThreads(array, [](JSON& mine) {
     EXPECT_EQ((*mine.items())[0], 1);

@@ -254,7 +254,7 @@ void limitMemory(rlim_t more) {
 
 // The tool's text finds room, also a second time, and its JSON, where each line break takes two bytes, does not. Larger
 // than what other tests may have left to be used again.
-TEST(Server, answersWithASentenceWhereThereIsNoMemoryForTheReply) {
+TEST(Server, answersWithASentenceIfThereIsNoMemoryForTheReply) {
   constexpr std::size_t size = 64'000'000;
   const auto taken = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
   const auto before = taken();
@@ -274,7 +274,7 @@ TEST(Server, answersWithASentenceWhereThereIsNoMemoryForTheReply) {
             R"(again, or ask for less at a time."},"id":1,"jsonrpc":"2.0"})");
 }
 
-TEST(Server, runsAToolOnceForACall) {
+TEST(Server, runsAToolOncePerCall) {
   int runs = 0;
   const Server server("s", {Tool("count", "", schema({}, {}), [&runs](const JSON::Object&) {
                         ++runs;
@@ -286,7 +286,7 @@ TEST(Server, runsAToolOnceForACall) {
   EXPECT_EQ(runs, 1);
 }
 
-TEST(Server, findsAToolWhoseNameIsCanonicallyTheSame) {
+TEST(Server, findsAToolByACanonicallyEquivalentName) {
   const Server server("s",
                       {Tool("cafe", "", schema({}, {}), [](const JSON::Object&) { return std::string("plain"); }),
                        Tool("caf\u00e9", "", schema({}, {}), [](const JSON::Object&) { return std::string("é"); })});
@@ -294,7 +294,7 @@ TEST(Server, findsAToolWhoseNameIsCanonicallyTheSame) {
             R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"é","type":"text"}],"isError":false}})");
 }
 
-TEST(Server, isCalledFromEightThreads) {
+TEST(Server, answersEightThreadsAtOnce) {
   std::atomic<int> right = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {

@@ -12,7 +12,7 @@ using tests::RowName;
 
 using namespace std::string_view_literals;
 
-TEST(Schema, ofNothingHasItsThreeMembersAllTheSame) {
+TEST(Schema, withoutPropertiesStillHasItsThreeMembers) {
   EXPECT_EQ(schema({}, {}).encoded(), R"({"properties":{},"required":[],"type":"object"})");
 }
 
@@ -22,7 +22,7 @@ TEST(Schema, declaresEveryPropertyAsAStringAndKeepsTheOrderOfTheRequired) {
             R"("required":["text","id"],"type":"object"})");
 }
 
-TEST(Schema, doesNotCheckTheRequiredAgainstTheProperties) {
+TEST(Schema, doesNotCheckRequiredNamesAgainstTheProperties) {
   EXPECT_EQ(schema({}, {"ghost"}).encoded(), R"({"properties":{},"required":["ghost"],"type":"object"})");
 }
 
@@ -45,7 +45,7 @@ struct Required {
 
 class RequiredString : public testing::TestWithParam<Required> {};
 
-TEST_P(RequiredString, isTheTextOrAnErrorThatNamesTheKey) {
+TEST_P(RequiredString, isTheStringOrAnErrorThatNamesTheKey) {
   const auto& [about, arguments, text] = GetParam();
   try {
     const std::string_view found = requiredString("id", arguments);

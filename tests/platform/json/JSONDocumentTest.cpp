@@ -21,7 +21,7 @@ struct RootCase {
   std::string written;
 };
 
-TEST(JSONDocument, knowsWhatTheTextIsAndWhere) {
+TEST(JSONDocument, hasTheKindAndTheRangeOfItsRoot) {
   const RootCase cases[] = {
       {"null", "null", Kind::null, "null"},
       {"true", " true", Kind::boolean, "true"},
@@ -153,7 +153,7 @@ TEST(JSONDocument, isDecodableWhateverItsNumbersAndSurrogates) {
   }
 }
 
-TEST(JSONDocument, editsAroundWhatNoValueCanHold) {
+TEST(JSONDocument, editsAroundValuesThatJSONValuesCannotHold) {
   JSONDocument text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
   text.set({"b"}, "2");
   EXPECT_TRUE(text.erase({"a"}));
@@ -299,7 +299,7 @@ TEST(JSONDocument, erasesAMemberAndLeavesEveryOtherByte) {
   }
 }
 
-TEST(JSONDocument, quotesATextSoThatItReadsBack) {
+TEST(JSONDocument, quotesAStringSoThatItReadsBack) {
   std::string all;
   for (char byte = 0; byte < 0x7F; ++byte) all += byte;
   const std::string texts[] = {"", "a/b", "\"\\\"", all, "\u007F\u00E9\u65E5\U0001F600"};

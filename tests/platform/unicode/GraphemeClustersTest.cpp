@@ -75,7 +75,7 @@ TEST(GraphemeClusters, eachScalarHasTheClassThatUnicodeGivesIt) {
   }
 }
 
-TEST(GraphemeClusters, charactersEndWhereAPersonSeesThemEnd) {
+TEST(GraphemeClusters, charactersEndWhereAReaderSeesTheirEnd) {
   const struct {
     const char* what;
     std::string text;
@@ -115,7 +115,7 @@ TEST(GraphemeClusters, charactersEndWhereAPersonSeesThemEnd) {
   }
 }
 
-TEST(GraphemeClusters, aCharacterIsFoundFromItsStartOnly) {
+TEST(GraphemeClusters, findsTheEndOfACharacterFromItsStartAlone) {
   EXPECT_EQ(characterEnd("ae\u0301b", 1), 4u);
   EXPECT_EQ(characterEnd("🇫🇷🇯🇵", 4), 12u) << "asked for in the midst of a flag, the flag starts there";
 }

@@ -26,7 +26,7 @@ TEST(LetterCase, eachScalarHasTheLowerCaseThatUnicodeGivesIt) {
   }
 }
 
-TEST(LetterCase, textsInLowerCase) {
+TEST(LetterCase, lowercasesEachScalarByItsSimpleMapping) {
   const struct {
     const char* what;
     std::string text, lower;
@@ -46,7 +46,7 @@ TEST(LetterCase, textsInLowerCase) {
   for (const auto& row : rows) EXPECT_EQ(lowercased(row.text), row.lower) << row.what;
 }
 
-TEST(LetterCase, whatIsLeftWithoutCaseAndAccents) {
+TEST(LetterCase, foldsLetterCaseAndAccents) {
   const struct {
     const char* what;
     std::string text, folded;
@@ -69,7 +69,7 @@ TEST(LetterCase, whatIsLeftWithoutCaseAndAccents) {
   for (const auto& row : rows) EXPECT_EQ(folded(row.text), row.folded) << row.what;
 }
 
-TEST(LetterCase, equivalentScalarsAndThoseThatDifferInCaseLeaveTheSame) {
+TEST(LetterCase, equivalentScalarsAndBothLetterCasesFoldToTheSame) {
   const auto folding = unicodeFile("CaseFolding.txt");
   const auto data = unicodeFile("UnicodeData.txt");
   if (!folding || !data) GTEST_SKIP() << noUnicodeFiles;

@@ -58,7 +58,7 @@ TEST(Normalization, eachRowOfUnicodesOwnTestHolds) {
   }
 }
 
-TEST(Normalization, composingStartsAnewOnlyWhereUnicodeLetsIt) {
+TEST(Normalization, compositionStartsOnlyWhereUnicodePermitsIt) {
   const auto never = scalarsWith("NFC_QC", "DerivedNormalizationProps.txt");
   const auto lines = unicodeFile("extracted/DerivedCombiningClass.txt");
   if (!never || !lines) GTEST_SKIP() << noUnicodeFiles;
@@ -75,7 +75,7 @@ TEST(Normalization, composingStartsAnewOnlyWhereUnicodeLetsIt) {
   EXPECT_GT(starts, 1'100'000u) << "most scalars do";
 }
 
-TEST(Normalization, whatIsEquivalent) {
+TEST(Normalization, stringsAreEquivalentIfTheirCanonicalFormsAreEqual) {
   const struct {
     const char* what;
     std::string left, right;
@@ -157,7 +157,7 @@ std::string anyText(std::size_t most, bool illFormed, std::mt19937_64& generator
   return text;
 }
 
-TEST(Normalization, piecewiseItIsWhatItIsAtOnce) {
+TEST(Normalization, theFormInPiecesIsTheFormAsAWhole) {
   std::mt19937_64 generator = seededGenerator();
   for (int round = 0; round < 20'000; ++round) {
     const std::string text = anyText(24, false, generator);
@@ -168,7 +168,7 @@ TEST(Normalization, piecewiseItIsWhatItIsAtOnce) {
   }
 }
 
-TEST(Normalization, aLongRunOfMarksIsOrderedAndComposedAsItIsAtOnce) {
+TEST(Normalization, ordersAndComposesALongRunOfMarksLikeUtf8proc) {
   std::vector<char32_t> marks;
   for (char32_t scalar = 0x300; scalar < 0x1E8D7; ++scalar) {
     if (isScalar(scalar) && utf8proc_get_property(static_cast<utf8proc_int32_t>(scalar))->combining_class != 0) {
@@ -211,7 +211,7 @@ TEST(Normalization, theOrderIsTotalAndEqualExactlyWhereTextsAreEquivalent) {
   }
 }
 
-TEST(Normalization, aLongRunOfMarksIsOrderedInGoodTime) {
+TEST(Normalization, ordersALongRunOfMarksQuickly) {
   // Marks above and below by turns, none of which composes with "x", each kind in an order of its own that must stay.
   // Ordered by exchanging neighbours, this run would take 10^11 exchanges.
   const std::string above[] = {"\u0305", "\u0310", "\u033D"}, below[] = {"\u0332", "\u0333", "\u0347", "\u0348"};

@@ -59,7 +59,7 @@ TEST(UTF8, illFormedPartsAreFoundAndReplaced) {
   }
 }
 
-TEST(UTF8, eachScalarIsReadFromBothEndsAndWritten) {
+TEST(UTF8, readsEachScalarInBothDirectionsAndWritesIt) {
   for (char32_t scalar = 0; scalar <= lastScalar; ++scalar) {
     if (!isScalar(scalar)) continue;
     const std::string expected = utf8(scalar);
@@ -76,7 +76,7 @@ TEST(UTF8, eachScalarIsReadFromBothEndsAndWritten) {
   }
 }
 
-TEST(UTF8, whatIsReadBackwardsIsWellFormedOrAnIllFormedByte) {
+TEST(UTF8, readsBackwardsAWellFormedScalarOrOneIllFormedByte) {
   const struct {
     const char* what;
     std::string text;
@@ -99,7 +99,7 @@ TEST(UTF8, whatIsReadBackwardsIsWellFormedOrAnIllFormedByte) {
   }
 }
 
-TEST(UTF8, theFirstByteThatIsNotASCIIIsFoundWhereverItStands) {
+TEST(UTF8, findsTheFirstByteThatIsNotASCIIAtEveryOffset) {
   for (std::size_t size = 0; size <= 100; ++size) {
     std::string text(size, 'x');
     EXPECT_TRUE(isASCII(text));
@@ -143,7 +143,7 @@ std::size_t wellFormedSize(std::string_view text) {
   return 0;
 }
 
-TEST(UTF8, anyBytesAreJudgedByTheTable) {
+TEST(UTF8, judgesAnyBytesByUnicodesTable) {
   std::mt19937_64 generator = seededGenerator();
   const std::string pieces[] = {"x",        "plain words in a row ", "é",    "あ",           "😀",        "\xC3",
                                 "\xE3\x81", "\xF0\x9F\x98",          "\x80", "\xED\xA0\x80", "\xE0\x80", "\xF4\x90",

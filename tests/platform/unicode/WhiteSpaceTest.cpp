@@ -41,7 +41,7 @@ TEST(WhiteSpace, tabsAndSpaceSeparatorsAreTrimmedAndNoOtherScalars) {
   }
 }
 
-TEST(WhiteSpace, whatIsTrimmed) {
+TEST(WhiteSpace, trimsBothEnds) {
   const struct {
     const char* what;
     std::string text, withoutWhiteSpace, withoutSpacesAndTabs;
@@ -75,13 +75,13 @@ TEST(WhiteSpace, whatIsTrimmed) {
   }
 }
 
-TEST(WhiteSpace, whatIsLeftIsAPartOfTheText) {
+TEST(WhiteSpace, trimmingReturnsAPartOfTheString) {
   const std::string_view text = "  a  ";
   EXPECT_EQ(trimmingWhiteSpace(text).data(), text.data() + 2);
   EXPECT_EQ(trimmingSpacesAndTabs(text).data(), text.data() + 2);
 }
 
-TEST(WhiteSpace, whiteSpaceIsTrimmedACharacterAtATime) {
+TEST(WhiteSpace, trimsWhiteSpaceByWholeCharacters) {
   std::mt19937_64 generator = seededGenerator();
   const std::string pieces[] = {" ",      " ",        "\n",     "\r\n",   "\t",     "\u00A0", "\u3000",
                                 "\u2028", "\u0301",   "\u200D", "\u0903", "\u0600", "a",      "é",

@@ -81,7 +81,7 @@ TEST(WordCount, wordsAreRunsOfCharactersThatAreNotWhiteSpace) {
   }
 }
 
-TEST(WordCount, anyTextHasTheWordsThatItsCharactersSay) {
+TEST(WordCount, countsTheWordsThatTheCharactersForm) {
   std::mt19937_64 generator = seededGenerator();
   const std::string prose[] = {"a", "word", " ", " ", "\n", "é", "’", "日本", "、", "\u3000", "\u00A0", "—", "слово"};
   const std::string odd[] = {"\u0301", "\u0903", "\u200D", "\u0600", "\U000110BD", "\u200B",
@@ -105,7 +105,7 @@ TEST(WordCount, anyTextHasTheWordsThatItsCharactersSay) {
   }
 }
 
-TEST(WordCount, aLongTextIsCounted) {
+TEST(WordCount, countsALongText) {
   std::string text;
   for (int count = 0; count < 100'000; ++count) text += "twelve words, ";
   EXPECT_EQ(wordCount(text), 200'000u);
@@ -115,7 +115,7 @@ TEST(WordCount, aLongTextIsCounted) {
   EXPECT_EQ(wordCount(text), 200'001u) << "number signs with spaces";
 }
 
-TEST(ByteBlock, eachBitTellsOfItsByte) {
+TEST(ByteBlock, eachBitSaysWhatItsByteIs) {
   std::mt19937_64 generator = seededGenerator();
   const unsigned char chosen[] = {0xC2, 0x85, 0xA0, 0xE1, 0x9A, 0x80, 0xE2, 0x81, 0x9F, 0xE3, 0xA8, 0xAF, ' '};
   for (int round = 0; round < 20'000; ++round) {

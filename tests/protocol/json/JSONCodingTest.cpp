@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
         Attempt{"an array of what JSON does not know", {.items = std::vector{Holder()}}, {}, "nbdsao"}),
     RowName());
 
-TEST(JSONCoding, runningOutOfMemoryIsNoOtherKind) {
+TEST(JSONCoding, throwsForALackOfMemoryInsteadOfTryingTheNextKind) {
   for (const char at : {'b', 'd', 's', 'a', 'o'}) {
     Holder holder;
     holder.outOfMemoryAt = at;
@@ -136,7 +136,7 @@ struct Notes {
   }
 };
 
-TEST(JSONCoding, eachKindIsWrittenAsItself) {
+TEST(JSONCoding, writesEachKindAsItself) {
   Notes notes;
   JSON(JSON::Array{nullptr, true, false, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(notes);
   EXPECT_EQ(notes.text, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
@@ -180,7 +180,7 @@ struct Deaf {
 };
 static_assert(!SingleValueEncoder<Deaf> && !SingleValueEncoder<const Chain>);
 
-TEST(JSONCoding, whatAnEncoderReturnsIsDropped) {
+TEST(JSONCoding, ignoresWhatAnEncoderReturns) {
   Chain chain;
   JSON(JSON::Array{nullptr, true, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(chain);
   EXPECT_EQ(chain.text, "nil true x 1.500000 3 ");

@@ -99,7 +99,7 @@ struct Rejected {
 
 class RejectedText : public testing::TestWithParam<Rejected> {};
 
-TEST_P(RejectedText, givesNothing) {
+TEST_P(RejectedText, isRefused) {
   const auto value = JSON::decoded(GetParam().text);
   EXPECT_FALSE(value) << GetParam().about << ": " << value->encoded();
 }
@@ -163,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(
         Rejected{"a byte-order mark behind a space", " \xEF\xBB\xBF{}"}),
     RowName());
 
-TEST(JSONDecoding, aTextIsTheSameWhereverTheDecodersStepsFall) {
+TEST(JSONDecoding, readsAStringTheSameWithEachByteAtEveryOffset) {
   // Every length around the widths that texts are read in, with each kind of byte at each offset.
   for (const std::string_view piece : {"x", "\\n", "é", "€", "𝄞", "\\u0041"}) {
     for (std::size_t length = 0; length < 70; ++length) {
@@ -181,7 +181,7 @@ TEST(JSONDecoding, aTextIsTheSameWhereverTheDecodersStepsFall) {
   }
 }
 
-TEST(JSONDecoding, looksAtNothingBehindTheText) {
+TEST(JSONDecoding, readsNoByteAfterTheText) {
   // Each text is a part of a larger one that would be read on otherwise; a sanitizer sees it where it stands alone.
   const std::string whole = R"({"key":[12345.5e1,"text\n",true,null]})";
   for (std::size_t length = 0; length < whole.size(); ++length) {

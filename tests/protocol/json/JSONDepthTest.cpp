@@ -27,15 +27,15 @@ void livesOnASmallStack(const std::string& text, const std::string& other) {
   });
 }
 
-TEST(JSONDepth, aMillionNestedArraysLiveOnASmallStack) {
+TEST(JSONDepth, aMillionNestedArraysNeedOnlyASmallStack) {
   livesOnASmallStack(nested("[", "0", "]", 1000000), nested("[", "1", "]", 1000000));
 }
 
-TEST(JSONDepth, halfAMillionNestedObjectsLiveOnASmallStack) {
+TEST(JSONDepth, halfAMillionNestedObjectsNeedOnlyASmallStack) {
   livesOnASmallStack(nested("{\"a\":", "0", "}", 500000), nested("{\"a\":", "1", "}", 500000));
 }
 
-TEST(JSONDepth, aMillionArraysThatNeverCloseGiveNothing) {
+TEST(JSONDepth, aMillionArraysThatNeverCloseAreRefused) {
   tests::onSmallStack([] { EXPECT_FALSE(JSON::decoded(std::string(1000000, '['))); });
 }
 

@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"a key is escaped", JSON::Object{{"\n\"", 1}}, R"({"\n\"":1})"}),
     RowName());
 
-TEST(JSONEncoding, escapesWhereverTheEncodersStepsFall) {
+TEST(JSONEncoding, escapesEachByteAtEveryOffset) {
   for (const auto& [bare, escaped] : {std::pair{"\n", "\\n"}, {"\"", "\\\""}, {"é", "é"}, {"\x01", "\\u0001"}}) {
     for (std::size_t length = 0; length < 40; ++length) {
       for (std::size_t offset = 0; offset <= length; ++offset) {
@@ -77,7 +77,7 @@ TEST(JSONEncoding, escapesWhereverTheEncodersStepsFall) {
   }
 }
 
-TEST(JSONEncoding, textsOfEverySizeComeOutWhole) {
+TEST(JSONEncoding, writesStringsOfEverySizeWhole) {
   for (const std::size_t size : {0U, 13U, 14U, 15U, 2047U, 2048U, 2049U, 4095U, 4096U, 4097U, 100000U}) {
     std::string text;
     for (std::size_t i = 0; i < size; ++i) text += static_cast<char>('a' + i % 26);
@@ -85,7 +85,7 @@ TEST(JSONEncoding, textsOfEverySizeComeOutWhole) {
   }
 }
 
-TEST(JSONEncoding, whatNeedsTheMostRoomHasItWhereverTheEncodersStepsFall) {
+TEST(JSONEncoding, hasRoomForTheLongestOutputAtEveryOffset) {
   // Of each kind that is put without looking the longest, behind any number of bytes that were put one by one.
   const auto controls = [](std::size_t count) { return std::string(count, '\x01'); };
   const auto escaped = [](std::size_t count) {

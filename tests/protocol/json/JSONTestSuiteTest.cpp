@@ -26,7 +26,7 @@ fs::path suite() {
   return data / "JSONTestSuite" / "test_parsing";
 }
 
-TEST(JSONTestSuite, passesWhole) {
+TEST(JSONTestSuite, everyFileIsJudgedAsItsNameSays) {
   if (!fs::is_directory(suite())) {
     GTEST_SKIP() << "The JSON parsing test suite is not here; KELVANE_TEST_DATA names the folder that holds "
                     "JSONTestSuite/test_parsing.";

@@ -18,7 +18,7 @@ using tests::RowName;
 static_assert(std::is_constructible_v<JSON, bool> && std::is_constructible_v<JSON, char>);
 static_assert(!std::is_constructible_v<JSON, int*> && !std::is_constructible_v<JSON, const void*>);
 
-TEST(JSONValue, accessorsGiveNothingForAnotherKind) {
+TEST(JSONValue, accessorsAreEmptyForAnotherKind) {
   const JSON values[] = {nullptr, true, 3, "3", JSON::Array{3}, JSON::Object{{"3", 3}}};
   const JSON::Kind kinds[] = {JSON::Kind::null,   JSON::Kind::boolean, JSON::Kind::number,
                               JSON::Kind::string, JSON::Kind::array,   JSON::Kind::object};
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
              JSON::Array{JSON::Array{1}, JSON::Object{{"a", 1}}, 3}, false}),
     RowName());
 
-TEST(JSONValue, arraysThatShareStorageAreEqualAtOnce) {
+TEST(JSONValue, arraysThatShareStorageAreEqualWithoutALookAtTheirValues) {
   const JSON array = JSON::Array{notANumber};
   const JSON copy = array;
   EXPECT_EQ(array, copy);
@@ -157,7 +157,7 @@ TEST(JSONValue, aValueCanBePutIntoItself) {
   EXPECT_EQ(value, "a text that is not short");
 }
 
-TEST(JSONValue, whatWasMovedFromIsNull) {
+TEST(JSONValue, aValueThatWasMovedFromIsNull) {
   JSON value = "a text that is not short";
   const JSON other = std::move(value);
   EXPECT_EQ(value.kind(), JSON::Kind::null);  // NOLINT(bugprone-use-after-move)
