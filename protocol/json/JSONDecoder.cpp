@@ -4,6 +4,7 @@
 #include "platform/Unicode.h"
 #include "platform/json/JSONGrammar.h"
 #include "platform/json/ScratchStack.h"
+#include "platform/unicode/Processor.h"
 #include "protocol/json/JSONArena.h"
 #include "protocol/json/JSONStorage.h"
 
@@ -31,7 +32,7 @@ namespace kelvane {
 /// Builds the value of one text.
 class JSON::Storage::Decoder {
  public:
-  explicit Decoder(std::size_t size) noexcept : arena_(size) {}
+  explicit Decoder(std::string_view text) noexcept : arena_(text.size()), textEnd_(text.data() + text.size()) {}
 
   std::optional<JSON> decoded(std::string_view text) {
     if (!JSONGrammar<Decoder>(text, *this).read()) return std::nullopt;
@@ -75,7 +76,7 @@ class JSON::Storage::Decoder {
   void string(std::string_view bytes, const JSONString& found) {
     const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
-    if (bytes.size() <= inlineCapacity) return constructText(slot, form, bytes);
+    if (bytes.size() <= inlineCapacity) return constructShortText(slot, form, bytes);
     Block* block = std::exchange(room_, nullptr);
     if (block == nullptr) {
       block = arena_.newBlock(bytes.size(), bytes.size());
@@ -96,36 +97,58 @@ class JSON::Storage::Decoder {
   /// UTF-8 has no lone surrogates.
   static bool loneSurrogate(const char*) noexcept { return false; }
 
-  /// Copies the members to the block in the order of their keys; of members with the same key only the last.
+  /// A string that is stored inline. If the text has sixteen bytes from there on, they are loaded and stored as one;
+  /// those behind the string mean nothing.
+  void constructShortText(JSON* slot, Form form, std::string_view bytes) const noexcept {
+#if defined(KELVANE_SSE2)
+    if (bytes.data() != shortRoom_ && textEnd_ - bytes.data() >= 16) {
+      const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data()));
+      const int head = firstByte(Tag::inlineText, form) | static_cast<int>(bytes.size()) << 8;
+      static_assert(offsetof(InlineText, bytes) == 2 && sizeof(JSON) == 16);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(slot), _mm_insert_epi16(_mm_slli_si128(loaded, 2), head, 0));
+      return;
+    }
+#endif
+    constructText(slot, form, bytes);
+  }
+
+  /// Copies the members to the block in the order of their keys; of members with the same key only the last. Most
+  /// objects have few members, and many have them in order.
   void sortMembers(const JSON* members, std::size_t count, Block* block) {
+    constexpr std::size_t few = 16;
+    Ranked fewRanked[few];
+    if (count > few) manyRanked_.resize(count);
+    Ranked* const ranked = count > few ? manyRanked_.data() : fewRanked;
+
     const auto key = [members](std::size_t member) -> const JSON& { return members[2 * member]; };
-    const auto copy = [members](JSON* to, std::size_t member) {
-      std::memcpy(static_cast<void*>(to), members + 2 * member, 2 * sizeof(JSON));
-    };
-    order_.clear();
     bool allASCII = true;
+    bool areInOrder = true;  // and no two keys are the same
     for (std::size_t i = 0; i < count; ++i) {
       if (form(key(i)) != Form::ascii) allASCII = false;
-      order_.push_back({leadingBytes(text(key(i))), i});
+      ranked[i] = {leadingBytes(key(i)), i};
+      if (i > 0 && ranked[i].rank <= ranked[i - 1].rank) areInOrder = false;
     }
     if (!allASCII) return sortByCanonicalForm(members, count, block);
+    if (areInOrder) {
+      std::memcpy(static_cast<void*>(block->values()), members, count * 2 * sizeof(JSON));
+      return;
+    }
     const auto isBefore = [&key](const Ranked& left, const Ranked& right) {
       if (left.rank != right.rank) return left.rank < right.rank;
       const int order = text(key(left.member)).compare(text(key(right.member)));
       return order != 0 ? order < 0 : left.member < right.member;
     };
-    // Most objects are small, or written in order already.
-    if (count <= 16) {
-      insertionSort(order_, isBefore);
-    } else if (!std::is_sorted(order_.begin(), order_.end(), isBefore)) {
-      std::sort(order_.begin(), order_.end(), isBefore);
+    if (count <= few) {
+      insertionSort(ranked, count, isBefore);
+    } else if (!std::is_sorted(ranked, ranked + count, isBefore)) {
+      std::sort(ranked, ranked + count, isBefore);
     }
     JSON* to = block->values();
     for (std::size_t i = 0; i < count; ++i) {
-      const bool isLastOfItsKey = i + 1 == count || order_[i].rank != order_[i + 1].rank ||
-                                  text(key(order_[i].member)) != text(key(order_[i + 1].member));
+      const bool isLastOfItsKey = i + 1 == count || ranked[i].rank != ranked[i + 1].rank ||
+                                  text(key(ranked[i].member)) != text(key(ranked[i + 1].member));
       if (!isLastOfItsKey) continue;
-      copy(to, order_[i].member);
+      std::memcpy(static_cast<void*>(to), members + 2 * ranked[i].member, 2 * sizeof(JSON));
       to += 2;
     }
     block->size = static_cast<std::size_t>(to - block->values());
@@ -151,16 +174,19 @@ class JSON::Storage::Decoder {
     std::size_t member;
   };
 
-  static std::uint64_t leadingBytes(std::string_view key) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, key.data(), std::min<std::size_t>(key.size(), 8));
+  static std::uint64_t leadingBytes(const JSON& key) noexcept {
+    const std::string_view bytes = text(key);
+    // There are eight bytes: a string that is stored inline has room for them, any other is longer.
+    std::uint64_t word;
+    static_assert(inlineCapacity >= sizeof word);
+    std::memcpy(&word, bytes.data(), sizeof word);
     if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-    return word;
+    return bytes.size() < sizeof word ? word & ~(~std::uint64_t{0} >> 8 * bytes.size()) : word;
   }
 
   template <class Compare>
-  static void insertionSort(std::vector<Ranked>& ranked, Compare isBefore) {
-    for (std::size_t i = 1; i < ranked.size(); ++i) {
+  static void insertionSort(Ranked* ranked, std::size_t count, Compare isBefore) {
+    for (std::size_t i = 1; i < count; ++i) {
       const Ranked current = ranked[i];
       std::size_t index = i;
       for (; index > 0 && isBefore(current, ranked[index - 1]); --index) ranked[index] = ranked[index - 1];
@@ -172,11 +198,12 @@ class JSON::Storage::Decoder {
   ScratchStack<JSON, 64> values_;
   Block* room_ = nullptr;  // what `room` allocated for the string that comes next
   char shortRoom_[6 * inlineCapacity];
-  std::vector<Ranked> order_;  // kept between objects for its memory
+  std::vector<Ranked> manyRanked_;  // kept between objects for its memory
+  const char* const textEnd_;
 };
 
 std::optional<JSON> JSON::decoded(std::string_view text) {
-  return Storage::Decoder(text.size()).decoded(text);
+  return Storage::Decoder(text).decoded(text);
 }
 
 }  // namespace kelvane

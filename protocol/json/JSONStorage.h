@@ -161,9 +161,9 @@ inline void JSON::Storage::constructText(JSON* slot, Form form, Block* block) no
 }
 
 inline void JSON::Storage::constructText(JSON* slot, Form form, std::string_view text) noexcept {
-  ::new (slot) JSON(nullptr);
-  slot->head_ = {firstByte(Tag::inlineText, form), static_cast<std::uint8_t>(text.size())};
-  std::memcpy(slot->inlineText_.bytes, text.data(), text.size());
+  InlineText inlineText{{firstByte(Tag::inlineText, form), static_cast<std::uint8_t>(text.size())}, {}};
+  std::memcpy(inlineText.bytes, text.data(), text.size());
+  ::new (&slot->inlineText_) InlineText(inlineText);
 }
 
 inline void JSON::Storage::retain(Block* block) noexcept {
