@@ -159,10 +159,10 @@ class JSONGrammar {
     if (found.hasEscapes) {
       char* const out = sink_.room(string.size());
       const auto allowsLone = [this](const char* escape) { return sink_.loneSurrogate(escape); };
-      const char* const outEnd = jsonscanner::unescaped(begin, found.close, out, allowsLone);
-      if (outEnd == nullptr) return false;
-      string = {out, static_cast<std::size_t>(outEnd - out)};
-      isASCII = isASCII && unicode::isASCII(string);
+      const jsonscanner::Unescaped unescaped = jsonscanner::unescaped(begin, found.close, out, allowsLone);
+      if (unescaped.end == nullptr) return false;
+      string = {out, static_cast<std::size_t>(unescaped.end - out)};
+      isASCII = isASCII && unescaped.isASCII;
     }
     sink_.string(string, {{at_, static_cast<std::size_t>(found.close + 1 - at_)}, isASCII, isKey});
     at_ = found.close + 1;

@@ -95,4 +95,20 @@ inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noex
   return static_cast<std::size_t>(at - begin);
 }
 
+/// Copies the bytes before the first backslash to `to`, which has room for all of [at, end), and returns their number.
+/// More of that room may be written to, but nothing behind it.
+inline std::size_t copyToBackslash(const char* at, const char* end, char* to) noexcept {
+  const char* const begin = at;
+#if defined(KELVANE_SSE2)
+  for (; end - at >= 16; at += 16, to += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+    if (mask != 0) return static_cast<std::size_t>(at - begin) + static_cast<std::size_t>(std::countr_zero(mask));
+  }
+#endif
+  for (; at != end && *at != '\\'; ++at) *to++ = *at;
+  return static_cast<std::size_t>(at - begin);
+}
+
 }  // namespace kelvane::jsonscanner

@@ -110,20 +110,26 @@ inline std::optional<unsigned> escapedUnit(const char* at, const char* end) noex
   return hexadecimal(at + 2, end);
 }
 
+/// A string without its escapes.
+struct Unescaped {
+  char* end;     ///< Of what was written; nullptr for an escape that JSON does not have.
+  bool isASCII;  ///< Of what the escapes stand for.
+};
+
 /// Copies the string [at, end), which `scanString` found, to `out` and replaces its escapes. `out` has room for as many
-/// bytes: no escape becomes longer. Returns the end of what was written, or nullptr for an escape that JSON does not
-/// have.
+/// bytes: no escape becomes longer. All of that room may be written to.
 ///
 /// For half of a surrogate pair, `allowsLone` is called with a pointer to its escape. If it returns true, U+FFFD is
 /// written; if false, the escape is refused.
 template <class AllowsLone>
-char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLone) {
+Unescaped unescaped(const char* at, const char* end, char* out, AllowsLone allowsLone) {
+  constexpr Unescaped refused{nullptr, false};
+  bool isASCII = true;
   while (true) {
-    const auto* escape = static_cast<const char*>(std::memchr(at, '\\', static_cast<std::size_t>(end - at)));
-    const char* plainEnd = escape ? escape : end;
-    std::memcpy(out, at, static_cast<std::size_t>(plainEnd - at));
-    out += plainEnd - at;
-    if (escape == nullptr) return out;
+    const std::size_t plain = copyToBackslash(at, end, out);
+    out += plain;
+    const char* const escape = at + plain;
+    if (escape == end) return {out, isASCII};
     at = escape + 2;
     switch (escape[1]) {
       case '"':
@@ -148,7 +154,7 @@ char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLon
         break;
       case 'u': {
         const auto unit = hexadecimal(at, end);
-        if (!unit) return nullptr;
+        if (!unit) return refused;
         at += 4;
         unsigned scalar = *unit;
         if (scalar >= 0xD800 && scalar < 0xE000) {
@@ -159,14 +165,15 @@ char* unescaped(const char* at, const char* end, char* out, AllowsLone allowsLon
           } else if (allowsLone(escape)) {
             scalar = unicode::replacementCharacter;
           } else {
-            return nullptr;
+            return refused;
           }
         }
+        isASCII = isASCII && scalar < 0x80;
         out = unicode::encode(scalar, out);
         break;
       }
       default:
-        return nullptr;
+        return refused;
     }
   }
 }
@@ -184,21 +191,31 @@ struct Number {
   std::int64_t exponent;   ///< The power of ten for that integer; limited to about ± 2^44.
 };
 
-/// Appends the decimal digits at `at` to `value`, eight at a time where there are as many. What does not fit in 64 bits
-/// is lost. Returns their end.
+/// Appends the decimal digits at `at` to `value`, up to eight in one step. What does not fit in 64 bits is lost.
+/// Returns their end.
 inline const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
   if constexpr (hasLittleEndianWords) {
+    constexpr std::uint64_t powersOf10[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
     while (end - at >= 8) {
       std::uint64_t word;
       std::memcpy(&word, at, 8);
-      // All eight high halves are 3, and stay so when 6 is added to the low ones.
-      if (((word & (word + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0x3030303030303030) break;
+      // The high half of a digit is 3, and stays so when 6 is added to the low one. What a larger byte carries over
+      // only reaches those behind it.
+      constexpr std::uint64_t highHalves = 0xF0F0F0F0F0F0F0F0;
+      constexpr std::uint64_t threes = 0x3030303030303030;
+      const std::uint64_t others =
+          ((word & highHalves) ^ threes) | (((word + 0x0606060606060606) & highHalves) ^ threes);
+      const auto count = static_cast<unsigned>(std::countr_zero(others)) / 8;
+      if (count == 0) return at;
+      // The first byte is the lowest one: moved up, the digits have zeros in front.
+      word = (word & 0x0F0F0F0F0F0F0F0F) << (64 - 8 * count);
       // Neighbouring digits become pairs, pairs fours, fours eight.
-      word = (word & 0x0F0F0F0F0F0F0F0F) * 2561 >> 8;
+      word = word * 2561 >> 8;
       word = (word & 0x00FF00FF00FF00FF) * 6553601 >> 16;
       word = (word & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
-      value = value * 100000000 + word;
-      at += 8;
+      value = value * powersOf10[count] + word;
+      at += count;
+      if (count < 8) return at;
     }
   }
   for (; at != end && *at >= '0' && *at <= '9'; ++at) value = value * 10 + static_cast<std::uint64_t>(*at - '0');
