@@ -77,7 +77,7 @@ TEST_F(ChapterEditingTools, changeTheChaptersAndSaveTheOldTextAsAVersion) {
   };
   std::size_t kept = 0;
   for (const auto& each : cases) {
-    SCOPED_TRACE(std::string(each.tool) + " " + std::string(each.arguments));
+    SCOPED_TRACE(callOf(each));
     put("Talk.md", talk);
     const auto answer = call(each.tool, each.arguments);
     EXPECT_EQ(answer, answered(chapterList(quorvel::Script(textOf("Talk.md")))));

@@ -184,7 +184,7 @@ class OrderOfChecks : public WorkbenchTest {
 
 TEST_F(OrderOfChecks, reportsTheFirstFaultAndChangesNothing) {
   for (const auto& each : failures) {
-    SCOPED_TRACE(std::string(each.tool) + " " + std::string(each.arguments));
+    SCOPED_TRACE(callOf(each));
     EXPECT_EQ(call(each.tool, each.arguments), failed(each.message));
     EXPECT_FALSE(watch->locked);
     expectNothingChanged();
@@ -194,7 +194,7 @@ TEST_F(OrderOfChecks, reportsTheFirstFaultAndChangesNothing) {
 TEST_F(OrderOfChecks, putsTheLocksErrorBeforeFaultsThatOnlyTheTextShows) {
   watch->failingLock = "The library is busy.";
   for (const auto& each : failures) {
-    SCOPED_TRACE(std::string(each.tool) + " " + std::string(each.arguments));
+    SCOPED_TRACE(callOf(each));
     const std::size_t locksBefore = watch->count("lock");
     const auto answer = call(each.tool, each.arguments);
     const bool triedToLock = watch->count("lock") > locksBefore;

@@ -66,13 +66,9 @@ struct Bench : Workbench {
   }
 };
 
-std::string named(const auto& each) {
-  return std::string(each.tool) + " " + std::string(each.arguments);
-}
-
 TEST(TheSecondResolution, decidesWhichItemIsChanged) {
   for (const auto& each : calls) {
-    SCOPED_TRACE(named(each));
+    SCOPED_TRACE(callOf(each));
     const Bench bench;
     bench.watch->meanwhile = [&] {
       relink(bench.root / "Way.md", "Other.md");
@@ -123,7 +119,7 @@ TEST(TheSecondResolution, refusesAnItemThatOthersChangedMeanwhile) {
   };
   for (const auto& each : cases) {
     for (const auto& made : calls) {
-      SCOPED_TRACE(std::string(each.description) + ": " + named(made));
+      SCOPED_TRACE(std::string(each.description) + ": " + callOf(made));
       const bool isEither = made.tool == "rename", isFolder = made.tool.starts_with("create_");
       std::string message(isEither ? each.ofEither : isFolder ? each.ofAFolder : each.ofAScript);
       if (message.empty()) continue;  // either kind can be renamed

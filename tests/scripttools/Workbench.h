@@ -32,6 +32,11 @@ struct Answer {
 Answer answered(std::string_view text);
 Answer failed(std::string_view message);
 
+/// The call of a row that has a tool and its arguments as JSON text, for messages.
+std::string callOf(const auto& row) {
+  return std::string(row.tool) + " " + std::string(row.arguments);
+}
+
 /// A fixed small library, its history, a watch on both, and all the tools over them:
 ///
 ///     Scenes/Deep/Deeper/End.md   one chapter without text

@@ -63,13 +63,9 @@ const struct {
       "write Talk.md"}},
 };
 
-std::string named(const auto& each) {
-  return std::string(each.tool) + " " + std::string(each.arguments);
-}
-
 TEST(WritingTurns, holdTheLockFromTheFirstReadToTheLastWrite) {
   for (const auto& each : writes) {
-    SCOPED_TRACE(named(each));
+    SCOPED_TRACE(callOf(each));
     const Workbench bench;
     EXPECT_FALSE(bench.call(each.tool, each.arguments).failed);
     Accesses expected = each.accesses;
@@ -82,7 +78,7 @@ TEST(WritingTurns, holdTheLockFromTheFirstReadToTheLastWrite) {
 TEST(WritingTurns, stopAtTheFirstFailureAndReleaseTheLock) {
   for (const auto& each : writes) {
     for (std::size_t failing = 0; failing < each.accesses.size(); ++failing) {
-      SCOPED_TRACE(named(each) + ", failing to " + each.accesses[failing]);
+      SCOPED_TRACE(callOf(each) + ", failing to " + each.accesses[failing]);
       const Workbench bench;
       bench.watch->failingAccess = failing + 1;
       EXPECT_EQ(bench.call(each.tool, each.arguments), failed(Watch::failure));
@@ -113,7 +109,7 @@ TEST(WritingTurns, keepTheNewScriptIfWritingItsTextFails) {
 
 TEST(WritingTurns, failWithTheLocksErrorBeforeTheyReadOrChangeAnything) {
   for (const auto& each : writes) {
-    SCOPED_TRACE(named(each));
+    SCOPED_TRACE(callOf(each));
     const Workbench bench;
     bench.watch->failingLock = "The library is busy.";
     EXPECT_EQ(bench.call(each.tool, each.arguments), failed("The library is busy."));
@@ -158,7 +154,7 @@ TEST(WritingTurns, checkArgumentsAndIdentifiersBeforeTheyAcquireTheLock) {
       {"move_chapter", R"({"chapter": "1", "to": "2"})", "Missing \"id\""},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(named(each));
+    SCOPED_TRACE(callOf(each));
     const Workbench bench;
     EXPECT_EQ(bench.call(each.tool, each.arguments), failed(each.message));
     EXPECT_EQ(bench.watch->count("lock"), 0U);
