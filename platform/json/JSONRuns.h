@@ -59,20 +59,8 @@ inline bool isEscaped(char byte) noexcept {
   return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
 }
 
-/// The end of the run of bytes at `at` that need no escape. Bytes that are not ASCII need none.
-inline const char* skippingUnescaped(const char* at, const char* end) noexcept {
-#if defined(KELVANE_SSE2)
-  for (; end - at >= 16; at += 16) {
-    const unsigned mask = escapedBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)));
-    if (mask != 0) return at + std::countr_zero(mask);
-  }
-#endif
-  while (at != end && !isEscaped(*at)) ++at;
-  return at;
-}
-
-/// Copies that run to `to` and returns its length. `to` has room for all of [at, end); bytes of that room after the run
-/// may be overwritten, but none outside it.
+/// Copies the run of bytes at `at` that need no escape to `to`, and returns its length. Bytes that are not ASCII need
+/// none. `to` has room for all of [at, end); bytes of that room after the run may be overwritten, but none outside it.
 inline std::size_t copyUnescaped(const char* at, const char* end, char* to) noexcept {
   const char* const begin = at;
 #if defined(KELVANE_SSE2)

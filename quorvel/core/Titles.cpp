@@ -50,7 +50,7 @@ TextRange headingContent(std::string_view text, const ScriptHeading& heading) no
 
 TextRange titleRange(std::string_view text, const ScriptHeading& heading) noexcept {
   const TextRange content = headingContent(text, heading);
-  const std::string_view title = trimmingWhitespace(text.substr(content.begin, content.end - content.begin));
+  const auto title = kelvane::unicode::trimmingWhiteSpace(text.substr(content.begin, content.end - content.begin));
   if (title.empty()) return {content.begin, content.begin};
   const auto begin = static_cast<std::size_t>(title.data() - text.data());
   return {begin, begin + title.size()};
