@@ -79,7 +79,7 @@ class FirstChapter {
 
   static bool mostlyCRLF(std::string_view text) {
     std::ptrdiff_t more = 0;
-    for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
+    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1))
       more += at > 0 && text[at - 1] == '\r' ? 1 : -1;
     return more > 0;
   }
