@@ -21,7 +21,7 @@ CountedCalls::~CountedCalls() {
 
 using kelvane::tests::watching;
 
-// The linker leads every call of these in this program here (see tests/CMakeLists.txt).
+// The linker redirects every call of these functions in this program to here (see tests/CMakeLists.txt).
 extern "C" {
 
 ssize_t __real_read(int file, void* bytes, std::size_t count);

@@ -8,8 +8,8 @@
 
 namespace kelvane::tests {
 
-/// Sees the calls by which this thread reads, writes, waits and searches while it lives, instead of a clock. One at a
-/// time a thread.
+/// While it lives, counts the calls by which this thread reads, writes, waits and searches, so that a test needs no
+/// clock. At most one per thread.
 class CountedCalls {
  public:
   CountedCalls() noexcept;

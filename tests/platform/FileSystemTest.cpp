@@ -167,7 +167,7 @@ TEST_F(FileSystem, followsLinks) {
   };
   for (const auto& row : rows) {
     EXPECT_EQ(resolved(row.relative), row.expected) << row.what;
-    // Where the system finds something it is the same thing.
+    // If something exists, the system finds the same thing.
     std::error_code missing;
     const path canonical = std::filesystem::canonical(standardized(root / row.relative), missing);
     if (!missing && row.relative.native().find('\0') == std::string::npos) {

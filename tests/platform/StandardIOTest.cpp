@@ -57,7 +57,7 @@ std::vector<std::string> allLines(LineReader& reader) {
   return lines;
 }
 
-/// The lines of an input that arrives in these chunks.
+/// The lines that a reader returns for an input that arrives in these chunks.
 std::vector<std::string> linesOf(const std::vector<std::string>& chunks, bool blocking = true) {
   Pipe pipe;
   if (!blocking) doNotBlock(pipe.reader());
@@ -276,7 +276,7 @@ TEST(LineReader, repeatsInterruptedReads) {
       ::sigset_t all;
       ::sigfillset(&all);
       ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
-      // Nothing comes before the reader was interrupted while there was nothing to read.
+      // Writes nothing until the reader has been interrupted often while it waited for input.
       while (Interruptions::delivered < 20) ::usleep(100);
       for (const char byte : "a line\n"s) {
         ::usleep(500);
@@ -293,7 +293,7 @@ TEST(LineReader, repeatsInterruptedReads) {
   }
 }
 
-/// Reads all there is, a little at a time.
+/// Reads to the end, `step` bytes at a time.
 std::string drained(int descriptor, std::size_t step) {
   std::string result;
   std::string buffer(step, '\0');
@@ -331,7 +331,7 @@ TEST(WriteAll, writesEveryByteIfTheSystemAcceptsAFewAtATime) {
 }
 
 TEST(WriteAll, writesOnceIfTheSystemAcceptsAllBytes) {
-  // A packet pipe keeps writes apart.
+  // A pipe in packet mode returns one write per read.
   int ends[2];
   if (::pipe2(ends, O_DIRECT) != 0) GTEST_SKIP() << "This system has no pipes that keep writes apart.";
   writeAll(ends[1], "one reply\n");

@@ -11,7 +11,7 @@
 #include "platform/StandardIO.h"
 #include "tests/platform/CountedCalls.h"
 
-// How much reading and writing does, counted in calls and bytes.
+// The work that reading and writing takes, counted in calls and bytes instead of time.
 
 namespace kelvane {
 namespace {
@@ -43,10 +43,10 @@ class Pipe {
   int ends_[2];
 };
 
-/// After so many tries in vain a loop is said to spin, and is let go.
+/// After so many reads and writes without waiting, a loop is judged to spin: the test fails, and the loop may end.
 constexpr std::size_t patience = 100;
 
-/// Lets something happen when it is waited for without a time limit, and only then.
+/// Makes something happen when code waits for it without a time limit, and only then.
 class Occasion {
  public:
   Occasion(short events, std::function<void()> happens) : events_(events), happens_(std::move(happens)) {

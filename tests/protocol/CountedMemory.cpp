@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <new>
 
-// The linker leads every call of these in this program here (see tests/CMakeLists.txt).
+// The linker redirects every call of these functions in this program to here (see tests/CMakeLists.txt).
 extern "C" {
 void* __real_malloc(std::size_t size);
 void __real_free(void* memory);
@@ -60,7 +60,7 @@ void __wrap_free(void* memory) {
   __real_free(memory);
 }
 
-// All of the operators, since a sanitizer brings its own and minds memory that one kind gives and another takes.
+// All of the operators: a sanitizer has its own, and reports memory that one kind allocates and another frees.
 
 void* operator new(std::size_t size) {
   if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;

@@ -5,20 +5,20 @@
 
 namespace kelvane::tests {
 
-/// Counts what this thread takes of the heap while it lives, and lets memory run out where a test wants that. One at a
-/// time a thread. A test's own expectations need memory, too, so they stand behind it.
+/// While it lives, counts what this thread allocates, and makes allocations fail if a test wants that. At most one per
+/// thread. A test's own expectations need memory too, so they come after it.
 class CountedMemory {
  public:
-  /// So many more pieces of memory can be had.
+  /// From now on, only so many allocations succeed.
   explicit CountedMemory(std::size_t pieces = std::numeric_limits<std::size_t>::max()) noexcept;
   CountedMemory(const CountedMemory&) = delete;
   CountedMemory& operator=(const CountedMemory&) = delete;
   ~CountedMemory();
 
-  /// How many pieces were asked for, those that could not be had among them.
+  /// The number of allocations, including those that failed.
   std::size_t asked() const noexcept;
 
-  /// How many pieces were taken and not given back; less than 0 where older ones were given back.
+  /// The number of pieces that were allocated and not freed; negative if older ones were freed.
   std::ptrdiff_t held() const noexcept;
 };
 

@@ -17,7 +17,7 @@ Result returnedInBraces(Value&& value) {
   return {std::forward<Value>(value)};
 }
 
-// What compilers made different things of: one and the same here by each of them.
+// Braces that compilers disagree about. Here all compilers must agree.
 TEST(JSONBraces, aroundOneValueOfTheSameTypeCopyIt) {
   Array array{1, "a"};
   const Array constant = array;
@@ -86,7 +86,7 @@ TEST(JSONBraces, aroundAnythingElseMakeAList) {
   for (const auto& row : rows) EXPECT_EQ(JSON(row.array).encoded(), row.text) << row.what;
 }
 
-// What lives no longer than a temporary cannot be asked of one.
+// What lives only as long as a value cannot be taken from a temporary.
 
 template <class Value>
 concept HandsOutText = requires(Value&& value) {

@@ -20,7 +20,7 @@ std::string repeated(std::string_view piece, std::size_t times) {
   return text;
 }
 
-/// Keys of every kind, each with another spelling where it has one, and a key beside it that is another.
+/// Keys of every kind, each with a second spelling if it has one, and with a different key.
 const struct Spelling {
   const char* what;
   std::string key, other, different;
@@ -70,8 +70,8 @@ TEST(JSONMemory, findingAKeyAllocatesNothing) {
   }
 }
 
-/// Does something with ever more memory, until there is enough of it, and looks each time that it throws
-/// std::bad_alloc and leaves nothing behind. How often memory ran out.
+/// Does something with more and more memory until it succeeds. Expects that each failure is std::bad_alloc and leaks
+/// nothing. Returns the number of failures.
 template <class Action>
 int timesOutOfMemory(const char* what, const Action& action) {
   for (std::size_t pieces = 0;; ++pieces) {

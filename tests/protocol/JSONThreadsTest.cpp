@@ -10,9 +10,9 @@
 namespace kelvane {
 namespace {
 
-/// Lets each of some threads have a copy of the value, of which none is left elsewhere, and do something with it. What
-/// one thread reads another destroys or changes then: the thread sanitizer sees it where the count of references does
-/// not put the one before the other.
+/// Gives each of some threads a copy of the value, keeps none, and lets each do something with its copy. So one thread
+/// reads what another destroys or changes later. If the count of references does not order the two, the thread
+/// sanitizer reports it.
 void eachOfSomeThreads(const std::function<JSON()>& made, const std::function<void(JSON&)>& action) {
   for (int round = 0; round < 200; ++round) {
     std::optional<JSON> value = made();

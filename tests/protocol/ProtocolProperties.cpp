@@ -22,7 +22,7 @@ bool hasItsKeysInOrder(const JSON::Object& object) {
   return true;
 }
 
-/// A value made anew from the parts of another.
+/// A value built again from the parts of another.
 JSON rebuilt(const JSON& value) {
   if (const JSON::Object* object = value.object()) {
     JSON::Object result;

@@ -7,7 +7,7 @@
 namespace kelvane {
 namespace {
 
-/// Messages and what they are made of, put together at random and often not well-formed.
+/// A message with random edits, often not well-formed.
 std::string randomLine(std::mt19937_64& generator) {
   static const std::string_view whole[] = {
       R"({"id":1,"method":"ping"})",

@@ -22,13 +22,13 @@ using tests::RowName;
 
 using namespace std::string_view_literals;
 
-/// Has nothing to say, not even an empty text.
+/// An exception whose message is null.
 class Unsaid : public std::exception {
  public:
   const char* what() const noexcept override { return nullptr; }
 };
 
-/// Three tiny tools, the second name taken twice.
+/// Three tiny tools, two of which have the same name.
 std::vector<Tool> tinyTools() {
   return {Tool("echo", "Says the arguments.", schema({{"text", "What to say"}}, {"text"}),
                [](const JSON::Object& arguments) { return JSON(arguments).encoded(); }),
@@ -243,7 +243,7 @@ TEST(Server, hasItsNameItsToolsAndItsVersion) {
             R"("serverInfo":{"name":"a \"name\"","version":"1.0.0"}}})");
 }
 
-/// Lets this process take no more than so many bytes beyond those that it has.
+/// Limits this process to so many bytes beyond those that it has already.
 void limitMemory(rlim_t more) {
   rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
@@ -252,8 +252,8 @@ void limitMemory(rlim_t more) {
   ::setrlimit(RLIMIT_AS, &limit);
 }
 
-// The tool's text finds room, also a second time, and its JSON, where each line break takes two bytes, does not. Larger
-// than what other tests may have left to be used again.
+// There is room for the tool's text, even twice, but not for its JSON, in which each line break takes two bytes. The
+// text is larger than any memory that other tests may have freed for reuse.
 TEST(Server, answersWithASentenceIfThereIsNoMemoryForTheReply) {
   constexpr std::size_t size = 64'000'000;
   const auto taken = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };

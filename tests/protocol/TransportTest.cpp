@@ -32,7 +32,7 @@ std::string readAll(int descriptor) {
   return all;
 }
 
-/// What the server answers to the input, which arrives in writes of the sizes that `nextSize` says.
+/// The server's output for an input that arrives in writes of the sizes that `nextSize` returns.
 template <class NextSize>
 std::string answer(std::string_view input, NextSize nextSize) {
   int in[2];
@@ -130,7 +130,7 @@ TEST(Transport, anyChunkingOfAHundredRequestsGivesTheSameOutput) {
 }
 
 TEST(Transport, aReplyLeavesInOneWriteBeforeTheNextLineIsRead) {
-  // Sockets of packets keep what was written together apart.
+  // A socket of packets returns one write per read.
   int in[2];
   int out[2];
   ASSERT_EQ(pipe(in), 0);

@@ -7,7 +7,7 @@
 namespace kelvane {
 namespace {
 
-/// Writes down what it is told. It refuses the number 13, and lone surrogates unless it `allowsLone`.
+/// A sink that records what it is told. It refuses the number 13, and lone surrogates unless it `allowsLone`.
 struct Recorder {
   bool allowsLone = false;
   std::string told{};

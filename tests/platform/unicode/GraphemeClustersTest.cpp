@@ -12,7 +12,7 @@ namespace {
 using namespace kelvane::tests;
 using namespace std::string_literals;
 
-/// Where the characters of a text end.
+/// The offsets at which the characters of a text end.
 std::vector<std::size_t> ends(std::string_view text) {
   std::vector<std::size_t> result;
   for (std::size_t offset = 0; offset < text.size();) result.push_back(offset = characterEnd(text, offset));

@@ -77,7 +77,7 @@ TEST(LetterCase, equivalentScalarsAndBothLetterCasesFoldToTheSame) {
     const std::vector<std::string> parts = fields(line);
     if (parts.at(1) != "C" && parts[1] != "F") continue;
     const std::u32string from = scalars(parts[0]);
-    // The subscript iota is a mark, and its case folding a letter: as a mark, it is not left.
+    // The subscript iota is a mark that folds to a letter. It is removed as a mark, before it is folded.
     std::u32string to = scalars(parts.at(2));
     if (to.back() == 0x3B9 && from != U"\u0399") continue;
     EXPECT_EQ(folded(utf8(from)), folded(utf8(to))) << line;

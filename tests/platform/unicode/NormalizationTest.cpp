@@ -14,7 +14,7 @@ namespace {
 
 using namespace kelvane::tests;
 
-/// What utf8proc makes of a whole text, for comparing.
+/// The canonical composition of a whole text by utf8proc, to compare with.
 std::string composedAtOnce(const std::string& text) {
   utf8proc_uint8_t* result = nullptr;
   const auto size =
@@ -119,9 +119,9 @@ TEST(Normalization, aTextThatIsNotUTF8IsItsOwnForm) {
 }
 
 TEST(Normalization, theOrderIsThatOfTheCanonicalFormsBytes) {
-  // Each stands before all that follow it.
+  // Each is less than all that follow it.
   const std::string texts[] = {"", "A", "B", "a", "aa", "e", "ea", "eb\u0301", "z",
-                               // composed to U+00E9, behind all of ASCII, however it is spelled
+                               // composed to U+00E9, which is greater than all of ASCII, in either spelling
                                "e\u0301", "\u00E9a", "e\u0301b", "\uD55C", "\U0001F600", "\xFF"};
   for (std::size_t left = 0; left < std::size(texts); ++left) {
     for (std::size_t right = 0; right < std::size(texts); ++right) {
@@ -130,7 +130,7 @@ TEST(Normalization, theOrderIsThatOfTheCanonicalFormsBytes) {
   }
 }
 
-/// A text of pieces that combine, reorder, compose and decompose, some of them ill-formed when that is allowed.
+/// A text of pieces that combine, reorder, compose and decompose, some of them ill-formed if that is permitted.
 std::string anyText(std::size_t most, bool illFormed, std::mt19937_64& generator) {
   static const char32_t chosen[] = {'a',    'e',    'E',     ' ',     0x00E9,  0x0301,  0x0302,  0x0323, 0x0327, 0x0345,
                                     0x0344, 0x0958, 0x0928,  0x093C,  0x09C7,  0x09BE,  0x0F71,  0x0F72, 0x1100, 0x1161,
@@ -212,8 +212,8 @@ TEST(Normalization, theOrderIsTotalAndEqualExactlyWhereTextsAreEquivalent) {
 }
 
 TEST(Normalization, ordersALongRunOfMarksQuickly) {
-  // Marks above and below by turns, none of which composes with "x", each kind in an order of its own that must stay.
-  // Ordered by exchanging neighbours, this run would take 10^11 exchanges.
+  // Marks above and below in turn. None composes with "x", and each kind has an order that must stay. Sorting this run
+  // by exchanging neighbours would take 10^11 exchanges.
   const std::string above[] = {"\u0305", "\u0310", "\u033D"}, below[] = {"\u0332", "\u0333", "\u0347", "\u0348"};
   std::string text = "x", allAbove, allBelow;
   for (std::size_t count = 0; count < 500'000; ++count) {

@@ -50,7 +50,7 @@ TEST(UTF8, illFormedPartsAreFoundAndReplaced) {
     EXPECT_EQ(validUTF8Prefix(row.text), row.valid) << row.what;
     EXPECT_EQ(isValidUTF8(row.text), row.valid == row.text.size()) << row.what;
     EXPECT_EQ(replacingInvalidUTF8(row.text), row.replaced) << row.what;
-    // The same behind texts of every length around the blocks that are looked at together.
+    // The same after texts of every length around the size of a block.
     for (std::size_t before = 1; before <= 80; ++before) {
       const std::string filler(before, 'x');
       ASSERT_EQ(validUTF8Prefix(filler + row.text), before + row.valid) << row.what << ", behind " << before;

@@ -10,7 +10,7 @@ namespace {
 
 using namespace kelvane::tests;
 
-/// Words by their definition: characters one after another.
+/// The number of words by their definition, counted character by character.
 std::size_t wordsByCharacters(std::string_view text) {
   std::size_t words = 0;
   bool inWord = false;
@@ -73,7 +73,7 @@ TEST(WordCount, wordsAreRunsOfCharactersThatAreNotWhiteSpace) {
   for (const auto& row : rows) {
     EXPECT_EQ(wordCount(row.text), row.words) << row.what;
     EXPECT_EQ(wordsByCharacters(row.text), row.words) << row.what;
-    // The same at every offset in the blocks that are looked at together.
+    // The same at every offset in a block.
     for (std::size_t before = 0; before <= 130; ++before) {
       const std::string text = std::string(before, 'x') + "\n" + row.text + "\n" + std::string(200 - before, 'y');
       ASSERT_EQ(wordCount(text), row.words + (before > 0) + 1) << row.what << ", behind " << before;

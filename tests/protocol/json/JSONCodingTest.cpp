@@ -13,7 +13,7 @@ namespace {
 
 using tests::RowName;
 
-/// A single-value decoder that holds what a test gives it and notes what it is asked.
+/// A single-value decoder that holds what a test gives it and records which operations are called.
 struct Holder {
   bool isNil = false;
   std::optional<bool> boolean = {};
@@ -113,7 +113,7 @@ TEST(JSONCoding, throwsForALackOfMemoryInsteadOfTryingTheNextKind) {
   EXPECT_THROW(JSON::from(outer), std::bad_alloc) << "within an array";
 }
 
-/// A single-value encoder that writes down which operations were called.
+/// A single-value encoder that records which operations are called.
 struct Notes {
   std::string text;
   void encodeNil() { text += "nil "; }
@@ -142,8 +142,7 @@ TEST(JSONCoding, writesEachKindAsItself) {
   EXPECT_EQ(notes.text, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
 }
 
-/// A single-value encoder whose operations return things that may not be dropped by mistake, and take what they are
-/// given as temporaries.
+/// A single-value encoder whose operations return [[nodiscard]] values and take their arguments as temporaries.
 struct Chain {
   std::string text = {};
   [[nodiscard]] Chain& encodeNil() { return put("nil"); }
@@ -168,7 +167,7 @@ struct Chain {
 };
 static_assert(SingleValueEncoder<Chain> && SingleValueEncoder<Notes>);
 
-/// Takes less than every kind, so it is none.
+/// Its encodeString accepts no temporary, so it is not an encoder.
 struct Deaf {
   void encodeNil();
   void encodeBool(bool);

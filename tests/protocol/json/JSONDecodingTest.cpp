@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
     RowName());
 
 TEST(JSONDecoding, readsAStringTheSameWithEachByteAtEveryOffset) {
-  // Every length around the widths that texts are read in, with each kind of byte at each offset.
+  // Every length around the number of bytes that are read at a time, with each kind of byte at each offset.
   for (const std::string_view piece : {"x", "\\n", "é", "€", "𝄞", "\\u0041"}) {
     for (std::size_t length = 0; length < 70; ++length) {
       for (std::size_t offset = 0; offset <= length; ++offset) {
@@ -182,7 +182,7 @@ TEST(JSONDecoding, readsAStringTheSameWithEachByteAtEveryOffset) {
 }
 
 TEST(JSONDecoding, readsNoByteAfterTheText) {
-  // Each text is a part of a larger one that would be read on otherwise; a sanitizer sees it where it stands alone.
+  // Each text is a part of a larger one that would change the result. The address sanitizer checks the same text alone.
   const std::string whole = R"({"key":[12345.5e1,"text\n",true,null]})";
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(JSON::decoded(std::string_view(whole).substr(0, length))) << length;

@@ -86,7 +86,7 @@ TEST(JSONEncoding, writesStringsOfEverySizeWhole) {
 }
 
 TEST(JSONEncoding, hasRoomForTheLongestOutputAtEveryOffset) {
-  // Of each kind that is put without looking the longest, behind any number of bytes that were put one by one.
+  // The longest output of each kind that is written without a check, after any number of bytes in the buffer.
   const auto controls = [](std::size_t count) { return std::string(count, '\x01'); };
   const auto escaped = [](std::size_t count) {
     std::string text;
@@ -120,7 +120,7 @@ TEST(JSONEncoding, hasRoomForTheLongestOutputAtEveryOffset) {
       text += "1,";
     }
     for (const auto& row : rows) {
-      // What lies behind is wrong, too, where more was put than there was room for.
+      // If more was written than there was room for, what follows is wrong too.
       JSON::Array whole = before;
       whole.append(row.value);
       whole.append(2);

@@ -12,8 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Of the files whose treatment RFC 8259 leaves open, those that are accepted here: their numbers are finite or
-/// underflow, their nesting is deep, or a byte-order mark stands before an object.
+/// RFC 8259 leaves some files open. These are accepted here: with numbers that are finite or underflow, with deep
+/// nesting, or with a byte-order mark before an object.
 const std::set<std::string> acceptedOpenCases = {
     "i_number_double_huge_neg_exp.json",      "i_number_real_underflow.json",
     "i_number_too_big_neg_int.json",          "i_number_too_big_pos_int.json",

@@ -14,7 +14,7 @@ namespace {
 
 using tests::RowName;
 
-// A Bool is made of a Bool and of nothing else; a number of any other arithmetic type; no pointer is a Bool.
+// A Bool is made only from a bool, and a number from any other arithmetic type. A pointer never becomes a Bool.
 static_assert(std::is_constructible_v<JSON, bool> && std::is_constructible_v<JSON, char>);
 static_assert(!std::is_constructible_v<JSON, int*> && !std::is_constructible_v<JSON, const void*>);
 
@@ -179,7 +179,7 @@ TEST(JSONValue, objectsFromListsKeepTheLastOfEqualKeys) {
 }
 
 TEST(JSONValue, smallValuesAndCopiesTakeNoMemory) {
-  // The system keeps a few small pieces of memory at hand without counting them, so there are many of each.
+  // The system does not count a few small pieces of memory that it keeps ready, so there are many of each.
   constexpr std::size_t many = 100;
   const auto taken = [] { return ::mallinfo2().uordblks; };
   const auto isTakenByCopies = [&](const JSON& value) {
@@ -210,8 +210,8 @@ TEST(JSONValue, smallValuesAndCopiesTakeNoMemory) {
 }
 
 TEST(JSONValue, threadsMayShareStorage) {
-  // Meaningful under the thread sanitizer: copies of one document, and of one value made by hand, are read, copied,
-  // changed and destroyed in eight threads at once.
+  // For the thread sanitizer: eight threads at once read, copy, change and destroy copies of one document and of one
+  // value made by hand.
   const auto document = JSON::decoded(R"({"list":["a text that is not short",{"a":1}],"b":[[[]]]})");
   JSON::Object made{{"list", JSON::Array{"another text that is not short"}}};
   std::vector<std::thread> threads;
