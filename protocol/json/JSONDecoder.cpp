@@ -174,16 +174,6 @@ class JSON::Storage::Decoder {
     std::size_t member;
   };
 
-  static std::uint64_t leadingBytes(const JSON& key) noexcept {
-    const std::string_view bytes = text(key);
-    // There are eight bytes: a string that is stored inline has room for them, any other is longer.
-    std::uint64_t word;
-    static_assert(inlineCapacity >= sizeof word);
-    std::memcpy(&word, bytes.data(), sizeof word);
-    if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-    return bytes.size() < sizeof word ? word & ~(~std::uint64_t{0} >> 8 * bytes.size()) : word;
-  }
-
   template <class Compare>
   static void insertionSort(Ranked* ranked, std::size_t count, Compare isBefore) {
     for (std::size_t i = 1; i < count; ++i) {

@@ -10,28 +10,58 @@ namespace kelvane {
 // Two neighbouring values of a block are read as one member.
 static_assert(sizeof(JSON::Member) == 2 * sizeof(JSON));
 
-namespace {
+/// A key that is looked for. Keys that are all ASCII are compared as bytes, by the first eight of them where that is
+/// enough; what is known of each key's bytes is stored with it.
+class JSON::Storage::SoughtKey {
+ public:
+  explicit SoughtKey(std::string_view key) noexcept
+      : key_(key), isASCII_(unicode::isASCII(key)), rank_(leadingBytes(key)) {}
 
-/// The index of the first member whose key is not before this one: the index of the key, or the one it would have.
-std::size_t lowerBound(const JSON::Object& object, std::string_view key) noexcept {
-  const bool keyIsASCII = unicode::isASCII(key);
-  const auto isBefore = [keyIsASCII](const JSON::Member& member, std::string_view wanted) {
-    const std::string_view name = member.key();
-    if (keyIsASCII && unicode::isASCII(name)) return name < wanted;
-    return unicode::order(name, wanted) < 0;
+  /// Where the key is among the members of an object's block (null: of an empty one), or would be.
+  struct Position {
+    std::size_t index;
+    bool isTaken;
   };
-  return static_cast<std::size_t>(std::lower_bound(object.begin(), object.end(), key, isBefore) - object.begin());
-}
 
-bool isAt(const JSON::Object& object, std::size_t index, std::string_view key) noexcept {
-  return index < object.size() && unicode::equivalent(object.begin()[index].key(), key);
-}
+  Position positionIn(Block* block) const noexcept {
+    if (block == nullptr) return {0, false};
+    const JSON* const values = block->values();
+    const std::size_t count = block->size / 2;
+    std::size_t index = 0;
+    for (std::size_t left = count; left > 0;) {
+      const std::size_t half = left / 2;
+      if (isAfter(values[2 * (index + half)])) {
+        index += half + 1;
+        left -= half + 1;
+      } else {
+        left = half;
+      }
+    }
+    return {index, index < count && is(values[2 * index])};
+  }
 
-}  // namespace
+ private:
+  bool isAfter(const JSON& name) const noexcept {
+    if (!isComparedAsBytes(name)) return unicode::order(text(name), key_) < 0;
+    const std::uint64_t rank = leadingBytes(name);
+    return rank != rank_ ? rank < rank_ : text(name) < key_;
+  }
+
+  bool is(const JSON& name) const noexcept {
+    return isComparedAsBytes(name) ? text(name) == key_ : unicode::equivalent(text(name), key_);
+  }
+
+  bool isComparedAsBytes(const JSON& name) const noexcept { return isASCII_ && form(name) == Form::ascii; }
+
+  std::string_view key_;
+  bool isASCII_;
+  std::uint64_t rank_;
+};
 
 // These delegate to the default constructor, so that the destructor runs if memory runs out half-way.
 
 JSON::Object::Object(std::initializer_list<std::pair<std::string_view, JSON>> members) : Object() {
+  if (members.size() > 0) Storage::own(block_, 2 * members.size());
   for (const auto& [key, value] : members) set(key, value);
 }
 
@@ -73,13 +103,13 @@ const JSON::Member* JSON::Object::end() const& noexcept {
 }
 
 const JSON* JSON::Object::find(std::string_view key) const& noexcept {
-  const std::size_t index = lowerBound(*this, key);
-  return isAt(*this, index, key) ? &begin()[index].value() : nullptr;
+  const auto [index, isTaken] = Storage::SoughtKey(key).positionIn(block_);
+  return isTaken ? &begin()[index].value() : nullptr;
 }
 
 void JSON::Object::set(std::string_view key, JSON value) {
-  const std::size_t index = lowerBound(*this, key);
-  if (isAt(*this, index, key)) {
+  const auto [index, isTaken] = Storage::SoughtKey(key).positionIn(block_);
+  if (isTaken) {
     Storage::own(block_, block_->size);
     block_->values()[2 * index + 1] = std::move(value);
     return;
@@ -94,8 +124,8 @@ void JSON::Object::set(std::string_view key, JSON value) {
 }
 
 bool JSON::Object::erase(std::string_view key) {
-  const std::size_t index = lowerBound(*this, key);
-  if (!isAt(*this, index, key)) return false;
+  const auto [index, isTaken] = Storage::SoughtKey(key).positionIn(block_);
+  if (!isTaken) return false;
   Storage::own(block_, block_->size);
   JSON* at = block_->values() + 2 * index;
   const JSON oldName(std::move(at[0]));

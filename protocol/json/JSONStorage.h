@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstring>
 #include <new>
 
@@ -24,9 +26,9 @@ namespace kelvane {
 /// the canonical form of the keys. There are two kinds:
 ///
 /// - A block on its own has a count of the values that refer to it. It may be changed if the count is 1.
-/// - The blocks of a decoded document are in one arena with one count: the number of values outside the arena that
-/// refer
-///   to a block in it. Values inside are not counted, blocks in it never change, and they refer only to blocks of the
+/// - The blocks of a decoded document are in one arena with one count: that of the values outside the arena that refer
+/// to
+///   a block in it. Values inside are not counted, blocks in it never change, and they refer only to blocks of the
 ///   same arena. So decoding is a few allocations, and destroying a document is as many.
 ///
 /// A change to what is shared, or to what is in an arena, copies the block first (`own`). The copy is a block on its
@@ -50,6 +52,7 @@ class JSON::Storage {
   class ArenaBuilder;
   class Decoder;
   class Encoder;
+  class SoughtKey;
 
   static Tag tag(const JSON& value) noexcept { return static_cast<Tag>(value.head_.tag & tagMask); }
   static Form form(const JSON& value) noexcept { return static_cast<Form>(value.head_.tag & formMask); }
@@ -66,6 +69,10 @@ class JSON::Storage {
 
   /// The bytes of a value that is a string. The view lives as long as the value.
   static std::string_view text(const JSON& value) noexcept;
+
+  /// The first eight bytes of a string as a number that orders like them; those that it lacks count as 0.
+  static std::uint64_t leadingBytes(const JSON& value) noexcept;
+  static std::uint64_t leadingBytes(std::string_view bytes) noexcept;
 
   /// Whether two values that are strings are canonically equivalent.
   static bool equalTexts(const JSON& left, const JSON& right) noexcept;
@@ -154,6 +161,21 @@ inline JSON::JSON(std::uint8_t tag, Block* block) noexcept {
     default:
       ::new (&sharedText_) SharedText{{tag, 0}, block};
   }
+}
+
+inline std::uint64_t JSON::Storage::leadingBytes(const JSON& value) noexcept {
+  const std::string_view bytes = text(value);
+  // There are eight bytes: a string that is stored inline has room for them, any other is longer.
+  static_assert(inlineCapacity >= sizeof(std::uint64_t));
+  const std::uint64_t word = leadingBytes({bytes.data(), sizeof word});
+  return bytes.size() < sizeof word ? word & ~(~std::uint64_t{0} >> 8 * bytes.size()) : word;
+}
+
+inline std::uint64_t JSON::Storage::leadingBytes(std::string_view bytes) noexcept {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes.data(), std::min(bytes.size(), sizeof word));
+  if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+  return word;
 }
 
 inline void JSON::Storage::constructText(JSON* slot, Form form, Block* block) noexcept {
