@@ -26,10 +26,9 @@ namespace kelvane {
 /// the canonical form of the keys. There are two kinds:
 ///
 /// - A block on its own has a count of the values that refer to it. It may be changed if the count is 1.
-/// - The blocks of a decoded document are in one arena with one count: that of the values outside the arena that refer
-/// to
-///   a block in it. Values inside are not counted, blocks in it never change, and they refer only to blocks of the
-///   same arena. So decoding is a few allocations, and destroying a document is as many.
+/// - The blocks of a decoded document are in one arena with one count, of the values outside that refer to it. Values
+///   inside are not counted, blocks in it never change, and they refer only to blocks of the same arena. So decoding is
+///   a few allocations, and destroying a document is as many.
 ///
 /// A change to what is shared, or to what is in an arena, copies the block first (`own`). The copy is a block on its
 /// own whose values may still refer to the arena.
