@@ -1,8 +1,8 @@
-// The digits are found as Raffaello Giulietti describes it in "The Schubfach way to render doubles" (2021). All numbers
-// that read back to a double lie in an interval around it. Powers of ten of one size are so far apart that at most one
-// multiple of them, or two neighbours of the next smaller size, can lie in there: the pigeonholes ("Schubfach") of the
-// title. So it takes three multiplications by a power of ten, rounded to 128 bits, and no loop. The products are only
-// as exact as they must be: "rounded to odd", their lowest bit says whether anything was cut off.
+// How the digits are found: by the algorithm of Raffaello Giulietti, "The Schubfach way to render doubles" (2021). All
+// numbers that read back to a double form an interval around it. For the right power of ten, the interval contains at
+// most one multiple of it, or else two neighbouring multiples of the next smaller one: the pigeonholes ("Schubfach") of
+// the title. So it takes three multiplications by a power of ten, rounded to 128 bits, and no loop. The products are
+// only as exact as necessary: they are "rounded to odd", that is, the lowest bit says whether anything was cut off.
 #include "platform/json/ShortestDouble.h"
 
 #include <array>
@@ -16,15 +16,14 @@
 
 namespace kelvane {
 
-// Where there are no integers of 128 bits, the standard library writes all numbers.
+// Without integers of 128 bits, the standard library writes all numbers.
 #if defined(__SIZEOF_INT128__) && !defined(KELVANE_PORTABLE)
 
 namespace {
 
 __extension__ using UInt128 = unsigned __int128;
 
-/// The greatest integers that are not above log10(2^e), log10(3/4 * 2^e) and log2(10^e), for each e that a double
-/// needs.
+/// log10(2^e), log10(3/4 * 2^e) and log2(10^e), rounded down, for each e that a double needs.
 constexpr int floorLog10OfPower2(int e) noexcept {
   return (e * 1262611) >> 22;
 }
@@ -35,7 +34,7 @@ constexpr int floorLog2OfPower10(int e) noexcept {
   return (e * 1741647) >> 19;
 }
 
-/// The upper 128 bits of a power of ten, rounded up where there are more.
+/// The upper 128 bits of a power of ten, rounded up if it has more.
 struct Power10 {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
@@ -44,7 +43,8 @@ struct Power10 {
 constexpr int leastPower = -292;
 constexpr int greatestPower = 324;
 
-/// A number of 320 bits with its highest bit set, highest word first; what is lost below does not reach the upper 128.
+/// A number of 320 bits with its highest bit set, highest word first. Errors in its lowest bits do not reach the upper
+/// 128.
 class Wide {
  public:
   constexpr void timesFive() {
@@ -94,7 +94,7 @@ class Wide {
   bool isExact_ = true;
 };
 
-/// Powers of ten differ from those of five by powers of two, which the highest 128 bits do not show.
+/// A power of ten is a power of five times a power of two, so the upper 128 bits of both are the same.
 constexpr auto powersOf10 = [] {
   std::array<Power10, greatestPower - leastPower + 1> powers{};
   Wide up;
@@ -107,8 +107,8 @@ constexpr auto powersOf10 = [] {
   return powers;
 }();
 
-/// The integer part of number * power / 2^128, its lowest bit set where there is more behind the point than the power's
-/// own error can make.
+/// The integer part of number * power / 2^128. Its lowest bit is set if the fraction is more than the error of the
+/// power can cause.
 std::uint64_t roundedToOdd(Power10 power, std::uint64_t number) noexcept {
   const UInt128 lower = static_cast<UInt128>(power.low) * number;
   const UInt128 product = static_cast<UInt128>(power.high) * number + (lower >> 64);
@@ -122,14 +122,14 @@ struct Decimal {
   int exponent;
 };
 
-/// The shortest decimal number in the interval of significand * 2^exponent; of two the nearer one.
+/// The shortest decimal number in the interval around significand * 2^exponent. If there are two, the nearer one.
 Decimal shortest(std::uint64_t significand, int exponent, bool isLowerBoundaryCloser) noexcept {
   const bool isEven = significand % 2 == 0;  // then the ends of the interval belong to it
   const int k = isLowerBoundaryCloser ? floorLog10OfThreeQuarters(exponent) : floorLog10OfPower2(exponent);
   const int shift = exponent + floorLog2OfPower10(-k) + 1;
   const Power10 power = powersOf10[static_cast<std::size_t>(-k - leastPower)];
 
-  // All of these are four times what they stand for.
+  // The value and the ends of its interval, each multiplied by four.
   const std::uint64_t middle = roundedToOdd(power, 4 * significand << shift);
   const std::uint64_t lowest =
       roundedToOdd(power, (4 * significand - (isLowerBoundaryCloser ? 1 : 2)) << shift) + (isEven ? 0 : 1);
@@ -164,9 +164,9 @@ char* writePair(std::uint64_t number, char* to) noexcept {
   return to + 2;
 }
 
-/// Writes a number's digits so that they end there; returns where they begin.
+/// Writes a number's digits so that they end at `end`, and returns their beginning.
 char* writeDigitsBefore(char* end, std::uint64_t number) noexcept {
-  // Integers of 32 bits are divided more quickly.
+  // Division of 32-bit integers is faster.
   while (number >> 32 != 0) {
     auto lower = static_cast<std::uint32_t>(number % 100000000);
     number /= 100000000;
@@ -182,9 +182,11 @@ char* writeDigitsBefore(char* end, std::uint64_t number) noexcept {
   return end;
 }
 
-/// So many digits tell every double from all others. Whatever is copied is copied with so many bytes, which is one step
-/// where the length is none that the compiler knows; what is too much is written over.
+/// With this many digits every double differs from all others.
 constexpr std::size_t mostDigits = 17;
+
+/// Digits are always copied in this many bytes, because a copy of a fixed size is one step. The next output overwrites
+/// those that are too many.
 constexpr std::size_t copied = 24;
 
 char* writeExponent(int exponent, char* to) noexcept {
@@ -206,7 +208,7 @@ char* writeShortest(double value, char* to) noexcept {
   const auto bits = std::bit_cast<std::uint64_t>(value);
   const std::uint64_t fraction = bits & ((std::uint64_t{1} << significandBits) - 1);
   const auto biased = static_cast<int>(bits >> significandBits & 0x7FF);
-  // Large numbers are written with all their digits and not only those that tell them apart; 0 has no digits.
+  // Large integers are written with all their digits, not only with those that distinguish them. 0 has no digits.
   const bool isLarge = biased >= bias;
   if (isLarge || (biased == 0 && fraction == 0)) return std::to_chars(to, to + roomForDouble, value).ptr;
 

@@ -2,14 +2,14 @@
 
 namespace kelvane {
 
-/// How many bytes `writeShortest` may write: twice the longest text, -2.2250738585072014e-308.
+/// The room that `writeShortest` needs, in bytes. The longest result, -2.2250738585072014e-308, has half as many.
 inline constexpr int roomForDouble = 48;
 
-/// Writes the shortest decimal number that reads back to the same double, in the form that std::to_chars has for it: of
-/// 0.001 and 1e-03 the shorter one, without an exponent where both are as long. Returns the end of what was written.
+/// Writes the shortest decimal number that reads back to the same double, and returns its end. The bytes are those of
+/// std::to_chars: with or without an exponent, whichever is shorter, and without one if both have the same length.
 ///
-/// The value is finite, and `to` has room for `roomForDouble` bytes, of which those behind the end hold
-/// anything then. Does not allocate; may be called from any thread.
+/// The value must be finite, and `to` must have room for `roomForDouble` bytes. Those after the end may be overwritten.
+/// Takes constant time, allocates nothing and never fails. May be called from several threads at once.
 char* writeShortest(double value, char* to) noexcept;
 
 }  // namespace kelvane
