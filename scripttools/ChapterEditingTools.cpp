@@ -46,10 +46,11 @@ Tool::Run editing(const WritingTurns& turns, Change change, Note note) {
   };
 }
 
-/// A script with words but no chapters: before one is added, those words must become chapter 1. Nothing for others.
+/// A script with words but no chapters, with a heading above those words: they must become chapter 1 before a chapter
+/// is added. `needed` returns std::nullopt for any other script.
 ///
-/// The new heading is always followed by two LF. What is written further on takes the line breaks of the words, so the
-/// edit is computed with a heading that has those, which `applied` then replaces.
+/// Two LF always follow that heading, but everything else that is added takes the line breaks of the words. So the edit
+/// is computed on a text whose heading has the line breaks of the words too, and `applied` then puts LF there.
 class FirstChapter {
  public:
   static std::optional<FirstChapter> needed(const JSON::Object& arguments, const Script& script) {

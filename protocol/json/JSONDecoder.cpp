@@ -97,8 +97,8 @@ class JSON::Storage::Decoder {
   /// UTF-8 has no lone surrogates.
   static bool loneSurrogate(const char*) noexcept { return false; }
 
-  /// A string that is stored inline. If the text has sixteen bytes from there on, they are loaded and stored as one;
-  /// those behind the string mean nothing.
+  /// Constructs a string that is stored inline. If the text has 16 bytes from there on, one load and one store copy
+  /// them; those after the string mean nothing.
   void constructShortText(JSON* slot, Form form, std::string_view bytes) const noexcept {
 #if defined(KELVANE_SSE2)
     if (bytes.data() != shortRoom_ && textEnd_ - bytes.data() >= 16) {
