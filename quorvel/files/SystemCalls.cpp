@@ -49,6 +49,10 @@ const dirent* SystemCalls::nextEntry(DIR* folder) const noexcept {
   return ::readdir(folder);
 }
 
+int SystemCalls::open(int folder, const char* name, int flags, unsigned int mode) const noexcept {
+  return ::openat(folder, name, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, static_cast<mode_t>(mode));
+}
+
 long SystemCalls::read(int file, void* bytes, std::size_t count) const noexcept {
   return ::read(file, bytes, count);
 }
@@ -57,8 +61,24 @@ long SystemCalls::write(int file, const void* bytes, std::size_t count) const no
   return ::write(file, bytes, count);
 }
 
+long SystemCalls::readAt(int file, void* bytes, std::size_t count, off_t at) const noexcept {
+  return ::pread(file, bytes, count, at);
+}
+
+long SystemCalls::writeAt(int file, const void* bytes, std::size_t count, off_t at) const noexcept {
+  return ::pwrite(file, bytes, count, at);
+}
+
 int SystemCalls::flush(int file) const noexcept {
   return ::fsync(file);
+}
+
+int SystemCalls::flushBytes(int file) const noexcept {
+#ifdef KELVANE_LINUX_CALLS
+  return ::fdatasync(file);
+#else
+  return flush(file);
+#endif
 }
 
 int SystemCalls::flushFolder(int folder) const noexcept {

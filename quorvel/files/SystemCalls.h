@@ -1,6 +1,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/types.h>
 
 #include <cstddef>
 
@@ -22,8 +23,14 @@ class SystemCalls {
   /// The next entry of a folder; nothing at its end, and nothing with errno set when it could not be read.
   virtual const dirent* nextEntry(DIR* folder) const noexcept;
 
+  /// Opens an entry of a folder for a connection to a database, without following a link and without waiting for a
+  /// pipe. What O_CREAT creates gets the permissions `mode`.
+  virtual int open(int folder, const char* name, int flags, unsigned int mode) const noexcept;
+
   virtual long read(int file, void* bytes, std::size_t count) const noexcept;
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
+  virtual long readAt(int file, void* bytes, std::size_t count, off_t at) const noexcept;
+  virtual long writeAt(int file, const void* bytes, std::size_t count, off_t at) const noexcept;
 
   /// Whether an errno says that the system or the disk does not know the call. Some disks say so by EPERM, which is
   /// then told from a refusal by trying to do without.
@@ -32,7 +39,10 @@ class SystemCalls {
   /// Returns when a file's bytes, or a folder's entries, are on the disk.
   virtual int flush(int file) const noexcept;
 
-  /// The same for a folder. EINVAL, by which a disk says that its folders need no flushing, is no failure.
+  /// The same for a file's bytes and its size, but not for its other attributes.
+  virtual int flushBytes(int file) const noexcept;
+
+  /// As `flush`, for a folder. EINVAL, by which a disk says that its folders need no flushing, is no failure.
   int flushFolder(int folder) const noexcept;
 
   /// Swaps two entries of a folder in one step, whatever they are.

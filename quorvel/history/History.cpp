@@ -111,8 +111,11 @@ bool isInOwnFolder(std::string_view identifier) {
 
 }  // namespace
 
-History::History(std::filesystem::path root, Clock clock, std::chrono::milliseconds patience)
-    : root_(std::move(root)), file_(kelvane::filesystem::standardized(root_), patience), clock_(std::move(clock)) {
+History::History(std::filesystem::path root, Clock clock, std::chrono::milliseconds patience, const SystemCalls& calls)
+    : root_(std::move(root)),
+      file_(kelvane::filesystem::standardized(root_), patience, historyMigrations(), calls),
+      clock_(std::move(clock)) {
+  sqlite::prepareProcess();
 }
 
 std::string History::identifier(const std::filesystem::path& script) const {
@@ -265,7 +268,7 @@ PendingRename::~PendingRename() {
   try {
     Connection connection = file_->writing(*root_);
     settleRenames(connection, root_->folder());
-    connection.run("COMMIT");
+    HistoryFile::commit(connection, *root_);
   } catch (...) {  // the record stays, and the next writer does the same
   }
 }
@@ -276,7 +279,7 @@ void PendingRename::done() noexcept {
   try {
     Connection connection = file->writing(*root_);
     finishRename(connection, record_);
-    connection.run("COMMIT");
+    HistoryFile::commit(connection, *root_);
   } catch (...) {  // the record stays, and says the same to whoever reads it
   }
 }

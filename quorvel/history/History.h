@@ -14,6 +14,7 @@
 
 #include "platform/QuorvelLibrary.h"
 #include "quorvel/files/OpenedRoot.h"
+#include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/HistoryError.h"
 #include "quorvel/history/HistoryFile.h"
 #include "quorvel/history/VersionNumber.h"
@@ -92,7 +93,8 @@ class History final : public VersionStore {
   /// `root` is the library's folder, made absolute at once; the paths given to operations begin with it, as it was
   /// given or absolute.
   explicit History(std::filesystem::path root, Clock clock = std::chrono::system_clock::now,
-                   std::chrono::milliseconds patience = std::chrono::seconds(10));
+                   std::chrono::milliseconds patience = std::chrono::seconds(10),
+                   const SystemCalls& calls = SystemCalls::ofTheSystem());
 
   std::optional<ScriptVersion> snapshot(std::string_view text, const std::filesystem::path& script,
                                         std::string_view label) override;

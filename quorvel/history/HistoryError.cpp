@@ -6,7 +6,7 @@
 #include <string>
 
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/history/OneDatabase.h"
+#include "quorvel/history/ConfinedVFS.h"
 
 namespace quorvel {
 namespace {
@@ -102,12 +102,6 @@ HistoryError HistoryFailure::uncertain(int error) {
                       ". No script was changed, but it is not certain whether the history was. Check the disk.");
 }
 
-HistoryError HistoryFailure::noWayToFolder(HistoryUse use) {
-  return sentence(
-      "cannot be opened without the danger of opening something outside the library, because /proc is missing", use,
-      "Mount /proc and try again.");
-}
-
 HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   const std::string_view what =
       use == HistoryUse::reading ? "could not be read, because " : "could not be written, because ";
@@ -129,11 +123,11 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
         "Use it once as a user who may write in the folder .kelvane.");
   }
   if (use == HistoryUse::writing && leavesOutcomeOpen(error)) return uncertain(error.systemError());
-  if (error.code() == sqlite::OneDatabase::otherFile) return strangeJournal(use);
-  if (error.code() == sqlite::OneDatabase::writeAheadLog) return writeAheadLog(use);
-  if (error.code() == sqlite::OneDatabase::noWayToFolder) return noWayToFolder(use);
+  if (error.code() == sqlite::ConfinedVFS::otherFile) return strangeJournal(use);
+  if (error.code() == sqlite::ConfinedVFS::writeAheadLog) return writeAheadLog(use);
+  if (error.code() == sqlite::ConfinedVFS::databaseIsNoFile) return noFile(use);
+  if (error.code() == sqlite::ConfinedVFS::journalIsNoFile) return noJournal(use);
   if (error.code() == SQLITE_READONLY_DBMOVED) return moved();
-  if (error.code() == SQLITE_CANTOPEN_SYMLINK) return refused(ELOOP, use);
   switch (error.primaryCode()) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

@@ -36,9 +36,6 @@ struct HistoryFailure {
   static HistoryError moved();
   static HistoryError movedAtTheEnd();  ///< When the change was already made in what was moved away.
 
-  /// The system has no path that leads to an opened folder, by which alone the database is opened.
-  static HistoryError noWayToFolder(HistoryUse use);
-
   /// The system failed, for a value of errno, when the change may already have been made.
   static HistoryError uncertain(int error);
 

@@ -17,41 +17,17 @@ namespace {
 
 using sqlite::Connection;
 
-constexpr const char* journalName = "history.sqlite-journal";
-constexpr off_t smallestDatabase = 512;
-
 HistoryError folderFailure(const std::system_error& error, HistoryUse use) {
   const int reason = error.code().value();
   return reason == ENOTDIR ? HistoryFailure::noFolder(use) : HistoryFailure::refused(reason, use);
-}
-
-bool isThere(const Descriptor& folder, HistoryUse use) {
-  struct stat status {};
-  if (::fstatat(folder.get(), historyFileName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    if (errno == ENOENT) return false;
-    throw HistoryFailure::refused(errno, use);
-  }
-  if (!S_ISREG(status.st_mode)) throw HistoryFailure::noFile(use);
-  // SQLite would wait for ever for somebody to write into a pipe.
-  struct stat journal {};
-  if (::fstatat(folder.get(), journalName, &journal, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(journal.st_mode)) {
-    throw HistoryFailure::noJournal(use);
-  }
-  // SQLite takes a file that is too short for a database to be empty, and would write over it.
-  const bool isStump = status.st_size > 0 && status.st_size < smallestDatabase;
-  if (isStump && ::faccessat(folder.get(), journalName, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-    throw HistoryFailure::damaged(use);
-  }
-  return true;
 }
 
 void prepare(Connection& connection) {
   connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
-Connection openedForWriting(const std::shared_ptr<const Descriptor>& folder, Connection::Access access,
-                            std::chrono::milliseconds patience) {
-  Connection connection(folder, historyFileName, access, patience);
+/// Begins a transaction that no other writer shares.
+void beginWriting(Connection& connection) {
   prepare(connection);
   {
     // Held at its row, it keeps the database locked for reading, so that the lines below it neither unlock and lock it
@@ -60,14 +36,12 @@ Connection openedForWriting(const std::shared_ptr<const Descriptor>& folder, Con
     held.next();
     connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
     try {
-      connection.run("BEGIN IMMEDIATE");
-      return connection;
+      return connection.run("BEGIN IMMEDIATE");
     } catch (const sqlite::Error& error) {
       if (error.primaryCode() != SQLITE_BUSY) throw;
     }
   }
   connection.run("BEGIN IMMEDIATE");
-  return connection;
 }
 
 void bringUpToDate(Connection& connection, std::span<const std::string_view> migrations, HistoryUse use) {
@@ -84,25 +58,18 @@ void bringUpToDate(Connection& connection, std::span<const std::string_view> mig
   }
 }
 
-/// Opening a database for writing finishes what a dead process left half-way.
-void makeReadable(const std::shared_ptr<const Descriptor>& folder, std::chrono::milliseconds patience,
-                  std::span<const std::string_view> migrations) {
-  Connection connection = openedForWriting(folder, Connection::Access::writing, patience);
-  bringUpToDate(connection, migrations, HistoryUse::reading);
-  connection.run("COMMIT");
-}
-
-/// Whether what the connection writes to is what the library's path leads to.
+/// Whether the library's path leads to the database of the connection. This only looks, so a link on the way does no
+/// harm.
 bool isInPlace(const Connection& connection, const OpenedRoot& root) {
-  return root.isInPlace() && !connection.hasMoved() &&
-         identityOf(root.folder().get(), std::string(ownFolderName)) == identityOf(connection.folder().get());
+  const std::string file = std::string(ownFolderName) + '/' + historyFileName;
+  return root.isInPlace() && identityOf(root.folder().get(), file) == connection.identity();
 }
 
 }  // namespace
 
 HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
-                         std::span<const std::string_view> migrations)
-    : root_(std::move(root)), patience_(patience), migrations_(migrations) {
+                         std::span<const std::string_view> migrations, const SystemCalls& calls)
+    : root_(std::move(root)), patience_(patience), migrations_(migrations), calls_(calls) {
 }
 
 std::shared_ptr<const OpenedRoot> HistoryFile::findRoot() const {
@@ -122,16 +89,17 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
   std::shared_ptr<const Descriptor> folder;
   try {
     folder = std::make_shared<const Descriptor>(openOwnFolder(root.folder()));
-    if (!*folder || !isThere(*folder, use)) return std::nullopt;
+    if (!*folder) return std::nullopt;
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
-  for (bool repaired = false;; repaired = true) {
+  for (bool isRepaired = false;; isRepaired = true) {
     try {
-      Connection connection(folder, historyFileName, Connection::Access::reading, patience_);
-      prepare(connection);
-      connection.run("BEGIN");
-      switch (historyFormat(connection, migrations_)) {
+      auto connection = Connection::find(folder, historyFileName, Connection::Access::reading, patience_, calls_);
+      if (!connection) return std::nullopt;
+      prepare(*connection);
+      connection->run("BEGIN");
+      switch (historyFormat(*connection, migrations_)) {
         case HistoryFormat::current:
           return connection;
         case HistoryFormat::empty:
@@ -144,10 +112,18 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
           throw HistoryFailure::foreign(use);
       }
     } catch (const sqlite::Error& error) {
-      if (repaired || error.code() != SQLITE_READONLY_ROLLBACK) throw;
+      if (isRepaired || error.code() != SQLITE_READONLY_ROLLBACK) throw;
     }
-    makeReadable(folder, patience_, migrations_);
+    makeReadable(folder, root);
   }
+}
+
+/// Opening a database for writing finishes what a dead process left half-way.
+void HistoryFile::makeReadable(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const {
+  Connection connection(folder, historyFileName, Connection::Access::writing, patience_, calls_);
+  beginWriting(connection);
+  bringUpToDate(connection, migrations_, HistoryUse::reading);
+  commit(connection, root);
 }
 
 Connection HistoryFile::writing(const OpenedRoot& root) const {
@@ -156,15 +132,25 @@ Connection HistoryFile::writing(const OpenedRoot& root) const {
   try {
     const auto held = HeldOwnFolder::of(root);
     folder = held ? held->folder() : std::make_shared<const Descriptor>(makeOwnFolder(root.folder()));
-    // The folder's own name is flushed before a database is made in it, by whichever process the folder was made: once
-    // there is a database, it cannot vanish with its folder.
-    if (!isThere(*folder, use)) flushRoot(root.folder());
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
-  Connection connection = openedForWriting(folder, Connection::Access::creating, patience_);
+  auto found = Connection::find(folder, historyFileName, Connection::Access::writing, patience_, calls_);
+  Connection connection = found ? std::move(*found) : created(folder, root);
+  beginWriting(connection);
   bringUpToDate(connection, migrations_, use);
   return connection;
+}
+
+/// The folder's own name is flushed before a database is created in it, whichever process created the folder: once
+/// there is a database, it cannot vanish with its folder.
+Connection HistoryFile::created(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const {
+  try {
+    flushRoot(root.folder());
+  } catch (const std::system_error& error) {
+    throw folderFailure(error, HistoryUse::writing);
+  }
+  return Connection(folder, historyFileName, Connection::Access::creating, patience_, calls_);
 }
 
 void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {

@@ -24,7 +24,8 @@ class HistoryFile {
  public:
   /// `patience` is how long an operation waits while another program has the history locked.
   HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
-              std::span<const std::string_view> migrations = historyMigrations());
+              std::span<const std::string_view> migrations = historyMigrations(),
+              const SystemCalls& calls = SystemCalls::ofTheSystem());
 
   const std::filesystem::path& root() const noexcept { return root_; }
 
@@ -49,9 +50,13 @@ class HistoryFile {
   HistoryError failure(const sqlite::Error& error, HistoryUse use) const;
 
  private:
+  void makeReadable(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const;
+  sqlite::Connection created(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const;
+
   std::filesystem::path root_;
   std::chrono::milliseconds patience_;
   std::span<const std::string_view> migrations_;
+  const SystemCalls& calls_;
 };
 
 }  // namespace quorvel

@@ -6,19 +6,19 @@
 #include <new>
 #include <utility>
 
-#include "quorvel/history/OneDatabase.h"
+#include "quorvel/history/ConfinedVFS.h"
 
 namespace quorvel::sqlite {
 
 namespace {
 
-/// SQLite notes the system's answer for most failures; of a COMMIT that failed it is left in errno only.
+/// SQLite itself notes the system's reason only for some failures, such as one to open the database.
 int systemErrorBehind(sqlite3* connection, int code) {
-  const int last = errno;
   const int primary = code & 0xff;
   if (!connection || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return 0;
-  const int noted = sqlite3_system_errno(connection);
-  return noted != 0 ? noted : last;
+  int error = 0;
+  const bool isOpen = sqlite3_file_control(connection, "main", SQLITE_FCNTL_LAST_ERRNO, &error) == SQLITE_OK;
+  return isOpen ? error : sqlite3_system_errno(connection);
 }
 
 [[noreturn]] void fail(sqlite3* connection, int code) {
@@ -32,6 +32,11 @@ void check(sqlite3* connection, int code) {
 }
 
 }  // namespace
+
+void prepareProcess() noexcept {
+  char byte = 0;
+  sqlite3_randomness(1, &byte);
+}
 
 Error::Error(int code, int systemError, const std::string& message)
     : std::runtime_error(message), code_(code), systemError_(systemError) {
@@ -54,7 +59,6 @@ void Statement::bind(int parameter, std::string_view bytes) {
 }
 
 bool Statement::next() {
-  errno = 0;
   const int code = sqlite3_step(statement_.get());
   if (code != SQLITE_ROW && code != SQLITE_DONE) fail(sqlite3_db_handle(statement_.get()), code);
   return code == SQLITE_ROW;
@@ -81,31 +85,37 @@ void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
 }
 
 Connection::Connection(std::shared_ptr<const Descriptor> folder, const std::string& name, Access access,
-                       std::chrono::milliseconds patience)
-    : files_(new OneDatabase(std::move(folder))) {
+                       std::chrono::milliseconds patience, const SystemCalls& calls)
+    : files_(new ConfinedVFS(std::move(folder), calls)) {
   const int how = access == Access::reading   ? SQLITE_OPEN_READONLY
                   : access == Access::writing ? SQLITE_OPEN_READWRITE
                                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   const int flags = how | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(files_->path(name).c_str(), &connection, flags, files_->name());
+  const int code = sqlite3_open_v2(name.c_str(), &connection, flags, files_->name());
   connection_.reset(connection);
   check(connection, code);
   check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
   runAll("PRAGMA temp_store = MEMORY");
 }
 
+std::optional<Connection> Connection::find(std::shared_ptr<const Descriptor> folder, const std::string& name,
+                                           Access access, std::chrono::milliseconds patience,
+                                           const SystemCalls& calls) {
+  try {
+    return Connection(std::move(folder), name, access, patience, calls);
+  } catch (const Error& error) {
+    if (error.code() == SQLITE_CANTOPEN && error.systemError() == ENOENT) return std::nullopt;
+    throw;
+  }
+}
+
 void Connection::runAll(std::string_view sql) {
   check(connection_.get(), sqlite3_exec(connection_.get(), std::string(sql).c_str(), nullptr, nullptr, nullptr));
 }
 
-const Descriptor& Connection::folder() const noexcept {
-  return files_->folder();
-}
-
-bool Connection::hasMoved() const noexcept {
-  int moved = 0;
-  return sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK || moved != 0;
+FileIdentity Connection::identity() const noexcept {
+  return files_->database();
 }
 
 std::int64_t Connection::lastInserted() const noexcept {
@@ -116,7 +126,7 @@ void Connection::Close::operator()(sqlite3* connection) const noexcept {
   sqlite3_close(connection);
 }
 
-void Connection::Forget::operator()(OneDatabase* files) const noexcept {
+void Connection::Forget::operator()(ConfinedVFS* files) const noexcept {
   delete files;
 }
 

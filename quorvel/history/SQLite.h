@@ -3,11 +3,14 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/SystemCalls.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -15,7 +18,11 @@ struct sqlite3_stmt;
 /// SQLite's C interface in C++: a connection, a prepared statement, and an exception for whatever goes wrong.
 namespace quorvel::sqlite {
 
-class OneDatabase;
+class ConfinedVFS;
+
+/// Does what SQLite does once in a process, such as asking the system for random bytes, so that the first call of a
+/// client does not wait for it. It may be called any number of times, and need not be.
+void prepareProcess() noexcept;
 
 /// SQLite refused or failed. The code is the extended one; the errno is the system's last answer where one is behind
 /// it, else 0.
@@ -64,9 +71,14 @@ class Connection {
 
   /// Opens the file of that name in an opened folder; a symbolic link is refused. Looks at nothing in it. Operations
   /// wait for `patience` while another connection has the database locked. They touch no file but this one and its
-  /// rollback journal in the same folder, whatever is in these, and fail where they would have to (see OneDatabase).
+  /// rollback journal in the same folder, whatever is in these, and fail where they would have to (see ConfinedVFS).
   Connection(std::shared_ptr<const Descriptor> folder, const std::string& name, Access access,
-             std::chrono::milliseconds patience);
+             std::chrono::milliseconds patience, const SystemCalls& calls = SystemCalls::ofTheSystem());
+
+  /// The same, or empty if there is no such file.
+  static std::optional<Connection> find(std::shared_ptr<const Descriptor> folder, const std::string& name,
+                                        Access access, std::chrono::milliseconds patience,
+                                        const SystemCalls& calls = SystemCalls::ofTheSystem());
   Connection(Connection&&) = default;
   Connection& operator=(Connection&&) = delete;
 
@@ -96,9 +108,8 @@ class Connection {
     return statement.integer(0);
   }
 
-  /// The folder that was given, and whether its entry of the database's name leads to another file by now, or to none.
-  const Descriptor& folder() const noexcept;
-  bool hasMoved() const noexcept;
+  /// Which file the database is.
+  FileIdentity identity() const noexcept;
 
   /// The row that was inserted last.
   std::int64_t lastInserted() const noexcept;
@@ -108,9 +119,9 @@ class Connection {
     void operator()(sqlite3* connection) const noexcept;
   };
   struct Forget {
-    void operator()(OneDatabase* files) const noexcept;
+    void operator()(ConfinedVFS* files) const noexcept;
   };
-  std::unique_ptr<OneDatabase, Forget> files_;  // outlives the connection
+  std::unique_ptr<ConfinedVFS, Forget> files_;  // outlives the connection
   std::unique_ptr<sqlite3, Close> connection_;
 };
 

@@ -19,6 +19,7 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
+#include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/support/Files.h"
 #include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
@@ -168,7 +169,9 @@ class LibraryHouse : public ::testing::Test {
 
   const kelvane::tests::TemporaryFolder folder;
   const std::filesystem::path root = folder.path() / "Library";
-  const std::shared_ptr<History> history = std::make_shared<History>(root);
+  HistoryCalls historyCalls;
+  const std::shared_ptr<History> history =
+      std::make_shared<History>(root, std::chrono::system_clock::now, std::chrono::seconds(10), historyCalls);
   StagedCalls calls;
   FolderLibrary library{root, history, {calls, std::chrono::milliseconds(50)}};
 };

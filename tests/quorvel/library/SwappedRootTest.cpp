@@ -15,7 +15,7 @@
 
 #include "quorvel/files/OpenedRoot.h"
 #include "tests/quorvel/SystemAbilities.h"
-#include "tests/quorvel/history/SQLiteCalls.h"
+#include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/quorvel/library/OtherPrograms.h"
 #include "tests/support/ChildProcess.h"
 
@@ -133,10 +133,10 @@ TEST_F(SwappedRoot, atAnyMomentACallIsDoneInOneLibraryOrFailsAndTheNewOneIsLeftA
           return 0;
         };
         calls.before = count;
-        const SQLiteCalls ofSQLite(count);
+        historyCalls.before = count;
         sentence = sentenceOf(make);
       }
-      calls.before = [](std::string_view) { return 0; };
+      calls.before = historyCalls.before = [](std::string_view) { return 0; };
       if (made < time) break;
       ++swaps;
       if (sentence == "(no failure)") {
@@ -181,10 +181,10 @@ TEST_F(SwappedRoot, aCallThatSeesItsFolderComeBackIsDoneInIt) {
         return 0;
       };
       calls.before = count;
-      const SQLiteCalls ofSQLite(count);
+      historyCalls.before = count;
       sentence = sentenceOf([&] { update(); });
     }
-    calls.before = [](std::string_view) { return 0; };
+    calls.before = historyCalls.before = [](std::string_view) { return 0; };
     if (made < time) break;
     if (made < time + 3) swapBack();
     (sentence == "(no failure)" ? done : refused) += 1;

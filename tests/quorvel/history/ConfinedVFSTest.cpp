@@ -1,5 +1,5 @@
 // What lies beside the database, or is written in it, leads to no other file.
-#include "quorvel/history/OneDatabase.h"
+#include "quorvel/history/ConfinedVFS.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -23,9 +23,9 @@ std::string bigEndian(std::size_t number) {
   return bytes;
 }
 
-class OneDatabase : public HistoryHouse {
+class ConfinedVFS : public HistoryHouse {
  protected:
-  OneDatabase() { startAfresh(); }
+  ConfinedVFS() { startAfresh(); }
 
   void startAfresh() {
     std::filesystem::remove_all(root / ".kelvane");
@@ -75,7 +75,7 @@ class OneDatabase : public HistoryHouse {
   const std::filesystem::path log = root / ".kelvane/history.sqlite-wal";
 };
 
-TEST_F(OneDatabase, isLeftToNoFileThatAJournalNames) {
+TEST_F(ConfinedVFS, isLeftToNoFileThatAJournalNames) {
   const std::filesystem::path named[] = {
       elsewhere,   outside.path() / "none",    root / "Talk.md", database, root / ".kelvane/lock",
       "elsewhere", outside.path() / "-journal"};
@@ -92,7 +92,7 @@ TEST_F(OneDatabase, isLeftToNoFileThatAJournalNames) {
   }
 }
 
-TEST_F(OneDatabase, waitsForNoPipeThatHasItsJournalsName) {
+TEST_F(ConfinedVFS, waitsForNoPipeThatHasItsJournalsName) {
   leaveJournalThatNames(root / "none");
   std::filesystem::remove(journal);
   ASSERT_EQ(::mkfifo(journal.c_str(), 0600), 0);
@@ -103,7 +103,7 @@ TEST_F(OneDatabase, waitsForNoPipeThatHasItsJournalsName) {
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
-TEST_F(OneDatabase, isNotReadThroughAJournalThatIsALink) {
+TEST_F(ConfinedVFS, isNotReadThroughAJournalThatIsALink) {
   leaveJournalThatNames(root / "none");
   std::filesystem::rename(journal, elsewhere);
   const std::string bytes = read(elsewhere);
@@ -115,7 +115,7 @@ TEST_F(OneDatabase, isNotReadThroughAJournalThatIsALink) {
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
-TEST_F(OneDatabase, hasNoWriteAheadLog) {
+TEST_F(ConfinedVFS, hasNoWriteAheadLog) {
   const struct {
     const char* what;
     std::function<void()> done;
@@ -140,7 +140,7 @@ TEST_F(OneDatabase, hasNoWriteAheadLog) {
   }
 }
 
-TEST_F(OneDatabase, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
+TEST_F(ConfinedVFS, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "PRAGMA journal_mode = WAL; UPDATE versions SET saved = 1", nullptr, nullptr, nullptr),
@@ -154,7 +154,7 @@ TEST_F(OneDatabase, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
   EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
 }
 
-TEST_F(OneDatabase, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
+TEST_F(ConfinedVFS, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
   const auto tried = [&](const char* sql) -> std::string {
     sqlite3* other = nullptr;
     if (sqlite3_open(database.c_str(), &other) != SQLITE_OK) return "not opened";
@@ -177,22 +177,23 @@ TEST_F(OneDatabase, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
   }
   EXPECT_EQ(inChild([&] { return tried(write); }), "not an error");
 
-  sqlite3* other = nullptr;
-  ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-  for (const bool inAnother : {false, true}) {
+  // Anew each time: our connection's end takes the locks of this process's usual connections away.
+  for (const bool inAnother : {true, false}) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
     const auto kept = [&] { return sentenceOf([&] { keep("more", "Talk.md"); }); };
     EXPECT_EQ(
         inAnother ? inChild(kept) : kept(),
         subject + "has been in use by another program for 1 second, so nothing was changed. Try again in a moment.")
         << inAnother;
+    EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
   }
-  EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
 // SQLite sorts, and keeps what it may have to take back, in files unless it is told otherwise.
-TEST_F(OneDatabase, needsNoTemporaryFiles) {
+TEST_F(ConfinedVFS, needsNoTemporaryFiles) {
   sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   connection.runAll(
       "PRAGMA cache_size = 1; BEGIN;"
@@ -204,18 +205,18 @@ TEST_F(OneDatabase, needsNoTemporaryFiles) {
   EXPECT_EQ(connection.integer("SELECT count(*) FROM own"), 50000);
 }
 
-TEST_F(OneDatabase, isNoOtherThatAStatementNames) {
+TEST_F(ConfinedVFS, isNoOtherThatAStatementNames) {
   sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   const std::string attach = "ATTACH '" + elsewhere.native() + "' AS other; SELECT * FROM other.sqlite_schema";
   try {
     connection.runAll(attach);
     ADD_FAILURE() << "opened";
   } catch (const sqlite::Error& error) {
-    EXPECT_EQ(error.code(), sqlite::OneDatabase::otherFile);
+    EXPECT_EQ(error.code(), sqlite::ConfinedVFS::otherFile);
   }
 }
 
-TEST_F(OneDatabase, isForgottenWithItsConnection) {
+TEST_F(ConfinedVFS, isForgottenWithItsConnection) {
   const auto registered = [] {
     std::vector<std::string> names;
     for (const sqlite3_vfs* files = sqlite3_vfs_find(nullptr); files; files = files->pNext)

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <sqlite3.h>
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/FileIdentity.h"
+#include "quorvel/files/SystemCalls.h"
+
+namespace quorvel::sqlite {
+
+/// The file system of one connection (a VFS, as SQLite calls it): one opened folder, and in it the database that the
+/// connection opens first and that database's rollback journal. Both are opened, created, looked for and deleted in
+/// that folder and nowhere else, whatever other programs put in the place of its name meanwhile. Neither is ever a link
+/// or anything but a file.
+///
+/// SQLite does what these files ask of it, and whoever can put a file beside a script can write them: a journal can
+/// name a file anywhere on the disk, which SQLite deletes after playing the journal back, and a database can ask for a
+/// write-ahead log, which creates two files as soon as the database is read. Both are refused, and so are temporary
+/// files: SQLite must keep its temporary data in memory.
+///
+/// Locks exclude other programs that use SQLite in the usual way, and are excluded by them (DatabaseLock.h). There is
+/// one exception: if this process also opens the database in the usual way, that connection loses its locks whenever
+/// one of ours ends. POSIX demands that.
+///
+/// The database is private to one thread at a time. Must outlive the connection that was opened with its name.
+class ConfinedVFS {
+ public:
+  /// The codes of failures that SQLite does not know: another file was asked for; the database has a write-ahead log;
+  /// the database, or its journal, is not a file but a link, a folder, a pipe or the like.
+  static constexpr int otherFile = SQLITE_AUTH;
+  static constexpr int writeAheadLog = SQLITE_AUTH | (2 << 8);
+  static constexpr int databaseIsNoFile = SQLITE_AUTH | (3 << 8);
+  static constexpr int journalIsNoFile = SQLITE_AUTH | (4 << 8);
+
+  /// Registers the file system. `calls` must outlive it. Throws sqlite::Error.
+  ConfinedVFS(std::shared_ptr<const Descriptor> folder, const SystemCalls& calls);
+  ConfinedVFS(const ConfinedVFS&) = delete;
+  ConfinedVFS& operator=(const ConfinedVFS&) = delete;
+  ~ConfinedVFS();
+
+  /// What sqlite3_open_v2 finds it by. The database's own name is given without a folder.
+  const char* name() const noexcept { return name_.c_str(); }
+
+  const Descriptor& folder() const noexcept { return *folder_; }
+  const SystemCalls& calls() const noexcept { return calls_; }
+
+  /// Which file the database is. Only once it is open.
+  FileIdentity database() const noexcept { return database_.identity; }
+
+  /// Whether the database's name in the folder still leads to the file that was opened.
+  bool isInPlace() const noexcept;
+
+  /// The value of errno behind the latest failure of the system.
+  void setLastError(int error) noexcept { lastError_ = error; }
+  int lastError() const noexcept { return lastError_; }
+
+ private:
+  /// What is known of the database since it was opened.
+  struct Database {
+    const char* name;  // SQLite's own, which stays as long as the database is open
+    FileIdentity identity;
+    mode_t mode;
+    uid_t owner;
+    gid_t group;
+  };
+
+  template <auto operation, typename... Arguments>
+  static int passOn(sqlite3_vfs* files, Arguments... arguments);
+
+  static int open(sqlite3_vfs* files, const char* name, sqlite3_file* file, int flags, int* flagsUsed) noexcept;
+  static int remove(sqlite3_vfs* files, const char* name, int flushing) noexcept;
+  static int access(sqlite3_vfs* files, const char* name, int what, int* answer) noexcept;
+  static int fullPath(sqlite3_vfs* files, const char* name, int size, char* path) noexcept;
+  static int lastError(sqlite3_vfs* files, int size, char* text) noexcept;
+
+  int openDatabase(const char* name, sqlite3_file* file, int flags, int* flagsUsed);
+  int openJournal(const char* name, sqlite3_file* file, int flags, int* flagsUsed);
+  int failed(int code) noexcept;
+  int refusal(const char* name) const noexcept;
+  bool isJournal(const char* name) const noexcept;
+  bool isLog(const char* name) const noexcept;
+
+  const std::shared_ptr<const Descriptor> folder_;
+  const SystemCalls& calls_;
+  sqlite3_vfs* const system_;
+  const std::string name_;
+  sqlite3_vfs files_{};
+  Database database_{};
+  int lastError_ = 0;
+};
+
+}  // namespace quorvel::sqlite
