@@ -57,17 +57,14 @@ std::size_t BufferedFile::read(char* bytes, std::size_t count, off_t at) {
     sendWaiting();
   }
   std::size_t found = 0;
-  if (remembers_ && at >= size()) {
-    found = 0;
-  } else if (remembers_ && behind <= headSize) {
-    const std::string& first = head();
-    const auto from = static_cast<std::size_t>(at);
-    if (from < first.size()) found = first.copy(bytes, count, from);
-  } else {
+  if (!remembers_ || (at < size() && behind > headSize)) {
     found = readFromSystem(bytes, count, at);
+  } else if (at < size() && at < static_cast<off_t>(head().size())) {
+    found = head().copy(bytes, count, static_cast<std::size_t>(at));
   }
   std::memset(bytes + found, 0, count - found);
-  return found;
+  const bool isBeforeWaiting = !waiting_.empty() && at < begin_;  // so the zeros up to there are the file's
+  return isBeforeWaiting ? std::max(found, std::min(count, static_cast<std::size_t>(begin_ - at))) : found;
 }
 
 void BufferedFile::write(const char* bytes, std::size_t count, off_t at) {
