@@ -105,6 +105,7 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
         case HistoryFormat::empty:
           return std::nullopt;
         case HistoryFormat::earlier:
+          if (isRepaired) throw sqlite::Error(SQLITE_BUSY, 0, "another program brought the earlier format back");
           break;
         case HistoryFormat::later:
           throw HistoryFailure::later(use);

@@ -157,8 +157,10 @@ void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::
   };
   while (!isSwept()) {
     if (std::chrono::steady_clock::now() > deadline)
-      throw LibraryError(happened +
-                         ", because another program has it open for writing. Save and close it there, then try again.");
+      throw LibraryError(
+          happened + ", because an earlier text of it is in a hidden file beside it (its name begins with " +
+          std::string(TemporaryName::prefix) + "), which another program has open for writing or which " +
+          "is larger than " + largestTextInWords + ". Save and close it there, or move it away, then try again.");
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
 }

@@ -1,5 +1,6 @@
 // How a history of an earlier format becomes one of today's, shown with made-up formats.
 #include "quorvel/history/HistoryFile.h"
+#include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -105,6 +106,26 @@ TEST_F(HistoryFormats, aReaderWhoMayNotWriteCannotAndLeavesIt) {
             "The version history of this library (.kelvane/history.sqlite) could not be read, because the system does "
             "not permit it. Check who may read and write in the folder .kelvane.");
   EXPECT_EQ(format(), 1);
+}
+
+TEST_F(HistoryFormats, aReaderGivesUpWhenAnotherProgramBringsTheEarlierFormatBack) {
+  makeOf({one});
+  const Steps steps{one, "CREATE TABLE another (x)"};
+  const std::string earlier = read(database);
+  HistoryCalls calls;
+  int opened = 0;
+  calls.before = [&](std::string_view call) {
+    if (call == "open" && !std::filesystem::exists(journal) && ++opened < 20) write(database, earlier);
+    return 0;
+  };
+  const HistoryFile file(root, patience, steps, calls);
+  try {
+    file.reading(*OpenedRoot::find(root));
+    ADD_FAILURE() << "read";
+  } catch (const sqlite::Error& error) {
+    EXPECT_THAT(file.failure(error, HistoryUse::reading).what(), HasSubstr("has been in use by another program"));
+  }
+  EXPECT_LT(opened, 10);
 }
 
 TEST_F(HistoryFormats, aStepThatFailsLeavesTheEarlierFormatWhole) {

@@ -182,6 +182,27 @@ TEST_F(SwappedOwnFolder, aVersionThatIsInTheOneThatWasMovedAwayIsNotAcknowledged
   EXPECT_EQ(story("Talk.md"), "one two");
 }
 
+TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInTheOneThatWasMovedAway) {
+  for (const bool isDone : {true, false}) {
+    startAfresh();
+    put("Talk.md");
+    keep("one", "Talk.md");
+    {
+      PendingRename rename = history.willRename("Talk.md", "Speech.md");
+      std::filesystem::rename(pathOf("Talk.md"), pathOf("Speech.md"));
+      swap();
+      if (isDone) rename.done();
+      swapBack();
+      EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 1) << isDone;
+      EXPECT_EQ(story("Speech.md"), "one") << isDone;
+    }
+    keep("two", "Speech.md");
+    EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0) << isDone;
+    EXPECT_EQ(story("Speech.md"), "one two") << isDone;
+    std::filesystem::remove(pathOf("Speech.md"));
+  }
+}
+
 TEST_F(SwappedOwnFolder, aDatabaseOrJournalThatBecomesALinkIsNotOpened) {
   const struct {
     const std::filesystem::path& file;

@@ -101,8 +101,9 @@ TEST_F(LibraryHouse, aScriptIsNotRenamedWhileItsLastTextIsStillBeingSaved) {
     GTEST_SKIP() << "this disk does not tell who has a file open";
   EXPECT_EQ(
       sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
-      "\"Talk.md\" could not be renamed, because another program has it open for writing. Save and close it there, "
-      "then try again.");
+      "\"Talk.md\" could not be renamed, because an earlier text of it is in a hidden file beside it (its name begins "
+      "with .kelvane-), which another program has open for writing or which is larger than 256 MiB. Save and close it "
+      "there, or move it away, then try again.");
   ASSERT_EQ(::write(editor.get(), "and whole", 9), 9);
   editor = Descriptor();
   EXPECT_EQ(library.rename(script("Talk.md"), "New").identifier, "New.md");
