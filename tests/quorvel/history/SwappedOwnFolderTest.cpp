@@ -188,14 +188,18 @@ TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInTheOneThatWasMovedAway) {
     put("Talk.md");
     keep("one", "Talk.md");
     {
-      PendingRename rename = history.willRename("Talk.md", "Speech.md");
+      PendingRename rename = staged.willRename("Talk.md", "Speech.md");
       std::filesystem::rename(pathOf("Talk.md"), pathOf("Speech.md"));
-      swap();
+      calls.before = [&, isSwapped = false](std::string_view call) mutable {
+        if (call == "readAt" && !std::exchange(isSwapped, true)) swap();  // the database is open then
+        return 0;
+      };
       if (isDone) rename.done();
-      swapBack();
-      EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 1) << isDone;
-      EXPECT_EQ(story("Speech.md"), "one") << isDone;
     }
+    calls.before = [](std::string_view) { return 0; };
+    swapBack();
+    EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 1) << isDone;
+    EXPECT_EQ(story("Speech.md"), "one") << isDone;
     keep("two", "Speech.md");
     EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0) << isDone;
     EXPECT_EQ(story("Speech.md"), "one two") << isDone;
