@@ -53,6 +53,10 @@ int SystemCalls::open(int folder, const char* name, int flags, unsigned int mode
   return ::openat(folder, name, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, static_cast<mode_t>(mode));
 }
 
+int SystemCalls::status(int folder, const char* name, struct stat* status) const noexcept {
+  return ::fstatat(folder, name, status, AT_SYMLINK_NOFOLLOW);
+}
+
 long SystemCalls::read(int file, void* bytes, std::size_t count) const noexcept {
   return ::read(file, bytes, count);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -26,6 +27,9 @@ class SystemCalls {
   /// Opens an entry of a folder for a connection to a database, without following a link and without waiting for a
   /// pipe. What O_CREAT creates gets the permissions `mode`.
   virtual int open(int folder, const char* name, int flags, unsigned int mode) const noexcept;
+
+  /// What has a name in a folder, links not followed.
+  virtual int status(int folder, const char* name, struct stat* status) const noexcept;
 
   virtual long read(int file, void* bytes, std::size_t count) const noexcept;
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;

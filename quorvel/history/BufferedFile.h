@@ -44,10 +44,8 @@ class BufferedFile {
 
   off_t size();
 
-  /// From now on no other program changes the file, so its size and its beginning may be remembered.
-  void remember() noexcept { remembers_ = true; }
-
-  /// The same, for a file that has this size now.
+  /// The file has this size, and from now on no other program changes it. So its size and its beginning may be
+  /// remembered.
   void remember(off_t size) noexcept {
     remembers_ = true;
     size_ = size;

@@ -79,10 +79,6 @@ ConfinedVFS::~ConfinedVFS() {
   sqlite3_vfs_unregister(&files_);
 }
 
-bool ConfinedVFS::isInPlace() const noexcept {
-  return database_.name && identityOf(folder_->get(), database_.name) == database_.identity;
-}
-
 int ConfinedVFS::failed(int code) noexcept {
   lastError_ = errno;
   return code;
@@ -126,18 +122,20 @@ int ConfinedVFS::openDatabase(const char* name, sqlite3_file* file, int flags, i
     if (!opened) errno = error;
   }
   if (!opened) return isNoFile(errno) ? databaseIsNoFile : failed(SQLITE_CANTOPEN);
-  struct stat status {};
-  if (::fstat(opened.get(), &status) != 0) return failed(SQLITE_CANTOPEN);
-  if (!S_ISREG(status.st_mode)) return databaseIsNoFile;
-  // SQLite takes a file that is too short for a database to be empty, and would write over it.
-  struct stat journal {};
-  if (status.st_size > 0 && status.st_size < smallestDatabase &&
-      ::fstatat(folder_->get(), (std::string(name) + "-journal").c_str(), &journal, AT_SYMLINK_NOFOLLOW) != 0)
-    return SQLITE_NOTADB;
-  database_ = {name, {status.st_dev, status.st_ino}, status.st_mode & permissions, status.st_uid, status.st_gid};
+  database_.name = name;
   openVFSFile(file, *this, std::move(opened), VFSFileKind::database, std::nullopt);
   if (flagsUsed) *flagsUsed = used;
   return SQLITE_OK;
+}
+
+int ConfinedVFS::judgeDatabase(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return databaseIsNoFile;
+  database_ = {
+      database_.name, {status.st_dev, status.st_ino}, status.st_mode & permissions, status.st_uid, status.st_gid};
+  // SQLite takes a file that is too short for a database to be empty, and would write over it.
+  if (status.st_size == 0 || status.st_size >= smallestDatabase) return SQLITE_OK;
+  const bool hasJournal = identityOf(folder_->get(), std::string(database_.name) + "-journal").has_value();
+  return hasJournal ? SQLITE_OK : SQLITE_NOTADB;
 }
 
 /// Whoever may use the database must be able to play its journal back, so a new journal gets the database's permissions
@@ -178,7 +176,7 @@ int ConfinedVFS::access(sqlite3_vfs* files, const char* name, int, int* answer) 
   *answer = 0;
   if (!own.isJournal(name) && !own.isLog(name)) return own.refusal(name);
   struct stat status {};
-  if (::fstatat(own.folder_->get(), name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+  if (own.calls_.status(own.folder_->get(), name, &status) != 0)
     return errno == ENOENT ? SQLITE_OK : own.failed(SQLITE_IOERR_ACCESS);
   const bool isFile = S_ISREG(status.st_mode);
   if (isFile && status.st_size == 0) return SQLITE_OK;

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileIdentity.h"
@@ -48,11 +51,16 @@ class ConfinedVFS {
   const Descriptor& folder() const noexcept { return *folder_; }
   const SystemCalls& calls() const noexcept { return calls_; }
 
-  /// Which file the database is. Only once it is open.
+  /// Which file the database is. Known once the connection has locked it.
   FileIdentity database() const noexcept { return database_.identity; }
 
-  /// Whether the database's name in the folder still leads to the file that was opened.
-  bool isInPlace() const noexcept;
+  /// What is asked just before the first bytes of a journal are flushed. If the answer is no, the change fails with
+  /// SQLITE_READONLY_DBMOVED.
+  void setGuard(std::function<bool(const FileIdentity& database)> isInPlace) { isInPlace_ = std::move(isInPlace); }
+  bool isInPlace() const { return !isInPlace_ || isInPlace_(database_.identity); }
+
+  /// Notes which file the database is, whenever it was just locked. Returns a code that refuses it, or SQLITE_OK.
+  int judgeDatabase(const struct stat& status);
 
   /// The value of errno behind the latest failure of the system.
   void setLastError(int error) noexcept { lastError_ = error; }
@@ -90,6 +98,7 @@ class ConfinedVFS {
   const std::string name_;
   sqlite3_vfs files_{};
   Database database_{};
+  std::function<bool(const FileIdentity& database)> isInPlace_;
   int lastError_ = 0;
 };
 

@@ -33,7 +33,7 @@ Answer reading(const HistoryFile& file, Answer otherwise, Work work) {
   try {
     const auto root = file.findRoot();
     if (!root) return otherwise;
-    auto connection = file.reading(*root);
+    auto connection = file.reading(root);
     if (!connection) return otherwise;
     interpretRenames(*connection, root->folder());
     return work(*connection);
@@ -58,7 +58,7 @@ std::shared_ptr<const OpenedRoot> writing(const HistoryFile& file, Work work) {
   try {
     auto root = file.openRoot();
     if (const auto held = HeldOwnFolder::of(*root)) held->forget();
-    Connection connection = file.writing(*root);
+    Connection connection = file.writing(root);
     settleRenames(connection, root->folder());
     work(connection);
     HistoryFile::commit(connection, *root);
@@ -266,7 +266,7 @@ PendingRename::PendingRename(PendingRename&& other) noexcept
 PendingRename::~PendingRename() {
   if (!file_) return;
   try {
-    Connection connection = file_->writing(*root_);
+    Connection connection = file_->writing(root_);
     settleRenames(connection, root_->folder());
     HistoryFile::commit(connection, *root_);
   } catch (...) {  // the record stays, and the next writer does the same
@@ -277,7 +277,7 @@ void PendingRename::done() noexcept {
   const HistoryFile* file = std::exchange(file_, nullptr);
   if (!file) return;
   try {
-    Connection connection = file->writing(*root_);
+    Connection connection = file->writing(root_);
     finishRename(connection, record_);
     HistoryFile::commit(connection, *root_);
   } catch (...) {  // the record stays, and says the same to whoever reads it

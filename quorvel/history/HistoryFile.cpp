@@ -26,9 +26,18 @@ void prepare(Connection& connection) {
   connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
-/// Begins a transaction that no other writer shares.
-void beginWriting(Connection& connection) {
+/// Whether the library's path leads to the database of the connection. This only looks, so a link on the way does no
+/// harm.
+bool isInPlace(const FileIdentity& database, const OpenedRoot& root) {
+  const std::string file = std::string(ownFolderName) + '/' + historyFileName;
+  return root.isInPlace() && identityOf(root.folder().get(), file) == database;
+}
+
+/// Begins a transaction that no other writer shares, and that fails if the path leads elsewhere when it changes the
+/// disk.
+void beginWriting(Connection& connection, std::shared_ptr<const OpenedRoot> root) {
   prepare(connection);
+  connection.setGuard([root = std::move(root)](const FileIdentity& database) { return isInPlace(database, *root); });
   {
     // Held at its row, it keeps the database locked for reading, so that the lines below it neither unlock and lock it
     // nor look for a journal each anew. A writer that is in the way meanwhile is waited for only without it.
@@ -58,13 +67,6 @@ void bringUpToDate(Connection& connection, std::span<const std::string_view> mig
   }
 }
 
-/// Whether the library's path leads to the database of the connection. This only looks, so a link on the way does no
-/// harm.
-bool isInPlace(const Connection& connection, const OpenedRoot& root) {
-  const std::string file = std::string(ownFolderName) + '/' + historyFileName;
-  return root.isInPlace() && identityOf(root.folder().get(), file) == connection.identity();
-}
-
 }  // namespace
 
 HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
@@ -84,11 +86,11 @@ std::shared_ptr<const OpenedRoot> HistoryFile::openRoot() const {
   return root;
 }
 
-std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
+std::optional<Connection> HistoryFile::reading(const std::shared_ptr<const OpenedRoot>& root) const {
   constexpr HistoryUse use = HistoryUse::reading;
   std::shared_ptr<const Descriptor> folder;
   try {
-    folder = std::make_shared<const Descriptor>(openOwnFolder(root.folder()));
+    folder = std::make_shared<const Descriptor>(openOwnFolder(root->folder()));
     if (!*folder) return std::nullopt;
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
@@ -120,25 +122,26 @@ std::optional<Connection> HistoryFile::reading(const OpenedRoot& root) const {
 }
 
 /// Opening a database for writing finishes what a dead process left half-way.
-void HistoryFile::makeReadable(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const {
+void HistoryFile::makeReadable(const std::shared_ptr<const Descriptor>& folder,
+                               const std::shared_ptr<const OpenedRoot>& root) const {
   Connection connection(folder, historyFileName, Connection::Access::writing, patience_, calls_);
-  beginWriting(connection);
+  beginWriting(connection, root);
   bringUpToDate(connection, migrations_, HistoryUse::reading);
-  commit(connection, root);
+  commit(connection, *root);
 }
 
-Connection HistoryFile::writing(const OpenedRoot& root) const {
+Connection HistoryFile::writing(const std::shared_ptr<const OpenedRoot>& root) const {
   constexpr HistoryUse use = HistoryUse::writing;
   std::shared_ptr<const Descriptor> folder;
   try {
-    const auto held = HeldOwnFolder::of(root);
-    folder = held ? held->folder() : std::make_shared<const Descriptor>(makeOwnFolder(root.folder()));
+    const auto held = HeldOwnFolder::of(*root);
+    folder = held ? held->folder() : std::make_shared<const Descriptor>(makeOwnFolder(root->folder()));
   } catch (const std::system_error& error) {
     throw folderFailure(error, use);
   }
   auto found = Connection::find(folder, historyFileName, Connection::Access::writing, patience_, calls_);
-  Connection connection = found ? std::move(*found) : created(folder, root);
-  beginWriting(connection);
+  Connection connection = found ? std::move(*found) : created(folder, *root);
+  beginWriting(connection, root);
   bringUpToDate(connection, migrations_, use);
   return connection;
 }
@@ -155,12 +158,14 @@ Connection HistoryFile::created(const std::shared_ptr<const Descriptor>& folder,
 }
 
 void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
-  if (!isInPlace(connection, root)) {
-    const auto error = root.errorOfLooking();
-    throw error ? HistoryFailure::refused(*error, HistoryUse::writing) : HistoryFailure::moved();
+  try {
+    connection.run("COMMIT");
+  } catch (const sqlite::Error& error) {
+    if (error.code() != SQLITE_READONLY_DBMOVED) throw;
+    const auto reason = root.errorOfLooking();
+    throw reason ? HistoryFailure::refused(*reason, HistoryUse::writing) : HistoryFailure::moved();
   }
-  connection.run("COMMIT");
-  if (!isInPlace(connection, root)) {
+  if (!isInPlace(connection.identity(), root)) {
     const auto error = root.errorOfLooking();
     throw error ? HistoryFailure::uncertain(*error) : HistoryFailure::movedAtTheEnd();
   }

@@ -36,11 +36,11 @@ class HistoryFile {
   /// A connection in a transaction that sees one state of the history and changes no file. Nothing when the library has
   /// no history. Only where the file must first be brought to a state that can be read (out of a change whose program
   /// died half-way, or of an earlier format) is it written to before.
-  std::optional<sqlite::Connection> reading(const OpenedRoot& root) const;
+  std::optional<sqlite::Connection> reading(const std::shared_ptr<const OpenedRoot>& root) const;
 
   /// A connection in a transaction that no other writer shares; what it does is on the disk after its COMMIT. Makes
   /// what is missing.
-  sqlite::Connection writing(const OpenedRoot& root) const;
+  sqlite::Connection writing(const std::shared_ptr<const OpenedRoot>& root) const;
 
   /// Makes what was done on it permanent, in the history that the library has now: throws when the root, its own folder
   /// or the database in it was moved away or replaced since it was opened. Nothing was changed then, or, if that
@@ -50,7 +50,8 @@ class HistoryFile {
   HistoryError failure(const sqlite::Error& error, HistoryUse use) const;
 
  private:
-  void makeReadable(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const;
+  void makeReadable(const std::shared_ptr<const Descriptor>& folder,
+                    const std::shared_ptr<const OpenedRoot>& root) const;
   sqlite::Connection created(const std::shared_ptr<const Descriptor>& folder, const OpenedRoot& root) const;
 
   std::filesystem::path root_;

@@ -118,6 +118,10 @@ FileIdentity Connection::identity() const noexcept {
   return files_->database();
 }
 
+void Connection::setGuard(std::function<bool(const FileIdentity& database)> isInPlace) {
+  files_->setGuard(std::move(isInPlace));
+}
+
 std::int64_t Connection::lastInserted() const noexcept {
   return sqlite3_last_insert_rowid(connection_.get());
 }

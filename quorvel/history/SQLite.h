@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -108,8 +109,12 @@ class Connection {
     return statement.integer(0);
   }
 
-  /// Which file the database is.
+  /// Which file the database is. Known once a statement has read it.
   FileIdentity identity() const noexcept;
+
+  /// Each change asks this just before anything of it reaches the disk. If the answer is no, it fails with
+  /// SQLITE_READONLY_DBMOVED, and nothing has changed.
+  void setGuard(std::function<bool(const FileIdentity& database)> isInPlace);
 
   /// The row that was inserted last.
   std::int64_t lastInserted() const noexcept;

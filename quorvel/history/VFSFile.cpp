@@ -1,6 +1,9 @@
 #include "quorvel/history/VFSFile.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -70,9 +73,15 @@ int read(sqlite3_file* file, void* bytes, int count, sqlite3_int64 at) {
   return guarded(file, SQLITE_IOERR_READ, [&](Opened& own) {
     char* const begin = static_cast<char*>(bytes);
     const auto wanted = static_cast<std::size_t>(count);
+    // SQLite reads the header when it opens the database, and again once it has the lock. Only the second counts, so
+    // the first is answered as for an empty database.
+    if (own.isDatabase && own.lock.level() == DatabaseLock::none) {
+      std::memset(begin, 0, wanted);
+      return SQLITE_IOERR_SHORT_READ;
+    }
     const std::size_t found = own.bytes.read(begin, wanted, at);
-    const bool hasVersion = own.lock.level() >= DatabaseLock::shared && at == 0 && count > readVersion;
-    if (own.isDatabase && hasVersion && begin[readVersion] == withLog) return ConfinedVFS::writeAheadLog;
+    const bool hasVersion = own.isDatabase && at == 0 && count > readVersion;
+    if (hasVersion && begin[readVersion] == withLog) return ConfinedVFS::writeAheadLog;
     return found == wanted ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
   });
 }
@@ -111,11 +120,28 @@ int fileSize(sqlite3_file* file, sqlite3_int64* size) {
   });
 }
 
+/// Looks at a database that was just locked.
+int lookAt(Opened& own) {
+  struct stat status {};
+  if (::fstat(own.bytes.descriptor(), &status) != 0) {
+    own.files.setLastError(errno);
+    own.lock.lower(DatabaseLock::none);
+    return SQLITE_IOERR_FSTAT;
+  }
+  own.bytes.remember(status.st_size);
+  const int code = own.files.judgeDatabase(status);
+  if (code != SQLITE_OK) {
+    own.bytes.forget();
+    own.lock.lower(DatabaseLock::none);
+  }
+  return code;
+}
+
 int lock(sqlite3_file* file, int level) {
   return guarded(file, SQLITE_IOERR_LOCK, [&](Opened& own) {
+    const bool isFirst = own.lock.level() == DatabaseLock::none;
     if (!own.lock.raise(static_cast<DatabaseLock::Level>(level))) return SQLITE_BUSY;
-    own.bytes.remember();
-    return SQLITE_OK;
+    return isFirst ? lookAt(own) : SQLITE_OK;
   });
 }
 

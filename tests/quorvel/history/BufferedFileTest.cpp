@@ -96,7 +96,7 @@ TEST_F(BufferedFiles, readTheBeginningOnceWhileNobodyElseChangesIt) {
   BufferedFile file = opened();
   int reads = 0;
   calls.before = [&](std::string_view call) { return reads += call == "readAt", 0; };
-  file.remember();
+  file.remember(100'000);
   for (int page = 0; page < 16; ++page) EXPECT_EQ(read(file, 4096, page * 4096), std::string(4096, 'x'));
   EXPECT_EQ(reads, 1);
   EXPECT_EQ(read(file, 4096, 65'536), std::string(4096, 'x')) << "behind it";
@@ -116,7 +116,7 @@ TEST_F(BufferedFiles, holdTheBytesOfAPlainFileWhateverIsDone) {
     std::filesystem::remove(path);
     calls.mostWritten = mostWritten;
     BufferedFile file = opened();
-    file.remember();
+    file.remember(0);
     std::string model;
     for (int step = 0; step < 3'000; ++step) {
       const std::size_t at = below(model.size() + 20);

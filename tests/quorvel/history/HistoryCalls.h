@@ -20,6 +20,9 @@ class HistoryCalls : public SystemCalls {
   int open(int folder, const char* name, int flags, unsigned int mode) const noexcept override {
     return made("open") ? SystemCalls::open(folder, name, flags, mode) : -1;
   }
+  int status(int folder, const char* name, struct stat* status) const noexcept override {
+    return made("status") ? SystemCalls::status(folder, name, status) : -1;
+  }
   long readAt(int file, void* bytes, std::size_t count, off_t at) const noexcept override {
     return made("readAt") ? SystemCalls::readAt(file, bytes, count, at) : -1;
   }

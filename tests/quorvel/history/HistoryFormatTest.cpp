@@ -20,7 +20,7 @@ class HistoryFormats : public HistoryHouse {
   using Steps = std::vector<std::string_view>;
 
   void makeOf(const Steps& steps) const {
-    HistoryFile(root, patience, steps).writing(*OpenedRoot::find(root)).run("COMMIT");
+    HistoryFile(root, patience, steps).writing(OpenedRoot::find(root)).run("COMMIT");
   }
 
   std::int64_t format() const { return integer("PRAGMA user_version"); }
@@ -28,7 +28,7 @@ class HistoryFormats : public HistoryHouse {
 
 TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewhere) {
   const HistoryFile file(root, patience);
-  sqlite::Connection writing = file.writing(*OpenedRoot::find(root));
+  sqlite::Connection writing = file.writing(OpenedRoot::find(root));
   EXPECT_EQ(writing.integer("PRAGMA synchronous"), 3) << "extra";
   EXPECT_EQ(writing.integer("PRAGMA temp_store"), 2) << "in memory";
   {
@@ -37,19 +37,19 @@ TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewher
     EXPECT_EQ(mode.bytes(0), "delete");
   }
   writing.run("COMMIT");
-  EXPECT_EQ(file.reading(*OpenedRoot::find(root))->integer("PRAGMA temp_store"), 2) << "in memory";
+  EXPECT_EQ(file.reading(OpenedRoot::find(root))->integer("PRAGMA temp_store"), 2) << "in memory";
 }
 
 TEST_F(HistoryFormats, aReaderSeesOneStateForAsLongAsItLooks) {
   keep("one", "Talk.md");
   {
-    auto reading = HistoryFile(root, patience).reading(*OpenedRoot::find(root));
+    auto reading = HistoryFile(root, patience).reading(OpenedRoot::find(root));
     ASSERT_TRUE(reading);
     EXPECT_THAT(sentenceOf([&] { keep("two", "Talk.md"); }), HasSubstr("in use by another program"));
     EXPECT_EQ(reading->integer("SELECT count(*) FROM versions"), 1);
   }
   keep("two", "Talk.md");
-  EXPECT_EQ(HistoryFile(root, patience).reading(*OpenedRoot::find(root))->integer("SELECT count(*) FROM versions"), 2);
+  EXPECT_EQ(HistoryFile(root, patience).reading(OpenedRoot::find(root))->integer("SELECT count(*) FROM versions"), 2);
 }
 
 TEST_F(HistoryFormats, anEmptyDatabaseTakesAllStepsAndAnEarlierOneThoseThatItLacks) {
@@ -81,7 +81,7 @@ TEST_F(HistoryFormats, aFileWithoutAByteTakesAllSteps) {
 TEST_F(HistoryFormats, aReaderBringsAnEarlierFormatUpToDateFirst) {
   makeOf({one});
   const Steps steps{one, two};
-  auto connection = HistoryFile(root, patience, steps).reading(*OpenedRoot::find(root));
+  auto connection = HistoryFile(root, patience, steps).reading(OpenedRoot::find(root));
   ASSERT_TRUE(connection);
   EXPECT_EQ(connection->integer("SELECT y FROM new"), 4);
   EXPECT_EQ(format(), 2);
@@ -97,7 +97,7 @@ TEST_F(HistoryFormats, aReaderWhoMayNotWriteCannotAndLeavesIt) {
               const Steps steps{one, two};
               const HistoryFile file(root, patience, steps);
               try {
-                file.reading(*OpenedRoot::find(root));
+                file.reading(OpenedRoot::find(root));
               } catch (const sqlite::Error& error) {
                 return std::string(file.failure(error, HistoryUse::reading).what());
               }
@@ -120,7 +120,7 @@ TEST_F(HistoryFormats, aReaderGivesUpWhenAnotherProgramBringsTheEarlierFormatBac
   };
   const HistoryFile file(root, patience, steps, calls);
   try {
-    file.reading(*OpenedRoot::find(root));
+    file.reading(OpenedRoot::find(root));
     ADD_FAILURE() << "read";
   } catch (const sqlite::Error& error) {
     EXPECT_THAT(file.failure(error, HistoryUse::reading).what(), HasSubstr("has been in use by another program"));
@@ -132,8 +132,8 @@ TEST_F(HistoryFormats, aStepThatFailsLeavesTheEarlierFormatWhole) {
   makeOf({one});
   const std::string before = read(database);
   const Steps steps{one, two, broken};
-  EXPECT_THROW(HistoryFile(root, patience, steps).writing(*OpenedRoot::find(root)), sqlite::Error);
-  EXPECT_THROW(HistoryFile(root, patience, steps).reading(*OpenedRoot::find(root)), sqlite::Error);
+  EXPECT_THROW(HistoryFile(root, patience, steps).writing(OpenedRoot::find(root)), sqlite::Error);
+  EXPECT_THROW(HistoryFile(root, patience, steps).reading(OpenedRoot::find(root)), sqlite::Error);
   EXPECT_EQ(read(database), before);
 }
 
@@ -141,7 +141,7 @@ TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormatWhole)
   makeOf({one});
   kelvane::tests::inChild([this]() -> std::string {
     const Steps steps{one, two};
-    const auto connection = HistoryFile(root, patience, steps).writing(*OpenedRoot::find(root));
+    const auto connection = HistoryFile(root, patience, steps).writing(OpenedRoot::find(root));
     kelvane::tests::dieAtOnce();
   });
   EXPECT_EQ(format(), 1);
@@ -153,8 +153,8 @@ TEST_F(HistoryFormats, aLaterFormatIsLeftAlone) {
   const std::string before = read(database);
   const Steps steps{one, two};
   const HistoryFile file(root, patience, steps);
-  EXPECT_THAT(sentenceOf([&] { file.reading(*OpenedRoot::find(root)); }), HasSubstr("newer version"));
-  EXPECT_THAT(sentenceOf([&] { file.writing(*OpenedRoot::find(root)); }), HasSubstr("newer version"));
+  EXPECT_THAT(sentenceOf([&] { file.reading(OpenedRoot::find(root)); }), HasSubstr("newer version"));
+  EXPECT_THAT(sentenceOf([&] { file.writing(OpenedRoot::find(root)); }), HasSubstr("newer version"));
   EXPECT_EQ(read(database), before);
 }
 

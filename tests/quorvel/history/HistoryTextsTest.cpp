@@ -22,7 +22,7 @@ TEST(HistoryTextHash, isFNV1a) {
 }
 
 TEST_F(HistoryTexts, areFoundByTheirBytesAloneWhateverTheirHash) {
-  sqlite::Connection connection = HistoryFile(root, patience).writing(*OpenedRoot::find(root));
+  sqlite::Connection connection = HistoryFile(root, patience).writing(OpenedRoot::find(root));
   EXPECT_EQ(findText(connection, "one"), std::nullopt);
   const std::int64_t one = keepText(connection, "one");
   const std::int64_t two = keepText(connection, "two");

@@ -58,6 +58,21 @@ TEST_F(SQLite, anUnfinishedTransactionIsRolledBackAtTheConnectionsEnd) {
   EXPECT_EQ(openedDatabase(file, Access::reading, 0ms).integer("SELECT count(*) FROM t"), 0);
 }
 
+// What SQLite knows of a database before it has a lock is of no matter.
+TEST_F(SQLite, databasesHaveThePagesThatTheyWereMadeWith) {
+  for (const int size : {512, 4096, 65536}) {
+    std::filesystem::remove(file);
+    openedDatabase(file, Access::creating, 0ms)
+        .runAll("PRAGMA page_size = " + std::to_string(size) + "; CREATE TABLE t (x); INSERT INTO t VALUES (1)");
+    openedDatabase(file, Access::writing, 0ms).runAll("INSERT INTO t VALUES (zeroblob(100000))");
+    Connection reading = openedDatabase(file, Access::reading, 0ms);
+    EXPECT_EQ(reading.integer("SELECT count(*) FROM t"), 2) << size;
+    EXPECT_EQ(reading.integer("PRAGMA page_size"), size);
+    EXPECT_EQ(reading.integer("SELECT integrity_check = 'ok' FROM pragma_integrity_check"), 1) << size;
+    EXPECT_EQ(std::filesystem::file_size(file) % static_cast<unsigned>(size), 0U);
+  }
+}
+
 TEST_F(SQLite, failuresCarryTheirCode) {
   openedDatabase(file, Access::creating, 0ms).runAll("CREATE TABLE t (x UNIQUE)");
   const auto link = folder.path() / "link.sqlite";
