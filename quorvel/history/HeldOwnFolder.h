@@ -10,16 +10,16 @@
 
 namespace quorvel {
 
-/// The library's own folder in the hands of a call that holds the library's lock: opened once for the whole call, with
-/// the text that the call kept last. The lock owns it, so that both end with the lock.
+/// The library's own folder, opened once for a call that holds the library's lock, and the text that the call kept
+/// last. The lock owns it, so it ends with the lock.
 ///
-/// Only the thread that made it finds it; it is not to be used from several threads at once.
+/// Only the thread that made it finds it. Not for use from several threads at once.
 class HeldOwnFolder {
  public:
-  /// From now on `of` gives it to this thread, until the last who holds the result lets go.
+  /// From now on, `of` returns the result to this thread, until its last owner releases it.
   static std::shared_ptr<HeldOwnFolder> hold(std::shared_ptr<const OpenedRoot> root, Descriptor folder);
 
-  /// The one that this thread holds, if it lies in that opened root; else null.
+  /// What this thread holds for that opened root, or null.
   static std::shared_ptr<HeldOwnFolder> of(const OpenedRoot& root);
 
   HeldOwnFolder(std::shared_ptr<const OpenedRoot> root, Descriptor folder)
@@ -27,11 +27,11 @@ class HeldOwnFolder {
 
   const std::shared_ptr<const Descriptor>& folder() const noexcept { return folder_; }
 
-  /// The history has this text for good, as a version of that script.
+  /// Notes that the history has this text on the disk, as a version of that script. Copies it.
   void remember(std::string_view identifier, std::string_view text);
   bool remembers(std::string_view identifier, std::string_view text) const noexcept;
 
-  /// To be called before the history changes: what is remembered may become that of another script.
+  /// Call this before the history changes, because the version may become that of another script.
   void forget() noexcept { isKept_ = false; }
 
  private:

@@ -217,7 +217,7 @@ bool History::holds(std::string_view text, std::string_view identifier) const {
   });
 }
 
-bool History::beginAnew(std::string_view identifier) {
+bool History::setAside(std::string_view identifier) {
   const bool isKnown = reading(file_, false, [&](Connection& connection) {
     return hasPendingRenames(connection) || scriptID(connection, identifier, 0);
   });
@@ -226,7 +226,7 @@ bool History::beginAnew(std::string_view identifier) {
   return begins;
 }
 
-void History::goOn(std::string_view identifier) noexcept {
+void History::undoSetAside(std::string_view identifier) noexcept {
   try {
     writing(file_, [&](Connection& connection) { makePresent(connection, identifier); });
   } catch (...) {  // it stays that of an earlier script, where it can be listed and restored from

@@ -21,39 +21,43 @@
 
 namespace quorvel {
 
-/// One version, as a list for a person shows it.
+/// One version, as a list shows it to a person.
 struct HistoryEntry {
   VersionNumber version;
   std::chrono::system_clock::time_point saved;  ///< To the microsecond.
   std::string label;
   std::size_t words = 0;
-  std::size_t size = 0;  ///< Bytes.
+  std::size_t size = 0;  ///< In bytes.
 
   bool operator==(const HistoryEntry&) const = default;
 };
 
-/// A script that has a history. Whether its file is still there is for the caller to see.
+/// A script that has versions. Its file may be gone; the history does not look.
 struct HistoryOfScript {
   std::string identifier;
-  std::int64_t earlier = 0;   ///< Not 0 for a script whose place another one has taken since.
+  std::int64_t earlier = 0;   ///< 0 for the script that has the identifier now or had it last; see VersionNumber.
   std::int64_t versions = 0;  ///< How many there are, at least 1.
   std::chrono::system_clock::time_point newest;
 
   bool operator==(const HistoryOfScript&) const = default;
 };
 
-/// A rename that the history knows of and that is about to be made, being made, or made. Its destruction without
-/// `done` looks where the thing is and lets the history follow only if it is at the new place, so leaving by an
-/// exception at any point is right; so is the end of the process, after which the next to open the history looks.
-/// Not to outlive its History.
+/// A rename that the history knows of: about to happen, happening, or done. Made by History::willRename.
+///
+/// If it is destroyed without `done`, it looks for the script and moves the history only if the script is at the new
+/// name. So it is right to leave by an exception at any point. If the process ends before, whoever opens the history
+/// next does the same.
+///
+/// Must not outlive its History. For one thread.
 class PendingRename {
  public:
   PendingRename(PendingRename&& other) noexcept;
   PendingRename& operator=(PendingRename&&) = delete;
   ~PendingRename();
 
-  /// The rename was made and the folder that it happened in was flushed: the history follows. What cannot be written
-  /// now (a full disk, say) is made up for by the next writer, and readers see it followed at once.
+  /// Moves the history to the new name. Call it once the rename has happened and its folder is flushed. If the history
+  /// cannot be written now, because the disk is full for example, the next writer moves it; readers see it at the new
+  /// name at once.
   void done() noexcept;
 
  private:
@@ -67,82 +71,94 @@ class PendingRename {
   std::int64_t record_ = 0;
 };
 
-/// The version history of a library, in `.kelvane/history.sqlite` below its root (docs/HISTORY-FORMAT.md).
+/// The version history of a library: the texts that its scripts had, in `.kelvane/history.sqlite` below the library's
+/// root (docs/HISTORY-FORMAT.md).
 ///
-/// Scripts are named by identifiers: paths relative to the root, compared byte for byte. `snapshot` and `versions` take
-/// the root with the identifier joined to it, as they come from the tools. Identifiers and labels may hold any bytes.
+///     History history(root);
+///     history.snapshot("old text", root / "Talks/Opening.md", "Before — shorter");
+///     for (const HistoryEntry& entry : history.entries("Talks/Opening.md"))
+///       std::cout << entry.version.text() << ' ' << entry.label << '\n';
+///     history.text("Talks/Opening.md", *VersionNumber::parse("1"));  // "old text"
 ///
-/// Nothing is opened before the first operation, reading creates and changes no file (but for undoing the change that
-/// a dead process left half-way, where that may be written), and a library without a history reads as an empty one.
-/// What a writing operation did is on the disk for good when it returns, and in the library that the root leads to
-/// then. In a thread that holds the library's lock every operation works in the very folder that was locked
-/// (OpenedRoot.h). Nothing is ever removed from a history.
+/// Scripts are named by identifiers: paths relative to the root, compared byte for byte. `snapshot` and `versions` get
+/// the root with the identifier joined to it, as tools have it. Identifiers and labels may contain any bytes.
 ///
-/// Every operation may be called from several threads and processes at once; one that finds the history in use waits
-/// for its `patience` and then fails. From `beginAnew` to the creation of the file, and from `willRename` to the end of
-/// its result, the library's lock must be held, as it must by whoever calls `snapshot` meanwhile.
+/// Reading: opens nothing before the first operation, creates no file, and changes none, except that it undoes the
+/// change that a dead process left half done, if that is permitted. A library without a history has an empty one.
 ///
-/// Operations throw HistoryError, and leave everything as it was: the history is damaged, in use, from a newer version
-/// of the program, another program's database, made to use other files, moved away or replaced while it was written,
-/// behind a symbolic link, not permitted to be read or written, the disk full; or the text is of something in the
-/// library's own folder, of which no version is kept.
+/// Writing: when an operation returns, its change is on the disk, in the library that the root leads to at that moment.
+/// If it throws, nothing has changed, unless the message says that this is not certain. Nothing is ever removed. In a
+/// thread that holds the library's lock, every operation works in the folder that was locked (OpenedRoot.h).
+///
+/// Threads: every operation may be called from several threads and processes at once. One that finds the history locked
+/// waits for at most `patience` and then throws. The library's lock must be held from `setAside` until the new file
+/// exists, and from `willRename` until its result is destroyed; others who call `snapshot` meanwhile must hold it too.
+///
+/// Cost: an operation opens the file anew. It takes time proportional to what it returns or stores; `willRename` of a
+/// folder to the number of histories below it; `problems` to the whole file. A writing operation flushes the disk five
+/// times.
+///
+/// Failures: operations throw HistoryError, whose message says what to do: the history is damaged, locked, from a newer
+/// version of the program, another program's database, made to use other files, moved away while it was written, behind
+/// a symbolic link, or not permitted to be used; the disk is full or fails; or the text belongs to the library's own
+/// folder, of which no versions are kept.
 class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-  /// `root` is the library's folder, made absolute at once; the paths given to operations begin with it, as it was
-  /// given or absolute.
+  /// `root` is the library's folder. Paths given to operations begin with it, either as it was given or absolute.
+  /// `calls` must outlive the history.
   explicit History(std::filesystem::path root, Clock clock = std::chrono::system_clock::now,
                    std::chrono::milliseconds patience = std::chrono::seconds(10),
                    const SystemCalls& calls = SystemCalls::ofTheSystem());
 
+  /// Keeps a text as the newest version of the script. Empty if the text is empty, of which no version is kept.
   std::optional<ScriptVersion> snapshot(std::string_view text, const std::filesystem::path& script,
                                         std::string_view label) override;
 
   std::vector<ScriptVersion> versions(const std::filesystem::path& script) const override;
 
-  /// The versions of the script with that identifier, newest first: of the one that is there or was there last, or of
-  /// an earlier one. Empty where there are none.
+  /// The versions of a script, newest first: of the one that has the identifier now or had it last, or of an earlier
+  /// one. Empty if there are none.
   std::vector<HistoryEntry> entries(std::string_view identifier, std::int64_t earlier = 0) const;
 
-  /// A version's exact bytes. Nothing when there is no such version.
+  /// The exact bytes of a version. Empty if there is no such version.
   std::optional<std::string> text(std::string_view identifier, VersionNumber version) const;
 
-  /// All scripts that have a history, those that are gone included, in the order of their identifiers' bytes, and those
-  /// with one identifier as below.
+  /// All scripts that have versions, deleted ones included, sorted by the bytes of their identifiers, and those with
+  /// the same identifier as below.
   std::vector<HistoryOfScript> scripts() const;
 
-  /// Those with one identifier: the script itself, if it has a history, then the earlier ones, the latest of them
-  /// first.
+  /// Those with one identifier: first the present script, if it has versions, then the earlier ones, the latest first.
   std::vector<HistoryOfScript> scripts(std::string_view identifier) const;
 
-  /// Whether a text can be had again from the history of the script itself: whether one of its versions has exactly
-  /// these bytes. True for the empty text, which is not kept.
+  /// Whether a version of the script has exactly these bytes, so that the text can be restored. True for the empty
+  /// text, of which no version is kept.
   bool holds(std::string_view text, std::string_view identifier) const;
 
-  /// To be called before a new script is created at a place where no file is: the history of the script that was there
-  /// becomes that of an earlier one, and the new script begins with none. Nothing happens where there is no history.
-  /// Not to be called when a script that is gone is put back.
+  /// Call this before a new script is created under a free name, but not before a deleted script is restored. The
+  /// versions of the script that had the name before become those of an earlier script, and the new one begins with
+  /// none. Returns whether there were any.
   ///
-  /// The earlier history keeps the identifier and gets the next number of its own: `kelvane history Talk` lists the
-  /// versions of the script as 1, 2, 3 and below them those of earlier scripts of the name as 1.1, 1.2, and
-  /// `kelvane show Talk 1.2` and `kelvane restore Talk 1.2` take such a number as they take 2.
-  ///
-  /// The answer is whether there was one. When the script is not created after all, `goOn` then gives it back to the
-  /// place, as far as the history can be written.
-  bool beginAnew(std::string_view identifier);
-  void goOn(std::string_view identifier) noexcept;
+  /// The earlier script keeps the identifier and gets the next number: `kelvane history Talk` lists the versions of the
+  /// present script as 1, 2 and 3, and those of the first script with that name as 1.1 and 1.2.
+  bool setAside(std::string_view identifier);
 
-  /// To be called before a script or a folder is renamed on the disk, to a place where nothing is; `from` must be
-  /// there. The history of what was at the new place before becomes that of earlier scripts; that of the thing renamed,
-  /// and for a folder of all scripts below it, follows. One call for each attempt, one attempt at a time:
+  /// Call this if the new script was not created after all. Gives the versions back to the identifier. If the history
+  /// cannot be written, they stay those of an earlier script.
+  void undoSetAside(std::string_view identifier) noexcept;
+
+  /// Call this before a script or folder is renamed to a free name; `from` must exist. Afterwards, the history of what
+  /// had the new name before belongs to earlier scripts, and that of the renamed script, or of every script below the
+  /// renamed folder, is under the new name. One call per attempt, and one attempt at a time:
   ///
   ///     auto rename = history.willRename(from, to);   // throws: do not rename
   ///     … renameat2, fsync of the folder …            // throws: leave
   ///     rename.done();
   [[nodiscard]] PendingRename willRename(std::string_view from, std::string_view to);
 
-  /// What is wrong with the history, a sentence each; empty when it is sound or there is none. Reads all of it.
+  /// What is wrong with the history, one sentence each. Empty if it is valid or if there is none. Reads all of it, and
+  /// does not throw HistoryError.
   std::vector<std::string> problems() const;
 
  private:

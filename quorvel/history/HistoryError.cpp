@@ -7,11 +7,14 @@
 
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/history/ConfinedVFS.h"
+#include "quorvel/history/OwnFolder.h"
 
 namespace quorvel {
 namespace {
 
-const std::string subject = "The version history of this library (.kelvane/history.sqlite)";
+const std::string file = std::string(ownFolderName) + '/' + historyFileName;
+const std::string journal = file + "-journal";
+const std::string subject = "The version history of this library (" + file + ")";
 
 /// "The version history … `happened`, so nothing was changed. `advice`"
 HistoryError sentence(std::string_view happened, HistoryUse use, std::string_view advice) {
@@ -65,23 +68,19 @@ HistoryError HistoryFailure::noFile(HistoryUse use) {
 }
 
 HistoryError HistoryFailure::noJournal(HistoryUse use) {
-  return sentence(
-      "has something beside it that has its journal's name (.kelvane/history.sqlite-journal) and is no file", use,
-      "Move that away.");
+  return sentence("has something beside it that is not a file but has the name of its journal (" + journal + ")", use,
+                  "Move that away.");
 }
 
 HistoryError HistoryFailure::strangeJournal(HistoryUse use) {
-  return sentence(
-      "has a journal beside it (.kelvane/history.sqlite-journal) that another program left and that leads to "
-      "other files",
-      use, "Move that journal away, and see with \"kelvane doctor\" whether the history is whole.");
+  return sentence("has a journal beside it (" + journal + ") that another program left and that leads to other files",
+                  use, "Move that journal away, and see with \"kelvane doctor\" whether the history is whole.");
 }
 
 HistoryError HistoryFailure::writeAheadLog(HistoryUse use) {
   return sentence(
       "was made to use a write-ahead log by another program", use,
-      "In the library's folder, the command sqlite3 .kelvane/history.sqlite \"PRAGMA journal_mode=DELETE\" undoes "
-      "that.");
+      "In the library's folder, the command sqlite3 " + file + " \"PRAGMA journal_mode=DELETE\" undoes that.");
 }
 
 HistoryError HistoryFailure::moved() {
@@ -119,8 +118,8 @@ HistoryError HistoryFailure::refused(int error, HistoryUse use) {
 HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std::chrono::milliseconds patience) {
   if (error.code() == SQLITE_READONLY_ROLLBACK) {
     return sentence(
-        "was left half-way through a change by a program that ended early, and may not be repaired by this user", use,
-        "Use it once as a user who may write in the folder .kelvane.");
+        "was left in the middle of a change by a program that ended early, and this user is not permitted to repair it",
+        use, "Use it once as a user who is permitted to write in the folder .kelvane.");
   }
   if (use == HistoryUse::writing && leavesOutcomeOpen(error)) return uncertain(error.systemError());
   if (error.code() == sqlite::ConfinedVFS::otherFile) return strangeJournal(use);

@@ -14,39 +14,44 @@
 
 namespace quorvel {
 
-/// The database file of a library's version history: how it is opened. Keeps no connection, so that threads and
-/// processes share nothing but the file. Follows no symbolic link at `.kelvane` or in it, and touches nothing outside
-/// the `.kelvane` that it found in the opened root, whatever others put in its place meanwhile.
+/// Opens the database of a library's version history, and commits changes to it.
 ///
-/// Throws HistoryError for what is not a history that this program can use, sqlite::Error for the rest, which
-/// `failure` turns into a HistoryError, and std::system_error where the root cannot be opened.
+/// Keeps no connection open, so operations may be called from several threads; they share only the file. Follows no
+/// symbolic link at `.kelvane` or in it, and touches nothing outside the `.kelvane` that it finds in the opened root,
+/// whatever other programs put in its place meanwhile.
+///
+/// Throws HistoryError if the file is not a history that this program can use, std::system_error if the root cannot be
+/// opened, and sqlite::Error for everything else; `failure` turns the latter into a HistoryError.
 class HistoryFile {
  public:
-  /// `patience` is how long an operation waits while another program has the history locked.
+  /// An operation waits for at most `patience` while another program has the history locked. `migrations` lead to the
+  /// current format (HistorySchema.h). The migrations and `calls` must outlive the object.
   HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
               std::span<const std::string_view> migrations = historyMigrations(),
               const SystemCalls& calls = SystemCalls::ofTheSystem());
 
   const std::filesystem::path& root() const noexcept { return root_; }
 
-  /// The root that this thread's call works in, opened now if it holds none. `findRoot` is null when there is none.
+  /// The root that this thread's call works in; opened now if this thread holds none. `findRoot` returns null if the
+  /// folder does not exist, `openRoot` throws.
   std::shared_ptr<const OpenedRoot> findRoot() const;
   std::shared_ptr<const OpenedRoot> openRoot() const;
 
-  /// A connection in a transaction that sees one state of the history and changes no file. Nothing when the library has
-  /// no history. Only where the file must first be brought to a state that can be read (out of a change whose program
-  /// died half-way, or of an earlier format) is it written to before.
+  /// A connection in a transaction that sees one state of the history and changes no file. Empty if the library has no
+  /// history. If a dead program left a change half done, or if the format is an earlier one, the file is repaired or
+  /// updated first.
   std::optional<sqlite::Connection> reading(const std::shared_ptr<const OpenedRoot>& root) const;
 
-  /// A connection in a transaction that no other writer shares; what it does is on the disk after its COMMIT. Makes
-  /// what is missing.
+  /// A connection in a transaction that excludes other writers. Creates the folder and the database if they are
+  /// missing, and updates an earlier format within the transaction.
   sqlite::Connection writing(const std::shared_ptr<const OpenedRoot>& root) const;
 
-  /// Makes what was done on it permanent, in the history that the library has now: throws when the root, its own folder
-  /// or the database in it was moved away or replaced since it was opened. Nothing was changed then, or, if that
-  /// happened at the very end, what the sentence says.
+  /// Commits what was done on a connection of `writing`; it is on the disk afterwards. Throws HistoryError if the
+  /// root's path no longer leads to this database. Nothing has changed then, unless the message says so, because it
+  /// happened at the very end.
   static void commit(sqlite::Connection& connection, const OpenedRoot& root);
 
+  /// The sentence for a failure of SQLite.
   HistoryError failure(const sqlite::Error& error, HistoryUse use) const;
 
  private:

@@ -8,12 +8,16 @@
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/history/SQLite.h"
 
-/// How histories follow their scripts through renames, in a transaction that the caller has opened and commits.
+/// Moves histories when their scripts are renamed. All functions work in a transaction that the caller begins and
+/// commits.
 ///
-/// A rename is two changes, one of the folder and one of the database, and the process may die between them. So it is
-/// written down before the first: what is renamed to what, and the inode of the thing. Whoever finds such a record
-/// later looks which of the two places has that inode. `root` is the opened root of the library, the same that has the
-/// history in it.
+/// A rename is two changes, one in the file system and one in the database, and the process may die between them. So
+/// the rename is recorded before the first change: the old identifier, the new one, and the inode of the script or
+/// folder. Whoever finds such a record later looks which of the two names has that inode (docs/HISTORY-FORMAT.md).
+///
+/// `root` is the opened root of the library that contains the history. Functions throw sqlite::Error, and
+/// std::system_error if the system does not tell what has a name. Their time is proportional to the number of histories
+/// under the old and the new name, that of `interpretRenames` to the number of all scripts.
 namespace quorvel {
 
 struct Rename {
@@ -23,33 +27,33 @@ struct Rename {
   std::uint64_t inode = 0;
 };
 
-/// The history of the script with that identifier becomes that of an earlier one. False where there is none.
+/// Makes the history of the script with that identifier that of an earlier script. Returns whether there was one.
 bool makeEarlier(sqlite::Connection& connection, std::string_view identifier);
 
-/// The other way round, for the last of the earlier ones. Nothing where there is none, or where the script has a
-/// history of its own.
+/// Makes the history of the latest earlier script that of the present one. No effect if there is none, or if the
+/// present script has a history.
 void makePresent(sqlite::Connection& connection, std::string_view identifier);
 
-/// The rename of what is at `from` now; nothing when nothing is there.
+/// The rename of what has the name `from` now. Empty if nothing has it.
 std::optional<Rename> plannedRename(const Descriptor& root, std::string_view from, std::string_view to);
 
-/// Whether a rename changes anything in the history.
+/// Whether the history has anything under the old or the new name.
 bool concernsHistory(sqlite::Connection& connection, const Rename& rename);
 
-/// Writes the rename down as about to be made; the number of the record is the result.
+/// Records a rename that is about to happen. Returns the number of the record.
 std::int64_t recordRename(sqlite::Connection& connection, const Rename& rename);
 
-/// The recorded rename was made: the history follows, and the record goes. Nothing when there is no such record.
+/// Moves the histories of a recorded rename that has happened, and deletes the record. No effect without the record.
 void finishRename(sqlite::Connection& connection, std::int64_t record);
 
-/// Whether a rename is written down that was neither finished nor struck out.
+/// Whether there is a record.
 bool hasPendingRenames(sqlite::Connection& connection);
 
-/// For writers: finishes what is recorded, or strikes it out where the rename was not made. Flushes the folders first,
-/// so that the history is never ahead of them.
+/// For writers: finishes each recorded rename that has happened, and deletes all records. Flushes the folders first, so
+/// that the history is never ahead of them.
 void settleRenames(sqlite::Connection& connection, const Descriptor& root);
 
-/// For readers: makes this connection see the history as `settleRenames` would leave it, and writes nothing.
+/// For readers: makes this connection see the history as `settleRenames` would leave it. Writes nothing.
 void interpretRenames(sqlite::Connection& connection, const Descriptor& root);
 
 }  // namespace quorvel

@@ -6,16 +6,17 @@
 
 #include "quorvel/history/SQLite.h"
 
-/// The texts that versions share: the same bytes are in the database once.
+/// The texts of versions. The database contains the same bytes only once. Functions throw sqlite::Error; their time is
+/// proportional to the length of the text.
 namespace quorvel {
 
-/// FNV-1a. It only finds candidates; that two texts are equal is told by their bytes.
+/// 64-bit FNV-1a. It only finds candidates; two texts are equal only if their bytes are.
 std::int64_t textHash(std::string_view text) noexcept;
 
-/// The row that holds these bytes.
+/// The row that contains these bytes. Empty if there is none.
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text);
 
-/// The same, added where it is missing.
+/// The same, but adds the row if there is none.
 std::int64_t keepText(sqlite::Connection& connection, std::string_view text);
 
 }  // namespace quorvel

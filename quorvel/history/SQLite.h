@@ -16,17 +16,25 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-/// SQLite's C interface in C++: a connection, a prepared statement, and an exception for whatever goes wrong.
+/// SQLite's C interface in C++: a connection, a prepared statement, and an exception for every failure.
+///
+///     Connection connection(folder, "history.sqlite", Connection::Access::creating, 10s);
+///     connection.run("INSERT INTO texts (hash, bytes) VALUES (?, ?)", hash, bytes);
+///     Statement rows = connection.prepare("SELECT bytes FROM texts WHERE hash = ?", hash);
+///     while (rows.next()) use(rows.bytes(0));
+///
+/// Everything throws Error, and std::bad_alloc if there is no memory. A connection and its statements are for one
+/// thread at a time.
 namespace quorvel::sqlite {
 
 class ConfinedVFS;
 
-/// Does what SQLite does once in a process, such as asking the system for random bytes, so that the first call of a
-/// client does not wait for it. It may be called any number of times, and need not be.
+/// Lets SQLite do now what it does once per process, such as asking the system for random bytes, so that the first
+/// request of a client does not wait for that. Optional.
 void prepareProcess() noexcept;
 
-/// SQLite refused or failed. The code is the extended one; the errno is the system's last answer where one is behind
-/// it, else 0.
+/// SQLite refused or failed. `code` is SQLite's extended code, or one of ConfinedVFS's. `systemError` is the value of
+/// errno behind it, or 0 if the system is not the reason.
 class Error : public std::runtime_error {
  public:
   Error(int code, int systemError, const std::string& message);
@@ -40,16 +48,16 @@ class Error : public std::runtime_error {
   int systemError_;
 };
 
-/// One prepared statement, its parameters bound. Does not outlive its connection, nor the bytes bound to it.
+/// A prepared statement with its parameters. Must not outlive its connection, nor the bytes bound to it.
 class Statement {
  public:
-  /// Goes to the next row, to the first one at first. False when there is none left.
+  /// Goes to the next row; the first call goes to the first row. False if there is none left.
   bool next();
 
-  /// Runs a statement that gives no rows, or whose rows do not matter, to its end.
+  /// Runs the statement to its end, and ignores its rows.
   void run();
 
-  /// What a column of the present row holds, 0 for the first.
+  /// The value of a column of the current row; the first column is 0.
   std::int64_t integer(int column) const;
   std::string bytes(int column) const;
 
@@ -65,14 +73,15 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-/// A connection to a database file, for one thread at a time. An open transaction is rolled back at its end.
+/// A connection to a database file. Its end rolls back an open transaction.
 class Connection {
  public:
   enum class Access { reading, writing, creating };
 
-  /// Opens the file of that name in an opened folder; a symbolic link is refused. Looks at nothing in it. Operations
-  /// wait for `patience` while another connection has the database locked. They touch no file but this one and its
-  /// rollback journal in the same folder, whatever is in these, and fail where they would have to (see ConfinedVFS).
+  /// Opens the file of that name in an opened folder, without reading it. Operations wait for at most `patience` while
+  /// another connection has the database locked. They touch only this file and its rollback journal in the same folder,
+  /// whatever these contain, and fail if they would have to touch another (ConfinedVFS.h). `calls` must outlive the
+  /// connection.
   Connection(std::shared_ptr<const Descriptor> folder, const std::string& name, Access access,
              std::chrono::milliseconds patience, const SystemCalls& calls = SystemCalls::ofTheSystem());
 
@@ -83,7 +92,7 @@ class Connection {
   Connection(Connection&&) = default;
   Connection& operator=(Connection&&) = delete;
 
-  /// A statement with its parameters, integers and bytes, bound in their order.
+  /// Prepares a statement and binds its parameters, integers and bytes, in their order.
   template <typename... Parameters>
   Statement prepare(std::string_view sql, const Parameters&... parameters) {
     Statement statement(connection_.get(), sql);
@@ -101,7 +110,7 @@ class Connection {
   /// Runs several statements without parameters, separated by ";".
   void runAll(std::string_view sql);
 
-  /// The integer in the first column of the first row, which must be there.
+  /// The integer in the first column of the first row. The statement must have a row.
   template <typename... Parameters>
   std::int64_t integer(std::string_view sql, const Parameters&... parameters) {
     Statement statement = prepare(sql, parameters...);
@@ -116,7 +125,7 @@ class Connection {
   /// SQLITE_READONLY_DBMOVED, and nothing has changed.
   void setGuard(std::function<bool(const FileIdentity& database)> isInPlace);
 
-  /// The row that was inserted last.
+  /// The number of the row that was inserted last.
   std::int64_t lastInserted() const noexcept;
 
  private:

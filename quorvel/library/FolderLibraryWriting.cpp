@@ -217,7 +217,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     const std::string file = fileOf(number);
     std::string identifier = place.identifierOf(file);
     if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
-    const bool beginsAnew = kind == Kind::script && history_->beginAnew(identifier);
+    const bool wasSetAside = kind == Kind::script && history_->setAside(identifier);
     if (makeEntry(place, file, kind)) {
       const std::string done = "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made";
       flush(means_.calls, place, done);
@@ -225,7 +225,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
     }
     const int error = errno;
-    if (beginsAnew) history_->goOn(identifier);
+    if (wasSetAside) history_->undoSetAside(identifier);
     if (error != EEXIST) throw failure(happened, error);
     first = number + 1;
   }

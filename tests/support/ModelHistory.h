@@ -22,20 +22,20 @@ class ModelHistory {
     byIdentifier_[identifier].present.push_back(std::move(version));
   }
 
-  void beginAnew(const std::string& identifier) {
+  void setAside(const std::string& identifier) {
     Histories& histories = byIdentifier_[identifier];
     if (!histories.present.empty()) histories.earlier.push_back(std::exchange(histories.present, {}));
   }
 
   void renameScript(const std::string& from, const std::string& to) {
-    beginAnew(to);
+    setAside(to);
     byIdentifier_[to].present = std::exchange(byIdentifier_[from].present, {});
   }
 
   void renameFolder(const std::string& from, const std::string& to) {
     std::map<std::string, Histories> moved;
     for (auto& [identifier, histories] : byIdentifier_) {
-      if (identifier.starts_with(to + "/")) beginAnew(identifier);
+      if (identifier.starts_with(to + "/")) setAside(identifier);
       if (identifier.starts_with(from + "/")) moved[to + identifier.substr(from.size())] = std::exchange(histories, {});
     }
     for (auto& [identifier, histories] : moved) {

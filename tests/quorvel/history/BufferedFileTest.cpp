@@ -149,7 +149,7 @@ TEST_F(BufferedFiles, holdTheBytesOfAPlainFileWhateverIsDone) {
   }
 }
 
-TEST_F(BufferedFiles, passTheSystemsReasonOnAndStillHoldWhatWaitsWhicheverCallFails) {
+TEST_F(BufferedFiles, reportTheSystemsReasonAndKeepWhatWaitsWhicheverCallFails) {
   const std::vector<std::function<void(BufferedFile&)>> steps = {
       [](BufferedFile& file) { write(file, "the first bytes, ", 0); },
       [](BufferedFile& file) { file.flush(); },
@@ -181,7 +181,7 @@ TEST_F(BufferedFiles, passTheSystemsReasonOnAndStillHoldWhatWaitsWhicheverCallFa
   }
 }
 
-TEST_F(BufferedFiles, callADiskThatWritesNothingFull) {
+TEST_F(BufferedFiles, reportADiskThatWritesNothingAsFull) {
   BufferedFile file = opened();
   write(file, "bytes", 0);
   calls.mostWritten = 0;

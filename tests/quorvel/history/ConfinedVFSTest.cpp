@@ -23,9 +23,9 @@ std::string bigEndian(std::size_t number) {
   return bytes;
 }
 
-class ConfinedVFS : public HistoryHouse {
+class ConfinedDatabase : public HistoryHouse {
  protected:
-  ConfinedVFS() { startAfresh(); }
+  ConfinedDatabase() { startAfresh(); }
 
   void startAfresh() {
     std::filesystem::remove_all(root / ".kelvane");
@@ -75,7 +75,7 @@ class ConfinedVFS : public HistoryHouse {
   const std::filesystem::path log = root / ".kelvane/history.sqlite-wal";
 };
 
-TEST_F(ConfinedVFS, isLeftToNoFileThatAJournalNames) {
+TEST_F(ConfinedDatabase, isRefusedWithAJournalThatNamesAnotherFile) {
   const std::filesystem::path named[] = {
       elsewhere,   outside.path() / "none",    root / "Talk.md", database, root / ".kelvane/lock",
       "elsewhere", outside.path() / "-journal"};
@@ -92,18 +92,19 @@ TEST_F(ConfinedVFS, isLeftToNoFileThatAJournalNames) {
   }
 }
 
-TEST_F(ConfinedVFS, waitsForNoPipeThatHasItsJournalsName) {
+TEST_F(ConfinedDatabase, isRefusedAtOnceWithAPipeInPlaceOfItsJournal) {
   leaveJournalThatNames(root / "none");
   std::filesystem::remove(journal);
   ASSERT_EQ(::mkfifo(journal.c_str(), 0600), 0);
-  const std::string why = "has something beside it that has its journal's name (.kelvane/history.sqlite-journal)";
+  const std::string why =
+      "has something beside it that is not a file but has the name of its journal (.kelvane/history.sqlite-journal)";
   EXPECT_THAT(sentenceOf([&] { history.entries("Talk.md"); }), ::testing::HasSubstr(why));
   EXPECT_THAT(sentenceOf([&] { keep("more", "Talk.md"); }), ::testing::HasSubstr(why));
   std::filesystem::remove(journal);
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
-TEST_F(ConfinedVFS, isNotReadThroughAJournalThatIsALink) {
+TEST_F(ConfinedDatabase, isRefusedWithALinkInPlaceOfItsJournal) {
   leaveJournalThatNames(root / "none");
   std::filesystem::rename(journal, elsewhere);
   const std::string bytes = read(elsewhere);
@@ -115,7 +116,7 @@ TEST_F(ConfinedVFS, isNotReadThroughAJournalThatIsALink) {
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
-TEST_F(ConfinedVFS, hasNoWriteAheadLog) {
+TEST_F(ConfinedDatabase, isRefusedWithAWriteAheadLog) {
   const struct {
     const char* what;
     std::function<void()> done;
@@ -140,7 +141,7 @@ TEST_F(ConfinedVFS, hasNoWriteAheadLog) {
   }
 }
 
-TEST_F(ConfinedVFS, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
+TEST_F(ConfinedDatabase, isRefusedWhileAnotherProgramUsesAWriteAheadLog) {
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "PRAGMA journal_mode = WAL; UPDATE versions SET saved = 1", nullptr, nullptr, nullptr),
@@ -154,7 +155,7 @@ TEST_F(ConfinedVFS, isOpenedBesideTheLogOfAProgramThatHasItOpen) {
   EXPECT_EQ(sqlite3_close(other), SQLITE_OK);
 }
 
-TEST_F(ConfinedVFS, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
+TEST_F(ConfinedDatabase, isLockedByOneProgramAtATime) {
   const auto tried = [&](const char* sql) -> std::string {
     sqlite3* other = nullptr;
     if (sqlite3_open(database.c_str(), &other) != SQLITE_OK) return "not opened";
@@ -193,7 +194,7 @@ TEST_F(ConfinedVFS, keepsOutAndIsKeptOutByProgramsThatOpenItInTheUsualWay) {
 }
 
 // SQLite sorts, and keeps what it may have to take back, in files unless it is told otherwise.
-TEST_F(ConfinedVFS, needsNoTemporaryFiles) {
+TEST_F(ConfinedDatabase, needsNoTemporaryFiles) {
   sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   connection.runAll(
       "PRAGMA cache_size = 1; BEGIN;"
@@ -205,7 +206,7 @@ TEST_F(ConfinedVFS, needsNoTemporaryFiles) {
   EXPECT_EQ(connection.integer("SELECT count(*) FROM own"), 50000);
 }
 
-TEST_F(ConfinedVFS, isNoOtherThatAStatementNames) {
+TEST_F(ConfinedDatabase, isTheOnlyOneThatAStatementCanOpen) {
   sqlite::Connection connection = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   const std::string attach = "ATTACH '" + elsewhere.native() + "' AS other; SELECT * FROM other.sqlite_schema";
   try {
@@ -216,7 +217,7 @@ TEST_F(ConfinedVFS, isNoOtherThatAStatementNames) {
   }
 }
 
-TEST_F(ConfinedVFS, isForgottenWithItsConnection) {
+TEST_F(ConfinedDatabase, leavesNoFileSystemRegisteredAfterItsConnection) {
   const auto registered = [] {
     std::vector<std::string> names;
     for (const sqlite3_vfs* files = sqlite3_vfs_find(nullptr); files; files = files->pNext)

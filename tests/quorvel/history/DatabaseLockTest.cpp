@@ -78,7 +78,7 @@ class DatabaseLocks : public ::testing::Test {
 constexpr const char* done = "not an error";
 constexpr const char* locked = "database is locked";
 
-TEST_F(DatabaseLocks, keepOtherProgramsOutAsSQLitesOwnDo) {
+TEST_F(DatabaseLocks, excludeOtherProgramsAsSQLitesOwnDo) {
   Own own(file);
   EXPECT_THAT(answersElsewhere(), ElementsAre(done, done, done)) << "none";
   ASSERT_TRUE(own.lock.raise(Level::shared));
@@ -105,7 +105,7 @@ TEST_F(DatabaseLocks, keepOtherProgramsOutAsSQLitesOwnDo) {
   EXPECT_THAT(answersElsewhere(), ElementsAre(done, done, done)) << "none at last";
 }
 
-TEST_F(DatabaseLocks, areKeptOutByOtherPrograms) {
+TEST_F(DatabaseLocks, areExcludedByOtherPrograms) {
   const struct {
     const char* what;
     const char* sql;

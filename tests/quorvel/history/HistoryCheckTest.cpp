@@ -12,20 +12,20 @@ class HistoryCheck : public HistoryHouse {
  protected:
   void startAfresh() {
     std::filesystem::remove_all(root / ".kelvane");
-    history.beginAnew("Talk.md");
+    history.setAside("Talk.md");
     keep("one", "Talk.md");
-    history.beginAnew("Talk.md");
+    history.setAside("Talk.md");
     for (const auto* text : {"two", "three", "two"}) keep(text, "Talk.md");
     keep("other", "Other \"one\".md");
   }
 };
 
-TEST_F(HistoryCheck, aSoundHistoryHasNoProblems) {
+TEST_F(HistoryCheck, aValidHistoryHasNoProblems) {
   startAfresh();
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistoryCheck, whatBreaksARuleIsFound) {
+TEST_F(HistoryCheck, everyBrokenRuleIsReported) {
   const struct {
     const char* what;
     const char* done;
@@ -55,7 +55,7 @@ TEST_F(HistoryCheck, whatBreaksARuleIsFound) {
   }
 }
 
-TEST_F(HistoryCheck, aDamagedFileIsFoundEvenWhereReadingDoesNotMeetIt) {
+TEST_F(HistoryCheck, damageIsReportedAlsoInPagesThatNoReadingNeeds) {
   startAfresh();
   keep(std::string(20'000, 'x'), "Long.md");
   std::string bytes = read(database);
@@ -68,7 +68,7 @@ TEST_F(HistoryCheck, aDamagedFileIsFoundEvenWhereReadingDoesNotMeetIt) {
   EXPECT_THAT(history.problems().front(), StartsWith("The file of the version history is damaged: "));
 }
 
-TEST_F(HistoryCheck, aMissingIndexEntryIsFound) {
+TEST_F(HistoryCheck, aMissingIndexEntryIsReported) {
   startAfresh();
   change(
       "PRAGMA writable_schema = ON;"

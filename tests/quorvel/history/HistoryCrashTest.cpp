@@ -78,7 +78,7 @@ TEST_F(HistoryCrash, theHistoriesBelowAFolderAreWhereTheFolderIs) {
   }
 }
 
-TEST_F(HistoryCrash, whatWasAtTheNewPlaceBeforeIsAnEarlierScriptsOnceTheRenameIsMade) {
+TEST_F(HistoryCrash, theHistoryUnderTheNewNameIsAnEarlierScriptsOnceTheRenameHappened) {
   for (const Death death : everyDeath) {
     startAfresh();
     for (const auto* identifier : {"gone.md", "gone/a.md", "gone/b.md"}) keep("words", identifier);
@@ -99,7 +99,7 @@ TEST_F(HistoryCrash, whatWasAtTheNewPlaceBeforeIsAnEarlierScriptsOnceTheRenameIs
   }
 }
 
-TEST_F(HistoryCrash, whatHappensToTheFilesAfterwardsMisleadsNobody) {
+TEST_F(HistoryCrash, laterChangesOfTheFilesDoNotMislead) {
   const auto saveAsEditorsDo = [this](std::string_view identifier) {
     write(root / "temporary", "saved");
     std::filesystem::rename(root / "temporary", root / identifier);
@@ -141,7 +141,7 @@ TEST_F(HistoryCrash, whatHappensToTheFilesAfterwardsMisleadsNobody) {
   }
 }
 
-TEST_F(HistoryCrash, whatHappensToTheFoldersAfterwardsMisleadsNobody) {
+TEST_F(HistoryCrash, laterChangesOfTheFoldersDoNotMislead) {
   const struct {
     const char* what;
     Death death;
@@ -184,7 +184,7 @@ TEST_F(HistoryCrash, theNextRenameOfTheSameScriptFindsItsHistory) {
   expectScripts({"d.md: 1"}, "renamed on");
 }
 
-TEST_F(HistoryCrash, deathsInTurnsAreMadeUpForInTurns) {
+TEST_F(HistoryCrash, severalCrashesInARowAreRepairedInOrder) {
   script("b.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);
   renameAndDie("c.md", "d.md", Death::afterTheRename);
@@ -207,16 +207,16 @@ TEST_F(HistoryCrash, swappingNamesSurvivesADeathAtEachStep) {
   }
 }
 
-TEST_F(HistoryCrash, aNewScriptAtTheOldPlaceBeginsWithoutTheHistoryThatWentAway) {
+TEST_F(HistoryCrash, aNewScriptUnderTheOldNameHasNoHistory) {
   script("b.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);
-  history.beginAnew("b.md");
+  history.setAside("b.md");
   EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0) << "settled while the files still tell";
   script("b.md");
   EXPECT_THAT(scripts(), ElementsAre("b.md: 1", "c.md: 1"));
 }
 
-TEST_F(HistoryCrash, aRenameOfSomethingElseSettlesItWhileTheFilesStillTell) {
+TEST_F(HistoryCrash, aRenameOfAnotherScriptFinishesThePendingOneFirst) {
   script("b.md");
   put("other.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);
@@ -224,7 +224,7 @@ TEST_F(HistoryCrash, aRenameOfSomethingElseSettlesItWhileTheFilesStillTell) {
   EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0);
 }
 
-TEST_F(HistoryCrash, whoMayOnlyLookSeesTheHistoryWhereTheScriptIs) {
+TEST_F(HistoryCrash, aReaderWithoutPermissionToWriteSeesTheHistoryWhereTheScriptIs) {
   script("b.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);
   keep("later", "c.md");
@@ -242,7 +242,7 @@ TEST_F(HistoryCrash, whoMayOnlyLookSeesTheHistoryWhereTheScriptIs) {
   std::filesystem::permissions(database, std::filesystem::perms(0600));
 }
 
-TEST_F(HistoryCrash, whereItCannotBeToldTheAnswerIsASentence) {
+TEST_F(HistoryCrash, aFolderThatCannotBeSearchedIsReported) {
   script("F/b.md");
   renameAndDie("F/b.md", "F/c.md", Death::afterTheRename);
   std::filesystem::permissions(root, std::filesystem::perms(0755));
@@ -257,7 +257,7 @@ TEST_F(HistoryCrash, whereItCannotBeToldTheAnswerIsASentence) {
   std::filesystem::permissions(root / "F", std::filesystem::perms(0755));
 }
 
-TEST_F(HistoryCrash, aReaderMeanwhileSeesTheHistoryWhereTheScriptIsAtEachMoment) {
+TEST_F(HistoryCrash, aReaderDuringARenameSeesTheHistoryWhereTheScriptIs) {
   script("b.md");
   PendingRename rename = history.willRename("b.md", "c.md");
   EXPECT_THAT(scripts(), ElementsAre("b.md: 1"));

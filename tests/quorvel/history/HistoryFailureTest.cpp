@@ -31,7 +31,7 @@ class HistoryFailures : public HistoryHouse {
     EXPECT_EQ(sentenceOf([&] { history.text("Talk.md", {0, 1}); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.scripts(); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.holds("words", "Talk.md"); }), reading) << what;
-    EXPECT_EQ(sentenceOf([&] { history.beginAnew("Talk.md"); }), reading) << what;
+    EXPECT_EQ(sentenceOf([&] { history.setAside("Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.willRename("Talk.md", "Speech.md").done(); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { keep("words", "Talk.md"); }), writing) << what;
     EXPECT_THAT(history.problems(), ElementsAre(reading)) << what;
@@ -52,7 +52,7 @@ class HistoryFailures : public HistoryHouse {
   }
 };
 
-TEST_F(HistoryFailures, whatIsNoHistoryIsLeftAlone) {
+TEST_F(HistoryFailures, aFileThatIsNotAHistoryIsReportedAndLeftAsItIs) {
   const struct {
     const char* what;
     std::function<void()> done;
@@ -128,14 +128,14 @@ TEST_F(HistoryFailures, whatIsNoHistoryIsLeftAlone) {
   }
 }
 
-TEST_F(HistoryFailures, onePutInUseByAnotherProgramForLongerThanTheWaitIsASentence) {
+TEST_F(HistoryFailures, aHistoryThatIsLockedForTooLongIsReported) {
   startAfresh();
   sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   other.runAll("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
   expectUnusable("has been in use by another program for 1 second", "Try again in a moment.", "locked");
 }
 
-TEST_F(HistoryFailures, aWriterElsewhereKeepsWritersOutAndReadersNot) {
+TEST_F(HistoryFailures, aWriterExcludesOtherWritersButNotReaders) {
   startAfresh();
   sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   other.runAll("BEGIN IMMEDIATE");
@@ -148,7 +148,7 @@ TEST_F(HistoryFailures, aWriterElsewhereKeepsWritersOutAndReadersNot) {
   EXPECT_EQ(story("Talk.md"), "words more");
 }
 
-TEST_F(HistoryFailures, aReaderElsewhereKeepsAWriterWaitingAndThenNothingIsHalfDone) {
+TEST_F(HistoryFailures, aWriterThatWaitsTooLongForAReaderChangesNothing) {
   startAfresh();
   sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::reading, patience);
   other.runAll("BEGIN; SELECT count(*) FROM versions");
@@ -160,7 +160,7 @@ TEST_F(HistoryFailures, aReaderElsewhereKeepsAWriterWaitingAndThenNothingIsHalfD
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistoryFailures, whatMayNotBeWrittenOrReadIsASentence) {
+TEST_F(HistoryFailures, aMissingPermissionIsReported) {
   const std::string notWritten =
       subject +
       "could not be written, because the system does not permit it, so nothing was changed. Check who may "
@@ -205,7 +205,7 @@ TEST_F(HistoryFailures, whatMayNotBeWrittenOrReadIsASentence) {
   }
 }
 
-TEST_F(HistoryFailures, aLibraryThatMayNotBeWrittenGetsNoHistory) {
+TEST_F(HistoryFailures, aReadOnlyLibraryGetsNoHistory) {
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   EXPECT_EQ(inChild([this] {
               becomeNobody();
@@ -218,7 +218,7 @@ TEST_F(HistoryFailures, aLibraryThatMayNotBeWrittenGetsNoHistory) {
   EXPECT_THAT(everything(), IsEmpty());
 }
 
-TEST_F(HistoryFailures, aFileThatMayNotGrowKeepsTheHistoryAsItWas) {
+TEST_F(HistoryFailures, aFileSizeLimitLeavesTheHistoryAsItWas) {
   startAfresh();
   EXPECT_EQ(inChild([this] {
               std::signal(SIGXFSZ, SIG_IGN);
@@ -235,7 +235,7 @@ TEST_F(HistoryFailures, aFileThatMayNotGrowKeepsTheHistoryAsItWas) {
   EXPECT_EQ(story("Talk.md"), "words more");
 }
 
-TEST_F(HistoryFailures, aFullDiskKeepsTheHistoryAsItWas) {
+TEST_F(HistoryFailures, aFullDiskLeavesTheHistoryAsItWas) {
   // A mount of the child's own, which goes with it.
   const std::string answer = inChild([this]() -> std::string {
     const bool isMounted = ::unshare(CLONE_NEWNS) == 0 &&
@@ -259,7 +259,7 @@ TEST_F(HistoryFailures, aFullDiskKeepsTheHistoryAsItWas) {
 }
 
 // What cannot be staged here: SQLite reports it as a failed write, with the system's reason.
-TEST_F(HistoryFailures, theSystemsReasonBehindAFailedWriteIsASentence) {
+TEST_F(HistoryFailures, theSystemsReasonForAFailedWriteIsReported) {
   const std::pair<int, const char*> reasons[] = {
       {EDQUOT, "the disk quota is used up, so nothing was changed. Free some space and try again."},
       {ENOSPC, "the disk is full, so nothing was changed. Free some space and try again."},
@@ -285,7 +285,7 @@ TEST_F(HistoryFailures, aLibraryWhosePathIsTooLongForSQLiteHasAHistory) {
   EXPECT_EQ(story(far, "Talk.md"), "words");
 }
 
-TEST_F(HistoryFailures, aRenameThatCannotBeWrittenDownIsNotToBeMade) {
+TEST_F(HistoryFailures, aRenameThatCannotBeRecordedIsRefused) {
   startAfresh();
   sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::writing, patience);
   other.runAll("BEGIN IMMEDIATE");

@@ -26,7 +26,7 @@ class HistoryFormats : public HistoryHouse {
   std::int64_t format() const { return integer("PRAGMA user_version"); }
 };
 
-TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewhere) {
+TEST_F(HistoryFormats, connectionsFlushEverythingAndUseNoTemporaryFiles) {
   const HistoryFile file(root, patience);
   sqlite::Connection writing = file.writing(OpenedRoot::find(root));
   EXPECT_EQ(writing.integer("PRAGMA synchronous"), 3) << "extra";
@@ -40,7 +40,7 @@ TEST_F(HistoryFormats, connectionsAreSetUpToLoseNothingAndToLeaveNothingElsewher
   EXPECT_EQ(file.reading(OpenedRoot::find(root))->integer("PRAGMA temp_store"), 2) << "in memory";
 }
 
-TEST_F(HistoryFormats, aReaderSeesOneStateForAsLongAsItLooks) {
+TEST_F(HistoryFormats, aReaderSeesOneStateUntilItEnds) {
   keep("one", "Talk.md");
   {
     auto reading = HistoryFile(root, patience).reading(OpenedRoot::find(root));
@@ -52,7 +52,7 @@ TEST_F(HistoryFormats, aReaderSeesOneStateForAsLongAsItLooks) {
   EXPECT_EQ(HistoryFile(root, patience).reading(OpenedRoot::find(root))->integer("SELECT count(*) FROM versions"), 2);
 }
 
-TEST_F(HistoryFormats, anEmptyDatabaseTakesAllStepsAndAnEarlierOneThoseThatItLacks) {
+TEST_F(HistoryFormats, aDatabaseTakesTheStepsThatItLacks) {
   const struct {
     const char* what;
     Steps before;
@@ -72,7 +72,7 @@ TEST_F(HistoryFormats, anEmptyDatabaseTakesAllStepsAndAnEarlierOneThoseThatItLac
   }
 }
 
-TEST_F(HistoryFormats, aFileWithoutAByteTakesAllSteps) {
+TEST_F(HistoryFormats, anEmptyFileTakesAllSteps) {
   write(database, "");
   makeOf({one, two});
   EXPECT_EQ(format(), 2);
@@ -87,7 +87,7 @@ TEST_F(HistoryFormats, aReaderBringsAnEarlierFormatUpToDateFirst) {
   EXPECT_EQ(format(), 2);
 }
 
-TEST_F(HistoryFormats, aReaderWhoMayNotWriteCannotAndLeavesIt) {
+TEST_F(HistoryFormats, aReaderWithoutPermissionToWriteLeavesAnEarlierFormatAsItIs) {
   makeOf({one});
   std::filesystem::permissions(root, std::filesystem::perms(0755));
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));
@@ -128,7 +128,7 @@ TEST_F(HistoryFormats, aReaderGivesUpWhenAnotherProgramBringsTheEarlierFormatBac
   EXPECT_LT(opened, 10);
 }
 
-TEST_F(HistoryFormats, aStepThatFailsLeavesTheEarlierFormatWhole) {
+TEST_F(HistoryFormats, aFailedStepLeavesTheEarlierFormat) {
   makeOf({one});
   const std::string before = read(database);
   const Steps steps{one, two, broken};
@@ -137,7 +137,7 @@ TEST_F(HistoryFormats, aStepThatFailsLeavesTheEarlierFormatWhole) {
   EXPECT_EQ(read(database), before);
 }
 
-TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormatWhole) {
+TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormat) {
   makeOf({one});
   kelvane::tests::inChild([this]() -> std::string {
     const Steps steps{one, two};
@@ -148,7 +148,7 @@ TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormatWhole)
   EXPECT_EQ(integer("SELECT count(*) FROM old"), 1);
 }
 
-TEST_F(HistoryFormats, aLaterFormatIsLeftAlone) {
+TEST_F(HistoryFormats, aLaterFormatIsReportedAndLeftAsItIs) {
   makeOf({one, two, three});
   const std::string before = read(database);
   const Steps steps{one, two};

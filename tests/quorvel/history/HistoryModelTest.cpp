@@ -116,8 +116,8 @@ void HistoryModel::take(const Step& step, const std::string& text) {
   switch (kind) {
     case Step::create:  // by a tool
       if (isThere(one)) return;
-      history.beginAnew(one);
-      model.beginAnew(one);
+      history.setAside(one);
+      model.setAside(one);
       return put(one);
     case Step::touch:  // from outside: made or deleted
       if (isPending()) return;
@@ -165,7 +165,7 @@ std::vector<Step> HistoryModel::shrunk(std::vector<Step> steps) {
   return steps;
 }
 
-TEST_F(HistoryModel, isWhatTheDiskHoldsWhateverHappened) {
+TEST_F(HistoryModel, matchesTheHistoryAfterEveryOperation) {
   const std::vector<Step> steps = anyStory(250);
   if (difference(steps).empty()) {
     EXPECT_THAT(history.problems(), ::testing::IsEmpty());

@@ -147,7 +147,7 @@ class HistoryWithoutPower : public HistoryHouse {
   }
 };
 
-TEST_F(HistoryWithoutPower, isWholeAndHasWhatWasAcknowledged) {
+TEST_F(HistoryWithoutPower, isValidAndHasEveryAcknowledgedVersion) {
   const std::string large(3'000'000, 'x');  // does not fit into SQLite's memory, so that pages change before the end
   const struct {
     const char* what;
@@ -189,7 +189,7 @@ TEST_F(HistoryWithoutPower, isWholeAndHasWhatWasAcknowledged) {
 }
 
 // Each call that fails once, and each from which on all fail, while the disk writes little at a time.
-TEST_F(HistoryWithoutPower, onADiskThatFailsIsAsItWasAndTheNextWriterGoesOn) {
+TEST_F(HistoryWithoutPower, isAsItWasAfterADiskErrorAndCanBeWrittenAgain) {
   HistoryCalls calls;
   calls.mostWritten = 1'000;
   History staged(root, std::chrono::system_clock::now, patience, calls);
@@ -220,7 +220,7 @@ TEST_F(HistoryWithoutPower, onADiskThatFailsIsAsItWasAndTheNextWriterGoesOn) {
   }
 }
 
-TEST_F(HistoryWithoutPower, isNotCalledDamagedWhenTheDiskFailsWhileItIsRead) {
+TEST_F(HistoryWithoutPower, isNotReportedAsDamagedWhenReadingFails) {
   keep(std::string(100'000, 'x'), "Talk.md");
   HistoryCalls calls;
   const History staged(root, std::chrono::system_clock::now, patience, calls);

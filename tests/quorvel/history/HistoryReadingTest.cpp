@@ -26,34 +26,34 @@ class HistoryReading : public HistoryHouse {
   }
 };
 
-TEST_F(HistoryReading, aLibraryWithoutAHistoryReadsAsOneWithAnEmptyHistoryAndStaysUntouched) {
+TEST_F(HistoryReading, aLibraryWithoutAHistoryHasAnEmptyOneAndIsNotChanged) {
   lookAtEverything();
-  history.beginAnew("Talk.md");
+  history.setAside("Talk.md");
   put("Talk.md");
   history.willRename("Talk.md", "Speech.md").done();
   EXPECT_THAT(everything(), ElementsAre(std::pair(pathOf("Talk.md").string(), "words"s)));
 }
 
-TEST_F(HistoryReading, anOwnFolderWithoutADatabaseIsNoHistoryEither) {
+TEST_F(HistoryReading, anOwnFolderWithoutADatabaseIsAnEmptyHistory) {
   std::filesystem::create_directory(root / ".kelvane");
   lookAtEverything();
   EXPECT_THAT(everything(), ElementsAre(std::pair((root / ".kelvane").string(), "(no file)"s)));
 }
 
-TEST_F(HistoryReading, aDatabaseThatNothingWasPutIntoIsNoHistoryEither) {
+TEST_F(HistoryReading, anEmptyDatabaseIsAnEmptyHistory) {
   write(database, "");
   const auto before = everything();
   lookAtEverything();
   EXPECT_EQ(everything(), before);
 }
 
-TEST_F(HistoryReading, aRootThatIsGoneIsNoHistoryEither) {
+TEST_F(HistoryReading, aMissingRootIsAnEmptyHistory) {
   const History gone(root / "gone");
   EXPECT_THAT(gone.scripts(), IsEmpty());
   EXPECT_THAT(gone.versions(root / "gone/Talk.md"), IsEmpty());
 }
 
-TEST_F(HistoryReading, lookingChangesNoFile) {
+TEST_F(HistoryReading, readingChangesNoFile) {
   keep("one", "Talk.md", "first");
   keep("two", "Talk.md", "second");
   const auto before = everything();
@@ -66,7 +66,7 @@ TEST_F(HistoryReading, lookingChangesNoFile) {
   EXPECT_EQ(everything(), before);
 }
 
-TEST_F(HistoryReading, whoMayOnlyLookSeesAllOfIt) {
+TEST_F(HistoryReading, aReaderWithoutPermissionToWriteSeesEverything) {
   keep("one", "Talk.md");
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));
@@ -80,7 +80,7 @@ TEST_F(HistoryReading, whoMayOnlyLookSeesAllOfIt) {
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0755));
 }
 
-TEST_F(HistoryReading, anEntrySaysAllOfAVersion) {
+TEST_F(HistoryReading, anEntryHasEveryFieldOfAVersion) {
   keep("one two", "Talk.md", "first");
   now += std::chrono::hours(1);
   keep("caf\u00e9", "Talk.md", "second");
@@ -113,7 +113,7 @@ TEST_F(HistoryReading, textsComeBackByteForByte) {
   for (const auto& [what, text] : cases) EXPECT_EQ(history.text("Talk.md", {0, ++number}), text) << what;
 }
 
-TEST_F(HistoryReading, aVersionThatIsNotThereIsNothing) {
+TEST_F(HistoryReading, aMissingVersionIsEmpty) {
   keep("one", "Talk.md");
   const struct {
     const char* what;
@@ -128,7 +128,7 @@ TEST_F(HistoryReading, aVersionThatIsNotThereIsNothing) {
     EXPECT_EQ(history.text(identifier, version), std::nullopt) << what;
 }
 
-TEST_F(HistoryReading, aTextIsHeldWhenThatVeryScriptHasAVersionOfExactlyItsBytes) {
+TEST_F(HistoryReading, aTextIsHeldIfThisScriptHasAVersionWithExactlyItsBytes) {
   keep("one", "Talk.md");
   keep("two", "Talk.md");
   keep("other", "Other.md");
@@ -171,7 +171,7 @@ TEST_F(HistoryReading, aPathOutsideTheRootIsRefused) {
   EXPECT_FALSE(std::filesystem::exists(root / ".kelvane"));
 }
 
-TEST_F(HistoryReading, theRootMayBeSpeltWithASlashAtItsEndAndBeALink) {
+TEST_F(HistoryReading, theRootMayEndInASlashOrBeALink) {
   keep("one", "Talk.md");
   const std::filesystem::path link = folder.path().string() + "-link";
   std::filesystem::create_directory_symlink(root, link);

@@ -27,7 +27,7 @@ class HistoryRenames : public HistoryHouse {
   std::int64_t pendingRenames() const { return integer("SELECT count(*) FROM pendingRenames"); }
 };
 
-TEST_F(HistoryRenames, aScriptTakesItsHistoryAlong) {
+TEST_F(HistoryRenames, aRenamedScriptKeepsItsHistory) {
   script("Talk.md");
   rename("Talk.md", "Speech.md");
   keep("more", "Speech.md");
@@ -37,7 +37,7 @@ TEST_F(HistoryRenames, aScriptTakesItsHistoryAlong) {
   EXPECT_EQ(pendingRenames(), 0);
 }
 
-TEST_F(HistoryRenames, aFolderTakesTheHistoriesOfAllBelowAlongAndNoOthers) {
+TEST_F(HistoryRenames, aRenamedFolderKeepsTheHistoriesBelowItAndNoOthers) {
   for (const auto* identifier :
        {"F/a.md", "F/G/b.md", "F/G/H/c.md", "F.md", "F0/d.md", "FF/e.md", "E/F/f.md", "f/g.md"}) {
     script(identifier);
@@ -49,14 +49,14 @@ TEST_F(HistoryRenames, aFolderTakesTheHistoriesOfAllBelowAlongAndNoOthers) {
   EXPECT_EQ(story("N/G/H/c.md"), "F/G/H/c.md");
 }
 
-TEST_F(HistoryRenames, aFolderInsideAFolderDoesSoToo) {
+TEST_F(HistoryRenames, aRenamedFolderInAFolderKeepsTheHistoriesBelowIt) {
   script("A/F/a.md");
   script("B/F/a.md");
   rename("A/F", "A/N");
   EXPECT_THAT(scripts(), ElementsAre("A/N/a.md: 1", "B/F/a.md: 1"));
 }
 
-TEST_F(HistoryRenames, namesThatPatternsKnowMeanThemselvesOnly) {
+TEST_F(HistoryRenames, wildcardsInNamesAreOrdinaryCharacters) {
   const std::string_view names[] = {"%", "_", "*", "?", "[ab]", "a", "b", "ab", "%%", "\\", "'", "\"", "\xff", "\x01"};
   for (const std::string_view name : names) script(std::string(name) + "/x.md");
   for (const std::string_view name : names) {
@@ -80,7 +80,7 @@ TEST_F(HistoryRenames, aScriptAndAFolderOfTheSameNameAreNotTheSame) {
   EXPECT_THAT(scripts(), ElementsAre("Folder/inside.md: 1", "Speech.md: 2"));
 }
 
-TEST_F(HistoryRenames, namesAreSwappedByWayOfAThird) {
+TEST_F(HistoryRenames, twoScriptsCanSwapNamesThroughAThird) {
   script("a.md");
   script("b.md");
   rename("a.md", "c.md");
@@ -99,7 +99,7 @@ TEST_F(HistoryRenames, chainsOfRenamesAreFollowed) {
   EXPECT_THAT(scripts(), ElementsAre("d.md: 1"));
 }
 
-TEST_F(HistoryRenames, aScriptRenamedOntoTheNameOfOneThatIsGoneLeavesItsHistoryToThatOne) {
+TEST_F(HistoryRenames, aScriptRenamedToADeletedScriptsNameDoesNotMixTheirHistories) {
   script("gone.md");
   remove("gone.md");
   script("Talk.md");
@@ -110,7 +110,7 @@ TEST_F(HistoryRenames, aScriptRenamedOntoTheNameOfOneThatIsGoneLeavesItsHistoryT
   EXPECT_THAT(scripts(), ElementsAre("gone.md: 2", "gone.md (earlier 1): 1"));
 }
 
-TEST_F(HistoryRenames, aScriptWithoutHistoryRenamedOntoTheNameOfOneThatIsGoneGetsNoneByIt) {
+TEST_F(HistoryRenames, aScriptWithoutHistoryGetsNoneFromADeletedScriptsName) {
   script("gone.md");
   remove("gone.md");
   put("Talk.md");
@@ -119,7 +119,7 @@ TEST_F(HistoryRenames, aScriptWithoutHistoryRenamedOntoTheNameOfOneThatIsGoneGet
   EXPECT_EQ(story("gone.md", 1), "gone.md");
 }
 
-TEST_F(HistoryRenames, aFolderRenamedOntoTheNameOfOneThatIsGoneLeavesTheHistoriesToIt) {
+TEST_F(HistoryRenames, aFolderRenamedToADeletedFoldersNameDoesNotMixTheirHistories) {
   for (const auto* identifier : {"gone/a.md", "gone/b.md", "gone/deep/c.md"}) script(identifier);
   remove("gone");
   script("F/a.md");
@@ -131,10 +131,10 @@ TEST_F(HistoryRenames, aFolderRenamedOntoTheNameOfOneThatIsGoneLeavesTheHistorie
   EXPECT_EQ(story("gone/a.md", 1), "gone/a.md");
 }
 
-TEST_F(HistoryRenames, earlierScriptsOfAScriptStayWhereTheyWereAndThoseOfAFolderGoAlong) {
+TEST_F(HistoryRenames, earlierScriptsStayWhenAScriptIsRenamedAndMoveWithAFolder) {
   script("F/a.md");
   remove("F/a.md");
-  history.beginAnew("F/a.md");
+  history.setAside("F/a.md");
   put("F/a.md");
   keep("second", "F/a.md");
   rename("F/a.md", "F/b.md");
@@ -147,7 +147,7 @@ TEST_F(HistoryRenames, earlierScriptsOfTwoFoldersKeepApart) {
   for (const auto* name : {"F", "gone"}) {
     const std::string identifier = std::string(name) + "/a.md";
     for (const auto* text : {"first", "second", "third"}) {
-      history.beginAnew(identifier);
+      history.setAside(identifier);
       keep(std::string(name) + " " + text, identifier);
     }
   }
@@ -159,10 +159,10 @@ TEST_F(HistoryRenames, earlierScriptsOfTwoFoldersKeepApart) {
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistoryRenames, aScriptThatBeginsAnewHasItsOwnHistoryFromOneOn) {
+TEST_F(HistoryRenames, aNewScriptUnderAnOldNameCountsFromOne) {
   keep("old 1", "Talk.md");
   keep("old 2", "Talk.md");
-  history.beginAnew("Talk.md");
+  history.setAside("Talk.md");
   EXPECT_THAT(history.versions(pathOf("Talk.md")), IsEmpty());
   EXPECT_FALSE(history.holds("old 1", "Talk.md"));
   keep("new 1", "Talk.md");
@@ -173,34 +173,34 @@ TEST_F(HistoryRenames, aScriptThatBeginsAnewHasItsOwnHistoryFromOneOn) {
   EXPECT_EQ(history.scripts("Talk.md").size(), 2U);
 }
 
-TEST_F(HistoryRenames, scriptsThatBeginAnewAgainAndAgainAreNumberedInThatOrder) {
+TEST_F(HistoryRenames, earlierScriptsAreNumberedInTheirOrder) {
   for (const auto* text : {"first", "second", "third"}) {
-    history.beginAnew("Talk.md");
+    history.setAside("Talk.md");
     keep(text, "Talk.md");
   }
-  history.beginAnew("Talk.md");
-  history.beginAnew("Talk.md");
+  history.setAside("Talk.md");
+  history.setAside("Talk.md");
   EXPECT_THAT(scripts(), ElementsAre("Talk.md (earlier 3): 1", "Talk.md (earlier 2): 1", "Talk.md (earlier 1): 1"));
   EXPECT_EQ(story("Talk.md", 2), "second");
 }
 
-TEST_F(HistoryRenames, aBeginningThatComesToNothingIsTakenBack) {
-  EXPECT_FALSE(history.beginAnew("Talk.md"));
+TEST_F(HistoryRenames, settingAsideCanBeUndone) {
+  EXPECT_FALSE(history.setAside("Talk.md"));
   for (const auto* text : {"first", "second"}) {
     keep(text, "Talk.md");
-    EXPECT_TRUE(history.beginAnew("Talk.md"));
+    EXPECT_TRUE(history.setAside("Talk.md"));
   }
   for (int time = 0; time < 2; ++time) {  // the second time there is nothing to take back
-    history.goOn("Talk.md");
+    history.undoSetAside("Talk.md");
     EXPECT_THAT(scripts(), ElementsAre("Talk.md: 1", "Talk.md (earlier 1): 1"));
     EXPECT_EQ(story("Talk.md"), "second");
   }
-  history.goOn("Other.md");
+  history.undoSetAside("Other.md");
   EXPECT_EQ(scripts().size(), 2U);
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistoryRenames, aRenameThatTheHistoryHasNothingToDoWithIsNotWrittenDown) {
+TEST_F(HistoryRenames, aRenameWithoutHistoryIsNotRecorded) {
   script("Other.md");
   put("Talk.md");
   const std::string before = read(database);
@@ -210,21 +210,21 @@ TEST_F(HistoryRenames, aRenameThatTheHistoryHasNothingToDoWithIsNotWrittenDown) 
   EXPECT_EQ(read(database), before);
 }
 
-TEST_F(HistoryRenames, aRenameOfWhatIsNotThereIsNotWrittenDown) {
+TEST_F(HistoryRenames, aRenameOfAMissingScriptIsNotRecorded) {
   keep("words", "gone.md");
   const std::string before = read(database);
   history.willRename("gone.md", "Talk.md").done();
   EXPECT_EQ(read(database), before);
 }
 
-TEST_F(HistoryRenames, leavingBeforeTheRenameLeavesTheHistory) {
+TEST_F(HistoryRenames, aRenameThatDidNotHappenLeavesTheHistory) {
   script("Talk.md");
   { const PendingRename rename = history.willRename("Talk.md", "Speech.md"); }
   EXPECT_THAT(scripts(), ElementsAre("Talk.md: 1"));
   EXPECT_EQ(pendingRenames(), 0);
 }
 
-TEST_F(HistoryRenames, leavingAfterTheRenameWithoutAWordLetsTheHistoryFollow) {
+TEST_F(HistoryRenames, aRenameThatHappenedMovesTheHistoryAlsoWithoutDone) {
   script("Talk.md");
   {
     const PendingRename rename = history.willRename("Talk.md", "Speech.md");
@@ -234,7 +234,7 @@ TEST_F(HistoryRenames, leavingAfterTheRenameWithoutAWordLetsTheHistoryFollow) {
   EXPECT_EQ(pendingRenames(), 0);
 }
 
-TEST_F(HistoryRenames, aMovedRenameIsFinishedOnce) {
+TEST_F(HistoryRenames, aMovedPendingRenameIsFinishedOnce) {
   script("Talk.md");
   PendingRename first = history.willRename("Talk.md", "Speech.md");
   std::filesystem::rename(pathOf("Talk.md"), pathOf("Speech.md"));
@@ -247,7 +247,7 @@ TEST_F(HistoryRenames, aMovedRenameIsFinishedOnce) {
   EXPECT_THAT(scripts(), ElementsAre("Speech.md: 1", "Talk.md: 1"));
 }
 
-TEST_F(HistoryRenames, whatCouldNotBeWrittenAfterTheRenameIsMadeUpFor) {
+TEST_F(HistoryRenames, theNextWriterFinishesARenameThatCouldNotBeWritten) {
   script("Talk.md");
   {
     PendingRename rename = history.willRename("Talk.md", "Speech.md");

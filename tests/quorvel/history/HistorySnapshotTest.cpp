@@ -1,6 +1,7 @@
 // Keeping versions: what is stored, how numbers go on, and many writers at once.
 #include <fstream>
 
+#include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -12,19 +13,19 @@ using ::testing::IsEmpty;
 
 using HistorySnapshot = HistoryHouse;
 
-TEST_F(HistorySnapshot, theFirstMakesTheFolderForItsOwnerAloneAndTheDatabaseAndNothingElse) {
+TEST_F(HistorySnapshot, theFirstVersionCreatesThePrivateFolderAndTheDatabaseOnly) {
   keep("words", "Talk.md");
   EXPECT_EQ(everything().size(), 2U);
   EXPECT_TRUE(std::filesystem::exists(database));
   EXPECT_EQ(std::filesystem::status(root / ".kelvane").permissions(), std::filesystem::perms(0700));
 }
 
-TEST_F(HistorySnapshot, anEmptyTextMakesNothing) {
+TEST_F(HistorySnapshot, anEmptyTextCreatesNothing) {
   keep("", "Talk.md");
   EXPECT_THAT(everything(), IsEmpty());
 }
 
-TEST_F(HistorySnapshot, theDatabaseSaysWhatItIsAndIsOfTheKindThatReadersNeedNoFileFor) {
+TEST_F(HistorySnapshot, theDatabaseHasItsMarksAndNoWriteAheadLog) {
   keep("words", "Talk.md");
   EXPECT_EQ(integer("PRAGMA application_id"), 0x4b6c766e);
   EXPECT_EQ(integer("PRAGMA user_version"), 1);
@@ -58,7 +59,7 @@ TEST_F(HistorySnapshot, equalTextsShareTheirBytesAndEachIsAVersion) {
   }
 }
 
-TEST_F(HistorySnapshot, textsWhoseHashesAreEqualAreToldApartByTheirBytes) {
+TEST_F(HistorySnapshot, textsWithEqualHashesAreDistinguishedByTheirBytes) {
   keep("one", "Talk.md");
   keep("two", "Talk.md");
   change("UPDATE texts SET hash = (SELECT hash FROM texts WHERE bytes = CAST('two' AS BLOB))");
@@ -80,14 +81,14 @@ TEST_F(HistorySnapshot, numbersCountFromOneForEachScript) {
   }
 }
 
-TEST_F(HistorySnapshot, aChosenNumberStaysThatVersionWhateverIsAddedMeanwhile) {
+TEST_F(HistorySnapshot, aVersionKeepsItsNumberWhenOthersAreAdded) {
   keep("one", "Talk.md");
   const VersionNumber chosen = history.entries("Talk.md").front().version;
   for (int i = 0; i < 20; ++i) keep(std::to_string(i), "Talk.md");
   EXPECT_EQ(history.text("Talk.md", chosen), "one");
 }
 
-TEST_F(HistorySnapshot, processesAtOnceLoseNothingAndLeaveNoGaps) {
+TEST_F(HistorySnapshot, concurrentProcessesLoseNothingAndLeaveNoGaps) {
   constexpr int processCount = 4;
   constexpr int each = 15;
   std::vector<ChildProcess> processes;
@@ -117,7 +118,7 @@ TEST_F(HistorySnapshot, processesAtOnceLoseNothingAndLeaveNoGaps) {
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistorySnapshot, theFirstOnesOfManyProcessesMakeOneDatabase) {
+TEST_F(HistorySnapshot, concurrentProcessesCreateOneDatabase) {
   for (int round = 0; round < 5; ++round) {
     std::filesystem::remove_all(root / ".kelvane");
     std::vector<ChildProcess> processes;
@@ -146,7 +147,7 @@ void dieWhileWriting(const std::filesystem::path& database) {
   });
 }
 
-TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsUndoneByTheNextWriter) {
+TEST_F(HistorySnapshot, theNextWriterUndoesTheChangeOfAKilledOne) {
   keep("one", "Talk.md");
   dieWhileWriting(database);
   ASSERT_TRUE(std::filesystem::exists(journal));
@@ -156,7 +157,7 @@ TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsUndoneByTheNextWriter) {
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
-TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsUndoneByAReaderWhoMayWrite) {
+TEST_F(HistorySnapshot, aReaderUndoesTheChangeOfAKilledWriter) {
   keep("one", "Talk.md");
   dieWhileWriting(database);
   ASSERT_TRUE(std::filesystem::exists(journal));
@@ -164,7 +165,7 @@ TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsUndoneByAReaderWhoMayWrite
   EXPECT_FALSE(std::filesystem::exists(journal));
 }
 
-TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsASentenceForAReaderWhoMayNotWrite) {
+TEST_F(HistorySnapshot, aReaderWithoutPermissionToWriteReportsTheChangeOfAKilledWriter) {
   keep("one", "Talk.md");
   dieWhileWriting(database);
   const auto before = everything();
@@ -184,33 +185,36 @@ TEST_F(HistorySnapshot, whatAKilledWriterLeftHalfWayIsASentenceForAReaderWhoMayN
                 kelvane::tests::becomeNobody();
                 return sentenceOf([this] { history.versions(pathOf("Talk.md")); });
               }),
-              "The version history of this library (.kelvane/history.sqlite) was left half-way through a change by a "
-              "program that ended early, and may not be repaired by this user, so it cannot be read. Use it once as a "
-              "user who may write in the folder .kelvane.")
+              "The version history of this library (.kelvane/history.sqlite) was left in the middle of a "
+              "change by a program that ended early, and this user is not permitted to repair it, so it cannot be "
+              "read. Use it "
+              "once as a user who is permitted to write in the folder .kelvane.")
         << what;
     EXPECT_EQ(everything(), before) << what;
   }
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0700));
 }
 
-TEST_F(HistorySnapshot, writersKilledAtAnyMomentLoseNothingThatTheyHadKept) {
+TEST_F(HistorySnapshot, writersKilledAtAnyCallLoseNoAcknowledgedVersion) {
   int journals = 0;
-  for (int round = 0; round < 40; ++round) {
-    // The child says after each version that it is kept, and dies while it goes on.
+  for (int round = 0; round < 60; ++round) {
+    // The child says after each version that it is kept, and is killed at a later call in each round.
     const std::filesystem::path said = root / "said";
-    const pid_t child = ::fork();
-    if (child == 0) {
-      std::ofstream out(said, std::ios::app);
-      History own(root);
-      for (int i = 0;; ++i) {
-        const std::string text = std::to_string(round) + ":" + std::to_string(i);
-        own.snapshot(text, pathOf("Talk.md"), "");
-        out << text << ' ' << std::flush;
-      }
-    }
-    ::usleep(static_cast<useconds_t>(2'000 + round * 777));
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
+    EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
+                HistoryCalls calls;
+                calls.before = [left = round](std::string_view) mutable {
+                  if (left-- == 0) kelvane::tests::dieAtOnce();
+                  return 0;
+                };
+                std::ofstream out(said, std::ios::app);
+                History own(root, std::chrono::system_clock::now, patience, calls);
+                for (int i = 0;; ++i) {
+                  const std::string text = std::to_string(round) + ":" + std::to_string(i);
+                  own.snapshot(text, pathOf("Talk.md"), "");
+                  out << text << ' ' << std::flush;
+                }
+              }),
+              "killed by signal 9");
     journals += std::filesystem::exists(journal);
     const std::string kept = story("Talk.md");
     std::string acknowledged = read(said);

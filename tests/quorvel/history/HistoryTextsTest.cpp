@@ -21,7 +21,7 @@ TEST(HistoryTextHash, isFNV1a) {
   for (const auto& [text, hash] : cases) EXPECT_EQ(static_cast<std::uint64_t>(textHash(text)), hash) << text;
 }
 
-TEST_F(HistoryTexts, areFoundByTheirBytesAloneWhateverTheirHash) {
+TEST_F(HistoryTexts, areFoundByTheirBytesWhateverTheirHash) {
   sqlite::Connection connection = HistoryFile(root, patience).writing(OpenedRoot::find(root));
   EXPECT_EQ(findText(connection, "one"), std::nullopt);
   const std::int64_t one = keepText(connection, "one");

@@ -40,12 +40,12 @@ class OwnFolder : public ::testing::Test {
   const std::filesystem::path own = root / ".kelvane";
 };
 
-TEST_F(OwnFolder, isNotMadeByOpening) {
+TEST_F(OwnFolder, isNotCreatedByOpening) {
   EXPECT_FALSE(openOwnFolder(opened()));
   EXPECT_TRUE(std::filesystem::is_empty(root));
 }
 
-TEST_F(OwnFolder, isMadeForItsOwnerAloneAndThenTheSame) {
+TEST_F(OwnFolder, isCreatedPrivateAndOnce) {
   const Descriptor made = makeOwnFolder(opened());
   struct stat status {};
   ASSERT_EQ(::stat(own.c_str(), &status), 0);
@@ -55,14 +55,14 @@ TEST_F(OwnFolder, isMadeForItsOwnerAloneAndThenTheSame) {
   EXPECT_EQ(inode(openOwnFolder(opened())), status.st_ino);
 }
 
-TEST_F(OwnFolder, keepsTheModeThatItHas) {
+TEST_F(OwnFolder, keepsItsPermissions) {
   std::filesystem::create_directory(own);
   std::filesystem::permissions(own, std::filesystem::perms(0755));
   makeOwnFolder(opened());
   EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms(0755));
 }
 
-TEST_F(OwnFolder, isNeverSomethingElseOfThatName) {
+TEST_F(OwnFolder, isNeverAFileOrALink) {
   const std::filesystem::path elsewhere = root / "elsewhere";
   std::filesystem::create_directory(elsewhere);
   const struct {
@@ -83,7 +83,7 @@ TEST_F(OwnFolder, isNeverSomethingElseOfThatName) {
   EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
 }
 
-TEST_F(OwnFolder, isNotMadeWhereNothingIsOrMayBeWritten) {
+TEST_F(OwnFolder, isNotCreatedWithoutARootOrPermission) {
   std::filesystem::create_directory(root / "gone");
   const Descriptor gone = opened(root / "gone");
   std::filesystem::remove(root / "gone");

@@ -28,7 +28,7 @@ class SQLite : public ::testing::Test {
   const std::filesystem::path file = folder.path() / "test.sqlite";
 };
 
-TEST_F(SQLite, bytesGoInAndComeOutAsTheyAre) {
+TEST_F(SQLite, bytesAreReadAsTheyWereWritten) {
   using namespace std::string_literals;
   Connection connection = openedDatabase(file, Access::creating, 0ms);
   connection.run("CREATE TABLE t (x BLOB NOT NULL) STRICT");

@@ -81,7 +81,7 @@ class SwappedOwnFolder : public HistoryHouse {
   const std::filesystem::path outside = elsewhere.path() / "outside";
 };
 
-TEST_F(SwappedOwnFolder, atAnyCallNothingIsTouchedOutsideAndNothingIsLost) {
+TEST_F(SwappedOwnFolder, touchesNothingOutsideAndLosesNothingWhenSwappedAtAnyCall) {
   const auto keepOne = [&] { keepStaged("one"); };
   const Use uses[] = {
       {"the first version", false, [] {}, keepOne, {"", "one"}},
@@ -133,7 +133,7 @@ TEST_F(SwappedOwnFolder, atAnyCallNothingIsTouchedOutsideAndNothingIsLost) {
   EXPECT_THAT(interrupted, IsSupersetOf({"open", "readAt", "writeAt", "flushBytes", "flush", "unlink"}));
 }
 
-TEST_F(SwappedOwnFolder, aVersionThatWouldBeInTheOneThatWasMovedAwayIsNotKept) {
+TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheFolderWasMovedAway) {
   keep("one", "Talk.md");
   History clocked(
       root,
@@ -151,7 +151,7 @@ TEST_F(SwappedOwnFolder, aVersionThatWouldBeInTheOneThatWasMovedAwayIsNotKept) {
   EXPECT_EQ(story("Talk.md"), "one");
 }
 
-TEST_F(SwappedOwnFolder, aVersionThatWouldBeInADatabaseThatWasReplacedIsNotKept) {
+TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheDatabaseWasReplaced) {
   keep("one", "Talk.md");
   const std::string bytes = read(database);
   History clocked(
@@ -167,7 +167,7 @@ TEST_F(SwappedOwnFolder, aVersionThatWouldBeInADatabaseThatWasReplacedIsNotKept)
   EXPECT_EQ(story("Talk.md"), "one");
 }
 
-TEST_F(SwappedOwnFolder, aVersionThatIsInTheOneThatWasMovedAwayIsNotAcknowledged) {
+TEST_F(SwappedOwnFolder, aVersionIsNotAcknowledgedIfTheFolderWasMovedAwayAtTheEnd) {
   keep("one", "Talk.md");
   const std::string sentence = sentenceOfInterrupted([&] { keepStaged("two"); },
                                                      [&](std::string_view call) {
@@ -182,7 +182,7 @@ TEST_F(SwappedOwnFolder, aVersionThatIsInTheOneThatWasMovedAwayIsNotAcknowledged
   EXPECT_EQ(story("Talk.md"), "one two");
 }
 
-TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInTheOneThatWasMovedAway) {
+TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInAFolderThatWasMovedAway) {
   for (const bool isDone : {true, false}) {
     startAfresh();
     put("Talk.md");
@@ -214,9 +214,8 @@ TEST_F(SwappedOwnFolder, aDatabaseOrJournalThatBecomesALinkIsNotOpened) {
   } cases[] = {
       {database,
        subject + "is not a file but a link or a folder, so nothing was changed. Move that link or folder away."},
-      {journal, subject +
-                    "has something beside it that has its journal's name (.kelvane/history.sqlite-journal) and is no "
-                    "file, so nothing was changed. Move that away."},
+      {journal, subject + "has something beside it that is not a file but has the name of its journal "
+                          "(.kelvane/history.sqlite-journal), so nothing was changed. Move that away."},
   };
   for (const auto& [file, expected] : cases) {
     startAfresh();

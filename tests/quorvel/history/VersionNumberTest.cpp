@@ -5,7 +5,7 @@
 namespace quorvel {
 namespace {
 
-TEST(VersionNumber, isReadAndWrittenAlike) {
+TEST(VersionNumber, isReadAsItIsWritten) {
   const struct {
     const char* text;
     VersionNumber version;
@@ -18,7 +18,7 @@ TEST(VersionNumber, isReadAndWrittenAlike) {
   }
 }
 
-TEST(VersionNumber, otherTextsAreNone) {
+TEST(VersionNumber, otherStringsAreRefused) {
   for (const std::string_view text : {"",
                                       ".",
                                       "0",

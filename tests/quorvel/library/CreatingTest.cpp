@@ -60,7 +60,7 @@ TEST_F(Creating, theHistoryOfAScriptThatWasThereBeforeIsNotThatOfTheNewOne) {
 TEST_F(Creating, theHistoryOfTheScriptBeforeStaysWhereTheNewOneCannotBeMade) {
   for (const char* label : {"first", "second"}) {
     history->snapshot("words", root / "Closed/Talk.md", label);
-    if (label == std::string("first")) history->beginAnew("Closed/Talk.md");
+    if (label == std::string("first")) history->setAside("Closed/Talk.md");
   }
   std::filesystem::create_directory(root / "Closed");
   giveToNobody();

@@ -43,7 +43,7 @@ TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
     EXPECT_TRUE(history->holds("text", identifier)) << isLocked;
     EXPECT_FALSE(history->holds("another", identifier)) << isLocked;
     EXPECT_FALSE(history->holds("text", "Another.md")) << isLocked;
-    ASSERT_TRUE(history->beginAnew(identifier));
+    ASSERT_TRUE(history->setAside(identifier));
     EXPECT_FALSE(history->holds("text", identifier)) << isLocked;
   }
 }

@@ -331,7 +331,7 @@ class ModelCall {
       throw Refusal{"The " + word(kind) + " " + quoted(name) + " could not be made" + belongsToTheLibrary};
     }
     const std::string identifier = freeIdentifier(folder, name, kind, "");
-    if (kind == Kind::script) model_.history_.beginAnew(identifier);
+    if (kind == Kind::script) model_.history_.setAside(identifier);
     model_.files[identifier] = kind == Kind::script ? std::optional<std::string>("") : std::nullopt;
     return identifier;
   }
