@@ -217,7 +217,8 @@ TEST_F(SwappedOwnFolder, aDatabaseOrJournalThatBecomesALinkIsNotOpened) {
       {journal, subject + "has something beside it that is not a file but has the name of its journal "
                           "(.kelvane/history.sqlite-journal), so nothing was changed. Move that away."},
   };
-  for (const auto& [file, expected] : cases) {
+  for (const auto& each : cases) {
+    const std::filesystem::path& file = each.file;
     startAfresh();
     keep("one", "Talk.md");
     int opened = 0;
@@ -228,7 +229,7 @@ TEST_F(SwappedOwnFolder, aDatabaseOrJournalThatBecomesALinkIsNotOpened) {
                                                          std::filesystem::remove(file);
                                                          std::filesystem::create_symlink(outside / "target", file);
                                                        });
-    EXPECT_EQ(sentence, expected);
+    EXPECT_EQ(sentence, each.sentence);
     EXPECT_TRUE(std::filesystem::is_empty(outside));
   }
 }
