@@ -19,7 +19,8 @@ namespace quorvel::sqlite {
 /// on it.
 ///
 /// Operations throw std::system_error with the system's reason, and std::bad_alloc. After a failed operation the same
-/// bytes still wait, so that they can be read, cut off or flushed again. One thread at a time.
+/// bytes still wait, so that they can be read, cut off or flushed again. Time is proportional to the bytes that are
+/// read or written. At most 1 MiB waits, plus one write. For one thread at a time.
 class BufferedFile {
  public:
   /// Owns the descriptor. `calls` must outlive the object.
@@ -39,9 +40,10 @@ class BufferedFile {
   /// Returns when all bytes are on the disk.
   void flush();
 
-  /// Cuts the file off at this size.
+  /// Cuts the file off at this size. What waits behind it is dropped, and the rest is sent.
   void truncate(off_t size);
 
+  /// How many bytes the file has, waiting ones included.
   off_t size();
 
   /// The file has this size, and from now on no other program changes it. So its size and its beginning may be

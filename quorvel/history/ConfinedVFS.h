@@ -27,9 +27,12 @@ namespace quorvel::sqlite {
 ///
 /// Locks exclude other programs that use SQLite in the usual way, and are excluded by them (DatabaseLock.h). There is
 /// one exception: if this process also opens the database in the usual way, that connection loses its locks whenever
-/// one of ours ends. POSIX demands that.
+/// one of ours is closed. POSIX demands that.
 ///
-/// The database is private to one thread at a time. Must outlive the connection that was opened with its name.
+///     ConfinedVFS files(folder, SystemCalls::ofTheSystem());
+///     sqlite3_open_v2("history.sqlite", &connection, flags, files.name());
+///
+/// Must outlive the connection that was opened with its name. For one thread at a time.
 class ConfinedVFS {
  public:
   /// The codes of failures that SQLite does not know: another file was asked for; the database has a write-ahead log;
@@ -54,15 +57,15 @@ class ConfinedVFS {
   /// Which file the database is. Known once the connection has locked it.
   FileIdentity database() const noexcept { return database_.identity; }
 
-  /// What is asked just before the first bytes of a journal are flushed. If the answer is no, the change fails with
-  /// SQLITE_READONLY_DBMOVED.
+  /// Just before the first bytes of a change reach the disk, `isInPlace` is asked whether the database is still the
+  /// right one. If not, the change fails with SQLITE_READONLY_DBMOVED and changes nothing.
   void setGuard(std::function<bool(const FileIdentity& database)> isInPlace) { isInPlace_ = std::move(isInPlace); }
   bool isInPlace() const { return !isInPlace_ || isInPlace_(database_.identity); }
 
   /// Notes which file the database is, whenever it was just locked. Returns a code that refuses it, or SQLITE_OK.
   int judgeDatabase(const struct stat& status);
 
-  /// The value of errno behind the latest failure of the system.
+  /// The value of errno behind the latest failure of the system, for the message to the person.
   void setLastError(int error) noexcept { lastError_ = error; }
   int lastError() const noexcept { return lastError_; }
 

@@ -2,9 +2,17 @@
 
 namespace quorvel::sqlite {
 
-/// The lock on a database that SQLite's own programs respect, held by one open file. Its levels are SQLite's.
+/// The lock on a database, held by one open file, that all programs with SQLite respect. The levels are SQLite's:
+/// several connections can have `shared` and read; one of them can have `reserved` and prepare a change; one alone can
+/// have `exclusive` and write.
 ///
-/// Operations throw std::system_error when the system fails. One thread at a time; each connection has its own.
+///     DatabaseLock lock(file);
+///     if (lock.raise(DatabaseLock::shared) && lock.raise(DatabaseLock::reserved)) …
+///     lock.lower(DatabaseLock::none);
+///
+/// Not promised: that a connection of this process which uses SQLite's own locks keeps them when this file is closed.
+///
+/// Operations never wait. They throw std::system_error if the system fails. For one thread at a time.
 class DatabaseLock {
  public:
   enum Level { none, shared, reserved, pending, exclusive };
