@@ -25,6 +25,10 @@ class HistoryHouse : public ::testing::Test {
  protected:
   using Moment = std::chrono::system_clock::time_point;
 
+  /// In a folder below this one.
+  explicit HistoryHouse(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+      : folder(parent) {}
+
   static constexpr std::chrono::milliseconds patience{50};
 
   std::filesystem::path pathOf(std::string_view identifier) const { return root / identifier; }

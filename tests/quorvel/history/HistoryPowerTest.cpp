@@ -107,6 +107,8 @@ class ForgetfulDisk : public HistoryCalls {
 
 class HistoryWithoutPower : public HistoryHouse {
  protected:
+  HistoryWithoutPower() : HistoryHouse(kelvane::tests::folderInMemory()) {}
+
   /// A process keeps a text, and the power fails at its n-th call, or after the last one. Whether it was acknowledged.
   bool keepUntilPowerFails(const std::string& text, int deadly, const std::function<bool()>& isForgotten) const {
     const std::filesystem::path said = folder.path().string() + ".said";
