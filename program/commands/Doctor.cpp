@@ -22,6 +22,7 @@
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
 #include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/OwnFolder.h"
 #include "quorvel/settings/FileDefaults.h"
 
@@ -84,7 +85,7 @@ std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) 
   for (const std::filesystem::path& path : {root, own, own / quorvel::lockFileName, own / quorvel::historyFileName}) {
     const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
-    return inQuotes(path.native()) + " cannot be written, because " + quorvel::reason(errno);
+    return inQuotes(path.native()) + " cannot be written, because " + quorvel::reason(quorvel::lastError());
   }
   return std::nullopt;
 }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 
 namespace quorvel {
@@ -44,21 +45,17 @@ int passingFlags() noexcept {
 #endif
 }
 
-Descriptor openBeneath(const SystemCalls& calls, int folder, std::string_view identifier, int flags) {
-  if (!staysBeneath(identifier)) {
-    errno = EINVAL;
-    return Descriptor();
-  }
-  if (identifier.size() >= PATH_MAX) {  // also where each piece by itself would do, so that both ways agree
-    errno = ENAMETOOLONG;
-    return Descriptor();
-  }
+Expected<Descriptor> openBeneath(const SystemCalls& calls, int folder, std::string_view identifier, int flags) {
+  if (!staysBeneath(identifier)) return std::make_error_code(std::errc::invalid_argument);
+  // Also where each piece by itself would do, so that both ways agree.
+  if (identifier.size() >= PATH_MAX) return std::make_error_code(std::errc::filename_too_long);
   const std::string path = identifier.empty() ? "." : std::string(identifier);
   const int opened = calls.openBeneath(folder, path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
   if (opened >= 0) return Descriptor(opened);
   // An old kernel, a sandbox's filter, or a folder renamed while the kernel looked (EAGAIN). A genuine EPERM comes
   // back from the other way too.
-  switch (errno) {
+  const std::error_code error = lastError();
+  switch (error.value()) {
     case ENOSYS:
     case EPERM:
     case EINVAL:
@@ -66,15 +63,12 @@ Descriptor openBeneath(const SystemCalls& calls, int folder, std::string_view id
     case EAGAIN:
       return openPieceByPiece(folder, identifier, flags);
     default:
-      return Descriptor();
+      return error;
   }
 }
 
-Descriptor openPieceByPiece(int folder, std::string_view identifier, int flags) {
-  if (!staysBeneath(identifier)) {
-    errno = EINVAL;
-    return Descriptor();
-  }
+Expected<Descriptor> openPieceByPiece(int folder, std::string_view identifier, int flags) {
+  if (!staysBeneath(identifier)) return std::make_error_code(std::errc::invalid_argument);
   std::vector<std::string_view> way = pieces(identifier);
   if (way.empty()) way.emplace_back(".");
   Descriptor reached;
@@ -83,7 +77,7 @@ Descriptor openPieceByPiece(int folder, std::string_view identifier, int flags) 
     const bool last = index + 1 == way.size();
     Descriptor next(
         ::openat(from, std::string(way[index]).c_str(), (last ? flags : passingFlags()) | O_NOFOLLOW | O_CLOEXEC));
-    if (!next) return next;
+    if (!next) return lastError();
     reached = std::move(next);
     from = reached.get();
   }

@@ -1,6 +1,5 @@
 #include "quorvel/files/FileSwap.h"
 
-#include <cerrno>
 #include <chrono>
 #include <utility>
 
@@ -13,10 +12,6 @@ namespace {
 
 // How often the files change places in all, until no other program comes in between. Each time takes microseconds.
 constexpr int mostExchanges = 10;
-
-std::error_code systemError(int error) {
-  return {error, std::generic_category()};
-}
 
 }  // namespace
 
@@ -62,20 +57,25 @@ FileSwap::Undone FileSwap::undo() {
 std::error_code FileSwap::exchange() const {
   const auto before = identityOf(folder_, name_);
   if (calls_.exchange(folder_, fresh_.name().c_str(), name_.c_str()) == 0) return {};
-  const std::error_code error = systemError(errno);
+  const std::error_code error = lastError();
   return before && before == identityOf(folder_, fresh_.name()) ? std::error_code() : error;
 }
 
 // Whoever has the file open for writing is about to save, so its text counts as another one; so does one that grows.
 FileSwap::Content FileSwap::look() const {
   Content content;
-  content.file = identityOf(folder_, fresh_.name());
-  if (!content.file) return content.error = systemError(errno), content;
-  const Descriptor file = openToRead(folder_, fresh_.name());
-  if (!file) return content.error = systemError(errno), content;
-  if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return content;
-  content.text = readToEnd(file.get(), calls_);
-  if (!content.text && errno != EBUSY && errno != EFBIG) content.error = systemError(errno);
+  const auto identity = identityOf(folder_, fresh_.name());
+  if (!identity) return content.error = identity.error(), content;
+  content.file = *identity;
+  const auto file = openToRead(folder_, fresh_.name());
+  if (!file) return content.error = file.error(), content;
+  if (!waitForWriters(file->get(), std::chrono::milliseconds(0))) return content;
+  auto text = readToEnd(file->get(), calls_);
+  if (text) {
+    content.text = *std::move(text);
+  } else if (text.error() != std::errc::device_or_resource_busy && text.error() != std::errc::file_too_large) {
+    content.error = text.error();
+  }
   return content;
 }
 

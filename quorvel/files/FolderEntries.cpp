@@ -4,21 +4,18 @@
 
 namespace quorvel {
 
-FolderEntries::FolderEntries(const SystemCalls& calls, Descriptor folder) noexcept : calls_(calls) {
-  if (!folder) return;
-  stream_.reset(::fdopendir(folder.get()));
-  if (stream_) folder.release();
+Expected<FolderEntries> FolderEntries::open(const SystemCalls& calls, Descriptor folder) noexcept {
+  DIR* const stream = ::fdopendir(folder.get());
+  if (!stream) return lastError();
+  folder.release();
+  return FolderEntries(calls, stream);
 }
 
-const dirent* FolderEntries::next() noexcept {
+Expected<const dirent*> FolderEntries::next() noexcept {
   errno = 0;
-  return calls_.nextEntry(stream_.get());
-}
-
-void FolderEntries::Close::operator()(DIR* folder) const noexcept {
-  const int error = errno;  // still to be read by whoever gave up before this went
-  ::closedir(folder);
-  errno = error;
+  const dirent* const entry = calls_->nextEntry(stream_.get());
+  if (!entry && errno != 0) return lastError();
+  return entry;
 }
 
 }  // namespace quorvel

@@ -69,8 +69,8 @@ class Sweep {
       wanted->second = name;
       --unknown;
     };
-    FolderEntries entries(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-    while (const dirent* entry = entries ? entries.next() : nullptr) find(entry->d_name);
+    auto entries = FolderEntries::open(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    while (const dirent* entry = entries ? entries->next().value_or(nullptr) : nullptr) find(entry->d_name);
     if (unknown == 0) return;
     for (const std::string& name : remembered_()) find(name);
   }

@@ -1,7 +1,6 @@
 #include "quorvel/files/LibraryError.h"
 
 #include <cerrno>
-#include <system_error>
 
 #include "quorvel/files/WholeFile.h"
 
@@ -13,9 +12,9 @@ struct Explanation {
   std::string_view advice;
 };
 
-Explanation explanation(int error) {
+Explanation explanation(const std::error_code& error) {
   constexpr std::string_view lookAgain = "List the library again to see what is there now.";
-  switch (error) {
+  switch (error.value()) {
     case ENOENT:
       return {"it is not there any more", lookAgain};
     case ENOTDIR:
@@ -49,7 +48,7 @@ Explanation explanation(int error) {
     case ETXTBSY:
       return {"another program is using it", "Close it there and try again."};
     default:
-      return {"the system says: " + std::generic_category().message(error), {}};
+      return {"the system says: " + error.message(), {}};
   }
 }
 
@@ -61,11 +60,11 @@ std::string quoted(std::string_view name) {
   return shown.append(1, '"');
 }
 
-std::string reason(int error) {
+std::string reason(const std::error_code& error) {
   return explanation(error).reason;
 }
 
-LibraryError failure(std::string_view happened, int error) {
+LibraryError failure(std::string_view happened, const std::error_code& error) {
   const Explanation why = explanation(error);
   std::string sentences = std::string(happened) + ", because " + why.reason + '.';
   if (!why.advice.empty()) sentences.append(" ").append(why.advice);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace quorvel {
 
@@ -18,11 +19,11 @@ class LibraryError : public std::runtime_error {
 std::string quoted(std::string_view name);
 
 /// Why the system refused, as the end of a sentence that began with "… could not be …, because ": a clause about "it"
-/// without a full stop, for a value of errno.
-std::string reason(int error);
+/// without a full stop.
+std::string reason(const std::error_code& error);
 
 /// `happened` (as in "\"Talk.md\" could not be read"), why, and what to do about it where there is something to do.
-LibraryError failure(std::string_view happened, int error);
+LibraryError failure(std::string_view happened, const std::error_code& error);
 
 /// The same for a text that is larger than a script may be (WholeFile.h); `what` is "it" or "the new text".
 LibraryError tooLarge(std::string_view happened, std::string_view what);

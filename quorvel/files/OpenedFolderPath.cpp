@@ -1,9 +1,5 @@
 #include "quorvel/files/OpenedFolderPath.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-
 #include "quorvel/files/FileIdentity.h"
 
 namespace quorvel {
@@ -12,13 +8,12 @@ std::string openedFolderPath(const Descriptor& folder) {
   return "/proc/self/fd/" + std::to_string(folder.get());
 }
 
-bool leadsToFolder(const std::string& path, const Descriptor& folder) noexcept {
-  const auto identity = identityOf(folder.get());
-  struct stat status;
-  if (!identity || ::stat(path.c_str(), &status) != 0) return false;
-  if (FileIdentity{status.st_dev, status.st_ino} == *identity) return true;
-  errno = ENOENT;
-  return false;
+std::error_code errorOfPath(const std::string& path, const Descriptor& folder) noexcept {
+  const auto wanted = identityOf(folder.get());
+  if (!wanted) return wanted.error();
+  const auto found = identityAt(path);
+  if (!found || found == wanted) return found.error();
+  return std::make_error_code(std::errc::no_such_file_or_directory);
 }
 
 }  // namespace quorvel

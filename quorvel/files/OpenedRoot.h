@@ -2,8 +2,8 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
+#include <system_error>
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileIdentity.h"
@@ -16,9 +16,9 @@ namespace quorvel {
 /// Operations are const and may be used from several threads at once.
 class OpenedRoot {
  public:
-  /// Opens the folder at the path; null, with the reason in errno, when it cannot be opened. As long as this thread
-  /// holds the result, `find` with the same path gives this thread the same result again, wherever the folder is by
-  /// then. So whoever holds the library's lock in a thread holds the folder for all operations of that thread.
+  /// Opens the folder at the path. Never null; throws std::system_error when it cannot be opened. As long as this
+  /// thread holds the result, `find` with the same path gives this thread the same result again, wherever the folder is
+  /// by then. So whoever holds the library's lock in a thread holds the folder for all operations of that thread.
   static std::shared_ptr<const OpenedRoot> find(const std::filesystem::path& path);
 
   OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdentity identity);
@@ -29,8 +29,8 @@ class OpenedRoot {
   /// Whether the path leads to this folder now.
   bool isInPlace() const noexcept;
 
-  /// Why the system does not tell where the path leads now: a value of errno. Nothing when it does.
-  std::optional<int> errorOfLooking() const noexcept;
+  /// Why the system does not tell where the path leads now; no error if it does.
+  std::error_code errorOfLooking() const noexcept;
 
   /// The end of a sentence that began with "…, because ", for a folder that is not in its place: what happened to it,
   /// where it is now if the system tells, and what to do.

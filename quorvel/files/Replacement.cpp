@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -34,17 +33,17 @@ class Replacement {
     const std::error_code error = swap.make();
     if (!error) {
       lookAtWhatCameBack(swap);
-    } else if (SystemCalls::isLacking(error.value())) {
+    } else if (SystemCalls::isLacking(error)) {
       renameOver();
     } else {
-      throw failed(error.value());
+      throw failed(error);
     }
     flushFolder();
   }
 
  private:
   std::string happened() const { return quorvel::quoted(file_.shownName) + " could not be written"; }
-  LibraryError failed(int error) const { return failure(happened(), error); }
+  LibraryError failed(const std::error_code& error) const { return failure(happened(), error); }
 
   LibraryError beingWritten() const {
     return LibraryError(happened() +
@@ -54,19 +53,19 @@ class Replacement {
 
   // Opens what has a name in the folder, if it is a file. Throws the failure of the write otherwise.
   Descriptor openFile(const std::string& name) const {
-    Descriptor opened = openToRead(file_.folder, name);
-    if (!opened) throw failed(errno);
+    auto opened = openToRead(file_.folder, name);
+    if (!opened) throw failed(opened.error());
     struct stat status;
-    if (::fstat(opened.get(), &status) != 0) throw failed(errno);
-    if (S_ISDIR(status.st_mode)) throw failed(EISDIR);
+    if (::fstat(opened->get(), &status) != 0) throw failed(lastError());
+    if (S_ISDIR(status.st_mode)) throw failed(std::make_error_code(std::errc::is_a_directory));
     if (!S_ISREG(status.st_mode))
       throw LibraryError(happened() + ", because what is there now is not a file. Move it away and try again.");
-    return opened;
+    return *std::move(opened);
   }
 
   Descriptor openOld() const {
     Descriptor old = openFile(file_.name);
-    if (::faccessat(file_.folder, file_.name.c_str(), W_OK, AT_EACCESS) != 0) throw failed(errno);
+    if (::faccessat(file_.folder, file_.name.c_str(), W_OK, AT_EACCESS) != 0) throw failed(lastError());
     if (!waitForWriters(old.get(), patienceWithWriters)) throw beingWritten();
     return old;
   }
@@ -76,10 +75,10 @@ class Replacement {
     fresh_ = TemporaryFile::make(calls_, file_.folder, file_.name);
     fresh_->write(text_);
     if (const CopiedAttributes copied = copyAttributes(old.get(), fresh_->file()); !copied)
-      throw failure(happened() + " without changing who may read and write it", copied.error.value());
+      throw failure(happened() + " without changing who may read and write it", copied.error);
     fresh_->flush();
   } catch (const std::system_error& error) {
-    if (fresh_ || error.code() != std::errc::device_or_resource_busy) throw failed(error.code().value());
+    if (fresh_ || error.code() != std::errc::device_or_resource_busy) throw failed(error.code());
     throw LibraryError(happened() +
                        ", because the temporary files that it needs are taken away again and again. Close other "
                        "programs that tidy up this folder, check the disk, and try again.");
@@ -99,13 +98,14 @@ class Replacement {
 
   void keepTextOf(const Descriptor& taken) {
     if (!waitForWriters(taken.get(), patienceWithWriters)) throw beingWritten();
-    if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(errno);
-    std::optional<std::string> text = readToEnd(taken.get(), calls_);
-    if (!text && errno == EFBIG) throw tooLarge(happened(), "what another program has saved there");
-    if (!text) throw failed(errno);
+    if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(lastError());
+    auto text = readToEnd(taken.get(), calls_);
+    if (!text && text.error() == std::errc::file_too_large)
+      throw tooLarge(happened(), "what another program has saved there");
+    if (!text) throw failed(text.error());
     if (text->empty() || *text == kept_) return;
     keep_(*text);
-    kept_ = std::move(*text);
+    kept_ = *std::move(text);
   }
 
   // Returns if all is as it was before. Where other programs have saved meanwhile, what they saved before the last
@@ -125,9 +125,9 @@ class Replacement {
             why + " Other programs keep " + quorvel::quoted(file_.shownName) +
             " open to save it, so nobody can tell which text is the last. One is in its place. The other" + nextChange);
       case FileSwap::Undone::notTakenOut:
-        throw notTakenOut(undone.error.value());
+        throw notTakenOut(undone.error);
       case FileSwap::Undone::unclear:
-        throw hidden(undone.error.value());
+        throw hidden(undone.error);
     }
   }
 
@@ -136,12 +136,12 @@ class Replacement {
   static constexpr const char* nextChange =
       " is in a hidden file beside the script, and the next change of the script takes it into the version history.";
 
-  LibraryError notTakenOut(int error) const {
+  LibraryError notTakenOut(const std::error_code& error) const {
     return LibraryError(failure(inPlace() + " and could not be taken out again", error).what() +
                         std::string(" What was there just before") + nextChange);
   }
 
-  LibraryError hidden(int error) const {
+  LibraryError hidden(const std::error_code& error) const {
     return LibraryError(failed(error).what() +
                         std::string(" What another program may have saved there at the same moment") + nextChange);
   }
@@ -158,7 +158,7 @@ class Replacement {
   }
 
   void requireFolderInPlace() const {
-    if (!file_.isInPlace()) throw failed(ENOENT);
+    if (!file_.isInPlace()) throw failed(std::make_error_code(std::errc::no_such_file_or_directory));
   }
 
   void renameOver() {
@@ -168,22 +168,21 @@ class Replacement {
     const std::string aside = fresh_->markedName();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
-    if (!linked && !SystemCalls::isLacking(errno)) throw failed(errno);
+    if (!linked && !SystemCalls::isLacking(lastError())) throw failed(lastError());
     const auto forgetAside = [&] {
       if (linked) calls_.unlink(file_.folder, aside.c_str());
     };
     const auto present = identityOf(file_.folder, file_.name);
-    if (!present || present != identityOf(old.get())) {
-      const int error = errno;
+    if (!(present == identityOf(old.get()))) {
       forgetAside();
-      if (!present) throw failed(error);
+      if (!present) throw failed(present.error());
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
     try {
       fresh_->renameTo(file_.name);
     } catch (const std::system_error& error) {
       forgetAside();
-      throw failed(error.code().value());
+      throw failed(error.code());
     }
     try {
       keepTextOf(old);
@@ -195,7 +194,7 @@ class Replacement {
 
   void flushFolder() const {
     if (calls_.flushFolder(file_.folder) == 0) return;
-    throw LibraryError(inPlace() + ", but it may not outlast a power failure, because " + reason(errno) +
+    throw LibraryError(inPlace() + ", but it may not outlast a power failure, because " + reason(lastError()) +
                        ". Check the disk, then write the text again.");
   }
 

@@ -27,6 +27,10 @@ int renameWith(unsigned int flags, int folder, const char* from, const char* to)
 
 }  // namespace
 
+std::error_code lastError() noexcept {
+  return {errno, std::generic_category()};
+}
+
 const SystemCalls& SystemCalls::ofTheSystem() noexcept {
   static const SystemCalls calls;
   return calls;
@@ -65,8 +69,9 @@ int SystemCalls::flushFolder(int folder) const noexcept {
   return flush(folder) == 0 || errno == EINVAL ? 0 : -1;
 }
 
-bool SystemCalls::isLacking(int error) noexcept {
-  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
+bool SystemCalls::isLacking(const std::error_code& error) noexcept {
+  return error == std::errc::function_not_supported || error == std::errc::invalid_argument ||
+         error == std::errc::operation_not_supported || error == std::errc::operation_not_permitted;
 }
 
 int SystemCalls::exchange([[maybe_unused]] int folder, [[maybe_unused]] const char* one,

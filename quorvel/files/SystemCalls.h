@@ -3,12 +3,17 @@
 #include <dirent.h>
 
 #include <cstddef>
+#include <system_error>
 
 namespace quorvel {
 
+/// Why the system call that this thread made last failed: errno, as a typed value. To be asked at once.
+std::error_code lastError() noexcept;
+
 /// The few system calls that a library must be able to do without, or whose failure half-way it must survive. They
 /// stand behind this so that another one can stage a file system without them, a full disk or a process that dies in
-/// between. Each answers as the system's own: -1 with errno set when it failed. None keeps state.
+/// between. Each answers as the system's own: -1 with errno set when it failed. None keeps state. Whatever calls them
+/// answers with a type instead (Expected.h) or throws std::system_error.
 class SystemCalls {
  public:
   virtual ~SystemCalls() = default;
@@ -25,9 +30,9 @@ class SystemCalls {
   virtual long read(int file, void* bytes, std::size_t count) const noexcept;
   virtual long write(int file, const void* bytes, std::size_t count) const noexcept;
 
-  /// Whether an errno says that the system or the disk does not know the call. Some disks say so by EPERM, which is
+  /// Whether an error says that the system or the disk does not know the call. Some disks say so by EPERM, which is
   /// then told from a refusal by trying to do without.
-  static bool isLacking(int error) noexcept;
+  static bool isLacking(const std::error_code& error) noexcept;
 
   /// Returns when a file's bytes, or a folder's entries, are on the disk.
   virtual int flush(int file) const noexcept;

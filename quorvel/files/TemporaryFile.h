@@ -76,9 +76,9 @@ class TemporaryFile {
   bool isLeft_ = false;
 };
 
-/// Tries whether a file can be made in a folder, and leaves the folder as it is: an open file that has no name and goes
-/// when it is closed; none where the system has no such files but seems to let us make one. Nothing, with the reason in
-/// errno, when none can be made.
-std::optional<Descriptor> tryMakingFile(int folder);
+/// Tries whether a file can be made in a folder, and leaves the folder as it is. Returns an open file that has no name
+/// and vanishes when it is closed; an empty Descriptor where the system has no such files but seems to let us make one;
+/// the reason, when none can be made.
+Expected<Descriptor> tryMakingFile(int folder);
 
 }  // namespace quorvel

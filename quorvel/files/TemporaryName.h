@@ -27,7 +27,7 @@ struct TemporaryName {
   /// The hash of a script's file name: 64-bit FNV-1a of its bytes.
   static std::uint64_t hash(std::string_view scriptName) noexcept;
 
-  /// A name of the first form that nobody had before. Throws LibraryError when the system has no random bytes.
+  /// A name of the first form that nobody had before. Throws std::system_error when the system has no random bytes.
   static TemporaryName fresh(std::string_view scriptName);
 
   /// The same name for a file that was taken out of the script's place.

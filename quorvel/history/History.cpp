@@ -202,7 +202,7 @@ std::vector<HistoryOfScript> History::scripts(std::string_view identifier) const
 
 bool History::holds(std::string_view text, std::string_view identifier) const {
   if (text.empty()) return true;
-  const auto root = OpenedRoot::find(file_.root());
+  const auto root = file_.findRoot();
   const auto held = root ? HeldOwnFolder::of(*root) : nullptr;
   if (held && held->remembers(identifier, text)) return true;
   return reading(file_, false, [&](Connection& connection) {

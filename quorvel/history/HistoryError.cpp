@@ -98,7 +98,8 @@ HistoryError HistoryFailure::movedAtTheEnd() {
 }
 
 HistoryError HistoryFailure::uncertain(int error) {
-  return HistoryError(subject + " could not be written to the end, because " + reason(error) +
+  return HistoryError(subject + " could not be written to the end, because " +
+                      reason({error, std::generic_category()}) +
                       ". No script was changed, but it is not certain whether the history was. Check the disk.");
 }
 
@@ -112,7 +113,7 @@ HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   const std::string_view what =
       use == HistoryUse::reading ? "could not be read, because " : "could not be written, because ";
   std::string text = subject;
-  text.append(" ").append(what).append(reason(error));
+  text.append(" ").append(what).append(reason({error, std::generic_category()}));
   if (use == HistoryUse::writing) text.append(", so nothing was changed");
   text.append(".");
   if (error == ENOSPC || error == EDQUOT) text.append(" Free some space and try again.");

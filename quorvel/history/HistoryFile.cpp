@@ -106,9 +106,12 @@ HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds p
 }
 
 std::shared_ptr<const OpenedRoot> HistoryFile::findRoot() const {
-  auto root = OpenedRoot::find(root_);
-  if (!root && errno != ENOENT) throw std::system_error(errno, std::generic_category());
-  return root;
+  try {
+    return OpenedRoot::find(root_);
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;
+    return nullptr;
+  }
 }
 
 std::shared_ptr<const OpenedRoot> HistoryFile::openRoot() const {
@@ -170,12 +173,12 @@ Connection HistoryFile::writing(const OpenedRoot& root) const {
 void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
   if (!isInPlace(connection, root)) {
     const auto error = root.errorOfLooking();
-    throw error ? HistoryFailure::refused(*error, HistoryUse::writing) : HistoryFailure::moved();
+    throw error ? HistoryFailure::refused(error.value(), HistoryUse::writing) : HistoryFailure::moved();
   }
   connection.run("COMMIT");
   if (!isInPlace(connection, root)) {
     const auto error = root.errorOfLooking();
-    throw error ? HistoryFailure::uncertain(*error) : HistoryFailure::movedAtTheEnd();
+    throw error ? HistoryFailure::uncertain(error.value()) : HistoryFailure::movedAtTheEnd();
   }
 }
 

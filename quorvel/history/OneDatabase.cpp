@@ -62,8 +62,9 @@ OneDatabase::OneDatabase(std::shared_ptr<const Descriptor> folder)
       system_(sqlite3_vfs_find(nullptr)),
       name_("one database " + std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
   if (!system_) throw Error(SQLITE_ERROR, 0, sqlite3_errstr(SQLITE_ERROR));
-  if (!leadsToFolder(openedFolderPath(*folder_), *folder_)) {
-    if (errno != ENOENT && errno != ENOTDIR) throw Error(SQLITE_CANTOPEN, errno, sqlite3_errstr(SQLITE_CANTOPEN));
+  if (const std::error_code error = errorOfPath(openedFolderPath(*folder_), *folder_)) {
+    if (error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+      throw Error(SQLITE_CANTOPEN, error.value(), sqlite3_errstr(SQLITE_CANTOPEN));
     throw Error(noWayToFolder, 0, "no path leads to an opened folder");
   }
   files_.iVersion = 2;

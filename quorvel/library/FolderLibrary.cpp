@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <utility>
 
@@ -41,15 +40,16 @@ std::string FolderLibrary::fileExtension() const {
   return std::string(scriptSuffix.substr(1));
 }
 
-std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const {
-  auto root = OpenedRoot::find(root_);
-  if (!root) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", errno);
-  return root;
+std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const try {
+  return OpenedRoot::find(root_);
+} catch (const std::system_error& error) {
+  throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", error.code());
 }
 
 void FolderLibrary::requireReadable() const {
   const Descriptor readable(::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!readable) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+  if (!readable)
+    throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", lastError());
 }
 
 // Items are looked up by their whole paths, which hold the root as it is spelt or with its links resolved.
@@ -61,7 +61,8 @@ std::size_t FolderLibrary::longestIdentifier() const {
 std::size_t FolderLibrary::countOfUnlistableNames() const {
   const auto root = openRoot();
   const auto count = quorvel::countOfUnlistableNames(means_.calls, {root->folder().get(), {}, longestIdentifier()});
-  if (!count) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+  if (!count)
+    throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", count.error());
   return *count;
 }
 
@@ -69,8 +70,8 @@ std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& fol
   const std::string identifier = this->identifier(folder);
   const auto root = openRoot();
   auto items = listing(means_.calls, {root->folder().get(), identifier, longestIdentifier()});
-  if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", errno);
-  return std::move(*items);
+  if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", items.error());
+  return *std::move(items);
 }
 
 std::string FolderLibrary::read(const ScriptItem& script) const {
@@ -85,18 +86,19 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
   const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
   if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
   const auto root = openRoot();
-  const Descriptor file =
+  const auto file =
       openBeneath(means_.calls, root->folder().get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file) throw failure(happened, file.error());
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) throw failure(happened, errno);
-  if (S_ISDIR(status.st_mode)) throw failure(happened, EISDIR);
+  if (::fstat(file->get(), &status) != 0) throw failure(happened, lastError());
+  if (S_ISDIR(status.st_mode)) throw failure(happened, std::make_error_code(std::errc::is_a_directory));
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
-  if (patience.count() > 0) waitForWriters(file.get(), patience);
-  auto text = readToEnd(file.get(), means_.calls);
-  if (!text && errno == EFBIG) throw tooLarge(happened, "it");
-  if (!text) throw failure(happened, errno);
-  return std::move(*text);
+  if (patience.count() > 0) waitForWriters(file->get(), patience);
+  auto text = readToEnd(file->get(), means_.calls);
+  if (!text && text.error() == std::errc::file_too_large) throw tooLarge(happened, "it");
+  if (!text) throw failure(happened, text.error());
+  return *std::move(text);
 }
 
 std::string FolderLibrary::identifier(const std::filesystem::path& file) const {

@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -40,7 +39,7 @@ std::string_view word(Kind kind) {
 bool isThere(const ChangingFolder& folder, const std::string& name, const std::string& happened) {
   struct stat status;
   if (::fstatat(folder.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
-  if (errno != ENOENT) throw failure(happened, errno);
+  if (lastError() != std::errc::no_such_file_or_directory) throw failure(happened, lastError());
   return false;
 }
 
@@ -59,8 +58,8 @@ LibraryError notRenamed(const RenameResult& result, const ScriptItem& renamed, c
     return LibraryError(happened +
                         ", because this disk has no way to rename a file without the danger of replacing another "
                         "one. Rename it in another program.");
-  if (result.names == NamesLeft::onlyOld) return failure(happened, result.error.value());
-  const std::string why = happened + ", because " + reason(result.error.value());
+  if (result.names == NamesLeft::onlyOld) return failure(happened, result.error);
+  const std::string why = happened + ", because " + reason(result.error);
   const std::string name = quorvel::quoted(renamed.identifier);
   if (result.names == NamesLeft::unknown)
     return LibraryError(why + ". The disk does not tell which name it has now: the old one, " + name +
@@ -82,11 +81,16 @@ std::string requiredName(std::string_view asked, Kind kind) {
                      " once dots at its start, blanks at its ends and the like are taken away. Give another name.");
 }
 
-// Makes an entry; false with the reason in errno, EEXIST when the name is taken.
-bool makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind) {
-  if (kind == Kind::folder) return ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
-  return static_cast<bool>(Descriptor(
-      ::openat(folder.folder.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)));
+// Makes an entry. Returns why it could not be made: EEXIST when the name is taken.
+std::error_code makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind) {
+  bool isMade = false;
+  if (kind == Kind::folder) {
+    isMade = ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
+  } else {
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    isMade = static_cast<bool>(Descriptor(::openat(folder.folder.get(), name.c_str(), flags, 0666)));
+  }
+  return isMade ? std::error_code() : lastError();
 }
 
 void requireInPlace(const OpenedRoot& root, const std::string& happened) {
@@ -97,10 +101,10 @@ void requireInPlace(const OpenedRoot& root, const std::string& happened) {
 // its place any more, so its history goes with it.
 void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
   if (root.isInPlace()) return;
-  if (const auto error = root.errorOfLooking())
+  if (const std::error_code error = root.errorOfLooking())
     throw LibraryError(done +
                        ", but the system does not tell whether the library folder is still in its place, because " +
-                       reason(*error) + ". Check the disk.");
+                       reason(error) + ". Check the disk.");
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
 }
 
@@ -108,7 +112,7 @@ void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
 // \"Talk.md\" was made".
 void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::string& done) {
   if (calls.flushFolder(folder.folder.get()) == 0) return;
-  throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(errno) +
+  throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(lastError()) +
                      ". Check the disk.");
 }
 
@@ -184,8 +188,8 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const auto isInPlace = [&] {
     requireInPlace(*root, happened);
     if (place.in.identifier.empty()) return true;  // the folder is the root
-    const Descriptor folder = openBeneath(means_.calls, root->folder().get(), place.in.identifier, passingFlags());
-    return folder && identityOf(folder.get()) == identityOf(place.in.folder.get());
+    const auto folder = openBeneath(means_.calls, root->folder().get(), place.in.identifier, passingFlags());
+    return folder && identityOf(folder->get()) == identityOf(place.in.folder.get());
   };
   sweep(place.in);
   replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier, isInPlace}, text,
@@ -214,17 +218,18 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
         findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate), happened); });
     const std::string file = fileOf(number);
     std::string identifier = place.identifierOf(file);
-    if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    if (identifier.size() > longestIdentifier())
+      throw failure(happened, std::make_error_code(std::errc::filename_too_long));
     const bool beginsAnew = kind == Kind::script && history_->beginAnew(identifier);
-    if (makeEntry(place, file, kind)) {
+    const std::error_code error = makeEntry(place, file, kind);
+    if (!error) {
       const std::string done = "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made";
       flush(means_.calls, place, done);
       requireStillInPlace(*root, done);
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
     }
-    const int error = errno;
     if (beginsAnew) history_->goOn(identifier);
-    if (error != EEXIST) throw failure(happened, error);
+    if (error != std::errc::file_exists) throw failure(happened, error);
     first = number + 1;
   }
   throw allTaken(happened);
@@ -243,7 +248,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   const ChangingEntry place = entryToChange(means_.calls, root->folder(), item.identifier, happened);
   const int folder = place.in.folder.get();
   struct stat status;
-  if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw failure(happened, errno);
+  if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw failure(happened, lastError());
   const bool isScript = item.kind == Kind::script;
   if (isScript ? !S_ISREG(status.st_mode) : !S_ISDIR(status.st_mode))
     throw LibraryError(happened + ", because it is no " + std::string(word(item.kind)) +
@@ -267,7 +272,8 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
     const std::string file = fileOf(number);
     ScriptItem result = renamed(number);
     if (file == place.name) return result;
-    if (result.identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    if (result.identifier.size() > longestIdentifier())
+      throw failure(happened, std::make_error_code(std::errc::filename_too_long));
     if (!isScript && file.size() > place.name.size() && !fitsWith(file.size() - place.name.size(), place.identifier()))
       throw LibraryError(
           happened +
@@ -282,7 +288,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
       flush(means_.calls, place.in, done);
       pending.done();
       requireStillInPlace(*root, done);
-      if (isHiddenLeft) throw LibraryError(done + ", because " + reason(renaming.error.value()) + ". Check the disk.");
+      if (isHiddenLeft) throw LibraryError(done + ", because " + reason(renaming.error) + ". Check the disk.");
       return result;
     }
     if (renaming.names != NamesLeft::onlyOld || renaming.error != std::errc::file_exists)
@@ -295,7 +301,8 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
 ScriptItem FolderLibrary::recreate(std::string_view identifier) {
   const std::string happened = quorvel::quoted(identifier) + " could not be put back";
   if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
-  if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+  if (identifier.size() > longestIdentifier())
+    throw failure(happened, std::make_error_code(std::errc::filename_too_long));
   const auto root = openRootToChange(happened);
   const std::size_t slash = identifier.rfind('/');
   const std::string_view parent = slash == std::string_view::npos ? std::string_view() : identifier.substr(0, slash);
@@ -303,12 +310,13 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
     end = std::min(parent.find('/', end + 1), parent.size());
     const ChangingEntry above = entryToChange(means_.calls, root->folder(), parent.substr(0, end), happened);
     if (isThere(above.in, above.name, happened)) continue;
-    if (!makeEntry(above.in, above.name, Kind::folder) && errno != EEXIST) throw failure(happened, errno);
+    const std::error_code error = makeEntry(above.in, above.name, Kind::folder);
+    if (error && error != std::errc::file_exists) throw failure(happened, error);
     flush(means_.calls, above.in, "The folder " + quorvel::quoted(above.identifier()) + " was made");
   }
   const ChangingEntry place = entryToChange(means_.calls, root->folder(), identifier, happened);
-  if (!makeEntry(place.in, place.name, Kind::script)) {
-    if (errno != EEXIST) throw failure(happened, errno);
+  if (const std::error_code error = makeEntry(place.in, place.name, Kind::script)) {
+    if (error != std::errc::file_exists) throw failure(happened, error);
     throw LibraryError(happened + ", because there is something of that name.");
   }
   const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";

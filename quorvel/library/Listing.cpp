@@ -21,8 +21,8 @@ using Kind = ScriptItem::Kind;
 // Whether a failure tells something about the one thing that was asked for: that we may not look at it, or that it went
 // or gave way to something else since its name was read. Any other, such as too many open files or a disk that reports
 // an error, could have struck anything, and a listing that went on would miss what is there.
-bool concernsOnlyWhatWasAsked(int error) noexcept {
-  switch (error) {
+bool concernsOnlyWhatWasAsked(const std::error_code& error) noexcept {
+  switch (error.value()) {
     case EACCES:
     case EPERM:
     case ENOENT:
@@ -36,27 +36,28 @@ bool concernsOnlyWhatWasAsked(int error) noexcept {
 }
 
 // The type of an entry as the file system keeps it, asked of the entry itself where it does not; links not followed.
-// DT_UNKNOWN, with the reason in errno, when that fails.
-unsigned char typeOf(const dirent& entry, int folder) {
+Expected<unsigned char> typeOf(const dirent& entry, int folder) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type;
   struct stat status;
-  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
-  return S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_CHR;
+  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (S_ISDIR(status.st_mode)) return static_cast<unsigned char>(DT_DIR);
+  return static_cast<unsigned char>(S_ISREG(status.st_mode) ? DT_REG : DT_UNKNOWN);
 }
 
-// Hands over the name and kind of each item directly in a folder. False, with the reason in errno, when the folder
-// could not be read to its end.
+// Hands over the name and kind of each item directly in a folder. Returns why the folder could not be read to its end.
 template <class Take>
-bool readFolder(const SystemCalls& calls, int root, std::string_view identifier, Take take) {
-  FolderEntries folder(calls, openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK));
-  if (!folder) return false;
+std::error_code readFolder(const SystemCalls& calls, int root, std::string_view identifier, Take take) {
+  auto opened = openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+  if (!opened) return opened.error();
+  auto folder = FolderEntries::open(calls, *std::move(opened));
+  if (!folder) return folder.error();
   while (true) {
-    const dirent* entry = folder.next();
-    if (entry == nullptr) return errno == 0;
-    const std::string_view name = entry->d_name;
+    const auto entry = folder->next();
+    if (!entry || *entry == nullptr) return entry.error();
+    const std::string_view name = (*entry)->d_name;
     if (name.starts_with('.')) continue;
-    const unsigned char type = typeOf(*entry, folder.folder());
-    if (type == DT_UNKNOWN && !concernsOnlyWhatWasAsked(errno)) return false;
+    const auto type = typeOf(**entry, folder->folder());
+    if (!type && !concernsOnlyWhatWasAsked(type.error())) return type.error();
     if (type == DT_DIR) take(name, Kind::folder);
     if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);
   }
@@ -66,7 +67,7 @@ std::size_t joinedSize(std::string_view folder, std::string_view name) {
   return folder.empty() ? name.size() : folder.size() + 1 + name.size();
 }
 
-LibraryError incomplete(std::string_view folder, int error) {
+LibraryError incomplete(std::string_view folder, const std::error_code& error) {
   return failure("The library could not be listed: the folder " + quoted(folder) + " could not be read", error);
 }
 
@@ -74,15 +75,14 @@ class Walk {
  public:
   Walk(const SystemCalls& calls, const ListingPlace& place) : calls_(calls), place_(place) {}
 
-  std::optional<std::vector<ScriptItem>> items() {
+  Expected<std::vector<ScriptItem>> items() {
     std::vector<ScriptItem> top;
-    if (!fill(place_.folder, top)) return std::nullopt;
+    if (const std::error_code error = fill(place_.folder, top)) return error;
     while (!unread_.empty()) {
       ScriptItem& folder = *unread_.back();
       unread_.pop_back();
-      if (!fill(folder.identifier, *folder.children) && !concernsOnlyWhatWasAsked(errno)) {
-        throw incomplete(folder.identifier, errno);
-      }
+      const std::error_code error = fill(folder.identifier, *folder.children);
+      if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(folder.identifier, error);
     }
     return top;
   }
@@ -109,11 +109,11 @@ class Walk {
   }
 
   // Fills in one folder's items, and remembers the folders among them: their places no longer change.
-  bool fill(std::string_view identifier, std::vector<ScriptItem>& items) {
+  std::error_code fill(std::string_view identifier, std::vector<ScriptItem>& items) {
     found_.clear();
     names_.clear();
     keys_.clear();
-    const bool complete = readFolder(calls_, place_.root, identifier, [&](std::string_view name, Kind kind) {
+    const auto collect = [&](std::string_view name, Kind kind) {
       if (joinedSize(identifier, name) > place_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
       if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
       Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
@@ -121,8 +121,8 @@ class Walk {
       appendNaturalKey(name, keys_);
       found.keyEnd = keys_.size();
       found_.push_back(found);
-    });
-    if (!complete) return false;
+    };
+    if (const std::error_code error = readFolder(calls_, place_.root, identifier, collect)) return error;
     std::sort(found_.begin(), found_.end(),
               [this](const Found& one, const Found& other) { return isBefore(one, other); });
     items.reserve(found_.size());
@@ -137,7 +137,7 @@ class Walk {
     for (std::size_t left = items.size(); left > 0; --left) {
       if (items[left - 1].kind == Kind::folder) unread_.push_back(&items[left - 1]);
     }
-    return true;
+    return {};
   }
 
   const SystemCalls& calls_;
@@ -149,50 +149,52 @@ class Walk {
 };
 
 // Hands over each script and folder below a folder, by the identifier of what it lies in and its name, and looks into
-// those folders for which `take` answers true. Fails as a listing does.
+// those folders for which `take` answers true. Returns why the first folder could not be read, and fails as a listing
+// does.
 template <class Take>
-bool walk(const SystemCalls& calls, const ListingPlace& place, Take take) {
+std::error_code walk(const SystemCalls& calls, const ListingPlace& place, Take take) {
   std::vector<std::string> unread;
   const auto read = [&](std::string_view folder) {
     return readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
       if (take(folder, name) && kind == Kind::folder) unread.push_back(joined(folder, name));
     });
   };
-  if (!read(place.folder)) return false;
+  if (const std::error_code error = read(place.folder)) return error;
   while (!unread.empty()) {
     const std::string folder = std::move(unread.back());
     unread.pop_back();
-    if (!read(folder) && !concernsOnlyWhatWasAsked(errno)) throw incomplete(folder, errno);
+    const std::error_code error = read(folder);
+    if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(folder, error);
   }
-  return true;
+  return {};
 }
 
 }  // namespace
 
-std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place) {
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place) {
   return Walk(calls, place).items();
 }
 
-std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place) {
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place) {
   std::size_t count = 0;
-  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+  const std::error_code error = walk(calls, place, [&](std::string_view folder, std::string_view name) {
     const bool isListable = kelvane::unicode::isValidUTF8(name);
     if (!isListable) ++count;
     return isListable && joinedSize(folder, name) <= place.longestIdentifier;
   });
-  if (!complete) return std::nullopt;
+  if (error) return error;
   return count;
 }
 
 std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place) {
   std::size_t longest = place.folder.size();
-  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+  const std::error_code error = walk(calls, place, [&](std::string_view folder, std::string_view name) {
     const std::size_t size = joinedSize(folder, name);
     const bool isListed = size <= place.longestIdentifier && kelvane::unicode::isValidUTF8(name);
     if (isListed) longest = std::max(longest, size);
     return isListed;
   });
-  if (!complete && !concernsOnlyWhatWasAsked(errno)) throw incomplete(place.folder, errno);
+  if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(place.folder, error);
   return longest;
 }
 

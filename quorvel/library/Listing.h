@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/QuorvelCore.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/SystemCalls.h"
 
 /// What is in a library's folder. Scripts are files with the library's extension; names that begin with a dot, other
@@ -24,15 +24,15 @@ struct ListingPlace {
 };
 
 /// The items in the folder, each folder with its children filled in: folders first, then scripts, each in natural
-/// order. Nothing, with the reason in errno, when the folder itself cannot be read. A folder below that may not be
+/// order. An error when the folder itself cannot be read. A folder below that may not be
 /// read, or that went meanwhile, has no children; any other failure there, such as too many open files, throws
 /// LibraryError, since what is listed then would not be all. Asks the system for nothing but the entries, and holds one
 /// folder open at a time beside the root.
-std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
 
 /// How many scripts and folders the listing leaves out because their names are not UTF-8; what is below such a folder
 /// is not counted. Fails as the listing does.
-std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
 
 /// The size of the longest identifier of a script or folder below the folder, the folder's own where nothing is. What
 /// the listing leaves out does not count, nor what is below a folder that may not be read. Fails as the listing does.

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -19,8 +18,11 @@ class OwnFolderGuard {
  public:
   OwnFolderGuard(const Descriptor& root, const std::string& happened)
       : happened_(happened), known_(::fstatat(root.get(), name_.c_str(), &own_, 0) == 0) {
-    const bool isToldMissing = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-    if (!known_ && !isToldMissing) throw failure(happened, errno);
+    if (known_) return;
+    const std::error_code error = lastError();
+    const bool isToldMissing = error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
+                               error == std::errc::too_many_symbolic_link_levels;
+    if (!isToldMissing) throw failure(happened, error);
   }
 
   // Throws for what is the own folder.
@@ -52,16 +54,18 @@ ChangingFolder goDown(const SystemCalls& calls, const Descriptor& root, const st
   if (!way.empty()) guard.pass(way.front());
   for (const std::string_view piece : way) {
     const int from = reached.folder ? reached.folder.get() : root.get();
-    Descriptor next = openBeneath(calls, from, piece, passingFlags());
+    auto next = openBeneath(calls, from, piece, passingFlags());
+    if (!next) throw failure(happened, next.error());
     struct stat status;
-    if (!next || ::fstat(next.get(), &status) != 0) throw failure(happened, errno);
+    if (::fstat(next->get(), &status) != 0) throw failure(happened, lastError());
     guard.pass(status);
-    reached.folder = std::move(next);
+    reached.folder = *std::move(next);
     reached.identifier = joined(reached.identifier, piece);
   }
   const int last = reached.folder ? reached.folder.get() : root.get();
-  reached.folder = openBeneath(calls, last, {}, O_RDONLY | O_DIRECTORY);
-  if (!reached.folder) throw failure(happened, errno);
+  auto readable = openBeneath(calls, last, {}, O_RDONLY | O_DIRECTORY);
+  if (!readable) throw failure(happened, readable.error());
+  reached.folder = *std::move(readable);
   return reached;
 }
 
@@ -93,8 +97,8 @@ ChangingEntry entryToChange(const SystemCalls& calls, const Descriptor& root, st
   struct stat status;
   if (::fstatat(entry.in.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
     guard.pass(status);
-  } else if (errno != ENOENT) {
-    throw failure(happened, errno);  // it could be the own folder
+  } else if (lastError() != std::errc::no_such_file_or_directory) {
+    throw failure(happened, lastError());  // it could be the own folder
   }
   return entry;
 }

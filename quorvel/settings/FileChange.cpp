@@ -70,14 +70,14 @@ class Change {
     if (!isInPlace_) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) == 0) return Outcome::done;
     throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
-                    " is in its place, but it may not outlast a power failure, because " + reason(errno) +
+                    " is in its place, but it may not outlast a power failure, because " + reason(lastError()) +
                     ". Check the disk.");
   }
 
   void tryMaking(const FileEdit& edit, const FileCopies& copies) {
     if (!isToBeEdited(edit)) return;
     const auto unnamed = tryMakingFile(folder_.get());
-    if (!unnamed) throw notWritten(errno);
+    if (!unnamed) throw notWritten(unnamed.error().value());
     if (old_ && *unnamed) requireAttributes(unnamed->get());
     if (before_) copies.tryKeeping(*before_);
   }
@@ -113,7 +113,7 @@ class Change {
                       "it belongs to another user and would belong to you afterwards. Run this as its owner.");
     if (copied.missing == FileAttribute::group && isRefused)
       throw FileError(happened + "its group would change. Run this as a member of that group.");
-    throw FileError(happened + "who may read and write it would change: " + reason(copied.error.value()) +
+    throw FileError(happened + "who may read and write it would change: " + reason(copied.error) +
                     ". Check its mode and its access lists.");
   }
 

@@ -22,11 +22,11 @@ Descriptor openFolder(const std::filesystem::path& folder) {
 }
 
 bool isCopyOf(int folder, const std::string& name, const std::string& text) {
-  const Descriptor file = openToRead(folder, name);
+  const auto file = openToRead(folder, name);
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (!file || ::fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;
-  return static_cast<std::size_t>(status.st_size) == text.size() && readToEnd(file.get()) == text;
+  return static_cast<std::size_t>(status.st_size) == text.size() && readToEnd(file->get()) == text;
 }
 
 }  // namespace
@@ -77,11 +77,12 @@ void FileCopies::tryKeeping(const std::string& text) const {
   const Descriptor folder = openFolder(folderOf(file_));
   if (!folder) throw notWritten(firstName_, errno);
   const Found found = find(folder.get(), text);
-  if (!found.isThere && !tryMakingFile(folder.get())) throw notWritten(found.name, errno);
+  if (found.isThere) return;
+  if (const auto tried = tryMakingFile(folder.get()); !tried) throw notWritten(found.name, tried.error().value());
 }
 
 void FileCopies::takeBack() noexcept {
-  if (made_ && last_ && made_ == identityOf(AT_FDCWD, last_->native())) calls_.unlink(AT_FDCWD, last_->c_str());
+  if (made_ && last_ && identityOf(AT_FDCWD, last_->native()) == *made_) calls_.unlink(AT_FDCWD, last_->c_str());
   made_.reset();
   last_.reset();
 }
@@ -100,9 +101,9 @@ FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
   std::string name = firstName_;
   for (int number = 2; number <= mostCopies; ++number) {
     if (isCopyOf(folder, name, text)) return {name, true};
-    if (!identityOf(folder, name)) {
-      if (errno == ENOENT) return {name, false};
-      throw notWritten(name, errno);
+    if (const std::error_code error = identityOf(folder, name).error()) {
+      if (error == std::errc::no_such_file_or_directory) return {name, false};
+      throw notWritten(name, error.value());
     }
     name = firstName_ + "-" + std::to_string(number);
   }

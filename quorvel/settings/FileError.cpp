@@ -35,7 +35,7 @@ FileError fileError(const std::filesystem::path& file, std::string_view what, in
     case EISDIR:
       return FileError(happened + ", because a folder has its name. Move it away and try again.");
     default:
-      return FileError(failure(happened, error).what());
+      return FileError(failure(happened, {error, std::generic_category()}).what());
   }
 }
 

@@ -38,21 +38,23 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
 }
 
 Descriptor openFile(int folder, const std::string& name, const std::filesystem::path& shown) {
-  Descriptor file = openToRead(folder, name);
-  if (!file && errno == ENOENT) return file;
+  auto file = openToRead(folder, name);
+  if (!file && file.error() == std::errc::no_such_file_or_directory) return Descriptor();
+  if (!file) throw fileError(shown, "read", file.error().value());
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) throw fileError(shown, "read", errno);
+  if (::fstat(file->get(), &status) != 0) throw fileError(shown, "read", errno);
   if (!S_ISREG(status.st_mode))
     throw FileError(quorvel::quoted(shown.native()) + " is not a file. Move it away and try again.");
-  return file;
+  return *std::move(file);
 }
 
 std::string textOf(const Descriptor& file, const std::filesystem::path& shown) {
-  auto text = ::lseek(file.get(), 0, SEEK_SET) == 0 ? readToEnd(file.get()) : std::nullopt;
-  if (!text && errno == EFBIG)
+  if (::lseek(file.get(), 0, SEEK_SET) != 0) throw fileError(shown, "read", errno);
+  auto text = readToEnd(file.get());
+  if (!text && text.error() == std::errc::file_too_large)
     throw FileError(quorvel::quoted(shown.native()) + " could not be read, because it is larger than " +
                     largestTextInWords + ". See whether it is the right file; if it is, make it smaller.");
-  if (!text) throw fileError(shown, "read", errno);
+  if (!text) throw fileError(shown, "read", text.error().value());
   return *std::move(text);
 }
 

@@ -35,7 +35,7 @@ std::string happened(const Folder& folder) {
 }
 
 FileError notMade(const Folder& folder, int error) {
-  return FileError(failure(happened(folder), error).what());
+  return FileError(failure(happened(folder), {error, std::generic_category()}).what());
 }
 
 /// Something that is not a folder has the name of the folder or of one above it.

@@ -42,9 +42,9 @@ class Beneath : public LibraryHouse, public ::testing::WithParamInterface<int> {
 
   // What is read there, or the name of the error.
   std::string opened(std::string_view identifier, int flags = O_RDONLY) const {
-    const Descriptor file = openBeneath(calls, rootFolder_.get(), identifier, flags);
-    if (!file) return ::strerrorname_np(errno);
-    return readToEnd(file.get()).value_or("a folder");
+    const auto file = openBeneath(calls, rootFolder_.get(), identifier, flags);
+    if (!file) return ::strerrorname_np(file.error().value());
+    return readToEnd(file->get()).value_or("a folder");
   }
 
   Descriptor rootFolder_;
@@ -97,8 +97,9 @@ TEST_P(Beneath, thePathMayBeAsLongAsTheSystemTakesAndNoLonger) {
 }
 
 TEST_P(Beneath, theDescriptorIsNotInherited) {
-  const Descriptor file = openBeneath(calls, rootFolder_.get(), "Scenes/Deep/End.md", O_RDONLY);
-  EXPECT_EQ(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  const auto file = openBeneath(calls, rootFolder_.get(), "Scenes/Deep/End.md", O_RDONLY);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(::fcntl(file->get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, Beneath, ::testing::Values(0, ENOSYS, EPERM, EINVAL, E2BIG, EAGAIN),

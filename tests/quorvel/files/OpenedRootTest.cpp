@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <system_error>
 #include <thread>
 
 #include "quorvel/files/OpenedFolderPath.h"
@@ -50,9 +50,13 @@ TEST_F(OpenedRoots, isOpenedAnewByAnotherThreadAndForAnotherPath) {
   EXPECT_EQ(OpenedRoot::find(away), other);
 }
 
-TEST_F(OpenedRoots, isNullWithTheReasonWhereThereIsNone) {
-  EXPECT_FALSE(OpenedRoot::find(folder.path() / "none"));
-  EXPECT_EQ(errno, ENOENT);
+TEST_F(OpenedRoots, throwsTheReasonWhereThereIsNone) {
+  try {
+    OpenedRoot::find(folder.path() / "none");
+    FAIL() << "A folder was found.";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+  }
 }
 
 TEST_F(OpenedRoots, isInPlaceThroughALinkAsLongAsThatLeadsThere) {
@@ -77,8 +81,8 @@ TEST_F(OpenedRoots, anOpenedFoldersPathLeadsToItWhereverItIs) {
   const auto held = OpenedRoot::find(path);
   swap();
   const std::string way = openedFolderPath(held->folder());
-  EXPECT_TRUE(leadsToFolder(way, held->folder()));
-  EXPECT_FALSE(leadsToFolder(path, held->folder()));
+  EXPECT_FALSE(errorOfPath(way, held->folder()));
+  EXPECT_EQ(errorOfPath(path, held->folder()), std::errc::no_such_file_or_directory);
   EXPECT_TRUE(std::filesystem::equivalent(way, away));
 }
 

@@ -161,7 +161,7 @@ TEST_F(TemporaryFiles, areTriedWithoutATrace) {
   ::chmod(folder_.path().c_str(), 0555);
   EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
               kelvane::tests::becomeNobody();
-              return tryMakingFile(opened_.get()) ? "made" : std::to_string(errno);
+              return std::to_string(tryMakingFile(opened_.get()).error().value());
             }),
             std::to_string(EACCES));
   ::chmod(folder_.path().c_str(), 0755);
