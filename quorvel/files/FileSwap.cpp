@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {

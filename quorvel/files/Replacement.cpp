@@ -15,8 +15,8 @@
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/FileSwap.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryFile.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {

@@ -38,7 +38,7 @@ using KeepTakenText = std::function<void(std::string_view text)>;
 ///
 /// Where the system lacks the exchange, 3 comes first, the old file gets a second name, and the new one is renamed over
 /// the old; a file that another program renamed there between the two is then lost. Where the system cannot tell who
-/// has a file open (OpenWriters.h), so is what a program writes into what came back after it was read.
+/// has a file open (WaitForWriters.h), so is what a program writes into what came back after it was read.
 ///
 /// Throws LibraryError, or what `keep` throws. The file is as it was then, unless the sentence says otherwise.
 void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep);

@@ -10,7 +10,7 @@
 #include "platform/FileSystem.h"
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/library/Listing.h"
 

@@ -14,7 +14,7 @@
 #include "quorvel/files/OpenedRoot.h"
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/History.h"
-#include "quorvel/library/Place.h"
+#include "quorvel/library/ChangeTarget.h"
 
 namespace quorvel {
 

@@ -9,8 +9,8 @@
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FoundTemporaryFile.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/FolderTurn.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"

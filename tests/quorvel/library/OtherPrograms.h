@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 
 namespace quorvel {

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"

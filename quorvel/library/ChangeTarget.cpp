@@ -1,4 +1,4 @@
-#include "quorvel/library/Place.h"
+#include "quorvel/library/ChangeTarget.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

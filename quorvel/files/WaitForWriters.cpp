@@ -1,4 +1,4 @@
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 
 #include <fcntl.h>
 
