@@ -12,7 +12,6 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
-#include "quorvel/library/Listing.h"
 
 namespace quorvel {
 namespace {
@@ -29,11 +28,12 @@ std::optional<std::string> relative(const std::string& path, const std::string& 
 }  // namespace
 
 FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history)
-    : FolderLibrary(root, std::move(history), Means()) {
+    : FolderLibrary(root, std::move(history), Options()) {
 }
 
-FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Means& means)
-    : root_(filesystem::standardized(root)), history_(std::move(history)), means_(means) {
+FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history,
+                             const Options& options)
+    : root_(filesystem::standardized(root)), history_(std::move(history)), options_(options) {
 }
 
 std::string FolderLibrary::fileExtension() const {
@@ -58,19 +58,24 @@ std::size_t FolderLibrary::longestIdentifier() const {
   return root < PATH_MAX ? PATH_MAX - 1 - root : 0;
 }
 
+ListingScope FolderLibrary::scope(const OpenedRoot& root, PathBeneath folder) const {
+  return {root.folder().get(), std::move(folder), longestIdentifier()};
+}
+
 std::size_t FolderLibrary::countOfUnlistableNames() const {
   const auto root = openRoot();
-  const auto count = quorvel::countOfUnlistableNames(means_.calls, {root->folder().get(), {}, longestIdentifier()});
+  const auto count = quorvel::countOfUnlistableNames(options_.calls, scope(*root, PathBeneath()));
   if (!count)
     throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", count.error());
   return *count;
 }
 
 std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& folder) const {
-  const std::string identifier = this->identifier(folder);
+  const std::string happened = "The folder " + quorvel::quoted(folder.native()) + " could not be read";
+  PathBeneath path = pathBeneath(identifier(folder), happened);
   const auto root = openRoot();
-  auto items = listing(means_.calls, {root->folder().get(), identifier, longestIdentifier()});
-  if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", items.error());
+  auto items = listing(options_.calls, scope(*root, std::move(path)));
+  if (!items) throw failure(happened, items.error());
   return *std::move(items);
 }
 
@@ -84,10 +89,9 @@ std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
 
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
   const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
-  if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
+  const PathBeneath path = pathBeneath(script.identifier, happened);
   const auto root = openRoot();
-  const auto file =
-      openBeneath(means_.calls, root->folder().get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  const auto file = openBeneath(options_.calls, root->folder().get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file) throw failure(happened, file.error());
   struct stat status;
   if (::fstat(file->get(), &status) != 0) throw failure(happened, lastError());
@@ -95,7 +99,7 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
   if (patience.count() > 0) waitForWriters(file->get(), patience);
-  auto text = readToEnd(file->get(), means_.calls);
+  auto text = readToEnd(file->get(), options_.calls);
   if (!text && text.error() == std::errc::file_too_large) throw tooLarge(happened, "it");
   if (!text) throw failure(happened, text.error());
   return *std::move(text);

@@ -15,6 +15,7 @@
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/History.h"
 #include "quorvel/library/ChangeTarget.h"
+#include "quorvel/library/Listing.h"
 
 namespace quorvel {
 
@@ -36,8 +37,8 @@ namespace quorvel {
 /// otherwise, text, names and history are as they were. Failures of the history pass through.
 class FolderLibrary final : public ScriptLibrary {
  public:
-  /// What a library works with unless told otherwise.
-  struct Means {
+  /// What a test may replace.
+  struct Options {
     const SystemCalls& calls = SystemCalls::ofTheSystem();
     std::chrono::milliseconds patience = std::chrono::seconds(10);  ///< How long `lock` waits for other writers.
   };
@@ -45,7 +46,7 @@ class FolderLibrary final : public ScriptLibrary {
   /// The folder is made absolute at once, and looked at by each call only. `history` is the history of the same folder
   /// and may not be null.
   FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history);
-  FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Means& means);
+  FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Options& options);
 
   /// Throws unless the library's folder is there and can be read.
   void requireReadable() const;
@@ -103,16 +104,17 @@ class FolderLibrary final : public ScriptLibrary {
   std::shared_ptr<const OpenedRoot> openRootToChange(const std::string& happened) const;
   std::string read(const ScriptItem& script, std::chrono::milliseconds patienceWithWriters) const;
   std::size_t longestIdentifier() const;
-  bool fitsWith(std::size_t moreBytes, const std::string& folder) const;
+  ListingScope scope(const OpenedRoot& root, PathBeneath folder) const;
+  bool fitsWith(std::size_t moreBytes, const PathBeneath& folder) const;
   std::filesystem::path pathOf(std::string_view identifier) const;
-  std::vector<std::uint64_t> sweep(const ChangingFolder& folder);
-  void sweepBeforeRenaming(const ChangingEntry& script, const std::string& happened);
+  std::vector<std::uint64_t> sweep(const FolderToChange& folder);
+  void sweepBeforeRenaming(const EntryToChange& script, const std::string& happened);
   void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
   ScriptItem make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind);
 
   std::filesystem::path root_;
   std::shared_ptr<History> history_;
-  Means means_;
+  Options options_;
 };
 
 }  // namespace quorvel

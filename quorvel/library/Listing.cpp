@@ -46,8 +46,8 @@ Expected<unsigned char> typeOf(const dirent& entry, int folder) {
 
 // Hands over the name and kind of each item directly in a folder. Returns why the folder could not be read to its end.
 template <class Take>
-std::error_code readFolder(const SystemCalls& calls, int root, std::string_view identifier, Take take) {
-  auto opened = openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take) {
+  auto opened = openBeneath(calls, root, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
   if (!opened) return opened.error();
   auto folder = FolderEntries::open(calls, *std::move(opened));
   if (!folder) return folder.error();
@@ -63,26 +63,29 @@ std::error_code readFolder(const SystemCalls& calls, int root, std::string_view 
   }
 }
 
-std::size_t joinedSize(std::string_view folder, std::string_view name) {
-  return folder.empty() ? name.size() : folder.size() + 1 + name.size();
+// The size of the identifier that an entry of a folder has.
+std::size_t identifierSize(const PathBeneath& folder, std::string_view name) {
+  return folder.isTheFolderItself() ? name.size() : folder.string().size() + 1 + name.size();
 }
 
-LibraryError incomplete(std::string_view folder, const std::error_code& error) {
-  return failure("The library could not be listed: the folder " + quoted(folder) + " could not be read", error);
+LibraryError incomplete(const PathBeneath& folder, const std::error_code& error) {
+  return failure("The library could not be listed: the folder " + quoted(folder.string()) + " could not be read",
+                 error);
 }
 
 class Walk {
  public:
-  Walk(const SystemCalls& calls, const ListingPlace& place) : calls_(calls), place_(place) {}
+  Walk(const SystemCalls& calls, const ListingScope& scope) : calls_(calls), scope_(scope) {}
 
   Expected<std::vector<ScriptItem>> items() {
     std::vector<ScriptItem> top;
-    if (const std::error_code error = fill(place_.folder, top)) return error;
+    if (const std::error_code error = fill(scope_.folder, top)) return error;
     while (!unread_.empty()) {
       ScriptItem& folder = *unread_.back();
       unread_.pop_back();
-      const std::error_code error = fill(folder.identifier, *folder.children);
-      if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(folder.identifier, error);
+      const PathBeneath path = PathBeneath::of(folder.identifier).value();
+      const std::error_code error = fill(path, *folder.children);
+      if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(path, error);
     }
     return top;
   }
@@ -109,12 +112,12 @@ class Walk {
   }
 
   // Fills in one folder's items, and remembers the folders among them: their places no longer change.
-  std::error_code fill(std::string_view identifier, std::vector<ScriptItem>& items) {
+  std::error_code fill(const PathBeneath& folder, std::vector<ScriptItem>& items) {
     found_.clear();
     names_.clear();
     keys_.clear();
     const auto collect = [&](std::string_view name, Kind kind) {
-      if (joinedSize(identifier, name) > place_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
+      if (identifierSize(folder, name) > scope_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
       if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
       Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
       names_ += name;
@@ -122,14 +125,14 @@ class Walk {
       found.keyEnd = keys_.size();
       found_.push_back(found);
     };
-    if (const std::error_code error = readFolder(calls_, place_.root, identifier, collect)) return error;
+    if (const std::error_code error = readFolder(calls_, scope_.root, folder, collect)) return error;
     std::sort(found_.begin(), found_.end(),
               [this](const Found& one, const Found& other) { return isBefore(one, other); });
     items.reserve(found_.size());
     for (const Found& found : found_) {
       const std::string_view name = nameOf(found);
       ScriptItem& item = items.emplace_back();
-      item.identifier = joined(identifier, name, found.kind == Kind::script ? scriptSuffix : std::string_view());
+      item.identifier = folder.child(name, found.kind == Kind::script ? scriptSuffix : std::string_view()).string();
       item.name = name;
       item.kind = found.kind;
       if (found.kind == Kind::folder) item.children.emplace();
@@ -141,27 +144,27 @@ class Walk {
   }
 
   const SystemCalls& calls_;
-  const ListingPlace& place_;
+  const ListingScope& scope_;
   std::vector<Found> found_;
   std::string names_;
   std::string keys_;
   std::vector<ScriptItem*> unread_;
 };
 
-// Hands over each script and folder below a folder, by the identifier of what it lies in and its name, and looks into
+// Hands over each script and folder below a folder, by the path of what it lies in and its name, and looks into
 // those folders for which `take` answers true. Returns why the first folder could not be read, and fails as a listing
 // does.
 template <class Take>
-std::error_code walk(const SystemCalls& calls, const ListingPlace& place, Take take) {
-  std::vector<std::string> unread;
-  const auto read = [&](std::string_view folder) {
-    return readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
-      if (take(folder, name) && kind == Kind::folder) unread.push_back(joined(folder, name));
+std::error_code walk(const SystemCalls& calls, const ListingScope& scope, Take take) {
+  std::vector<PathBeneath> unread;
+  const auto read = [&](const PathBeneath& folder) {
+    return readFolder(calls, scope.root, folder, [&](std::string_view name, Kind kind) {
+      if (take(folder, name) && kind == Kind::folder) unread.push_back(folder.child(name));
     });
   };
-  if (const std::error_code error = read(place.folder)) return error;
+  if (const std::error_code error = read(scope.folder)) return error;
   while (!unread.empty()) {
-    const std::string folder = std::move(unread.back());
+    const PathBeneath folder = std::move(unread.back());
     unread.pop_back();
     const std::error_code error = read(folder);
     if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(folder, error);
@@ -171,30 +174,30 @@ std::error_code walk(const SystemCalls& calls, const ListingPlace& place, Take t
 
 }  // namespace
 
-Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place) {
-  return Walk(calls, place).items();
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope) {
+  return Walk(calls, scope).items();
 }
 
-Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place) {
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope) {
   std::size_t count = 0;
-  const std::error_code error = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+  const std::error_code error = walk(calls, scope, [&](const PathBeneath& folder, std::string_view name) {
     const bool isListable = kelvane::unicode::isValidUTF8(name);
     if (!isListable) ++count;
-    return isListable && joinedSize(folder, name) <= place.longestIdentifier;
+    return isListable && identifierSize(folder, name) <= scope.longestIdentifier;
   });
   if (error) return error;
   return count;
 }
 
-std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place) {
-  std::size_t longest = place.folder.size();
-  const std::error_code error = walk(calls, place, [&](std::string_view folder, std::string_view name) {
-    const std::size_t size = joinedSize(folder, name);
-    const bool isListed = size <= place.longestIdentifier && kelvane::unicode::isValidUTF8(name);
+std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope) {
+  std::size_t longest = scope.folder.string().size();
+  const std::error_code error = walk(calls, scope, [&](const PathBeneath& folder, std::string_view name) {
+    const std::size_t size = identifierSize(folder, name);
+    const bool isListed = size <= scope.longestIdentifier && kelvane::unicode::isValidUTF8(name);
     if (isListed) longest = std::max(longest, size);
     return isListed;
   });
-  if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(place.folder, error);
+  if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(scope.folder, error);
   return longest;
 }
 

@@ -7,6 +7,7 @@
 
 #include "platform/QuorvelCore.h"
 #include "quorvel/files/Expected.h"
+#include "quorvel/files/PathBeneath.h"
 #include "quorvel/files/SystemCalls.h"
 
 /// What is in a library's folder. Scripts are files with the library's extension; names that begin with a dot, other
@@ -17,9 +18,9 @@ namespace quorvel {
 inline constexpr std::string_view scriptSuffix = ".md";
 
 /// Where a listing begins, and how far it goes.
-struct ListingPlace {
+struct ListingScope {
   int root;                       ///< The library's folder, open.
-  std::string_view folder;        ///< The identifier of the folder to list; empty for the library's.
+  PathBeneath folder;             ///< The folder to list.
   std::size_t longestIdentifier;  ///< What has a longer one could not be opened by its path and is left out.
 };
 
@@ -28,14 +29,14 @@ struct ListingPlace {
 /// read, or that went meanwhile, has no children; any other failure there, such as too many open files, throws
 /// LibraryError, since what is listed then would not be all. Asks the system for nothing but the entries, and holds one
 /// folder open at a time beside the root.
-Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope);
 
 /// How many scripts and folders the listing leaves out because their names are not UTF-8; what is below such a folder
 /// is not counted. Fails as the listing does.
-Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope);
 
 /// The size of the longest identifier of a script or folder below the folder, the folder's own where nothing is. What
 /// the listing leaves out does not count, nor what is below a folder that may not be read. Fails as the listing does.
-std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place);
+std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope);
 
 }  // namespace quorvel

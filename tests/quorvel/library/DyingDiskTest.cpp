@@ -123,7 +123,7 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
     constexpr std::chrono::milliseconds patience(20);
     const auto own = std::make_shared<History>(root, std::chrono::system_clock::now, patience);
     const auto tools =
-        kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, own, FolderLibrary::Means{staged, patience}), own)
+        kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, own, FolderLibrary::Options{staged, patience}), own)
             .tools(true);
     if (!FailingSystemCalls::begin(kind, first, error)) return notStaged;
     std::string said = "no such tool";

@@ -49,7 +49,7 @@ class LargestText : public LibraryHouse {
   }
 
   const std::vector<kelvane::Tool> tools_ =
-      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, history, FolderLibrary::Means{calls}), history)
+      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, history, FolderLibrary::Options{calls}), history)
           .tools(true);
 };
 

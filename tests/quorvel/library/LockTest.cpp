@@ -172,7 +172,7 @@ TEST_F(Lock, isRefusedWhereNothingMayBeMade) {
 }
 
 TEST_F(Lock, waitsTenSecondsUnlessToldOtherwise) {
-  EXPECT_EQ(FolderLibrary::Means().patience, std::chrono::seconds(10));
+  EXPECT_EQ(FolderLibrary::Options().patience, std::chrono::seconds(10));
 }
 
 TEST_F(Lock, keepsEachProcessesReadingAndWritingTogether) {

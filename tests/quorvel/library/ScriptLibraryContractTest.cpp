@@ -215,7 +215,7 @@ const Implementation implementations[] = {
     {"folder",
      [](const std::filesystem::path& root) {
        return std::make_unique<FolderLibrary>(root, std::make_shared<History>(root),
-                                              FolderLibrary::Means{SystemCalls::ofTheSystem(), patience});
+                                              FolderLibrary::Options{SystemCalls::ofTheSystem(), patience});
      }},
     {"inMemory",
      [](const std::filesystem::path& root) { return std::make_unique<InMemoryScriptLibrary>(root, patience); }},
