@@ -88,6 +88,10 @@ CopiedAttributes copyAttributes(int from, int to) {
   struct stat wanted;
   struct stat present;
   if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return without(FileAttribute::mode, lastError());
+  return copyAttributes(from, wanted, to, present);
+}
+
+CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, const struct stat& present) {
   if (wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid) {
     if (::fchown(to, wanted.st_uid, wanted.st_gid) != 0)
       return without(wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group, lastError());
@@ -95,9 +99,10 @@ CopiedAttributes copyAttributes(int from, int to) {
   if (!copyExtendedAttributes(from, to)) return without(FileAttribute::accessLists, lastError());
   // The mode last: a change of the owner clears bits of it, and one of the access list changes the group's.
   constexpr mode_t bits = 07777;
-  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &present) != 0)
+  struct stat copied;
+  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &copied) != 0)
     return without(FileAttribute::mode, lastError());
-  if ((present.st_mode & bits) == (wanted.st_mode & bits)) return {};
+  if ((copied.st_mode & bits) == (wanted.st_mode & bits)) return {};
   return without(FileAttribute::mode,
                  std::make_error_code(std::errc::operation_not_permitted));  // a bit that the system dropped in silence
 }

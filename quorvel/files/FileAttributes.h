@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <system_error>
 
@@ -21,5 +23,8 @@ struct CopiedAttributes {
 /// away the access list that the folder gave it. Both are open files of one file system, `to` is the caller's own.
 /// False when `to` could not be made the same.
 CopiedAttributes copyAttributes(int from, int to);
+
+/// The same, for files that were just asked for their status.
+CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, const struct stat& present);
 
 }  // namespace quorvel

@@ -21,7 +21,7 @@ FileSwap::FileSwap(const SystemCalls& calls, int folder, std::string_view name, 
 }
 
 std::error_code FileSwap::make() {
-  const std::error_code error = exchange();
+  const std::error_code error = exchange(fresh_.identity());
   if (!error) fresh_.leave();
   return error;
 }
@@ -39,7 +39,8 @@ FileSwap::Undone FileSwap::undo() {
     return {Undone::notTakenOut, error.code()};
   }
   for (int count = 1; count < mostExchanges; ++count) {
-    if (const std::error_code error = exchange()) return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
+    if (const std::error_code error = exchange(newest.file))
+      return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
     Content out = look();
     const bool isSameFile = out.file == inPlace.file;
     if (out.error && (isSameFile || !out.file)) return {Undone::unclear, out.error};
@@ -53,12 +54,13 @@ FileSwap::Undone FileSwap::undo() {
   return {Undone::savedAllTheTime};
 }
 
-// A disk over the network may have done what it says that it could not do, so what is there is looked at.
-std::error_code FileSwap::exchange() const {
-  const auto before = identityOf(folder_, name_);
+// `goingIn` is what has the temporary name before. A disk over the network may have done what it says that it could not
+// do: then something else has that name.
+std::error_code FileSwap::exchange(const std::optional<FileIdentity>& goingIn) const {
   if (calls_.exchange(folder_, fresh_.name().c_str(), name_.c_str()) == 0) return {};
   const std::error_code error = lastError();
-  return before && before == identityOf(folder_, fresh_.name()) ? std::error_code() : error;
+  const auto out = identityOf(folder_, fresh_.name());
+  return out && goingIn && *out != *goingIn ? std::error_code() : error;
 }
 
 // Whoever has the file open for writing is about to save, so its text counts as another one; so does one that grows.

@@ -53,7 +53,7 @@ class FileSwap {
     std::error_code error;
   };
 
-  std::error_code exchange() const;
+  std::error_code exchange(const std::optional<FileIdentity>& goingIn) const;
   Content look() const;
 
   const SystemCalls& calls_;

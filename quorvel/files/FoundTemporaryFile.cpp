@@ -1,6 +1,5 @@
 #include "quorvel/files/FoundTemporaryFile.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -26,11 +25,9 @@ std::optional<FoundTemporaryFile> FoundTemporaryFile::open(int folder, const std
 
 std::vector<std::string> temporaryFilesIn(const SystemCalls& calls, int folder) {
   std::vector<std::string> names;
-  // Another descriptor, as the one given keeps its place among the entries.
-  auto entries = FolderEntries::open(calls, Descriptor(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-  if (!entries) return names;
-  while (const dirent* entry = entries->next().value_or(nullptr)) {
-    if (TemporaryName::parse(entry->d_name)) names.emplace_back(entry->d_name);
+  FolderEntries entries(calls, folder);
+  while (const FolderEntry* entry = entries.next().value_or(nullptr)) {
+    if (TemporaryName::parse(entry->name)) names.emplace_back(entry->name);
   }
   return names;
 }

@@ -1,7 +1,5 @@
 #include "quorvel/files/Leftovers.h"
 
-#include <fcntl.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -69,8 +67,8 @@ class Sweep {
       wanted->second = name;
       --unknown;
     };
-    auto entries = FolderEntries::open(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-    while (const dirent* entry = entries ? entries->next().value_or(nullptr) : nullptr) find(entry->d_name);
+    FolderEntries entries(calls_, folder_);
+    while (const FolderEntry* entry = entries.next().value_or(nullptr)) find(entry->name);
     if (unknown == 0) return;
     for (const std::string& name : remembered_()) find(name);
   }

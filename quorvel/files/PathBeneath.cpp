@@ -32,7 +32,7 @@ std::optional<PathBeneath> PathBeneath::of(std::string_view path) {
   return beneath;
 }
 
-std::string_view PathBeneath::name() const noexcept {
+std::string_view PathBeneath::name() const& noexcept {
   return std::string_view(path_).substr(path_.rfind('/') + 1);  // npos + 1 is 0
 }
 
@@ -52,7 +52,7 @@ PathBeneath PathBeneath::child(std::string_view name, std::string_view suffix) c
   return child;
 }
 
-std::vector<std::string_view> PathBeneath::pieces() const {
+std::vector<std::string_view> PathBeneath::pieces() const& {
   std::vector<std::string_view> pieces;
   eachPiece(path_, [&](std::string_view piece) { return pieces.push_back(piece), true; });
   return pieces;

@@ -31,7 +31,8 @@ class PathBeneath {
   bool isTheFolderItself() const noexcept { return path_.empty(); }
 
   /// The last piece; empty for the folder itself.
-  std::string_view name() const noexcept;
+  std::string_view name() const& noexcept;
+  std::string_view name() && = delete;  // a view of a path that is gone
 
   /// The path without its last piece.
   PathBeneath parent() const;
@@ -41,7 +42,8 @@ class PathBeneath {
   PathBeneath child(std::string_view name, std::string_view suffix = {}) const;
 
   /// Views of this path, from the first piece to the last.
-  std::vector<std::string_view> pieces() const;
+  std::vector<std::string_view> pieces() const&;
+  std::vector<std::string_view> pieces() && = delete;
 
  private:
   std::string path_;

@@ -45,36 +45,39 @@ class Replacement {
   std::string happened() const { return quorvel::quoted(file_.shownName) + " could not be written"; }
   LibraryError failed(const std::error_code& error) const { return failure(happened(), error); }
 
-  LibraryError beingWritten() const {
-    return LibraryError(happened() +
-                        ", because another program has it open for writing. Save and close it there, then "
-                        "try again.");
-  }
+  struct OpenedFile {
+    Descriptor file;
+    struct stat status;
+  };
 
-  // Opens what has a name in the folder, if it is a file. Throws the failure of the write otherwise.
-  Descriptor openFile(const std::string& name) const {
+  // Opens what has a name in the folder, if it is a file, once nobody has it open for writing. Throws the failure of
+  // the write otherwise.
+  OpenedFile openFile(const std::string& name) const {
     auto opened = openToRead(file_.folder, name);
     if (!opened) throw failed(opened.error());
+    if (!waitForWriters(opened->get(), file_.patience))
+      throw LibraryError(happened() +
+                         ", because another program has it open for writing. Save and close it there, then try again.");
     struct stat status;
     if (::fstat(opened->get(), &status) != 0) throw failed(lastError());
     if (S_ISDIR(status.st_mode)) throw failed(std::make_error_code(std::errc::is_a_directory));
     if (!S_ISREG(status.st_mode))
       throw LibraryError(happened() + ", because what is there now is not a file. Move it away and try again.");
-    return *std::move(opened);
+    return {*std::move(opened), status};
   }
 
-  Descriptor openOld() const {
-    Descriptor old = openFile(file_.name);
+  OpenedFile openOld() const {
+    OpenedFile old = openFile(file_.name);
     if (::faccessat(file_.folder, file_.name.c_str(), W_OK, AT_EACCESS) != 0) throw failed(lastError());
-    if (!waitForWriters(old.get(), patienceWithWriters)) throw beingWritten();
     return old;
   }
 
   // The new text, flushed and with the old file's attributes, beside it.
-  void prepare(const Descriptor& old) try {
+  void prepare(const OpenedFile& old) try {
     fresh_ = TemporaryFile::make(calls_, file_.folder, file_.name);
     fresh_->write(text_);
-    if (const CopiedAttributes copied = copyAttributes(old.get(), fresh_->file()); !copied)
+    if (const CopiedAttributes copied = copyAttributes(old.file.get(), old.status, fresh_->file(), fresh_->status());
+        !copied)
       throw failure(happened() + " without changing who may read and write it", copied.error);
     fresh_->flush();
   } catch (const std::system_error& error) {
@@ -96,10 +99,9 @@ class Replacement {
     fresh_->remove();
   }
 
-  void keepTextOf(const Descriptor& taken) {
-    if (!waitForWriters(taken.get(), patienceWithWriters)) throw beingWritten();
-    if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(lastError());
-    auto text = readToEnd(taken.get(), calls_);
+  // The file is read from where it stands.
+  void keepTextOf(const OpenedFile& replaced) {
+    auto text = readToEnd(replaced.file.get(), replaced.status.st_size, calls_);
     if (!text && text.error() == std::errc::file_too_large)
       throw tooLarge(happened(), "what another program has saved there");
     if (!text) throw failed(text.error());
@@ -157,13 +159,21 @@ class Replacement {
                         "history and is lost. If that program still shows it, save it there again under another name.");
   }
 
+  // What a program that had the file open wrote into it after it was read.
+  void keepLastTextOf(OpenedFile& old) {
+    if (!waitForWriters(old.file.get(), file_.patience) || ::lseek(old.file.get(), 0, SEEK_SET) != 0 ||
+        ::fstat(old.file.get(), &old.status) != 0)
+      throw failed(lastError());
+    keepTextOf(old);
+  }
+
   void requireFolderInPlace() const {
     if (!file_.isInPlace()) throw failed(std::make_error_code(std::errc::no_such_file_or_directory));
   }
 
   void renameOver() {
     requireFolderInPlace();
-    const Descriptor old = openFile(file_.name);
+    OpenedFile old = openFile(file_.name);
     keepTextOf(old);
     const std::string aside = fresh_->markedName();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
@@ -173,7 +183,7 @@ class Replacement {
       if (linked) calls_.unlink(file_.folder, aside.c_str());
     };
     const auto present = identityOf(file_.folder, file_.name);
-    if (!(present == identityOf(old.get()))) {
+    if (!(present == identityOf(old.file.get()))) {
       forgetAside();
       if (!present) throw failed(present.error());
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
@@ -185,7 +195,7 @@ class Replacement {
       throw failed(error.code());
     }
     try {
-      keepTextOf(old);
+      keepLastTextOf(old);
     } catch (...) {
       throw linked ? notKeptYet() : lost();
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,9 @@ struct ReplacedFile {
   int folder;                  ///< Open for reading.
   std::string name;            ///< The file's name in it.
   std::string_view shownName;  ///< The script's identifier.
+
+  /// How long to wait for a program that has the file open for writing. Refused then.
+  std::chrono::milliseconds patience;
 
   /// Whether the folder still is where the library has it; it may have been moved away since it was opened.
   std::function<bool()> isInPlace;

@@ -49,6 +49,16 @@ int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const
 #endif
 }
 
+long SystemCalls::readEntries([[maybe_unused]] int folder, [[maybe_unused]] void* records,
+                              [[maybe_unused]] std::size_t size) const noexcept {
+#ifdef KELVANE_LINUX_CALLS
+  return ::syscall(SYS_getdents64, folder, records, size);
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
+
 const dirent* SystemCalls::nextEntry(DIR* folder) const noexcept {
   return ::readdir(folder);
 }

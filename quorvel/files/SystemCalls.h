@@ -24,6 +24,9 @@ class SystemCalls {
   /// Opens a path beneath a folder without following a symbolic link and without leaving the folder.
   virtual int openBeneath(int folder, const char* path, int flags) const noexcept;
 
+  /// Reads the folder's next entries, as many as fit, as records of the kernel's (struct linux_dirent64); 0 at the end.
+  virtual long readEntries(int folder, void* records, std::size_t size) const noexcept;
+
   /// The next entry of a folder; nothing at its end, and nothing with errno set when it could not be read.
   virtual const dirent* nextEntry(DIR* folder) const noexcept;
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <system_error>
@@ -30,10 +29,10 @@ std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int
                              S_IRUSR | S_IWUSR));
     require(static_cast<bool>(file));
     std::unique_ptr<TemporaryFile> made(new TemporaryFile(calls, folder, parts, std::move(file)));
-    const auto identity = identityOf(made->file());
-    if (!identity) throw std::system_error(identity.error());
-    made->identity_ = *identity;
-    parts.inode = made->identity_->number;
+    struct stat status;
+    require(::fstat(made->file(), &status) == 0);
+    made->status_ = status;
+    parts.inode = status.st_ino;
     if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && lastError() == std::errc::operation_would_block) continue;
     try {
       made->moveTo(parts);
@@ -50,8 +49,8 @@ TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const Tempora
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (name_.empty() || isLeft_ || !identity_) return;
-  if (identityOf(folder_, name_) == *identity_) remove();
+  if (name_.empty() || isLeft_ || !status_) return;
+  if (identityOf(folder_, name_) == identity()) remove();
 }
 
 // A second descriptor writes, and what the disk reports when it is closed is heard. The first is open for reading only:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,8 +39,11 @@ class TemporaryFile {
   /// The file that was made, open for reading.
   int file() const noexcept { return file_.get(); }
 
+  /// What the system told of the file when it was made.
+  const struct stat& status() const noexcept { return *status_; }
+
   /// Which file was made, whatever has its name by now.
-  const FileIdentity& identity() const noexcept { return *identity_; }
+  FileIdentity identity() const noexcept { return {status_->st_dev, status_->st_ino}; }
 
   /// Puts a text into the empty file. EBUSY when another program has put something else under its name.
   void write(std::string_view text) const;
@@ -72,7 +77,7 @@ class TemporaryFile {
   TemporaryName parts_;
   std::string name_;  // empty once nothing has it
   Descriptor file_;
-  std::optional<FileIdentity> identity_;  // none until the system has told it; every file that `make` returns has one
+  std::optional<struct stat> status_;  // none until the system has told it; every file that `make` returns has one
   bool isLeft_ = false;
 };
 

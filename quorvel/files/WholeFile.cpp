@@ -16,11 +16,16 @@ Expected<Descriptor> openToRead(int folder, const std::string& name) {
 Expected<std::string> readToEnd(int file, const SystemCalls& calls) {
   struct stat status;
   if (::fstat(file, &status) != 0) return lastError();
-  const off_t size = status.st_size;
+  return readToEnd(file, status.st_size, calls);
+}
+
+// The file's end is found by a read that gets less than it asked for, or nothing. Only where a file is as large as it
+// said, one such read is enough.
+Expected<std::string> readToEnd(int file, off_t size, const SystemCalls& calls) {
   if (size > static_cast<off_t>(largestText)) return std::make_error_code(std::errc::file_too_large);
   std::string text;
   std::size_t filled = 0;
-  // One byte more than the file should have: the read that finds its end then needs no more room.
+  // One byte more than the file should have, so that one that grows is seen.
   text.resize(static_cast<std::size_t>(size) + 1);
   while (true) {
     const long count = calls.read(file, text.data() + filled, text.size() - filled);
@@ -28,8 +33,10 @@ Expected<std::string> readToEnd(int file, const SystemCalls& calls) {
     if (count < 0) return lastError();
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
+    if (size > 0 && filled == static_cast<std::size_t>(size)) break;
     if (filled < text.size()) continue;
     if (filled > largestText) return std::make_error_code(std::errc::file_too_large);
+    struct stat status;
     if (::fstat(file, &status) != 0) return lastError();
     if (status.st_size > size) return std::make_error_code(std::errc::device_or_resource_busy);
     text.resize(std::min(text.size() * 2, largestText + 1));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 
@@ -28,5 +30,8 @@ Expected<Descriptor> openToRead(int folder, const std::string& name);
 ///
 /// Some files say that they are empty until they are read; they are read to their end, too. Linear in the file.
 Expected<std::string> readToEnd(int file, const SystemCalls& calls = SystemCalls::ofTheSystem());
+
+/// The same, for a file whose size was just asked for.
+Expected<std::string> readToEnd(int file, off_t size, const SystemCalls& calls);
 
 }  // namespace quorvel

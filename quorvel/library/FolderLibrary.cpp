@@ -10,7 +10,6 @@
 #include "platform/FileSystem.h"
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {
@@ -84,7 +83,7 @@ std::string FolderLibrary::read(const ScriptItem& script) const {
 }
 
 std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
-  return read(script, patienceWithWriters);
+  return read(script, options_.patienceWithWriters);
 }
 
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
@@ -93,13 +92,13 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
   const auto root = openRoot();
   const auto file = openBeneath(options_.calls, root->folder().get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file) throw failure(happened, file.error());
+  if (patience.count() > 0) waitForWriters(file->get(), patience);
   struct stat status;
   if (::fstat(file->get(), &status) != 0) throw failure(happened, lastError());
   if (S_ISDIR(status.st_mode)) throw failure(happened, std::make_error_code(std::errc::is_a_directory));
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
-  if (patience.count() > 0) waitForWriters(file->get(), patience);
-  auto text = readToEnd(file->get(), options_.calls);
+  auto text = readToEnd(file->get(), status.st_size, options_.calls);
   if (!text && text.error() == std::errc::file_too_large) throw tooLarge(happened, "it");
   if (!text) throw failure(happened, text.error());
   return *std::move(text);

@@ -13,6 +13,7 @@
 #include "platform/QuorvelLibrary.h"
 #include "quorvel/files/OpenedRoot.h"
 #include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/history/History.h"
 #include "quorvel/library/ChangeTarget.h"
 #include "quorvel/library/Listing.h"
@@ -41,6 +42,9 @@ class FolderLibrary final : public ScriptLibrary {
   struct Options {
     const SystemCalls& calls = SystemCalls::ofTheSystem();
     std::chrono::milliseconds patience = std::chrono::seconds(10);  ///< How long `lock` waits for other writers.
+
+    /// How long a program that has a script open for writing may take to save it.
+    std::chrono::milliseconds patienceWithWriters = quorvel::patienceWithWriters;
   };
 
   /// The folder is made absolute at once, and looked at by each call only. `history` is the history of the same folder
@@ -102,7 +106,7 @@ class FolderLibrary final : public ScriptLibrary {
  private:
   std::shared_ptr<const OpenedRoot> openRoot() const;
   std::shared_ptr<const OpenedRoot> openRootToChange(const std::string& happened) const;
-  std::string read(const ScriptItem& script, std::chrono::milliseconds patienceWithWriters) const;
+  std::string read(const ScriptItem& script, std::chrono::milliseconds patience) const;
   std::size_t longestIdentifier() const;
   ListingScope scope(const OpenedRoot& root, PathBeneath folder) const;
   bool fitsWith(std::size_t moreBytes, const PathBeneath& folder) const;

@@ -14,7 +14,6 @@
 #include "quorvel/files/Renaming.h"
 #include "quorvel/files/Replacement.h"
 #include "quorvel/files/TemporaryName.h"
-#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
@@ -152,7 +151,7 @@ std::vector<std::uint64_t> FolderLibrary::sweep(const FolderToChange& folder) {
 
 // What is left of a script knows it by the name that it has.
 void FolderLibrary::sweepBeforeRenaming(const EntryToChange& script, const std::string& happened) {
-  const auto deadline = std::chrono::steady_clock::now() + patienceWithWriters;
+  const auto deadline = std::chrono::steady_clock::now() + options_.patienceWithWriters;
   const std::uint64_t hash = TemporaryName::hash(script.name);
   const auto isSwept = [&] {
     const std::vector<std::uint64_t> staying = sweep(script.in);
@@ -192,7 +191,9 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
     return folder && identityOf(folder->get()) == identityOf(target.in.folder.get());
   };
   sweep(target.in);
-  replaceFile(options_.calls, {target.in.folder.get(), target.name, script.identifier, isInPlace}, text,
+  const ReplacedFile file{target.in.folder.get(), target.name, script.identifier, options_.patienceWithWriters,
+                          isInPlace};
+  replaceFile(options_.calls, file, text,
               [&](std::string_view replaced) { keepUnlessHeld(replaced, path.string(), savedMeanwhile); });
   requireStillInPlace(*root, "The new text of " + quorvel::quoted(script.identifier) + " was written");
 }
@@ -306,8 +307,9 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
     throw failure(happened, std::make_error_code(std::errc::filename_too_long));
   const PathBeneath path = pathBeneath(identifier, happened);
   const auto root = openRootToChange(happened);
+  const PathBeneath in = path.parent();
   PathBeneath parent;
-  for (const std::string_view name : path.parent().pieces()) {
+  for (const std::string_view name : in.pieces()) {
     parent = parent.child(name);
     const EntryToChange folder = entryToChange(options_.calls, root->folder(), parent, happened);
     if (folder.status(happened)) continue;

@@ -36,10 +36,10 @@ bool concernsOnlyWhatWasAsked(const std::error_code& error) noexcept {
 }
 
 // The type of an entry as the file system keeps it, asked of the entry itself where it does not; links not followed.
-Expected<unsigned char> typeOf(const dirent& entry, int folder) {
-  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+Expected<unsigned char> typeOf(const FolderEntry& entry, int folder) {
+  if (entry.type != DT_UNKNOWN) return entry.type;
   struct stat status;
-  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (::fstatat(folder, entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
   if (S_ISDIR(status.st_mode)) return static_cast<unsigned char>(DT_DIR);
   return static_cast<unsigned char>(S_ISREG(status.st_mode) ? DT_REG : DT_UNKNOWN);
 }
@@ -47,16 +47,15 @@ Expected<unsigned char> typeOf(const dirent& entry, int folder) {
 // Hands over the name and kind of each item directly in a folder. Returns why the folder could not be read to its end.
 template <class Take>
 std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take) {
-  auto opened = openBeneath(calls, root, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
-  if (!opened) return opened.error();
-  auto folder = FolderEntries::open(calls, *std::move(opened));
+  const auto folder = openBeneath(calls, root, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
   if (!folder) return folder.error();
+  FolderEntries entries(calls, folder->get());
   while (true) {
-    const auto entry = folder->next();
+    const auto entry = entries.next();
     if (!entry || *entry == nullptr) return entry.error();
-    const std::string_view name = (*entry)->d_name;
+    const std::string_view name = (*entry)->name;
     if (name.starts_with('.')) continue;
-    const auto type = typeOf(**entry, folder->folder());
+    const auto type = typeOf(**entry, folder->get());
     if (!type && !concernsOnlyWhatWasAsked(type.error())) return type.error();
     if (type == DT_DIR) take(name, Kind::folder);
     if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);

@@ -36,15 +36,16 @@ TEST(PathBeneath, cannotLeadOut) {
 }
 
 TEST(PathBeneath, isMadeOfPieces) {
-  EXPECT_THAT(PathBeneath().pieces(), ElementsAre());
+  const PathBeneath empty;
+  EXPECT_THAT(empty.pieces(), ElementsAre());
+  EXPECT_EQ(empty.name(), "");
+  EXPECT_TRUE(empty.parent().isTheFolderItself());
   const PathBeneath path = *PathBeneath::of("a//./b/.c.md");
   EXPECT_THAT(path.pieces(), ElementsAre("a", "b", ".c.md"));
   EXPECT_EQ(path.name(), ".c.md");
   EXPECT_EQ(path.parent().string(), "a/b");
-  EXPECT_EQ(path.parent().parent().name(), "a");
+  EXPECT_EQ(path.parent().parent().string(), "a");
   EXPECT_TRUE(path.parent().parent().parent().isTheFolderItself());
-  EXPECT_TRUE(PathBeneath().parent().isTheFolderItself());
-  EXPECT_EQ(PathBeneath().name(), "");
 }
 
 TEST(PathBeneath, getsLongerByOneName) {

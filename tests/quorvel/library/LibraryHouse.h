@@ -52,6 +52,9 @@ class StagedCalls : public SystemCalls {
   int openBeneath(int folder, const char* path, int flags) const noexcept override {
     return made("openBeneath") ? SystemCalls::openBeneath(folder, path, flags) : -1;
   }
+  long readEntries(int folder, void* records, std::size_t size) const noexcept override {
+    return made("readEntries") ? SystemCalls::readEntries(folder, records, size) : -1;
+  }
   const dirent* nextEntry(DIR* folder) const noexcept override {
     return made("nextEntry") ? SystemCalls::nextEntry(folder) : nullptr;
   }
@@ -89,6 +92,11 @@ class StagedCalls : public SystemCalls {
     return error == 0;
   }
 };
+
+/// Whether a staged call only looks for something in a folder.
+inline bool readsFolders(std::string_view call) {
+  return call == "openBeneath" || call == "readEntries" || call == "nextEntry";
+}
 
 /// A library's folder, its history, and the library over both.
 class LibraryHouse : public ::testing::Test {

@@ -185,7 +185,7 @@ TEST_P(Renaming, ofAFolderThatMayNotBeReadIsNotRefused) {
 
 TEST_P(Renaming, ofAFolderThatCannotBeLookedThroughIsRefused) {
   calls.before = [&](std::string_view call) {
-    return call == "nextEntry" ? EIO : call == "renameToFreeName" ? GetParam() : 0;
+    return call == "readEntries" || call == "nextEntry" ? EIO : call == "renameToFreeName" ? GetParam() : 0;
   };
   EXPECT_EQ(
       sentenceOf([&] { library.rename(folderItem("Scenes"), "Longer Scenes"); }),
@@ -216,7 +216,7 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLosesNeitherTheTextNorItsHistory) {
     history->snapshot("words", root / from, "kept");
     const std::string answer = inChild([&]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
-        if (call == "openBeneath" || call == "nextEntry") return 0;
+        if (readsFolders(call)) return 0;
         if (++made == time) dieAtOnce();
         return call == "renameToFreeName" ? GetParam() : 0;
       };
@@ -248,7 +248,7 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLeavesTheHistoriesBelowAFolderWhereThe
     history->snapshot("words", root / from / "Deep/End.md", "kept");
     const std::string answer = inChild([&]() -> std::string {
       calls.before = [&, made = 0](std::string_view call) mutable {
-        if (call == "openBeneath" || call == "nextEntry") return 0;
+        if (readsFolders(call)) return 0;
         if (++made == time) dieAtOnce();
         return call == "renameToFreeName" ? GetParam() : 0;
       };
