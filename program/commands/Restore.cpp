@@ -11,27 +11,6 @@
 namespace kelvane::commands {
 namespace {
 
-// False also if it cannot be read.
-bool isEmpty(const quorvel::ScriptItem& script, const quorvel::FolderLibrary& library) {
-  try {
-    return library.read(script).empty();
-  } catch (const std::exception&) {
-    return false;
-  }
-}
-
-// Made empty first. If that is all that could be done, the error says so.
-void putBackWhatIsGone(const FoundScript& script, std::string_view text, const OpenedLibrary& opened) {
-  const quorvel::ScriptItem item = opened.library->recreate(script.identifier);
-  try {
-    opened.library->write(text, item);
-  } catch (const std::exception& error) {
-    if (!isEmpty(item, *opened.library)) throw;
-    throw std::runtime_error(std::string(error.what()) +
-                             " The script exists again, but is empty. Its history is unchanged.");
-  }
-}
-
 int run(const Arguments& arguments) {
   const quorvel::VersionNumber version = versionIn(arguments);
   const OpenedLibrary opened = openLibraryOf(arguments);
@@ -46,7 +25,7 @@ int run(const Arguments& arguments) {
                              version.text() + " > FILE");
   }
   if (!script.item) {
-    putBackWhatIsGone(script, text, opened);
+    opened.library->recreate(script.identifier, text);
     print(name + " was gone. It is restored to version " + version.text() + ".\n");
     return done;
   }

@@ -34,7 +34,7 @@ FileSwap::Undone FileSwap::undo() {
   Content newest = look();
   // From now on either file was to be read in the place once, which the name has to say before they swap.
   try {
-    fresh_.markTaken();
+    fresh_.markReplaced();
   } catch (const std::system_error& error) {
     return {Undone::notTakenOut, error.code()};
   }
@@ -46,7 +46,8 @@ FileSwap::Undone FileSwap::undo() {
     if (out.error && (isSameFile || !out.file)) return {Undone::unclear, out.error};
     if (isSameFile && out.text && out.text == inPlace.text) {
       if (count > 1) return {Undone::savedMeanwhile};
-      fresh_.remove();
+      // The new file goes only once it is sure that a power failure cannot bring it back to the other's place.
+      if (calls_.flushFolder(folder_) == 0) fresh_.remove();
       return {Undone::done};
     }
     inPlace = std::exchange(newest, std::move(out));

@@ -22,7 +22,11 @@ bool isNoEmptyFolder(const std::error_code& error) {
 class RenameInSteps {
  public:
   RenameInSteps(const SystemCalls& calls, int folder, const std::string& from, const std::string& to)
-      : calls_(calls), folder_(folder), from_(from), to_(to), aside_(TemporaryName::fresh(from).ofTakenFile().text()) {}
+      : calls_(calls),
+        folder_(folder),
+        from_(from),
+        to_(to),
+        aside_(TemporaryName::fresh(from).ofReplacedFile().text()) {}
 
   RenameResult run() {
     const auto file = identityOf(folder_, from_);

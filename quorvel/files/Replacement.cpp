@@ -19,12 +19,18 @@
 #include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
+// Nothing is lost, because at each moment the old text has a name, and what was in the file's place when the new one
+// came is looked at afterwards, not before: a look before the swap could miss what another program saves in between.
+// What came out is kept if it is not known, or put back if it cannot be kept. So the swap comes first and the questions
+// follow; every failure after it goes through `undo`, whose answers are the sentences below. `renameOver` is for disks
+// that cannot swap: there the looks are as close to the renaming as they can be, on both sides of it.
+
 namespace quorvel {
 namespace {
 
 class Replacement {
  public:
-  Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep)
+  Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepReplacedText& keep)
       : calls_(calls), file_(file), text_(text), keep_(keep) {}
 
   void make() {
@@ -211,14 +217,15 @@ class Replacement {
   const SystemCalls& calls_;
   const ReplacedFile& file_;
   const std::string_view text_;
-  const KeepTakenText& keep_;
+  const KeepReplacedText& keep_;
   std::string kept_;  // the text that was kept last
   std::unique_ptr<TemporaryFile> fresh_;
 };
 
 }  // namespace
 
-void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep) {
+void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
+                 const KeepReplacedText& keep) {
   Replacement(calls, file, text, keep).make();
 }
 

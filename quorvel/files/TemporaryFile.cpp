@@ -94,8 +94,8 @@ bool TemporaryFile::takeFreeName(const std::string& name) {
   return false;
 }
 
-void TemporaryFile::markTaken() {
-  moveTo(parts_.ofTakenFile());
+void TemporaryFile::markReplaced() {
+  moveTo(parts_.ofReplacedFile());
 }
 
 void TemporaryFile::remove() noexcept {

@@ -11,9 +11,9 @@
 
 namespace quorvel {
 
-/// The largest size of a script in bytes, 256 MiB: some 40 million words. A script is in memory as a whole, several
-/// times while it is edited and answered with, and it must fit into one row of the version history. The same holds for
-/// the other files that are read whole. What is larger is refused before any of it is read.
+/// The largest size of a script in bytes: 256 MiB, some 40 million words. A script is in memory as a whole, several
+/// times during a call, and must fit into one row of the version history. The same limit holds for the other files that
+/// are read whole. What is larger is refused before any of it is read.
 inline constexpr std::size_t largestText = std::size_t{256} << 20;
 
 /// The same in words, for sentences.

@@ -58,7 +58,7 @@ LibraryError busy(std::chrono::milliseconds waited) {
 LibraryError moved() {
   return LibraryError(
       "The library could not be locked for writing, because its folder, or \".kelvane\" in it, was moved away or "
-      "replaced by another all the time. Nothing was changed; stop what moves it and try again.");
+      "replaced by another again and again. Nothing was changed; stop what moves it and try again.");
 }
 
 std::shared_ptr<const OpenedRoot> openedRoot(const std::filesystem::path& root) try {

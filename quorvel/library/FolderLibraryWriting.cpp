@@ -43,9 +43,9 @@ bool isThere(const FolderToChange& folder, const std::string& name, const std::s
 
 // How often a name that was free when it was looked at may turn out to be taken, by other programs or by a disk that
 // does not know what it has.
-constexpr int mostTakenNames = 100;
+constexpr int mostAttempts = 100;
 
-LibraryError allTaken(const std::string& happened) {
+LibraryError noFreeName(const std::string& happened) {
   return LibraryError(happened + ", because each name that was free was taken when it was to be used. Give another " +
                       "name, and check the disk.");
 }
@@ -104,6 +104,16 @@ void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
                        ", but the system does not tell whether the library folder is still in its place, because " +
                        reason(error) + ". Check the disk.");
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
+}
+
+// The text of a script that was made anew could not be written. If the script is empty therefore, the error says that
+// it is there; the size tells, because a disk that fails may still tell that.
+[[noreturn]] void throwWithWhatIsThere(const std::exception& error, const EntryToChange& target) {
+  struct stat status;
+  const bool isTold = ::fstatat(target.in.folder.get(), target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (isTold ? status.st_size > 0 : lastError() == std::errc::no_such_file_or_directory) throw;
+  throw LibraryError(std::string(error.what()) + " The script exists again, but " + (isTold ? "is" : "may be") +
+                     " empty. Its history is unchanged.");
 }
 
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
@@ -215,7 +225,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
   if (kind == Kind::script) sweep(target);  // what is left of a script that is gone belongs to its history
   std::size_t first = 1;
-  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number =
         findFreeNumber(first, [&](std::size_t candidate) { return isThere(target, fileOf(candidate), happened); });
     const std::string file = fileOf(number);
@@ -234,7 +244,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     if (error != std::errc::file_exists) throw failure(happened, error);
     first = number + 1;
   }
-  throw allTaken(happened);
+  throw noFreeName(happened);
 }
 
 // Whether what is in a folder can still be opened by its path when the folder's own gets longer.
@@ -265,7 +275,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   };
   if (isScript) sweepBeforeRenaming(target, happened);
   std::size_t first = 1;
-  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
       const std::string file = fileOf(candidate);
       return file != target.name && isThere(target.in, file, happened);
@@ -297,10 +307,10 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
       throw notRenamed(renaming, result, happened);
     first = number + 1;
   }
-  throw allTaken(happened);
+  throw noFreeName(happened);
 }
 
-ScriptItem FolderLibrary::recreate(std::string_view identifier) {
+ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view text) {
   const std::string happened = quorvel::quoted(identifier) + " could not be put back";
   if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
   if (identifier.size() > longestIdentifier())
@@ -325,7 +335,14 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier) {
   const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";
   flush(options_.calls, target.in, done);
   requireStillInPlace(*root, done);
-  return {path.string(), target.name.substr(0, target.name.size() - scriptSuffix.size()), Kind::script, std::nullopt};
+  const std::size_t nameSize = target.name.size() - scriptSuffix.size();
+  const ScriptItem item{path.string(), target.name.substr(0, nameSize), Kind::script, std::nullopt};
+  try {
+    write(text, item);
+  } catch (const std::exception& error) {
+    throwWithWhatIsThere(error, target);
+  }
+  return item;
 }
 
 }  // namespace quorvel

@@ -13,6 +13,11 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/library/NaturalOrder.h"
 
+// A folder's entries are collected in strings that are used again for every folder, with a key for each name, sorted by
+// that key, and only then made into items, so that an entry costs no allocation but its item's and is never moved. The
+// folders that are still to be read wait on a stack; their items no longer move, because a folder's items are complete
+// before the first of its folders is read.
+
 namespace quorvel {
 namespace {
 

@@ -206,11 +206,11 @@ TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
 struct Numbers {
   const char* description;
   std::size_t first;
-  std::set<std::size_t> taken;
+  std::set<std::size_t> used;
   std::size_t found;
 };
 
-TEST(FreeNumber, isTheLowestUnlessVeryManyAreTaken) {
+TEST(FreeNumber, isTheLowestUnlessVeryManyAreUsed) {
   const auto upTo = [](std::size_t last) {
     std::set<std::size_t> all;
     for (std::size_t number = 1; number <= last; ++number) all.insert(number);
@@ -219,18 +219,18 @@ TEST(FreeNumber, isTheLowestUnlessVeryManyAreTaken) {
   auto gap = upTo(5000);
   gap.erase(50);
   const Numbers table[] = {
-      {"none taken", 1, {}, 1},         {"the first taken", 1, {1}, 2},
+      {"none used", 1, {}, 1},          {"the first used", 1, {1}, 2},
       {"a gap", 1, {1, 2, 4}, 3},       {"begun later", 7, {1, 2, 7, 8}, 9},
       {"a hundred", 1, upTo(100), 101}, {"one more", 1, upTo(101), 102},
       {"many", 1, upTo(5000), 5001},    {"many and a low gap", 1, gap, 50},
   };
   for (const Numbers& row : table) {
-    EXPECT_EQ(findFreeNumber(row.first, [&](std::size_t number) { return row.taken.contains(number); }), row.found)
+    EXPECT_EQ(findFreeNumber(row.first, [&](std::size_t number) { return row.used.contains(number); }), row.found)
         << row.description;
   }
 }
 
-TEST(FreeNumber, isFoundInFewLooksHoweverManyAreTaken) {
+TEST(FreeNumber, isFoundInFewLooksHoweverManyAreUsed) {
   std::size_t looks = 0;
   EXPECT_EQ(findFreeNumber(1,
                            [&](std::size_t number) {
@@ -291,9 +291,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce,
 
 TEST_F(Creating, aScriptPutBackHasItsHistoryAgain) {
   history->snapshot("words", root / "Scenes/Deep/ Odd name .md", "kept");
-  const ScriptItem item = library.recreate("Scenes/Deep/ Odd name .md");
+  const ScriptItem item = library.recreate("Scenes/Deep/ Odd name .md", "words");
   EXPECT_EQ(item, (ScriptItem{"Scenes/Deep/ Odd name .md", " Odd name ", Kind::script, std::nullopt}));
-  library.write("words", item);
   EXPECT_EQ(bytesOf("Scenes/Deep/ Odd name .md"), "words");
   EXPECT_EQ(story("Scenes/Deep/ Odd name .md"), "kept: words\n");
 }
@@ -320,10 +319,30 @@ TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
       {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is no script."},
   };
   for (const auto& [identifier, sentence] : table) {
-    EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name); }), sentence);
+    EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name, "words"); }), sentence);
   }
   EXPECT_THAT(names(), ElementsAre("Talk.md", "link"));
   EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+TEST_F(Creating, aScriptPutBackOnADiskThatDiesAtAnyCallSaysWhetherItIsThere) {
+  int empty = 0;
+  bool isDone = false;
+  for (int last = 0; !isDone; ++last) {
+    SCOPED_TRACE("dead after " + std::to_string(last) + " calls");
+    std::filesystem::remove(root / "Gone.md");
+    calls.before = [left = last](std::string_view) mutable { return left-- <= 0 ? EIO : 0; };
+    const std::string sentence = sentenceOf([&] { library.recreate("Gone.md", "words"); });
+    const std::string present = bytesOf("Gone.md");
+    isDone = sentence == "(no failure)";
+    const bool isThereAndEmpty = std::filesystem::exists(root / "Gone.md") && present.empty();
+    const bool isSaid = sentence.find("The script exists again, but is empty.") != std::string::npos ||
+                        sentence.find("was made, still empty") != std::string::npos;
+    EXPECT_EQ(isSaid, isThereAndEmpty) << sentence;
+    empty += isThereAndEmpty;
+  }
+  EXPECT_EQ(bytesOf("Gone.md"), "words");
+  EXPECT_GT(empty, 2) << "the disk never died in between";
 }
 
 }  // namespace

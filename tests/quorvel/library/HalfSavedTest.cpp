@@ -103,8 +103,8 @@ TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
 TEST_F(HalfSaved, isWaitedForWithoutTheExchangeToo) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   std::thread rest;
-  calls.before = [&, renames = 0](std::string_view call) mutable {
-    if (call == "rename" && ++renames == 2) {
+  calls.before = [&](std::string_view call) {
+    if (isAboutToBeRenamedOver(call)) {
       begin();
       rest = std::thread([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -145,8 +145,9 @@ TEST_F(HalfSaved, andNeverFinishedRefusesTheWriteAndKeepsTheirFile) {
       "\"Talk.md\" could not be written, because another program has it open for writing. Save and close it there, "
       "then "
       "try again.";
-  EXPECT_EQ(sentenceOf([&] { writeNew(); }), sentence);
-  EXPECT_EQ(sentenceOf([&] { writeNew(); }), sentence);  // now from the start
+  const auto write = [&] { impatient().write("new", script("Talk.md")); };
+  EXPECT_EQ(sentenceOf(write), sentence);
+  EXPECT_EQ(sentenceOf(write), sentence);  // now from the start
   finish();
   EXPECT_EQ(bytesOf("Talk.md"), "half and whole");
   EXPECT_THAT(names(), ElementsAre("Talk.md"));

@@ -19,6 +19,7 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/support/Files.h"
 #include "tests/support/Sentence.h"
 #include "tests/support/TemporaryFolder.h"
@@ -37,6 +38,9 @@ class StagedCalls : public SystemCalls {
       return std::find(calls.begin(), calls.end(), call) == calls.end() ? 0 : error;
     };
   }
+
+  /// Files are swapped even if the system cannot do it in one step, for tests of what happens between two swaps.
+  bool swaps = false;
 
   /// The n-th renaming from now on (1 for the next) is made, and answered as if it had failed; 0 for none.
   mutable int renamingToBeDenied = 0;
@@ -66,7 +70,8 @@ class StagedCalls : public SystemCalls {
   }
   int flush(int file) const noexcept override { return made("flush") ? SystemCalls::flush(file) : -1; }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
-    return made("exchange") ? SystemCalls::exchange(folder, one, other) : -1;
+    if (!made("exchange")) return -1;
+    return swaps ? swapInAnyWay(folder, one, other) : SystemCalls::exchange(folder, one, other);
   }
   int rename(int folder, const char* from, const char* to) const noexcept override {
     if (!made("rename")) return -1;
@@ -178,7 +183,13 @@ class LibraryHouse : public ::testing::Test {
   const std::filesystem::path root = folder.path() / "Library";
   const std::shared_ptr<History> history = std::make_shared<History>(root);
   StagedCalls calls;
-  FolderLibrary library{root, history, {calls, std::chrono::milliseconds(50)}};
+  FolderLibrary::Options options{calls, std::chrono::milliseconds(50)};
+  FolderLibrary library{root, history, options};
+
+  /// The same library, for tests in which another program never finishes saving.
+  FolderLibrary impatient() const {
+    return FolderLibrary(root, history, {calls, options.patience, std::chrono::milliseconds(5)});
+  }
 };
 
 }  // namespace quorvel

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -26,8 +27,17 @@ using ::testing::HasSubstr;
 
 class Lock : public LibraryHouse {
  protected:
-  std::string taken() {
+  std::string locking() {
     return sentenceOf([&] { library.lock(); });
+  }
+  // Returns once another thread waits for the lock: it has the one on the folder meanwhile.
+  void awaitAnother() const {
+    const Descriptor own(::open((root / ".kelvane").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    while (::flock(own.get(), LOCK_SH | LOCK_NB) == 0) {
+      ::flock(own.get(), LOCK_UN);
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(errno, EWOULDBLOCK);
   }
   const std::string busy =
       "The library is busy: another program has been writing to it for 0 seconds. Nothing was changed; try again in a "
@@ -50,11 +60,11 @@ TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
 
 TEST_F(Lock, isHadByOneAtATime) {
   auto lock = library.lock();
-  EXPECT_EQ(taken(), busy);
-  EXPECT_EQ(inChild([&] { return taken(); }), busy);
+  EXPECT_EQ(locking(), busy);
+  EXPECT_EQ(inChild([&] { return locking(); }), busy);
   lock.reset();
-  EXPECT_EQ(taken(), "(no failure)");
-  EXPECT_EQ(inChild([&] { return taken(); }), "(no failure)");
+  EXPECT_EQ(locking(), "(no failure)");
+  EXPECT_EQ(inChild([&] { return locking(); }), "(no failure)");
 }
 
 TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
@@ -65,7 +75,7 @@ TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
     patient.lock();
     EXPECT_TRUE(letGo);
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  awaitAnother();
   letGo = true;
   lock.reset();
   other.join();
@@ -77,7 +87,7 @@ TEST_F(Lock, isLetGoByADyingProcess) {
               dieAtOnce();
             }),
             "killed by signal 9");
-  EXPECT_EQ(taken(), "(no failure)");
+  EXPECT_EQ(locking(), "(no failure)");
 }
 
 TEST_F(Lock, isNotInheritedByOtherPrograms) {
@@ -112,9 +122,9 @@ TEST_F(Lock, isOnTheFileThatOthersLockAlthoughItsFolderWasExchanged) {
   auto first = library.lock();
   std::filesystem::rename(root / ".kelvane", root / ".away");
   const auto second = library.lock();
-  EXPECT_EQ(taken(), busy);
+  EXPECT_EQ(locking(), busy);
   first.reset();
-  EXPECT_EQ(taken(), busy);
+  EXPECT_EQ(locking(), busy);
 }
 
 // A writer that waits for a file that is taken away meanwhile goes on to the new one.
@@ -125,9 +135,9 @@ TEST_F(Lock, isNotHadOnAFileThatIsNotThereAnyMore) {
   std::thread other([&] {
     const auto lock = patient.lock();
     had = true;
-    EXPECT_EQ(inChild([&] { return taken(); }), busy);
+    EXPECT_EQ(inChild([&] { return locking(); }), busy);
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  awaitAnother();
   std::filesystem::remove(root / ".kelvane/lock");
   EXPECT_FALSE(had);
   first.reset();
@@ -140,23 +150,23 @@ TEST_F(Lock, isNeverALinkNorInOne) {
   const std::string ownFolder =
       "The library could not be locked for writing, because a file or a link has the name \".kelvane\" in it, which is "
       "kept for the library's own folder. Move it away and try again.";
-  EXPECT_EQ(taken(), ownFolder);
+  EXPECT_EQ(locking(), ownFolder);
   std::filesystem::remove(root / ".kelvane");
   put(".kelvane", "a file");
-  EXPECT_EQ(taken(), ownFolder);
+  EXPECT_EQ(locking(), ownFolder);
   std::filesystem::remove(root / ".kelvane");
   std::filesystem::create_directory(root / ".kelvane");
   std::filesystem::create_symlink("../Elsewhere/lock", root / ".kelvane/lock");
   const std::string lockFile =
       "The library could not be locked for writing, because \".kelvane/lock\" in it is a link, a folder or the like "
       "and not a file. Move that away, and leave the rest of \".kelvane\", which has the history in it.";
-  EXPECT_EQ(taken(), lockFile);
+  EXPECT_EQ(locking(), lockFile);
   std::filesystem::remove(root / ".kelvane/lock");
   std::filesystem::create_directory(root / ".kelvane/lock");
-  EXPECT_EQ(taken(), lockFile);
+  EXPECT_EQ(locking(), lockFile);
   std::filesystem::remove(root / ".kelvane/lock");
   ASSERT_EQ(::mkfifo((root / ".kelvane/lock").c_str(), 0600), 0);
-  EXPECT_NO_THROW(taken());
+  EXPECT_NO_THROW(locking());
 }
 
 TEST_F(Lock, isRefusedWhereNothingMayBeMade) {
@@ -165,7 +175,7 @@ TEST_F(Lock, isRefusedWhereNothingMayBeMade) {
   EXPECT_EQ(
       inChild([&] {
         becomeNobody();
-        return taken();
+        return locking();
       }),
       "The library could not be locked for writing, because the system does not permit it. Check who may read and "
       "write there.");

@@ -30,6 +30,14 @@ class OtherPrograms : public LibraryHouse {
     std::filesystem::rename(root / "Talk.md~", root / "Talk.md");
   }
 
+  /// Whether the new text is about to be renamed over the old one, where files cannot be swapped: it is complete then.
+  bool isAboutToBeRenamedOver(std::string_view call) const {
+    const auto all = names();
+    return call == "rename" && std::any_of(all.begin(), all.end(), [this](const std::string& name) {
+             return name.starts_with(TemporaryName::prefix) && bytesOf(name) == "new";
+           });
+  }
+
   bool systemTells() const {
     const Descriptor writer(::open((root / "Talk.md").c_str(), O_WRONLY | O_CLOEXEC));
     const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));

@@ -93,14 +93,14 @@ TEST_F(LibraryHouse, aRenamingThatWasMadeThoughTheDiskDeniesItCounts) {
 
 TEST_F(LibraryHouse, aScriptIsNotRenamedWhileItsLastTextIsStillBeingSaved) {
   put("Talk.md", "new");
-  TemporaryName name = TemporaryName::fresh("Talk.md").ofTakenFile();
+  TemporaryName name = TemporaryName::fresh("Talk.md").ofReplacedFile();
   put(name.text(), "half ");
   Descriptor editor(::open((root / name.text()).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
   if (waitForWriters(Descriptor(::open((root / name.text()).c_str(), O_RDONLY | O_CLOEXEC)).get(),
                      std::chrono::seconds(0)))
     GTEST_SKIP() << "this disk does not tell who has a file open";
   EXPECT_EQ(
-      sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+      sentenceOf([&] { impatient().rename(script("Talk.md"), "New"); }),
       "\"Talk.md\" could not be renamed, because another program has it open for writing. Save and close it there, "
       "then try again.");
   ASSERT_EQ(::write(editor.get(), "and whole", 9), 9);

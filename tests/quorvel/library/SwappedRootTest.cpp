@@ -71,7 +71,7 @@ class SwappedRoot : public OtherPrograms {
 
   void restore() {
     const auto lock = library.lock();
-    library.write("again", library.recreate("Scenes/Gone.md"));
+    library.recreate("Scenes/Gone.md", "again");
   }
 
   std::vector<Call> everyCall() {
@@ -235,7 +235,7 @@ TEST_F(SwappedRoot, givesNoLockOnAFolderThatIsNotTheLibraryAnyMore) {
   swap();
   EXPECT_EQ(sentenceOf([&] { library.lock(); }),
             "The library could not be locked for writing, because its folder, or \".kelvane\" in it, was moved away or "
-            "replaced by another all the time. Nothing was changed; stop what moves it and try again.");
+            "replaced by another again and again. Nothing was changed; stop what moves it and try again.");
 }
 
 // Two libraries that change places every few milliseconds: an update's version and text are in one of them together.
@@ -251,7 +251,7 @@ TEST_F(SwappedRoot, byAnotherProcessAllTheTimeNoAcknowledgedWordIsLost) {
     char byte;
     int made = 0;
     while (::read(ends[0], &byte, 1) < 0) {
-      swapAsAnotherProgram(at.get(), "Library", "Other");
+      swapInAnyWay(at.get(), "Library", "Other");
       std::this_thread::sleep_for(std::chrono::milliseconds(++made % 40));
     }
     return std::to_string(made);

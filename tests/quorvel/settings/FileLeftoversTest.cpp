@@ -156,7 +156,7 @@ TEST(FileLeftovers, areToldFromTheFilesOfLivingChangesAndFromTextsThatAreNowhere
     struct stat status {};
     ASSERT_EQ(::stat(first.c_str(), &status), 0);
     if (row.form == LeftoverCase::made) name.inode = status.st_ino;
-    if (row.form == LeftoverCase::taken) name = name.ofTakenFile();
+    if (row.form == LeftoverCase::taken) name = name.ofReplacedFile();
     const fs::path leftover = folder.path() / name.text();
     fs::rename(first, leftover);
     put(folder.path() / TemporaryName::fresh("g").text(), "another file's");
@@ -185,7 +185,7 @@ TEST(FileLeftovers, areNotLookedForWhileAChangeIsUnderWay) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "present");
-  put(folder.path() / TemporaryName::fresh("f").ofTakenFile().text(), "present");
+  put(folder.path() / TemporaryName::fresh("f").ofReplacedFile().text(), "present");
   const Descriptor turn(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(turn.get(), LOCK_EX), 0);
   EXPECT_THAT(leftoversOf(copiesOf(file)), IsEmpty());
@@ -217,7 +217,7 @@ TEST(FileLeftovers, goWithAChangeThatHasNothingToDo) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "present");
-  put(folder.path() / TemporaryName::fresh("f").ofTakenFile().text(), "present");
+  put(folder.path() / TemporaryName::fresh("f").ofReplacedFile().text(), "present");
   EXPECT_FALSE(changeFile(file, [](const auto&) { return std::nullopt; }));
   EXPECT_EQ(entries(folder.path()), 1U);
 }
