@@ -75,8 +75,9 @@ std::string requiredName(std::string_view asked, Kind kind) {
     throw LibraryError(quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
                        ", because its first character alone, with its marks, is longer than a name may be. Give another"
                        " name.");
-  throw LibraryError(quorvel::quoted(asked) + " leaves no name for a " + std::string(word(kind)) +
-                     " once dots at its start, blanks at its ends and the like are taken away. Give another name.");
+  throw LibraryError(
+      quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
+      ", because nothing is left without dots at its start and white space at its ends. Give another name.");
 }
 
 // Makes an entry. Returns why it could not be made: EEXIST when the name is taken.
@@ -263,7 +264,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   if (!status) throw failure(happened, std::make_error_code(std::errc::no_such_file_or_directory));
   const bool isScript = item.kind == Kind::script;
   if (isScript ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))
-    throw LibraryError(happened + ", because it is no " + std::string(word(item.kind)) +
+    throw LibraryError(happened + ", because it is not a " + std::string(word(item.kind)) +
                        " any more. List the library again to see what is there now.");
 
   // Also where the present name is one that cleaning would change.
@@ -312,7 +313,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
 
 ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view text) {
   const std::string happened = quorvel::quoted(identifier) + " could not be put back";
-  if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
+  if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is not a script.");
   if (identifier.size() > longestIdentifier())
     throw failure(happened, std::make_error_code(std::errc::filename_too_long));
   const PathBeneath path = pathBeneath(identifier, happened);
@@ -330,7 +331,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
   const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
   if (const std::error_code error = makeEntry(target.in, target.name, Kind::script)) {
     if (error != std::errc::file_exists) throw failure(happened, error);
-    throw LibraryError(happened + ", because there is something of that name.");
+    throw LibraryError(happened + ", because something with that name is there.");
   }
   const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";
   flush(options_.calls, target.in, done);

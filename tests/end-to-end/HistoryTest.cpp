@@ -268,7 +268,8 @@ TEST_F(HistoryAtHand, doesNotRestoreIntoAPlaceThatIsTaken) {
   std::filesystem::remove(home / "Scripts/Talk.md");
   std::filesystem::create_directory(home / "Scripts/Talk.md");
   const Outcome outcome = kelvane({"restore", "Talk", "1"});
-  EXPECT_EQ(outcome, (Outcome{1, "", "\"Talk.md\" could not be put back, because there is something of that name.\n"}));
+  EXPECT_EQ(outcome,
+            (Outcome{1, "", "\"Talk.md\" could not be put back, because something with that name is there.\n"}));
   EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
 }
 

@@ -61,7 +61,7 @@ class Leftovers : public LibraryHouse {
   int questions = 0;                    // how often they were asked for
 };
 
-TEST_F(Leftovers, ofTextsThatNeverWereVisibleAreDeleted) {
+TEST_F(Leftovers, thatNeverWereAScriptsTextAreDeleted) {
   leave("Talk.md", "", std::nullopt);
   leave("Talk.md", "half wri", true);
   leave("Gone.md", "half wri", true);
@@ -70,7 +70,7 @@ TEST_F(Leftovers, ofTextsThatNeverWereVisibleAreDeleted) {
   EXPECT_EQ(kept, "");
 }
 
-TEST_F(Leftovers, thatWereTakenOutOfTheScriptsPlaceAreKeptFirst) {
+TEST_F(Leftovers, thatWereAScriptsTextAreSavedBeforeTheyAreDeleted) {
   put("Other.md");
   leave("Talk.md", "theirs", false);
   leave("Other.md", "", false);
@@ -137,7 +137,7 @@ struct Looks {
   std::size_t entries = 0;
 };
 
-TEST_F(Leftovers, areFoundInOneLookAndTheirScriptsInASecondHoweverManyTheyAre) {
+TEST_F(Leftovers, areFoundByReadingTheFolderTwiceHoweverManyThereAre) {
   constexpr int many = 50;
   for (int count = 0; count < many; ++count) leave("Gone " + std::to_string(count) + ".md", "theirs", false);
   const Looks looks(calls);
@@ -147,7 +147,7 @@ TEST_F(Leftovers, areFoundInOneLookAndTheirScriptsInASecondHoweverManyTheyAre) {
   EXPECT_EQ(questions, 1);
 }
 
-TEST_F(Leftovers, whereThereAreNoneTakeOneLook) {
+TEST_F(Leftovers, areLookedForByReadingTheFolderOnce) {
   leave("Talk.md", "half wri", true);
   const std::size_t present = names().size();
   const Looks looks(calls);
@@ -164,7 +164,7 @@ TEST_F(Leftovers, ofLivingWritersStay) {
   EXPECT_EQ(bytesOf(name), "half wri");
 }
 
-TEST_F(Leftovers, areOnlyFilesWithTheirNames) {
+TEST_F(Leftovers, areNothingElseThatIsInTheFolder) {
   const std::string number = TemporaryName::fresh("Talk.md").text();
   std::filesystem::create_directory(root / number);
   std::filesystem::create_symlink("Talk.md", root / (number + "-1f"));
@@ -231,7 +231,7 @@ TEST_F(Leftovers, areKeptUnderTheNameThatTheScriptHadBeforeItIsRenamed) {
   EXPECT_EQ(story("Speech.md"), "Before — found after an interrupted change: theirs\n");
 }
 
-TEST_F(Leftovers, ofAWriterAtWorkInTheSameFolderAreItsOwn) {
+TEST_F(Leftovers, ofAWriterThatIsAtWorkInTheSameFolderAreLeftAlone) {
   put("Other.md", "other");
   FolderLibrary second(root, history);
   calls.interrupt("write", [&] { second.write("new other", script("Other.md")); });

@@ -30,7 +30,7 @@ class OpenedRoots : public ::testing::Test {
   const std::filesystem::path away = folder.path() / "Away";
 };
 
-TEST_F(OpenedRoots, staysTheOneThatTheThreadHolds) {
+TEST_F(OpenedRoots, isTheSameFolderForAsLongAsTheThreadHoldsIt) {
   auto held = OpenedRoot::find(path);
   swap();
   EXPECT_EQ(OpenedRoot::find(path), held);

@@ -25,7 +25,7 @@ using Kind = ScriptItem::Kind;
 
 class Creating : public LibraryHouse {};
 
-TEST_F(Creating, whateverHasTheNameIsLeftAlone) {
+TEST_F(Creating, whatIsThereIsNeverReplaced) {
   std::filesystem::create_symlink("nowhere", root / "Talk.md");
   std::filesystem::create_directory(root / "Talk 2.md");
   ASSERT_EQ(::mkfifo((root / "Talk 3.md").c_str(), 0644), 0);
@@ -91,17 +91,17 @@ TEST_F(Creating, aDamagedHistoryRefusesANewScriptAndNotAFolder) {
 }
 
 TEST_F(Creating, aNameWithNothingLeftIsRefusedWithASentence) {
-  EXPECT_EQ(
-      sentenceOf([&] { library.create(" .. ", std::nullopt); }),
-      "\" .. \" leaves no name for a script once dots at its start, blanks at its ends and the like are taken away. "
-      "Give another name.");
-  EXPECT_EQ(
-      sentenceOf([&] { library.createFolder("...", std::nullopt); }),
-      "\"...\" leaves no name for a folder once dots at its start, blanks at its ends and the like are taken away. "
-      "Give another name.");
+  EXPECT_EQ(sentenceOf([&] { library.create(" .. ", std::nullopt); }),
+            "\" .. \" cannot be the name of a script, because nothing is left without dots at its start and white "
+            "space at its ends. "
+            "Give another name.");
+  EXPECT_EQ(sentenceOf([&] { library.createFolder("...", std::nullopt); }),
+            "\"...\" cannot be the name of a folder, because nothing is left without dots at its start and white space "
+            "at its ends. "
+            "Give another name.");
 }
 
-TEST_F(Creating, aNameThatIsOneCharacterLongerThanAnyNameIsRefusedForThat) {
+TEST_F(Creating, aNameWhoseFirstCharacterIsTooLongIsRefused) {
   std::string character = "e";
   while (character.size() < 241) character += "\u0301";
   for (const std::string& asked : {character, ". " + character + ".md"}) {
@@ -186,7 +186,7 @@ const Row rows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, CreatingInAnUnfitFolder, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
-TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
+TEST_F(Creating, aPathTooLongToBeOpenedIsRefused) {
   std::string parent;
   const std::string name(240, 'd');
   while (root.native().size() + parent.size() + 241 + 3 < PATH_MAX - 1) {
@@ -301,7 +301,7 @@ TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
   put("Talk.md", "words");
   std::filesystem::create_directory_symlink(folder.path(), root / "link");
   const std::pair<const char*, const char*> table[] = {
-      {"Talk.md", "\"Talk.md\" could not be put back, because there is something of that name."},
+      {"Talk.md", "\"Talk.md\" could not be put back, because something with that name is there."},
       {"Talk.md/x.md",
        "\"Talk.md/x.md\" could not be put back, because a link or a file has taken the place of it or of a folder "
        "above "
@@ -315,8 +315,8 @@ TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
        "\".kelvane/x.md\" could not be put back, because it belongs to the folder that the library keeps its history "
        "in. "
        "Leave that folder to the library."},
-      {"Scenes", "\"Scenes\" could not be put back, because it is no script."},
-      {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is no script."},
+      {"Scenes", "\"Scenes\" could not be put back, because it is not a script."},
+      {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is not a script."},
   };
   for (const auto& [identifier, sentence] : table) {
     EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name, "words"); }), sentence);

@@ -335,7 +335,7 @@ TEST_F(EndlessAnswer, thatATemporaryFileIsGoneEndsTheWrite) {
   EXPECT_THAT(names(), ::testing::ElementsAre("Talk.md"));
 }
 
-TEST_F(EndlessAnswer, thatANameIsTakenEndsTheRenaming) {
+TEST_F(EndlessAnswer, thatANameIsUsedEndsTheRenaming) {
   calls.lack({"renameToFreeName"}, EEXIST);
   EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
             "\"Talk.md\" could not be renamed, because each name that was free was taken when it was to be used. Give "
@@ -343,7 +343,7 @@ TEST_F(EndlessAnswer, thatANameIsTakenEndsTheRenaming) {
   EXPECT_THAT(names(), ::testing::ElementsAre("Talk.md"));
 }
 
-TEST_F(EndlessAnswer, thatANumberIsTakenEndsTheSearchForAFreeOne) {
+TEST_F(EndlessAnswer, thatANumberIsUsedEndsTheSearchForAFreeOne) {
   int looks = 0;
   const std::size_t found = findFreeNumber(1, [&](std::size_t) { return ++looks, true; });
   EXPECT_GT(found, std::size_t{1} << 30);

@@ -48,7 +48,7 @@ class HalfSaved : public OtherPrograms {
   Descriptor editor_;
 };
 
-TEST_F(HalfSaved, isSeenWhileItIsOpenForWritingOnly) {
+TEST_F(HalfSaved, isNoticedAsLongAsAProgramHasItOpenForWriting) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
   const Descriptor otherReader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
@@ -88,7 +88,7 @@ TEST_F(HalfSaved, isWaitedForAndKeptWhole) {
   EXPECT_EQ(story("Talk.md"), std::string("kept: old\n") + meanwhile + "half and whole\n");
 }
 
-TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
+TEST_F(HalfSaved, isReadWholeBeforeItIsReplaced) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   begin();
   EXPECT_EQ(library.read(script("Talk.md")), "half ") << "a reader waits for nobody";
@@ -138,7 +138,7 @@ TEST_F(HalfSaved, isSeenOnTheDisksOfContainersToo) {
   }
 }
 
-TEST_F(HalfSaved, andNeverFinishedRefusesTheWriteAndKeepsTheirFile) {
+TEST_F(HalfSaved, refusesTheWriteIfItIsNeverFinishedAndKeepsTheFile) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   calls.interrupt("exchange", [&] { begin(); });
   const std::string sentence =

@@ -84,7 +84,7 @@ TEST_F(Listing, holdsScriptsAndFoldersAndNothingElse) {
   EXPECT_EQ(tree(), "[folder.md]\na \"quoted\"\nname\nTalk\nv1.2\n");
 }
 
-TEST_F(Listing, aSocketIsNoScript) {
+TEST_F(Listing, aSocketIsNotListed) {
   const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -106,7 +106,7 @@ TEST_F(Listing, namesThatAreNotUTF8AreLeftOutAndCounted) {
   EXPECT_EQ(library.countOfUnlistableNames(), 3U);
 }
 
-TEST_F(Listing, noUnlistableNamesAreNone) {
+TEST_F(Listing, countsNoNamesWhenAllCanBeListed) {
   put("Scenes/Talk.md");
   EXPECT_EQ(library.countOfUnlistableNames(), 0U);
 }

@@ -58,7 +58,7 @@ TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
   }
 }
 
-TEST_F(Lock, isHadByOneAtATime) {
+TEST_F(Lock, isHeldByOneAtATime) {
   auto lock = library.lock();
   EXPECT_EQ(locking(), busy);
   EXPECT_EQ(inChild([&] { return locking(); }), busy);
@@ -67,7 +67,7 @@ TEST_F(Lock, isHadByOneAtATime) {
   EXPECT_EQ(inChild([&] { return locking(); }), "(no failure)");
 }
 
-TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
+TEST_F(Lock, isHeldByAnotherThreadOnceItIsReleased) {
   FolderLibrary patient(root, history);
   std::atomic<bool> letGo = false;
   auto lock = library.lock();
@@ -81,7 +81,7 @@ TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
   other.join();
 }
 
-TEST_F(Lock, isLetGoByADyingProcess) {
+TEST_F(Lock, isReleasedWhenTheProcessDies) {
   EXPECT_EQ(inChild([&]() -> std::string {
               const auto lock = library.lock();
               dieAtOnce();
@@ -118,7 +118,7 @@ TEST_F(Lock, isOnAFileThatStays) {
   EXPECT_EQ(first.st_mode & 07777, 0600U);
 }
 
-TEST_F(Lock, isOnTheFileThatOthersLockAlthoughItsFolderWasExchanged) {
+TEST_F(Lock, isOnTheFileThatOthersLockAfterItsFolderWasReplaced) {
   auto first = library.lock();
   std::filesystem::rename(root / ".kelvane", root / ".away");
   const auto second = library.lock();
@@ -128,7 +128,7 @@ TEST_F(Lock, isOnTheFileThatOthersLockAlthoughItsFolderWasExchanged) {
 }
 
 // A writer that waits for a file that is taken away meanwhile goes on to the new one.
-TEST_F(Lock, isNotHadOnAFileThatIsNotThereAnyMore) {
+TEST_F(Lock, isTakenAnewIfItsFileIsDeletedMeanwhile) {
   FolderLibrary patient(root, history);
   auto first = library.lock();
   std::atomic<bool> had = false;
@@ -144,7 +144,7 @@ TEST_F(Lock, isNotHadOnAFileThatIsNotThereAnyMore) {
   other.join();
 }
 
-TEST_F(Lock, isNeverALinkNorInOne) {
+TEST_F(Lock, isNeverOnALinkOrInALinkedFolder) {
   put("Elsewhere/lock", "");
   std::filesystem::create_directory_symlink("Elsewhere", root / ".kelvane");
   const std::string ownFolder =

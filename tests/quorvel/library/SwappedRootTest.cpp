@@ -198,7 +198,7 @@ TEST_F(SwappedRoot, aCallThatSeesItsFolderComeBackIsDoneInIt) {
   EXPECT_GT(refused, 3);
 }
 
-TEST_F(SwappedRoot, isSaidWithWhereTheFolderIsNow) {
+TEST_F(SwappedRoot, isReportedWithWhereTheFolderIsNow) {
   calls.interrupt("exchange", [&] { swap(); });
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
             "\"Talk.md\" could not be written, because the library folder " + quorvel::quoted(root.native()) +
@@ -209,7 +209,7 @@ TEST_F(SwappedRoot, isSaidWithWhereTheFolderIsNow) {
   EXPECT_EQ(leftovers(), 0U);
 }
 
-TEST_F(SwappedRoot, isSaidAlsoWhereItWasRemoved) {
+TEST_F(SwappedRoot, isReportedIfTheFolderWasDeleted) {
   calls.interrupt("exchange", [&] {
     swap();
     std::filesystem::remove_all(away);
@@ -218,7 +218,7 @@ TEST_F(SwappedRoot, isSaidAlsoWhereItWasRemoved) {
   EXPECT_EQ(bytesOf("Talk.md"), "of the new library");
 }
 
-TEST_F(SwappedRoot, behindTheLastUndoableStepIsSaidWithWhatIsWhere) {
+TEST_F(SwappedRoot, afterTheLastStepThatCanBeUndoneIsReportedWithWhatIsWhere) {
   calls.interrupt("unlink", [&] { swap(); });
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
             "The new text of \"Talk.md\" was written, but in a folder that is not the library any more, because the "

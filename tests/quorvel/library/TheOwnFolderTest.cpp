@@ -83,7 +83,7 @@ TEST_F(TheOwnFolder, cannotComeFromAName) {
   EXPECT_EQ(library.rename(folderItem("kelvane"), ".kelvane").identifier, "kelvane");
 }
 
-TEST_F(TheOwnFolder, theRootHasNoNameToChange) {
+TEST_F(TheOwnFolder, theRootCannotBeRenamed) {
   for (const char* identifier : {"", ".", "./"}) {
     EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
               quorvel::quoted(identifier) + " could not be renamed, because it is the library's own root folder.");

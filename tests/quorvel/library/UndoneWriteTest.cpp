@@ -31,7 +31,7 @@ const std::string savedMeanwhile =
     "What was there just before is in a hidden file beside the script, and the next change of the script takes it into "
     "the version history.";
 
-TEST_F(UndoneWrite, metByAThirdSaveLosesNeitherText) {
+TEST_F(UndoneWrite, losesNoTextIfAnotherProgramSavesAgainMeanwhile) {
   for (const bool renaming : {true, false}) {
     SCOPED_TRACE(renaming ? "by renaming" : "in place, onto the new text");
     const std::string third = renaming ? "third" : "fourth";
