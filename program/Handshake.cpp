@@ -19,6 +19,8 @@
 #include "protocol/JSON.h"
 #include "protocol/Server.h"
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -43,7 +45,8 @@ struct Pipe {
 
   Pipe() {
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "No pipe could be made");
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+      throw std::runtime_error(quorvel::because("No pipe could be made", quorvel::lastError()));
     reading = Descriptor(ends[0]);
     writing = Descriptor(ends[1]);
   }
@@ -81,7 +84,7 @@ class Child {
     actions.give(errors.writing, STDERR_FILENO);
     const int error = ::posix_spawn(&id_, program.c_str(), actions.get(), nullptr, pointers.data(), environ);
     if (error != 0) {
-      throw std::runtime_error("It could not be started, because " + std::generic_category().message(error) + '.');
+      throw std::runtime_error(quorvel::because("It could not be started", quorvel::systemError(error)));
     }
     input_ = std::move(input.writing);
     output_ = std::move(output.reading);

@@ -19,9 +19,6 @@ std::string onOneLine(std::string_view text);
 /// except for tabs and line breaks. Outside comments they occur only in strings, so the lines mean the same.
 std::string escaped(std::string_view lines);
 
-/// A name or a path in double quotes, on one line.
-std::string inQuotes(std::string_view name);
-
 /// "1 version", "2 versions".
 std::string counted(std::int64_t count, std::string_view noun);
 

@@ -4,7 +4,6 @@
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Registration.h"
-#include "program/Wording.h"
 #include "program/commands/Commands.h"
 
 namespace kelvane::commands {
@@ -13,9 +12,9 @@ namespace {
 // What is still to be done before a connected client gets anything.
 void sayWhatIsMissing() {
   const OwnSettings settings;
-  if (const auto problem = settings.problem()) print(onOneLine(*problem) + '\n');
-  if (!settings.namedLibraryFolder()) print("No script folder is set. Run: kelvane settings library DIR\n");
-  if (!settings.preferences().isEnabled()) print(std::string(OwnSettings::serverIsOff) + '\n');
+  if (const auto problem = settings.problem()) say(*problem);
+  if (!settings.namedLibraryFolder()) say("No script folder is set. Run: kelvane settings library DIR");
+  if (!settings.preferences().isEnabled()) say(OwnSettings::serverIsOff);
 }
 
 int run(const Arguments& arguments) {

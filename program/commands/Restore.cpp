@@ -3,8 +3,8 @@
 
 #include "program/Process.h"
 #include "program/ScriptVersion.h"
-#include "program/Wording.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/WholeFile.h"
 #include "scripttools/Resolution.h"
 
@@ -17,7 +17,7 @@ int run(const Arguments& arguments) {
   const auto lock = opened.library->lock();
   const FoundScript script = findScript(arguments.word(0), opened);
   const std::string text = textOf(version, script, opened);
-  const std::string name = inQuotes(script.identifier);
+  const std::string name = quorvel::quoted(script.identifier);
   if (text.size() > quorvel::largestText) {
     throw std::runtime_error("Version " + version.text() + " of " + name +
                              " could not be put back, because it is larger than " + quorvel::largestTextInWords +
@@ -26,21 +26,20 @@ int run(const Arguments& arguments) {
   }
   if (!script.item) {
     opened.library->recreate(script.identifier, text);
-    print(name + " was gone. It is restored to version " + version.text() + ".\n");
+    say(name + " was gone. It is restored to version " + version.text() + ".");
     return done;
   }
   const std::string present = opened.library->readToReplace(*script.item);
   if (present == text) {
-    print(name + " is the same as version " + version.text() + ". No change is needed.\n");
+    say(name + " is the same as version " + version.text() + ". No change is needed.");
     return done;
   }
   const auto kept = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
                                              "Before — restoring version " + version.text());
   const auto entries = kept ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
   opened.library->write(text, *script.item);
-  std::string said = name + " is restored to version " + version.text() + ".\n";
-  if (kept) said += "The replaced text is version " + entries.front().version.text() + ".\n";
-  print(said);
+  say(name + " is restored to version " + version.text() + ".");
+  if (kept) say("The replaced text is version " + entries.front().version.text() + ".");
   return done;
 }
 

@@ -5,10 +5,12 @@
 #include <string_view>
 #include <system_error>
 
+#include "quorvel/files/SystemReason.h"
+
 namespace quorvel {
 
 /// A library could not do what it was asked. `what()` is complete sentences for the person or model that asked: what
-/// happened, to which item, and what to do. All sentences about the system's reasons are made here, from one table.
+/// happened, to which item, and what to do. The reasons are those of SystemReason.h.
 ///
 ///     throw failure(quoted(name) + " could not be read", lastError());
 ///     // "Talk.md" could not be read, because the disk reports an error. Check the disk.
@@ -16,10 +18,6 @@ class LibraryError : public std::runtime_error {
  public:
   explicit LibraryError(const std::string& sentences) : std::runtime_error(sentences) {}
 };
-
-/// A name or an identifier as sentences show it: in double quotes, byte for byte, except that U+FFFD stands for a NUL,
-/// which would end the sentence.
-std::string quoted(std::string_view name);
 
 /// Why the system refused: a clause about "it" without a full stop, such as "the disk is full", for a sentence that
 /// begins with "… could not be …, because ".

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -13,7 +12,8 @@
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileAttributes.h"
 #include "quorvel/files/FileSwap.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/TemporaryFile.h"
 #include "quorvel/files/WaitForWriters.h"
 #include "quorvel/settings/FileLeftovers.h"
@@ -47,12 +47,12 @@ class TakenBackUnless {
 class Change {
  public:
   explicit Change(const std::filesystem::path& file, const SystemCalls& calls) : calls_(calls), shown_(file) {
-    const auto [place, error] = followLinks(file);
-    if (error) throw fileError(shown_, "written", error.value(), place);
-    folderPath_ = place.parent_path();
-    name_ = place.filename();
+    const auto [target, error] = followLinks(file);
+    if (error) throw fileError(shown_, "written", error, target);
+    folderPath_ = target.parent_path();
+    name_ = target.filename();
     folder_ = Descriptor(::open(folderPath_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder_) throw fileError(shown_, "written", errno, place);
+    if (!folder_) throw fileError(shown_, "written", lastError(), target);
   }
 
   enum class Outcome { done, nothingToDo, startOver };
@@ -69,35 +69,35 @@ class Change {
     }
     if (!isInPlace_) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) == 0) return Outcome::done;
-    throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
-                    " is in its place, but it may not outlast a power failure, because " + reason(lastError()) +
-                    ". Check the disk.");
+    throw FileError(because(
+        "The new text of " + quorvel::quoted(shown_.native()) + " is in its place, but a power failure may undo that",
+        lastError()));
   }
 
   void tryMaking(const FileEdit& edit, const FileCopies& copies) {
     if (!isToBeEdited(edit)) return;
     const auto unnamed = tryMakingFile(folder_.get());
-    if (!unnamed) throw notWritten(unnamed.error().value());
+    if (!unnamed) throw notWritten(unnamed.error());
     if (old_ && *unnamed) requireAttributes(unnamed->get());
     if (before_) copies.tryKeeping(*before_);
   }
 
  private:
-  FileError notWritten(int error) const { return fileError(shown_, "written", error); }
+  FileError notWritten(const std::error_code& error) const { return fileError(shown_, "written", error); }
 
   // False when there is nothing to do.
   bool isToBeEdited(const FileEdit& edit) {
     old_ = openFile(folder_.get(), name_, shown_);
     if (old_ && !waitForWriters(old_.get(), patienceWithWriters)) {
       throw FileError(quorvel::quoted(shown_.native()) +
-                      " was left as it is, because another program has it open for writing. Close it there, then try "
+                      " was not changed, because another program has it open for writing. Close it there and try "
                       "again.");
     }
     if (old_) before_ = textOf(old_, shown_);
     std::optional<std::string> after = edit(before_);
     if (!after || after == before_) return false;
     after_ = *std::move(after);
-    if (old_ && ::faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) throw notWritten(errno);
+    if (old_ && ::faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) throw notWritten(lastError());
     return true;
   }
 
@@ -109,11 +109,10 @@ class Change {
         copied.error == std::errc::operation_not_permitted || copied.error == std::errc::invalid_argument;
     const std::string happened = quorvel::quoted(shown_.native()) + " could not be written, because ";
     if (copied.missing == FileAttribute::owner && isRefused)
-      throw FileError(happened +
-                      "it belongs to another user and would belong to you afterwards. Run this as its owner.");
+      throw FileError(happened + "it belongs to another user and would become yours. Run this as its owner.");
     if (copied.missing == FileAttribute::group && isRefused)
       throw FileError(happened + "its group would change. Run this as a member of that group.");
-    throw FileError(happened + "who may read and write it would change: " + reason(copied.error) +
+    throw FileError(happened + "who may read and write it would change: " + SystemReason::of(copied.error).reason +
                     ". Check its mode and its access lists.");
   }
 
@@ -123,14 +122,14 @@ class Change {
     if (old_) requireAttributes(fresh_->file());
     fresh_->flush();
   } catch (const std::system_error& error) {
-    throw notWritten(error.code().value());
+    throw notWritten(error.code());
   }
 
   void putInPlace() try {
     if (before_) return replace();
     isInPlace_ = fresh_->takeFreeName(name_);
   } catch (const std::system_error& error) {
-    throw notWritten(error.code().value());
+    throw notWritten(error.code());
   }
 
   // Leaves the new text in the place of the old one, or what another program put there at the same moment.
@@ -150,7 +149,7 @@ class Change {
     if (undone.how == FileSwap::Undone::savedMeanwhile) return fresh_->remove();
     throw FileError("Another program wrote " + quorvel::quoted(shown_.native()) +
                     " at the same moment. What it wrote is now in " +
-                    quorvel::quoted((folderPath_ / fresh_->name()).native()) + "; put it back from there.");
+                    quorvel::quoted((folderPath_ / fresh_->name()).native()) + ". Put it back from there.");
   }
 
   void renameOver() {
@@ -190,7 +189,7 @@ bool changeFile(FileCopies& copies, const FileEdit& edit) {
     if (outcome != Change::Outcome::startOver) return outcome == Change::Outcome::done;
   }
   throw FileError(quorvel::quoted(copies.file().native()) +
-                  " was left as it is, because another program keeps writing it. Close that program and try again.");
+                  " was not changed, because another program keeps writing it. Close that program and try again.");
 }
 
 void tryChangingFile(const FileCopies& copies, const FileEdit& edit) {

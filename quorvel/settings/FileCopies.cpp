@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/TemporaryFile.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
@@ -47,16 +47,16 @@ void FileCopies::keep(const std::string& text) {
   made_.reset();
   if (!isWanted_(text)) return;
   const Descriptor folder = openFolder(folderOf(file_));
-  if (!folder) throw notWritten(firstName_, errno);
+  if (!folder) throw notWritten(firstName_, lastError());
   Found found = find(folder.get(), text);
   try {
     if (!found.isThere) make(text, folder.get(), found);
   } catch (const std::system_error& error) {
-    throw notWritten(found.name, error.code().value());
+    throw notWritten(found.name, error.code());
   }
   last_ = pathOf(found.name);
   if (calls_.flushFolder(folder.get()) == 0) return;
-  const int error = errno;
+  const std::error_code error = lastError();
   takeBack();
   throw notWritten(found.name, error);
 }
@@ -75,10 +75,10 @@ void FileCopies::make(const std::string& text, int folder, Found& found) {
 void FileCopies::tryKeeping(const std::string& text) const {
   if (!isWanted_(text)) return;
   const Descriptor folder = openFolder(folderOf(file_));
-  if (!folder) throw notWritten(firstName_, errno);
+  if (!folder) throw notWritten(firstName_, lastError());
   const Found found = find(folder.get(), text);
   if (found.isThere) return;
-  if (const auto tried = tryMakingFile(folder.get()); !tried) throw notWritten(found.name, tried.error().value());
+  if (const auto tried = tryMakingFile(folder.get()); !tried) throw notWritten(found.name, tried.error());
 }
 
 void FileCopies::takeBack() noexcept {
@@ -103,19 +103,19 @@ FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
     if (isCopyOf(folder, name, text)) return {name, true};
     if (const std::error_code error = identityOf(folder, name).error()) {
       if (error == std::errc::no_such_file_or_directory) return {name, false};
-      throw notWritten(name, error.value());
+      throw notWritten(name, error);
     }
     name = firstName_ + "-" + std::to_string(number);
   }
   throw FileError("There are too many copies like " + quorvel::quoted(pathOf(firstName_).native()) +
-                  ". Move those away that you no longer need, then try again.");
+                  ". Move those that you no longer need away and try again.");
 }
 
 std::filesystem::path FileCopies::pathOf(const std::string& name) const {
   return file_.parent_path() / name;
 }
 
-FileError FileCopies::notWritten(const std::string& name, int error) const {
+FileError FileCopies::notWritten(const std::string& name, const std::error_code& error) const {
   return fileError(pathOf(name), "written", error);
 }
 

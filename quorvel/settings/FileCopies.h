@@ -56,7 +56,7 @@ class FileCopies {
   // Makes a copy with that free name, or the next one if it is taken meanwhile.
   void make(const std::string& text, int folder, Found& found);
   std::filesystem::path pathOf(const std::string& name) const;
-  FileError notWritten(const std::string& name, int error) const;
+  FileError notWritten(const std::string& name, const std::error_code& error) const;
 
   std::filesystem::path file_;
   std::string firstName_;

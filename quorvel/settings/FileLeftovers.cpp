@@ -29,11 +29,11 @@ class Search {
   template <class Take>
   void run(Take take) {
     const Path& file = copies_.file();
-    const Path place = followLinks(file).place;
+    const Path target = followLinks(file).target;
     look(folderOf(file), file.filename().native(), take);
     std::error_code error;
-    if (!std::filesystem::equivalent(folderOf(file), folderOf(place), error) || file.filename() != place.filename())
-      look(folderOf(place), place.filename().native(), take);
+    if (!std::filesystem::equivalent(folderOf(file), folderOf(target), error) || file.filename() != target.filename())
+      look(folderOf(target), target.filename().native(), take);
   }
 
  private:

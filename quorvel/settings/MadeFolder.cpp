@@ -10,7 +10,8 @@
 #include <system_error>
 #include <vector>
 
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace quorvel {
 namespace {
@@ -34,8 +35,8 @@ std::string happened(const Folder& folder) {
   return "The folder " + quorvel::quoted(folder.native()) + " could not be made";
 }
 
-FileError notMade(const Folder& folder, int error) {
-  return FileError(failure(happened(folder), {error, std::generic_category()}).what());
+FileError notMade(const Folder& folder, const std::error_code& error) {
+  return FileError(because(happened(folder), error));
 }
 
 /// Something that is not a folder has the name of the folder or of one above it.
@@ -50,7 +51,7 @@ FileError taken(const Folder& folder, const Folder& name) {
 void makeFolder(const Folder& folder) {
   for (const Folder& missing : missingFolders(folder)) {
     if (::mkdir(missing.c_str(), S_IRWXU) == 0) continue;
-    if (errno != EEXIST) throw notMade(missing, errno);
+    if (errno != EEXIST) throw notMade(missing, lastError());
     if (!isFolder(missing)) throw taken(folder, missing);
   }
 }
@@ -62,7 +63,7 @@ void tryMakingFolder(const Folder& folder) {
   std::error_code error;
   if (std::filesystem::exists(std::filesystem::symlink_status(outermost, error))) throw taken(folder, outermost);
   const Folder above = outermost.has_parent_path() ? outermost.parent_path() : Folder(".");
-  if (::faccessat(AT_FDCWD, above.c_str(), W_OK | X_OK, AT_EACCESS) != 0) throw notMade(outermost, errno);
+  if (::faccessat(AT_FDCWD, above.c_str(), W_OK | X_OK, AT_EACCESS) != 0) throw notMade(outermost, lastError());
 }
 
 }  // namespace quorvel

@@ -174,7 +174,7 @@ TEST(ConnectFiles, thatMayNotBeWrittenAreLeft) {
          fs::permissions(home / claudeFile, fs::perms(0666));
        },
        R"(".claude.json" could not be written)",
-       "it belongs to another user and would belong to you afterwards. Run this as its owner."},
+       "it belongs to another user and would become yours. Run this as its owner."},
       {"a file of another group", "claude",
        [](const ClientHome& home) {
          home.put(claudeFile, "{}\n");
@@ -452,7 +452,7 @@ TEST(ConnectFiles, thatAnotherProgramWritesAllTheTimeLoseNothingOfIt) {
   const ClientHome home;
   const std::string keepsWriting =
       refused(home.quoted(claudeFile) +
-                  " was left as it is, because another program keeps writing it. Close that program and try again.",
+                  " was not changed, because another program keeps writing it. Close that program and try again.",
               claudeLines());
   bool wasRefused = false;
   for (int attempt = 0; attempt < 200 && !wasRefused; ++attempt) {

@@ -95,7 +95,7 @@ TEST_F(Settings, areReadHoweverTheyAreWritten) {
            "\" is not a folder. Give the folder that holds the scripts: kelvane settings library DIR.\n"},
       {"{\"mcpEnabled\":true",
        "The settings in \"" + at(settingsFile) +
-           "\" are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it. " +
+           "\" are damaged, so all of them are off. Fix the file, or set them again, which keeps a copy of it. " +
            switchedOff},
   };
   for (const auto& [text, outcome] : cases) {

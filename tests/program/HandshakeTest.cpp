@@ -91,7 +91,7 @@ TEST_F(Handshake, endsAProgramThatDoesNotAnswerInTime) {
 }
 
 TEST_F(Handshake, saysThatNothingCouldBeStarted) {
-  EXPECT_EQ(outcome(folder.path() / "missing"), "It could not be started, because No such file or directory.");
+  EXPECT_EQ(outcome(folder.path() / "missing"), "It could not be started, because it is not there any more. Look at what is there now and try again.");
 }
 
 // What else the program does could change what a person set up, or start the next process.

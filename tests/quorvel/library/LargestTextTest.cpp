@@ -135,8 +135,8 @@ TEST_F(LargestText, thatAnotherProgramSavedMeanwhileStaysInItsPlace) {
 TEST_F(LargestText, holdsForFilesOfThePersonToo) {
   stretch("settings.json", fiveGiB);
   const std::string sentence = "\"" + (root / "settings.json").native() +
-                               "\" could not be read, because it is larger than 256 MiB. See whether it is the right "
-                               "file; if it is, make it smaller.";
+                               "\" could not be read, because it is larger than 256 MiB. Check that it is the right "
+                               "file, and make it smaller if it is.";
   EXPECT_EQ(sentenceOf([&] { readFile(root / "settings.json"); }), sentence);
   FileCopies copies(root / "settings.json", ".before");
   EXPECT_EQ(sentenceOf([&] { changeFile(copies, [](const auto&) { return "new"; }); }), sentence);

@@ -154,8 +154,8 @@ TEST_F(Listing, aFailureThatIsNotTheFoldersOwnIsOneOfTheWholeAndNoShorterListing
       {ENFILE, "too many files are open. Close some programs and try again."},
       {ENOMEM, "the system is out of memory. Close some programs and try again."},
       {EIO, "the disk reports an error. Check the disk."},
-      {EINTR, "the system says: Interrupted system call."},
-      {ENOTCONN, "the system says: Transport endpoint is not connected."},
+      {EINTR, "the system says: Interrupted system call. Check the disk and try again."},
+      {ENOTCONN, "the system says: Transport endpoint is not connected. Check the disk and try again."},
   };
   put("Scenes/Deep/Talk.md");
   put("Zoo.md");

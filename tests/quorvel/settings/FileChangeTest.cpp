@@ -119,9 +119,9 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   } cases[] = {
       {"folder", " is not a file. Move it away and try again."},
       {"pipe", " is not a file. Move it away and try again."},
-      {"loop", " could not be written, because the links there lead in a circle."},
-      {"dangling", " could not be written, because there is no such folder."},
-      {"nowhere/f", " could not be written, because there is no such folder."},
+      {"loop", " could not be written, because its links lead in a circle. Delete them and try again."},
+      {"dangling", " could not be written, because its folder does not exist. Create the folder and try again."},
+      {"nowhere/f", " could not be written, because its folder does not exist. Create the folder and try again."},
       {"f/f",
        " could not be written, because \"" + (at / "f").native() + "\" is not a folder. Move it away and try again."},
       {"f/g/h",
@@ -213,8 +213,8 @@ TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
   calls.failingFlush = 2;
   EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
             "The new text of \"" + file.native() +
-                "\" is in its place, but it may not outlast a power failure, because the disk reports an error. Check "
-                "the disk.");
+                "\" is in its place, but a power failure may undo that, because the disk reports an error. Check the "
+                "disk.");
   EXPECT_EQ(got(file), "new");
   EXPECT_EQ(entries(folder.path()), 1U);
 }
@@ -261,7 +261,7 @@ TEST(FileChange, startsOverWhenAnotherProgramWritesAtTheSameMoment) {
         EXPECT_EQ(got(file), std::to_string(times) + " edited");
       } else {
         EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }),
-                  '"' + file.native() + "\" was left as it is, because another program keeps writing it. Close that " +
+                  '"' + file.native() + "\" was not changed, because another program keeps writing it. Close that " +
                       "program and try again.");
         EXPECT_EQ(got(file), "4");
       }
@@ -315,7 +315,7 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
     if (entry.path() == file) continue;
     EXPECT_EQ(got(entry.path()), "another's");
     EXPECT_EQ(error, "Another program wrote \"" + file.native() + "\" at the same moment. What it wrote is now in \"" +
-                         entry.path().native() + "\"; put it back from there.");
+                         entry.path().native() + "\". Put it back from there.");
   }
 }
 
@@ -391,7 +391,7 @@ TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
       EXPECT_EQ(got(entry.path()), std::to_string(saves));
       EXPECT_EQ(error, "Another program wrote \"" + file.native() +
                            "\" at the same moment. What it wrote is now in \"" + entry.path().native() +
-                           "\"; put it back from there.");
+                           "\". Put it back from there.");
     }
   }
 }
