@@ -189,14 +189,14 @@ std::optional<std::string> History::text(std::string_view identifier, VersionNum
 std::vector<HistoryOfScript> History::scripts() const {
   return reading(file_, std::vector<HistoryOfScript>(), [](Connection& connection) {
     return histories(
-        connection.prepare(std::string(selectHistories) + " ORDER BY identifier, earlier > 0, earlier DESC"));
+        connection.prepare(std::string(selectHistories).append(" ORDER BY identifier, earlier > 0, earlier DESC")));
   });
 }
 
 std::vector<HistoryOfScript> History::scripts(std::string_view identifier) const {
   return reading(file_, std::vector<HistoryOfScript>(), [&](Connection& connection) {
     return histories(connection.prepare(
-        std::string(selectHistories) + " WHERE identifier = ? ORDER BY earlier > 0, earlier DESC", identifier));
+        std::string(selectHistories).append(" WHERE identifier = ? ORDER BY earlier > 0, earlier DESC"), identifier));
   });
 }
 
