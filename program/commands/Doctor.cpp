@@ -24,7 +24,6 @@
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/files/SystemReason.h"
 #include "quorvel/history/OwnFolder.h"
-#include "quorvel/settings/FileDefaults.h"
 
 namespace kelvane::commands {
 namespace {
@@ -228,8 +227,7 @@ int run(const Arguments& arguments) {
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);
   for (const ClientEntry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
-  if (const auto file = quorvel::FileDefaults::domain(quorvel::FileDefaults::applicationDomain))
-    lookAtLeftovers(file->copies(), findings);
+  if (homeFolder()) lookAtLeftovers(settings.store().copies(), findings);
   if (arguments.has(libraryOption) && opened) {
     const std::string library = std::string(libraryOption.name) + '=' + arguments.value(libraryOption);
     shakeHands(executable, {"serve", library}, findings);

@@ -24,9 +24,6 @@ namespace quorvel {
 /// damaged: it reads as no settings, and a change keeps a copy of it first. Reading makes no file.
 class FileDefaults final : public kelvane::UserDefaults {
  public:
-  /// The domain of the application that this library is the default host of.
-  static constexpr std::string_view applicationDomain = "org.quorvel.Quorvel";
-
   /// The settings of the domain, in `.config/kelvane/DOMAIN.json` below the person's home folder (platform/HomeFolder.h
   /// says why nothing else has a say). Nothing where there is no home folder, or for a name that is empty, begins with
   /// a dot, or holds a slash or a NUL.

@@ -335,7 +335,6 @@ TEST(UserDefaults, areNoneWithoutAHomeFolder) {
 
 TEST(UserDefaults, areTheSwitchesOfTheApplicationFromWhicheverProcess) {
   const Home home;
-  EXPECT_EQ(FileDefaults::applicationDomain, Preferences::bundleID);
   put(home.settings(), R"({"mcpEnabled": "YES", "mcpAllowsWrites": 1})");
   put(home.settings("org.example.Reader"), R"({"mcpEnabled": true})");
   const struct {
