@@ -15,10 +15,10 @@
 #include "platform/HomeFolder.h"
 #include "program/ClientEntry.h"
 #include "program/ClientFile.h"
-#include "program/Handshake.h"
 #include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
+#include "program/ServerTrial.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
 #include "quorvel/files/SystemCalls.h"
@@ -134,7 +134,7 @@ void lookAtHistory(const quorvel::History& history, Findings& findings) {
 
 // "answers, with 6 tools", or throws what is wrong.
 std::string answer(const std::string& executable, const std::vector<std::string>& arguments) {
-  return "answers, with " + counted(static_cast<std::int64_t>(handshake(executable, arguments, patience)), "tool") +
+  return "answers, with " + counted(static_cast<std::int64_t>(tryServer(executable, arguments, patience)), "tool") +
          ".";
 }
 
@@ -172,7 +172,7 @@ void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findin
   std::string with;
   for (const std::string& argument : *entry.arguments) with += (with.empty() ? "" : " ") + argument;
   const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
-  if (!areOfAServer(*entry.arguments)) {
+  if (!startsServer(*entry.arguments)) {
     findings.wrong(program + "does not serve. Run: kelvane connect " + std::string(entry.client->name));
     return;
   }
@@ -205,7 +205,7 @@ void lookAtLeftovers(const quorvel::FileCopies& file, Findings& findings) {
   for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) findings.wrong(sentence);
 }
 
-void shakeHands(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
+void lookAtServer(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
   try {
     findings.right("Started as an AI client starts it, this program " + answer(executable, arguments));
   } catch (const std::exception& error) {
@@ -230,9 +230,9 @@ int run(const Arguments& arguments) {
   if (homeFolder()) lookAtLeftovers(settings.store().copies(), findings);
   if (arguments.has(libraryOption) && opened) {
     const std::string library = std::string(libraryOption.name) + '=' + arguments.value(libraryOption);
-    shakeHands(executable, {"serve", library}, findings);
+    lookAtServer(executable, {"serve", library}, findings);
   } else if (opened && settings.preferences().isEnabled()) {
-    shakeHands(executable, {}, findings);
+    lookAtServer(executable, {}, findings);
   }
   return findings.isAnythingWrong() ? failed : done;
 }

@@ -115,7 +115,7 @@ struct Ailment {
   void (*inflict)(const Folder& home);
   std::string line;
   int status = 1;
-  bool answers = true;  // whether the handshake succeeds all the same
+  bool answers = true;  // whether the server answers all the same
 
   friend void PrintTo(const Ailment& row, std::ostream* out) { *out << row.name; }
 };

@@ -8,7 +8,7 @@ namespace kelvane {
 
 /// What must be known about a text besides what toml++ reports. Of a text that is not TOML this is true up to its first
 /// mistake, where the parser stops.
-struct TOMLSurvey {
+struct TOMLScan {
   /// The dots between the parts of keys, those of tables included: the parser recurses once for each at most.
   std::size_t dotsInKeys = 0;
 
@@ -17,6 +17,6 @@ struct TOMLSurvey {
 };
 
 /// Takes time linear in the text.
-TOMLSurvey surveyTOML(std::string_view text);
+TOMLScan scanTOML(std::string_view text);
 
 }  // namespace kelvane

@@ -1,4 +1,4 @@
-#include "program/Handshake.h"
+#include "program/ServerTrial.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -165,13 +165,13 @@ std::string failedEnd(int status) {
 
 }  // namespace
 
-bool areOfAServer(const std::vector<std::string>& arguments) noexcept {
+bool startsServer(const std::vector<std::string>& arguments) noexcept {
   return arguments.empty() || arguments.front() == "serve";
 }
 
-std::size_t handshake(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+std::size_t tryServer(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                       std::chrono::milliseconds patience) {
-  if (!areOfAServer(arguments))
+  if (!startsServer(arguments))
     throw std::runtime_error("It was not started, because its arguments do not start a server.");
   Child child(program, arguments, Clock::now() + patience);
   child.send(greeting());
