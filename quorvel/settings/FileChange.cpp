@@ -64,7 +64,7 @@ class Change {
       // A copy is made and taken back in one turn, so that no other change relies on it in between.
       const Descriptor turn = takeTurn(folderPath_, patienceWithChanges);
       const TakenBackUnless takenBack(copies, isInPlace_);
-      if (before_) copies.keep(*before_);
+      if (before_) copies.save(*before_);
       putInPlace();
     }
     if (!isInPlace_) return Outcome::startOver;
@@ -79,7 +79,7 @@ class Change {
     const auto unnamed = tryMakingFile(folder_.get());
     if (!unnamed) throw notWritten(unnamed.error());
     if (old_ && *unnamed) requireAttributes(unnamed->get());
-    if (before_) copies.tryKeeping(*before_);
+    if (before_) copies.trySaving(*before_);
   }
 
  private:

@@ -42,7 +42,7 @@ FileCopies::FileCopies(std::filesystem::path file, std::string_view ending, IsWa
       calls_(calls) {
 }
 
-void FileCopies::keep(const std::string& text) {
+void FileCopies::save(const std::string& text) {
   last_.reset();
   made_.reset();
   if (!isWanted_(text)) return;
@@ -68,11 +68,11 @@ void FileCopies::make(const std::string& text, int folder, Found& found) {
   made_ = copy->identity();
   while (!copy->takeFreeName(found.name)) {
     found = find(folder, text);
-    if (found.isThere) return;  // another change of ours kept the same text at the same moment
+    if (found.isThere) return;  // another change of ours saved the same text at the same moment
   }
 }
 
-void FileCopies::tryKeeping(const std::string& text) const {
+void FileCopies::trySaving(const std::string& text) const {
   if (!isWanted_(text)) return;
   const Descriptor folder = openFolder(folderOf(file_));
   if (!folder) throw notWritten(firstName_, lastError());

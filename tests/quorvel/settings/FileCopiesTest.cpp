@@ -112,7 +112,7 @@ TEST(FileCopies, whoseNamesCannotBeLookedAtAreRefusedForThatReason) {
       "\"" + file.native() +
       ".copy\" could not be written, because its path is too long for the system. Use shorter names or fewer nested "
       "folders.";
-  EXPECT_EQ(errorOf([&] { copies.tryKeeping("old"); }), sentence);
+  EXPECT_EQ(errorOf([&] { copies.trySaving("old"); }), sentence);
   EXPECT_EQ(errorOf([&] { changeFile(copies, to("new")); }), sentence);
   EXPECT_FALSE(copies.hold("old"));
   EXPECT_EQ(got(file), "old");
