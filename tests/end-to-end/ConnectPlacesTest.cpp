@@ -228,7 +228,8 @@ TEST(ConnectPlaces, thatAPersonNamesAndThatHaveNoFolderAreRefused) {
   const auto census = home.census();
   const std::string file = (home / "slip/config.toml").native();
   const std::string sentence =
-      home.quoted("slip/config.toml") + " could not be written, because its folder does not exist. Create the folder and try again.";
+      home.quoted("slip/config.toml") +
+      " could not be written, because its folder does not exist. Create the folder and try again.";
   for (const Names& option : {Names{}, Names{"--dry-run"}}) {
     Names words = {"connect", "codex", "--config", file};
     words.insert(words.end(), option.begin(), option.end());
