@@ -141,15 +141,21 @@ class Change {
     fresh_->remove();
   }
 
-  // What came out is not the old text. What other programs saved last goes back.
+  // What came out is not the old text, or could not be read. What other programs saved last goes back.
   void putBack(FileSwap& swap) {
-    const FileSwap::Undone undone = swap.undo();
-    isInPlace_ = undone.how == FileSwap::Undone::notTakenOut;
-    if (undone.how == FileSwap::Undone::done) return;
-    if (undone.how == FileSwap::Undone::savedMeanwhile) return fresh_->remove();
-    throw FileError("Another program wrote " + quorvel::quoted(shown_.native()) +
-                    " at the same moment. What it wrote is now in " +
-                    quorvel::quoted((folderPath_ / fresh_->name()).native()) + ". Put it back from there.");
+    using Undone = FileSwap::Undone;
+    const Undone undone = swap.undo();
+    isInPlace_ = undone.how == Undone::notTakenOut || undone.how == Undone::unclear;  // or may be
+    if (undone.how == Undone::done) return;
+    if (undone.how == Undone::savedMeanwhile) return fresh_->remove();
+    const std::string file = quorvel::quoted(shown_.native());
+    const std::string hidden = quorvel::quoted((folderPath_ / fresh_->name()).native());
+    if (undone.how == Undone::savedAllTheTime) {
+      throw FileError("Another program wrote " + file + " at the same moment. What it wrote is now in " + hidden +
+                      ". Put it back from there.");
+    }
+    throw FileError(because("It is not certain that the right text is in " + file, undone.error) +
+                    " Then compare it with " + hidden + ", and put the right one back.");
   }
 
   void renameOver() {

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "quorvel/files/SystemReason.h"
 #include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
@@ -197,7 +198,7 @@ TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
                 '"' + file.native() + "\" could not be written, because " + row.because);
     }
     StagedCalls calls;
-    calls.failingFlush = 1;
+    calls.failingFlushOfFiles = EIO;
     EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
               '"' + file.native() + "\" could not be written, because the disk reports an error. Check the disk.");
     EXPECT_EQ(got(file), isThere ? "old" : "no file");
@@ -210,7 +211,7 @@ TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
   const fs::path file = folder.path() / "f";
   put(file, "old");
   StagedCalls calls;
-  calls.failingFlush = 2;
+  calls.failingFlushOfFolders = EIO;
   EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
             "The new text of \"" + file.native() +
                 "\" is in its place, but a power failure may undo that, because the disk reports an error. Check the "
@@ -221,19 +222,14 @@ TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
 
 TEST(FileChange, worksWhereFoldersNeedNoFlushing) {
   const TemporaryFolder folder;
-  const auto calls = [] {
-    StagedCalls staged;
-    staged.failingFlush = 2;
-    staged.flushError = EINVAL;
-    return staged;
-  };
-  EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls()));
-  EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls()));
+  StagedCalls calls;
+  calls.failingFlushOfFolders = EINVAL;
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls));
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls));
   EXPECT_EQ(got(folder.path() / "f"), "newer");
 
   StagedCalls file;
-  file.failingFlush = 1;
-  file.flushError = EINVAL;
+  file.failingFlushOfFiles = EINVAL;
   EXPECT_NE(errorOf([&] { changeFile(folder.path() / "f", to("newest"), file); }), "(no failure)");
 }
 
@@ -314,8 +310,9 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
   for (const auto& entry : fs::directory_iterator(folder.path())) {
     if (entry.path() == file) continue;
     EXPECT_EQ(got(entry.path()), "another's");
-    EXPECT_EQ(error, "Another program wrote \"" + file.native() + "\" at the same moment. What it wrote is now in \"" +
-                         entry.path().native() + "\". Put it back from there.");
+    EXPECT_EQ(error,
+              because("It is not certain that the right text is in \"" + file.native() + '"', systemError(EINVAL)) +
+                  " Then compare it with \"" + entry.path().native() + "\", and put the right one back.");
   }
 }
 

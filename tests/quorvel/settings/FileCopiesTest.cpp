@@ -130,9 +130,8 @@ TEST(FileCopies, areMadeOnlyWhenTheChangeIs) {
   const FailureCase cases[] = {
       {"a refused edit", [](StagedCalls&, const fs::path&) {}, true},
       {"a full disk", [](StagedCalls& calls, const fs::path&) { calls.failingWrite = ENOSPC; }},
-      {"the new text is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 1; }},
-      {"the copy is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 2; }},
-      {"the copy's name is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 3; }},
+      {"files cannot be flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlushOfFiles = EIO; }},
+      {"folders cannot be flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlushOfFolders = EIO; }},
       {"neither swapped nor renamed",
        [](StagedCalls& calls, const fs::path&) {
          calls.hasExchange = false;
@@ -185,19 +184,6 @@ TEST(FileCopies, areMadeOnceByAChangeThatStartsOver) {
     EXPECT_EQ(got(*copies.last()), "3");
     EXPECT_EQ(entries(folder.path()), 2U);
   }
-}
-
-TEST(FileCopies, stayWhenTheNewTextMayNotOutlastAPowerFailure) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "f";
-  put(file, "old");
-  StagedCalls calls;
-  calls.failingFlush = 4;
-  FileCopies copies = copiesOf(file, calls);
-  EXPECT_NE(errorOf([&] { changeFile(copies, to("new")); }), "(no failure)");
-  EXPECT_EQ(got(file), "new");
-  EXPECT_EQ(got(file.native() + ".copy"), "old");
-  EXPECT_EQ(entries(folder.path()), 2U);
 }
 
 TEST(FileCopies, areMadeWhereTheDiskCannotRenameToAFreeName) {
