@@ -16,6 +16,9 @@ namespace kelvane {
 inline constexpr Option libraryOption = {
     "--library", "The folder that holds the scripts. Default: the one in the settings.", "DIR", "a folder"};
 
+/// The options of a command that takes no other.
+inline constexpr Option onlyLibraryOption[] = {libraryOption};
+
 /// A folder of scripts with its history. Nothing in it is opened before it is used.
 struct OpenedLibrary {
   std::shared_ptr<quorvel::FolderLibrary> library;

@@ -7,7 +7,7 @@
 namespace kelvane {
 namespace {
 
-constexpr const char* noHome = "There is no home folder to keep the settings in. Set HOME to one.";
+constexpr const char* noHome = "There is no home folder to store the settings in. Set HOME to one.";
 
 }  // namespace
 

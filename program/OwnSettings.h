@@ -24,10 +24,10 @@ class OwnSettings {
 
   Preferences preferences() const { return Preferences(store_.get()); }
 
-  /// The file that keeps them. Throws an error with complete sentences if there is no home folder.
+  /// The file that stores them. Throws an error with complete sentences if there is no home folder.
   const quorvel::FileDefaults& store() const;
 
-  /// What is wrong with the file that keeps them, as complete sentences; empty if nothing is.
+  /// What is wrong with the file that stores them, as complete sentences; empty if nothing is.
   std::optional<std::string> problem() const;
 
   /// The folder of scripts, which need not exist; empty if none is set.

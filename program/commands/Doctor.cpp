@@ -237,8 +237,6 @@ int run(const Arguments& arguments) {
   return findings.isAnythingWrong() ? failed : done;
 }
 
-constexpr Option options[] = {libraryOption};
-
 }  // namespace
 
 constinit const Command doctorCommand = {
@@ -246,7 +244,7 @@ constinit const Command doctorCommand = {
     .summary = "Check the setup, with a fix for each problem.",
     .about =
         "Checks everything an AI client needs, one line per check, with a fix for each problem. It changes nothing.",
-    .options = options,
+    .options = onlyLibraryOption,
     .notes = "The exit status is 0 if everything is fine, and 1 otherwise.",
     .run = run,
 };

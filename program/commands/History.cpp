@@ -88,7 +88,6 @@ int run(const Arguments& arguments) {
 }
 
 constexpr Word words[] = {scriptWord};
-constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
@@ -101,7 +100,7 @@ constinit const Command historyCommand = {
     .usage = "[SCRIPT]",
     .mostWords = 1,
     .words = words,
-    .options = options,
+    .options = onlyLibraryOption,
     .notes =
         "A version keeps its number whatever is added later. \"kelvane show\" and \"kelvane restore\" take it. "
         "\"change\" is how many bytes it has more or less than the version below it. The versions of an earlier "

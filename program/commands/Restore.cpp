@@ -34,16 +34,14 @@ int run(const Arguments& arguments) {
     say(name + " is the same as version " + version.text() + ". No change is needed.");
     return done;
   }
-  const auto kept = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
-                                             "Before — restoring version " + version.text());
-  const auto entries = kept ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
+  const auto saved = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
+                                              "Before — restoring version " + version.text());
+  const auto entries = saved ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
   opened.library->write(text, *script.item);
   say(name + " is restored to version " + version.text() + ".");
-  if (kept) say("The replaced text is version " + entries.front().version.text() + ".");
+  if (saved) say("The replaced text is version " + entries.front().version.text() + ".");
   return done;
 }
-
-constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
@@ -51,12 +49,12 @@ constinit const Command restoreCommand = {
     .name = "restore",
     .summary = "Put a version of a script back.",
     .about =
-        "Puts a version of a script back. The text that it replaces is kept first, so another restore undoes it. A "
+        "Puts a version of a script back. The text that it replaces is saved first, so another restore undoes it. A "
         "script that is gone is created again.",
     .usage = "SCRIPT VERSION",
     .mostWords = 2,
     .words = scriptAndVersion,
-    .options = options,
+    .options = onlyLibraryOption,
     .run = run,
 };
 

@@ -19,10 +19,10 @@ namespace kelvane::commands {
 namespace {
 
 constexpr Word words[] = {
-    {"show", "Print the settings and where they are kept. This is the default."},
+    {"show", "Print the settings and the file that stores them. This is the default."},
     {"enable", "Switch the server on."},
     {"disable", "Switch the server off: AI clients that start kelvane are refused."},
-    {"allow-writes", "Offer the tools that change scripts too. The history keeps what they replace."},
+    {"allow-writes", "Offer the tools that change scripts too. What they replace is saved in the history."},
     {"read-only", "Offer only the tools that read."},
     {"library DIR", "Serve the scripts in this folder."},
 };
@@ -37,7 +37,7 @@ std::string shown(const OwnSettings& settings) {
   text.append("writing   ").append(allowsWrites ? "allowed" : "not allowed");
   text.append(allowsWrites && !preferences.isEnabled() ? ", once the server is on\n" : "\n");
   text.append("library   ").append(folder ? onOneLine(folder->native()) : "none").append("\n");
-  text.append("kept in   ").append(onOneLine(settings.store().file().native())).append("\n");
+  text.append("file      ").append(onOneLine(settings.store().file().native())).append("\n");
   return text;
 }
 

@@ -56,7 +56,7 @@ void FileDefaults::read() {
     settings_ = settingsIn(*text);
     if (!settings_) {
       problem_ = "The settings in " + quorvel::quoted(file_.native()) +
-                 " are damaged, so all of them are off. Fix the file, or set them again, which keeps a copy of it.";
+                 " are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it.";
     }
   } catch (const FileError& error) {
     problem_ = error.what();

@@ -170,7 +170,7 @@ TEST(FileDefaults, readADamagedFileAsNoSettingsAndCopyItBeforeAChange) {
     EXPECT_EQ(defaults.textForKey("mcpEnabled"), std::nullopt);
     EXPECT_EQ(defaults.problem(),
               "The settings in \"" + file.native() +
-                  "\" are damaged, so all of them are off. Fix the file, or set them again, which keeps a copy of it.");
+                  "\" are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it.");
     EXPECT_EQ(got(file), row.text);
 
     EXPECT_EQ(defaults.set("a", true), file.native() + ".damaged");
