@@ -6,7 +6,7 @@
 
 namespace kelvane {
 
-/// How the program ends.
+/// The exit status: the program did what was asked, failed, or did not understand the arguments.
 enum ExitStatus : int { done = 0, failed = 1, wrongUsage = 2 };
 
 /// What was typed does not fit the program: `what()` is complete sentences that say what to type instead.

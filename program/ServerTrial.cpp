@@ -122,7 +122,7 @@ class Child {
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
       const int ready = left > 0 ? ::poll(waiting.data(), waiting.size(), static_cast<int>(left)) : 0;
       if (ready < 0 && errno == EINTR) continue;
-      if (ready <= 0) throw std::runtime_error("It did not answer in time.");
+      if (ready <= 0) throw std::runtime_error("It did not answer in time. Run the command again.");
       if (waiting[0].revents != 0) take(output_, result.output);
       if (waiting[1].revents != 0) take(errors_, result.errors);
     }
@@ -159,8 +159,9 @@ std::optional<JSON> resultIn(std::string_view output, double id) {
 
 // Why a process that wrote nothing to standard error did not serve and end properly.
 std::string failedEnd(int status) {
-  if (WIFSIGNALED(status)) return "It was ended by signal " + std::to_string(WTERMSIG(status)) + '.';
-  return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0.";
+  if (WIFSIGNALED(status))
+    return "It was ended by signal " + std::to_string(WTERMSIG(status)) + ". Run the command again.";
+  return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0. Run the command again.";
 }
 
 }  // namespace
@@ -172,7 +173,7 @@ bool startsServer(const std::vector<std::string>& arguments) noexcept {
 std::size_t tryServer(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                       std::chrono::milliseconds patience) {
   if (!startsServer(arguments))
-    throw std::runtime_error("It was not started, because its arguments do not start a server.");
+    throw std::runtime_error("It was not started, because its arguments do not start a server. Remove them.");
   Child child(program, arguments, Clock::now() + patience);
   child.send(greeting());
   const Child::Result result = child.finish();
@@ -182,7 +183,7 @@ std::size_t tryServer(const std::filesystem::path& program, const std::vector<st
   const auto catalogue = resultIn(result.output, 2);
   const JSON* tools = catalogue ? (*catalogue)["tools"] : nullptr;
   if (!introduction || (*introduction)["serverInfo"] == nullptr || tools == nullptr || tools->items() == nullptr) {
-    throw std::runtime_error("It did not answer as a server does.");
+    throw std::runtime_error("It did not answer as a server does. Install this program again.");
   }
   return tools->items()->size();
 }

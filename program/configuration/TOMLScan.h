@@ -6,17 +6,19 @@
 
 namespace kelvane {
 
-/// What must be known about a text besides what toml++ reports. Of a text that is not TOML this is true up to its first
-/// mistake, where the parser stops.
+/// What must be known about a text before toml++ parses it: whether parsing is safe, and whether the text uses the one
+/// thing that the parser accepts although it is not TOML. For a text that is not TOML, the result is correct up to its
+/// first mistake, where the parser stops.
 struct TOMLScan {
   /// The dots between the parts of keys, those of tables included: the parser recurses once for each at most.
   std::size_t dotsInKeys = 0;
 
-  /// Where the first number such as 0x1.8p3 is, which the parser takes although it is not TOML.
+  /// The offset of the first number such as 0x1.8p3, which the parser accepts although it is not TOML. Empty if there
+  /// is none.
   std::optional<std::size_t> hexadecimalFraction;
 };
 
-/// Takes time linear in the text.
+/// Scans a text once. Takes any bytes and time linear in them, without recursion.
 TOMLScan scanTOML(std::string_view text);
 
 }  // namespace kelvane

@@ -72,22 +72,23 @@ TEST_F(ServerTrial, saysWhatIsWrongWithAnyOther) {
     std::string program;
     std::string sentence;
   } cases[] = {
-      {"it answers and fails", answeringAnd("exit 3\n"), "It ended with status 3 instead of 0."},
-      {"it answers and is ended", answeringAnd("kill -KILL $$\n"), "It was ended by signal 9."},
+      {"it answers and fails", answeringAnd("exit 3\n"), "It ended with status 3 instead of 0. Run the command again."},
+      {"it answers and is ended", answeringAnd("kill -KILL $$\n"), "It was ended by signal 9. Run the command again."},
       {"it answers and complains", answeringAnd("echo 'The disk is full.' >&2\necho more >&2\n"),
        "It said: The disk is full."},
       {"it complains and fails", "echo 'The server is off.' >&2\nexit 1\n", "It said: The server is off."},
-      {"it says nothing", "", "It did not answer as a server does."},
-      {"it says something else", "echo hello\n", "It did not answer as a server does."},
-      {"it does not introduce itself", listsTwoTools, "It did not answer as a server does."},
-      {"it lists no tools", greets, "It did not answer as a server does."},
+      {"it says nothing", "", "It did not answer as a server does. Install this program again."},
+      {"it says something else", "echo hello\n", "It did not answer as a server does. Install this program again."},
+      {"it does not introduce itself", listsTwoTools,
+       "It did not answer as a server does. Install this program again."},
+      {"it lists no tools", greets, "It did not answer as a server does. Install this program again."},
   };
   for (const auto& row : cases) EXPECT_EQ(outcome(programOf(row.program)), row.sentence) << row.description;
 }
 
 TEST_F(ServerTrial, endsAProgramThatDoesNotAnswerInTime) {
   const std::filesystem::path program = programOf("while :; do :; done\n");
-  EXPECT_EQ(outcome(program, {}, std::chrono::milliseconds(1)), "It did not answer in time.");
+  EXPECT_EQ(outcome(program, {}, std::chrono::milliseconds(1)), "It did not answer in time. Run the command again.");
 }
 
 TEST_F(ServerTrial, saysThatNothingCouldBeStarted) {
@@ -125,7 +126,7 @@ TEST_F(ServerTrial, startsNothingButAServer) {
     std::filesystem::remove(started);
     EXPECT_EQ(startsServer(row.arguments), row.serves);
     EXPECT_EQ(outcome(program, row.arguments),
-              row.serves ? "2 tools" : "It was not started, because its arguments do not start a server.");
+              row.serves ? "2 tools" : "It was not started, because its arguments do not start a server. Remove them.");
     EXPECT_EQ(std::filesystem::exists(started), row.serves);
   }
 }
