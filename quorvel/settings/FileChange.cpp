@@ -25,8 +25,8 @@ namespace {
 
 constexpr int mostNewStarts = 3;
 
-// Of two changes of ours that change places with one file each finds out about the other; of three, not always. Who
-// holds a folder for longer is no change.
+// If two changes of ours swap with the same file at once, each detects the other; with three, not always, so they take
+// turns. A change takes far less time than this: whoever holds the folder for longer is something else.
 constexpr std::chrono::seconds patienceWithChanges(2);
 
 /// Takes the last copy back at its end, unless something came true meanwhile.
@@ -85,7 +85,7 @@ class Change {
  private:
   FileError notWritten(const std::error_code& error) const { return fileError(shown_, "written", error); }
 
-  // False when there is nothing to do.
+  // Reads the file and edits its text. False if the text stays as it is.
   bool isToBeEdited(const FileEdit& edit) {
     old_ = openFile(folder_.get(), name_, shown_);
     if (old_ && !waitForWriters(old_.get(), patienceWithWriters)) {
@@ -132,7 +132,7 @@ class Change {
     throw notWritten(error.code());
   }
 
-  // Leaves the new text in the place of the old one, or what another program put there at the same moment.
+  // Leaves the new text in place of the old one, or what another program put there at the same moment.
   void replace() {
     FileSwap swap(calls_, folder_.get(), name_, *fresh_, after_);
     if (swap.make()) return renameOver();

@@ -15,7 +15,7 @@ namespace {
 using kelvane::JSONDocument;
 namespace unicode = kelvane::unicode;
 
-/// What a settings file's text says; nothing when it is damaged.
+/// The object in a settings file's text. Empty if the text is damaged.
 std::optional<JSONDocument> settingsIn(const std::string& text) {
   auto settings = JSONDocument::read(text);
   return settings && settings->root().kind == JSONDocument::Kind::object ? settings : std::nullopt;

@@ -20,8 +20,8 @@ namespace {
 
 using Path = std::filesystem::path;
 
-// Every change that takes a text out of a file's place does so in its turn, so that the turn tells a dead change's
-// files from a living one's. Files that never were in that place are locked by their writers.
+// A change holds the folder's lock while it takes a text out of a file's place. So whoever holds that lock knows that
+// all such files are of dead changes. Files that never were in that place are locked by their writers.
 class Search {
  public:
   explicit Search(const FileCopies& copies) : copies_(copies) {}
@@ -57,7 +57,7 @@ class Search {
     return names;
   }
 
-  // Whether a leftover's text is elsewhere; nothing for one that cannot be read.
+  // Whether a leftover's text is elsewhere. Empty if it cannot be read.
   std::optional<bool> judge(const FoundTemporaryFile& found) const {
     if (found.isAsMade) return true;
     if (!waitForWriters(found.file.get(), std::chrono::milliseconds(0))) return false;

@@ -23,7 +23,7 @@ bool isFolder(const Folder& folder) {
   return std::filesystem::is_directory(folder, error);
 }
 
-/// Those of a folder and the ones above it that are no folders yet, the outermost first.
+/// A folder and those above it, as far as they do not exist yet, the outermost first.
 std::vector<Folder> missingFolders(const Folder& folder) {
   std::vector<Folder> missing;
   for (Folder at = folder; at.has_relative_path() && !isFolder(at); at = at.parent_path()) missing.push_back(at);

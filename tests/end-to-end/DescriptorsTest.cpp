@@ -137,7 +137,8 @@ TEST_F(Descriptors, anInputThatCannotBeReadIsSaid) {
   const Outcome outcome = run(start);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.errors, "The input cannot be read, because it is a folder now. Look at what is there now and try again.\n");
+  EXPECT_EQ(outcome.errors,
+            "The input cannot be read, because it is a folder now. Look at what is there now and try again.\n");
 }
 
 TEST_F(Descriptors, anOutputThatIsFullIsSaid) {

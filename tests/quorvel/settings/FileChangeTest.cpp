@@ -105,7 +105,7 @@ TEST(FileChange, followsLinksAndLeavesThemLinks) {
   }
 }
 
-TEST(FileChange, refusesWhatIsNoFileToChange) {
+TEST(FileChange, refusesWhatIsNotAFile) {
   const TemporaryFolder folder;
   const fs::path& at = folder.path();
   fs::create_directory(at / "folder");
@@ -140,7 +140,7 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   EXPECT_EQ(entries(at), 6U);
 }
 
-TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
+TEST(FileChange, refusesFilesAndFoldersThatWeMayNotWrite) {
   const TemporaryFolder folder;
   ::chmod(folder.path().c_str(), 0777);
   const fs::path file = folder.path() / "f";
@@ -165,7 +165,7 @@ TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
   ::chmod(closed.c_str(), 0755);
 }
 
-TEST(FileChange, doesNotReadWhatItMayNot) {
+TEST(FileChange, refusesAFileThatWeMayNotRead) {
   const TemporaryFolder folder;
   ::chmod(folder.path().c_str(), 0755);
   const fs::path file = folder.path() / "f";
@@ -206,7 +206,7 @@ TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
   }
 }
 
-TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
+TEST(FileChange, saysThatAPowerFailureMayUndoTheChange) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "old");
@@ -316,7 +316,7 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
   }
 }
 
-TEST(FileChange, countsASwapThatWasMadeThoughTheDiskDeniesIt) {
+TEST(FileChange, acceptsASwapThatTheDiskMadeButDenies) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
@@ -335,7 +335,7 @@ struct SaveCase {
 };
 
 // Programs that save by renaming a file of their own, and ones that write into the file that is there.
-TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
+TEST(FileChange, leavesInPlaceWhatAnotherProgramSavedLast) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const SaveCase cases[] = {
       {"one save", {0}, "1 edited"},
@@ -367,7 +367,7 @@ TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
   }
 }
 
-TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
+TEST(FileChange, namesTheFileWithTheTextOfAProgramThatNeverStopsSaving) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   for (const bool isRenamed : {true, false}) {
     const TemporaryFolder folder;
