@@ -42,7 +42,7 @@ std::filesystem::path OwnSettings::libraryFolder() const {
   }
   // A relative one would be another folder wherever a client starts the server, and a NUL ends what the system reads.
   if (folder->is_absolute() && folder->native().find('\0') == std::string::npos) return *folder;
-  throw std::runtime_error("The settings name the library " + quorvel::quoted(folder->native()) +
+  throw std::runtime_error("The settings name the library " + quorvel::inQuotes(folder->native()) +
                            ", which is not an absolute path. Run: kelvane settings library DIR");
 }
 

@@ -57,7 +57,7 @@ class Registration {
       }
       return true;
     } catch (const ConfigRefused& reason) {
-      complain(quorvel::quoted(file.native()) + ": " + reason.what());
+      complain(quorvel::inQuotes(file.native()) + ": " + reason.what());
     } catch (const quorvel::FileError& error) {
       complain(error.what());
     }
@@ -88,7 +88,7 @@ class Registration {
       quorvel::tryChangingFile(clientFile(file), editing);
     }
     if (edit.text == before) return sayUnchanged(file);
-    say(quorvel::quoted(file.native()) + " would change like this:");
+    say(quorvel::inQuotes(file.native()) + " would change like this:");
     print(escaped(lineDiff(before, edit.text)));
     sayDropped(edit);
   }
@@ -114,8 +114,8 @@ class Registration {
     say(std::string(client_.title) +
         (isConnecting_ ? " now starts this program. It is registered in "
                        : " no longer starts this program. It is removed from ") +
-        quorvel::quoted(file.native()) + ".");
-    if (copies.last()) say("The old text is in " + quorvel::quoted(copies.last()->native()) + ".");
+        quorvel::inQuotes(file.native()) + ".");
+    if (copies.last()) say("The old text is in " + quorvel::inQuotes(copies.last()->native()) + ".");
     sayDropped(edit);
   }
 
@@ -126,7 +126,7 @@ class Registration {
   }
 
   void sayUnchanged(const File& file) const {
-    say(quorvel::quoted(file.native()) +
+    say(quorvel::inQuotes(file.native()) +
         (isConnecting_ ? " already registers this program" : " does not register this program") +
         ". No change is needed.");
   }
@@ -151,7 +151,7 @@ bool changeRegistration(bool isConnecting, const Arguments& arguments) {
   const File named = arguments.value(configOption);
   if (std::error_code error;
       !named.empty() && std::filesystem::exists(named, error) && !std::filesystem::is_regular_file(named, error)) {
-    throw std::runtime_error(quorvel::quoted(named.native()) +
+    throw std::runtime_error(quorvel::inQuotes(named.native()) +
                              " is not a file. Give the client's configuration file: " + usageOf(configOption) + ".");
   }
   const AIClient& client = clientNamed(arguments.word(0), isConnecting ? "connect" : "disconnect");

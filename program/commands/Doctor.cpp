@@ -84,7 +84,7 @@ std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) 
   for (const std::filesystem::path& path : {root, own, own / quorvel::lockFileName, own / quorvel::historyFileName}) {
     const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
-    return quorvel::quoted(path.native()) + " cannot be written, because " +
+    return quorvel::inQuotes(path.native()) + " cannot be written, because " +
            quorvel::SystemReason::of(quorvel::lastError()).reason;
   }
   return std::nullopt;
@@ -94,7 +94,7 @@ std::optional<OpenedLibrary> lookAtLibrary(const Arguments& arguments, bool isTo
   try {
     OpenedLibrary opened = openLibraryOf(arguments);
     const quorvel::FolderLibrary& library = *opened.library;
-    const std::string folder = quorvel::quoted(library.root().native());
+    const std::string folder = quorvel::inQuotes(library.root().native());
     const std::string scripts = counted(countOfScripts(library), "script");
     const auto obstacle = obstacleToWriting(library.root());
     if (!obstacle) {
@@ -140,25 +140,25 @@ std::string answer(const std::string& executable, const std::vector<std::string>
 
 void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findings& findings) {
   const std::string starts =
-      quorvel::quoted(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
+      quorvel::inQuotes(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
   if (!fault.empty()) {
-    findings.wrong(starts + quorvel::quoted(*entry.command) + ", which " + fault + ". Run: kelvane connect " +
+    findings.wrong(starts + quorvel::inQuotes(*entry.command) + ", which " + fault + ". Run: kelvane connect " +
                    std::string(entry.client->name));
     return;
   }
   const std::string anew = "or rewrite the entry. Run: kelvane connect " + std::string(entry.client->name);
   if (entry.isSwitchedOff) {
-    findings.wrong(quorvel::quoted(entry.file.native()) + " registers this program but disables it, so " +
+    findings.wrong(quorvel::inQuotes(entry.file.native()) + " registers this program but disables it, so " +
                    std::string(entry.client->title) + " does not start it. Remove \"enabled = false\" there, " + anew);
     return;
   }
   if (readsOtherSettings(entry)) {
-    findings.wrong(starts + "this program with HOME set to " + quorvel::quoted(*entry.home) +
+    findings.wrong(starts + "this program with HOME set to " + quorvel::inQuotes(*entry.home) +
                    ", so it does not read your settings. Remove HOME there, " + anew);
     return;
   }
-  const std::string alias = *entry.command == executable ? "" : ", as " + quorvel::quoted(*entry.command);
+  const std::string alias = *entry.command == executable ? "" : ", as " + quorvel::inQuotes(*entry.command);
   if (!entry.arguments) {
     findings.wrong(starts + "this program" + alias +
                    ", with arguments that are not an array of strings. Run: kelvane " + "connect " +
@@ -193,7 +193,7 @@ void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& e
   for (const ClientEntry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
     const std::string missing = std::string(entry.client->title) + " does not start this program. To register it in " +
-                                quorvel::quoted(entry.file.native()) + ", run: kelvane connect " +
+                                quorvel::inQuotes(entry.file.native()) + ", run: kelvane connect " +
                                 std::string(entry.client->name);
     anyRegistered ? findings.remark(missing) : findings.wrong(missing);
   }

@@ -50,7 +50,7 @@ void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>&
 
 int listVersions(const std::string& typed, const OpenedLibrary& opened) {
   const FoundScript script = findScript(typed, opened);
-  const std::string name = quorvel::quoted(script.identifier);
+  const std::string name = quorvel::inQuotes(script.identifier);
   const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
   if (histories.empty()) {
     say(name + " has no saved versions yet.");

@@ -17,7 +17,7 @@ int run(const Arguments& arguments) {
   const auto lock = opened.library->lock();
   const FoundScript script = findScript(arguments.word(0), opened);
   const std::string text = textOf(version, script, opened);
-  const std::string name = quorvel::quoted(script.identifier);
+  const std::string name = quorvel::inQuotes(script.identifier);
   if (text.size() > quorvel::largestText) {
     throw std::runtime_error("Version " + version.text() + " of " + name +
                              " could not be put back, because it is larger than " + quorvel::largestTextInWords +

@@ -52,7 +52,7 @@ int showAll(const OwnSettings& settings) {
 template <class Value>
 int change(const OwnSettings& settings, std::string_view key, const Value& value) {
   const auto copy = quorvel::FileDefaults(settings.store().file()).set(key, value);
-  if (copy) say("The settings were damaged. Their old text is now in " + quorvel::quoted(copy->native()) + ".");
+  if (copy) say("The settings were damaged. Their old text is now in " + quorvel::inQuotes(copy->native()) + ".");
   print(shown(OwnSettings()));
   return done;
 }
@@ -81,7 +81,7 @@ int run(const Arguments& arguments) {
   if (std::none_of(std::begin(words), std::end(words), isAction)) refuse(action);
   const std::size_t wanted = action == "library" ? 2 : 1;
   if (arguments.words.size() > wanted) {
-    throw UsageError("\"kelvane settings " + action + "\" does not take " + quorvel::quoted(arguments.word(wanted)) +
+    throw UsageError("\"kelvane settings " + action + "\" does not take " + quorvel::inQuotes(arguments.word(wanted)) +
                      ". Run: kelvane settings --help");
   }
   if (action == "library" && arguments.word(1).empty()) {

@@ -12,7 +12,7 @@ namespace quorvel {
 /// A library could not do what it was asked. `what()` is complete sentences for the person or model that asked: what
 /// happened, to which item, and what to do. The reasons are those of SystemReason.h.
 ///
-///     throw failure(quoted(name) + " could not be read", lastError());
+///     throw failure(inQuotes(name) + " could not be read", lastError());
 ///     // "Talk.md" could not be read, because the disk reports an error. Check the disk.
 class LibraryError : public std::runtime_error {
  public:

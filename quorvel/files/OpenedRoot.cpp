@@ -69,9 +69,9 @@ std::string OpenedRoot::whyNotInPlace() const {
   if (const std::error_code error = errorOfLooking())
     return reason(error) + " where the library folder is looked for. Check the disk and try again.";
   std::string why =
-      "the library folder " + quorvel::quoted(path_.native()) + " was moved away or replaced by another meanwhile";
+      "the library folder " + inQuotes(path_.native()) + " was moved away or replaced by another meanwhile";
   if (const auto present = presentPath(folder_, identity_); present && *present != path_)
-    why += " and is now " + quorvel::quoted(present->native());
+    why += " and is now " + inQuotes(present->native());
   return why + ". Look which folder is the right one, put it in its place and try again.";
 }
 

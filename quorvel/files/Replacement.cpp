@@ -48,7 +48,7 @@ class Replacement {
   }
 
  private:
-  std::string happened() const { return quorvel::quoted(file_.shownName) + " could not be written"; }
+  std::string happened() const { return inQuotes(file_.shownName) + " could not be written"; }
   LibraryError failed(const std::error_code& error) const { return failure(happened(), error); }
 
   struct OpenedFile {
@@ -124,13 +124,13 @@ class Replacement {
       case FileSwap::Undone::done:
         return;
       case FileSwap::Undone::savedMeanwhile:
-        throw LibraryError(why + " Another program has opened " + quorvel::quoted(file_.shownName) +
+        throw LibraryError(why + " Another program has opened " + inQuotes(file_.shownName) +
                            " to save it meanwhile, so what it saved, or the new text, is in its place. What was there "
                            "just before" +
                            nextChange);
       case FileSwap::Undone::savedAllTheTime:
         throw LibraryError(
-            why + " Other programs keep " + quorvel::quoted(file_.shownName) +
+            why + " Other programs keep " + inQuotes(file_.shownName) +
             " open to save it, so nobody can tell which text is the last. One is in its place. The other" + nextChange);
       case FileSwap::Undone::notTakenOut:
         throw notTakenOut(undone.error);
@@ -139,7 +139,7 @@ class Replacement {
     }
   }
 
-  std::string inPlace() const { return "The new text of " + quorvel::quoted(file_.shownName) + " is in its place"; }
+  std::string inPlace() const { return "The new text of " + inQuotes(file_.shownName) + " is in its place"; }
 
   static constexpr const char* nextChange =
       " is in a hidden file beside the script, and the next change of the script takes it into the version history.";

@@ -45,15 +45,15 @@ constexpr Row table[] = {
 
 }  // namespace
 
-std::string quoted(std::string_view name) {
+std::string inQuotes(std::string_view name) {
   std::string shown(1, '"');
   for (const char byte : name) byte == '\0' ? shown.append("\xEF\xBF\xBD") : shown.append(1, byte);
   return shown.append(1, '"');
 }
 
 SystemReason SystemReason::of(const std::error_code& error) {
-  const auto row = std::find_if(std::begin(table), std::end(table),
-                                [&](const Row& each) { return each.error == error.value(); });
+  const auto row =
+      std::find_if(std::begin(table), std::end(table), [&](const Row& each) { return each.error == error.value(); });
   if (row != std::end(table)) return {std::string(row->reason), row->advice};
   return {"the system says: " + error.message(), "Check the disk and try again."};
 }

@@ -9,7 +9,7 @@ namespace quorvel {
 
 /// A name, a path or an identifier as sentences show it: in double quotes, as it is. A NUL, which would end the
 /// sentence, becomes U+FFFD. The program also replaces what would steer a terminal (program/Wording.h).
-std::string quoted(std::string_view name);
+std::string inQuotes(std::string_view name);
 
 /// Why the system refused, and what to do about it.
 struct SystemReason {

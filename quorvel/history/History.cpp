@@ -118,19 +118,19 @@ History::History(std::filesystem::path root, Clock clock, std::chrono::milliseco
 std::string History::identifier(const std::filesystem::path& script) const {
   if (auto identifier = below(root_, script)) return *identifier;
   if (auto identifier = below(file_.root(), script)) return *identifier;
-  throw HistoryError(quorvel::quoted(script.native()) + " is not inside the library.");
+  throw HistoryError(inQuotes(script.native()) + " is not inside the library.");
 }
 
 std::optional<ScriptVersion> History::snapshot(std::string_view text, const std::filesystem::path& script,
                                                std::string_view label) {
   const std::string identifier = this->identifier(script);
   if (isInOwnFolder(identifier))
-    throw HistoryError("No version of " + quorvel::quoted(identifier) +
+    throw HistoryError("No version of " + inQuotes(identifier) +
                        " was kept, because it belongs to the folder that the library keeps its history in. Leave that "
                        "folder to the library.");
   if (text.empty()) return std::nullopt;
   if (text.size() > largestText)
-    throw HistoryError(tooLarge("No version of " + quorvel::quoted(identifier) + " was kept", "the text").what());
+    throw HistoryError(tooLarge("No version of " + inQuotes(identifier) + " was kept", "the text").what());
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   const auto root = writing(file_, [&](Connection& connection) {
     const std::int64_t saved = stored(clock_());

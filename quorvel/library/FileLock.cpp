@@ -35,7 +35,7 @@ LibraryError notLocked(const std::error_code& error) {
   const std::string happened = "The library could not be locked for writing";
   if (error != std::errc::not_a_directory && error != std::errc::too_many_symbolic_link_levels)
     return failure(happened, error);
-  return LibraryError(happened + ", because a file or a link has the name " + quorvel::quoted(ownFolderName) +
+  return LibraryError(happened + ", because a file or a link has the name " + inQuotes(ownFolderName) +
                       " in it, which is kept for the library's own folder. Move it away and try again.");
 }
 
@@ -64,7 +64,7 @@ LibraryError moved() {
 std::shared_ptr<const OpenedRoot> openedRoot(const std::filesystem::path& root) try {
   return OpenedRoot::find(root);
 } catch (const std::system_error& error) {
-  throw failure("The library folder " + quorvel::quoted(root.native()) + " could not be opened", error.code());
+  throw failure("The library folder " + inQuotes(root.native()) + " could not be opened", error.code());
 }
 
 Descriptor ownFolder(const OpenedRoot& root) {

@@ -42,13 +42,12 @@ std::string FolderLibrary::fileExtension() const {
 std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const try {
   return OpenedRoot::find(root_);
 } catch (const std::system_error& error) {
-  throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", error.code());
+  throw failure("The library folder " + inQuotes(root_.native()) + " could not be opened", error.code());
 }
 
 void FolderLibrary::requireReadable() const {
   const Descriptor readable(::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!readable)
-    throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", lastError());
+  if (!readable) throw failure("The library folder " + inQuotes(root_.native()) + " could not be read", lastError());
 }
 
 // Items are looked up by their whole paths, which hold the root as it is spelt or with its links resolved.
@@ -64,13 +63,12 @@ ListingScope FolderLibrary::scope(const OpenedRoot& root, PathBeneath folder) co
 std::size_t FolderLibrary::countOfUnlistableNames() const {
   const auto root = openRoot();
   const auto count = quorvel::countOfUnlistableNames(options_.calls, scope(*root, PathBeneath()));
-  if (!count)
-    throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", count.error());
+  if (!count) throw failure("The library folder " + inQuotes(root_.native()) + " could not be read", count.error());
   return *count;
 }
 
 std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& folder) const {
-  const std::string happened = "The folder " + quorvel::quoted(folder.native()) + " could not be read";
+  const std::string happened = "The folder " + inQuotes(folder.native()) + " could not be read";
   PathBeneath path = pathBeneath(identifier(folder), happened);
   const auto root = openRoot();
   auto items = listing(options_.calls, scope(*root, std::move(path)));
@@ -87,7 +85,7 @@ std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
 }
 
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
-  const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
+  const std::string happened = inQuotes(script.identifier) + " could not be read";
   const PathBeneath path = pathBeneath(script.identifier, happened);
   const auto root = openRoot();
   const auto file = openBeneath(options_.calls, root->folder().get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
@@ -108,7 +106,7 @@ std::string FolderLibrary::identifier(const std::filesystem::path& file) const {
   const std::string path = filesystem::standardized(file);
   if (auto found = relative(path, root_.native())) return std::move(*found);
   if (auto found = relative(path, filesystem::resolvingSymbolicLinks(root_))) return std::move(*found);
-  throw LibraryError(quorvel::quoted(file.native()) + " is not inside the library.");
+  throw LibraryError(inQuotes(file.native()) + " is not inside the library.");
 }
 
 }  // namespace quorvel

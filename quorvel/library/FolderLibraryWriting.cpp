@@ -58,7 +58,7 @@ LibraryError notRenamed(const RenameResult& result, const ScriptItem& renamed, c
                         "one. Rename it in another program.");
   if (result.names == NamesLeft::onlyOld) return failure(happened, result.error);
   const std::string why = happened + ", because " + reason(result.error);
-  const std::string name = quorvel::quoted(renamed.identifier);
+  const std::string name = inQuotes(renamed.identifier);
   if (result.names == NamesLeft::unknown)
     return LibraryError(why + ". The disk does not tell which name it has now: the old one, " + name +
                         " or both, and perhaps a hidden one. Check the disk, then list the library again.");
@@ -72,11 +72,11 @@ std::string requiredName(std::string_view asked, Kind kind) {
   std::string name = cleanedName(asked, kind);
   if (!name.empty()) return name;
   if (isTooLongToCut(asked, kind))
-    throw LibraryError(quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
+    throw LibraryError(inQuotes(asked) + " cannot be the name of a " + std::string(word(kind)) +
                        ", because its first character alone, with its marks, is longer than a name may be. Give another"
                        " name.");
   throw LibraryError(
-      quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
+      inQuotes(asked) + " cannot be the name of a " + std::string(word(kind)) +
       ", because nothing is left without dots at its start and white space at its ends. Give another name.");
 }
 
@@ -190,7 +190,7 @@ void FolderLibrary::sweepBeforeRenaming(const EntryToChange& script, const std::
 // 6. the new file's bytes, before it gets the script's name: otherwise the name could lead to an empty file;
 // 7. the script's folder: otherwise the old text could be back after the new one was acknowledged.
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
-  const std::string happened = quorvel::quoted(script.identifier) + " could not be written";
+  const std::string happened = inQuotes(script.identifier) + " could not be written";
   if (text.size() > largestText) throw tooLarge(happened, "the new text");
   const PathBeneath path = pathBeneath(script.identifier, happened);
   const auto root = openRootToChange(happened);
@@ -206,7 +206,7 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
                           isInPlace};
   replaceFile(options_.calls, file, text,
               [&](std::string_view replaced) { keepUnlessHeld(replaced, path.string(), savedMeanwhile); });
-  requireStillInPlace(*root, "The new text of " + quorvel::quoted(script.identifier) + " was written");
+  requireStillInPlace(*root, "The new text of " + inQuotes(script.identifier) + " was written");
 }
 
 ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std::string>& folder) {
@@ -219,7 +219,7 @@ ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optiona
 
 ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind) {
   const std::string name = requiredName(asked, kind);
-  const std::string happened = "The " + std::string(word(kind)) + " " + quorvel::quoted(name) + " could not be made";
+  const std::string happened = "The " + std::string(word(kind)) + " " + inQuotes(name) + " could not be made";
   const PathBeneath path = pathBeneath(folder.value_or(std::string()), happened);
   const auto root = openRootToChange(happened);
   const FolderToChange target = folderToChange(options_.calls, root->folder(), path, happened);
@@ -236,7 +236,7 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     const bool beginsAnew = kind == Kind::script && history_->beginAnew(identifier);
     const std::error_code error = makeEntry(target, file, kind);
     if (!error) {
-      const std::string done = "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made";
+      const std::string done = "The " + std::string(word(kind)) + " " + inQuotes(identifier) + " was made";
       flush(options_.calls, target, done);
       requireStillInPlace(*root, done);
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
@@ -256,7 +256,7 @@ bool FolderLibrary::fitsWith(std::size_t moreBytes, const PathBeneath& folder) c
 }
 
 ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked) {
-  const std::string happened = quorvel::quoted(item.identifier) + " could not be renamed";
+  const std::string happened = inQuotes(item.identifier) + " could not be renamed";
   const PathBeneath path = pathBeneath(item.identifier, happened);
   const auto root = openRootToChange(happened);
   const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
@@ -295,8 +295,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
         (isScript ? renameFile : renameFolder)(options_.calls, target.in.folder.get(), target.name, file);
     const bool isHiddenLeft = renaming.names == NamesLeft::newAndHidden;
     if (renaming.names == NamesLeft::onlyNew || isHiddenLeft) {
-      const std::string done = quorvel::quoted(item.identifier) + " was renamed to " +
-                               quorvel::quoted(result.identifier) +
+      const std::string done = inQuotes(item.identifier) + " was renamed to " + inQuotes(result.identifier) +
                                (isHiddenLeft ? ", with a hidden file left beside it" : "");
       flush(options_.calls, target.in, done);
       pending.done();
@@ -312,7 +311,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
 }
 
 ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view text) {
-  const std::string happened = quorvel::quoted(identifier) + " could not be put back";
+  const std::string happened = inQuotes(identifier) + " could not be put back";
   if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is not a script.");
   if (identifier.size() > longestIdentifier())
     throw failure(happened, std::make_error_code(std::errc::filename_too_long));
@@ -326,14 +325,14 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
     if (folder.status(happened)) continue;
     const std::error_code error = makeEntry(folder.in, folder.name, Kind::folder);
     if (error && error != std::errc::file_exists) throw failure(happened, error);
-    flush(options_.calls, folder.in, "The folder " + quorvel::quoted(parent.string()) + " was made");
+    flush(options_.calls, folder.in, "The folder " + inQuotes(parent.string()) + " was made");
   }
   const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
   if (const std::error_code error = makeEntry(target.in, target.name, Kind::script)) {
     if (error != std::errc::file_exists) throw failure(happened, error);
     throw LibraryError(happened + ", because something with that name is there.");
   }
-  const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";
+  const std::string done = "The script " + inQuotes(identifier) + " was made, still empty";
   flush(options_.calls, target.in, done);
   requireStillInPlace(*root, done);
   const std::size_t nameSize = target.name.size() - scriptSuffix.size();

@@ -73,8 +73,8 @@ std::size_t identifierSize(const PathBeneath& folder, std::string_view name) {
 }
 
 LibraryError incomplete(const PathBeneath& folder, const std::error_code& error) {
-  return failure(
-      "The library could not be listed: the folder " + quorvel::quoted(folder.string()) + " could not be read", error);
+  return failure("The library could not be listed: the folder " + inQuotes(folder.string()) + " could not be read",
+                 error);
 }
 
 class Walk {

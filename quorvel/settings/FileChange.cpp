@@ -69,9 +69,9 @@ class Change {
     }
     if (!isInPlace_) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) == 0) return Outcome::done;
-    throw FileError(because(
-        "The new text of " + quorvel::quoted(shown_.native()) + " is in its place, but a power failure may undo that",
-        lastError()));
+    throw FileError(
+        because("The new text of " + inQuotes(shown_.native()) + " is in its place, but a power failure may undo that",
+                lastError()));
   }
 
   void tryMaking(const FileEdit& edit, const FileCopies& copies) {
@@ -89,7 +89,7 @@ class Change {
   bool isToBeEdited(const FileEdit& edit) {
     old_ = openFile(folder_.get(), name_, shown_);
     if (old_ && !waitForWriters(old_.get(), patienceWithWriters)) {
-      throw FileError(quorvel::quoted(shown_.native()) +
+      throw FileError(inQuotes(shown_.native()) +
                       " was not changed, because another program has it open for writing. Close it there and try "
                       "again.");
     }
@@ -107,7 +107,7 @@ class Change {
     // A user whom the system does not know in here is refused as an invalid one.
     const bool isRefused =
         copied.error == std::errc::operation_not_permitted || copied.error == std::errc::invalid_argument;
-    const std::string happened = quorvel::quoted(shown_.native()) + " could not be written, because ";
+    const std::string happened = inQuotes(shown_.native()) + " could not be written, because ";
     if (copied.missing == FileAttribute::owner && isRefused)
       throw FileError(happened + "it belongs to another user and would become yours. Run this as its owner.");
     if (copied.missing == FileAttribute::group && isRefused)
@@ -148,8 +148,8 @@ class Change {
     isInPlace_ = undone.how == Undone::notTakenOut || undone.how == Undone::unclear;  // or may be
     if (undone.how == Undone::done) return;
     if (undone.how == Undone::savedMeanwhile) return fresh_->remove();
-    const std::string file = quorvel::quoted(shown_.native());
-    const std::string hidden = quorvel::quoted((folderPath_ / fresh_->name()).native());
+    const std::string file = inQuotes(shown_.native());
+    const std::string hidden = inQuotes((folderPath_ / fresh_->name()).native());
     if (undone.how == Undone::savedAllTheTime) {
       throw FileError("Another program wrote " + file + " at the same moment. What it wrote is now in " + hidden +
                       ". Put it back from there.");
@@ -194,7 +194,7 @@ bool changeFile(FileCopies& copies, const FileEdit& edit) {
     const Change::Outcome outcome = Change(copies.file(), copies.calls()).make(edit, copies);
     if (outcome != Change::Outcome::startOver) return outcome == Change::Outcome::done;
   }
-  throw FileError(quorvel::quoted(copies.file().native()) +
+  throw FileError(inQuotes(copies.file().native()) +
                   " was not changed, because another program keeps writing it. Close that program and try again.");
 }
 

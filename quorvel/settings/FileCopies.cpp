@@ -107,7 +107,7 @@ FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
     }
     name = firstName_ + "-" + std::to_string(number);
   }
-  throw FileError("There are too many copies like " + quorvel::quoted(pathOf(firstName_).native()) +
+  throw FileError("There are too many copies like " + inQuotes(pathOf(firstName_).native()) +
                   ". Move those that you no longer need away and try again.");
 }
 

@@ -55,7 +55,7 @@ void FileDefaults::read() {
     if (!text || text->empty()) return;
     settings_ = settingsIn(*text);
     if (!settings_) {
-      problem_ = "The settings in " + quorvel::quoted(file_.native()) +
+      problem_ = "The settings in " + inQuotes(file_.native()) +
                  " are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it.";
     }
   } catch (const FileError& error) {
@@ -92,7 +92,7 @@ std::optional<std::string> FileDefaults::textForKey(std::string_view key) const 
 
 std::optional<std::filesystem::path> FileDefaults::set(std::string_view key, std::string_view text) {
   if (!unicode::isValidUTF8(text)) {
-    throw FileError(quorvel::quoted(text) + " cannot be set, because it is not UTF-8. Choose another name.");
+    throw FileError(inQuotes(text) + " cannot be set, because it is not UTF-8. Choose another name.");
   }
   return write(key, kelvane::quotedJSON(text));
 }

@@ -24,10 +24,10 @@ std::optional<std::filesystem::path> obstacleAbove(const std::filesystem::path& 
 
 FileError fileError(const std::filesystem::path& file, std::string_view what, const std::error_code& error,
                     const std::filesystem::path& target) {
-  const std::string happened = quorvel::quoted(file.native()) + " could not be " + std::string(what);
+  const std::string happened = inQuotes(file.native()) + " could not be " + std::string(what);
   if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
     if (const auto obstacle = obstacleAbove(target)) {
-      return FileError(happened + ", because " + quorvel::quoted(obstacle->native()) +
+      return FileError(happened + ", because " + inQuotes(obstacle->native()) +
                        " is not a folder. Move it away and try again.");
     }
     return FileError(happened + ", because its folder does not exist. Create the folder and try again.");

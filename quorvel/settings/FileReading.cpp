@@ -44,7 +44,7 @@ Descriptor openFile(int folder, const std::string& name, const std::filesystem::
   struct stat status;
   if (::fstat(file->get(), &status) != 0) throw fileError(shown, "read", lastError());
   if (!S_ISREG(status.st_mode))
-    throw FileError(quorvel::quoted(shown.native()) + " is not a file. Move it away and try again.");
+    throw FileError(inQuotes(shown.native()) + " is not a file. Move it away and try again.");
   return *std::move(file);
 }
 
@@ -52,8 +52,8 @@ std::string textOf(const Descriptor& file, const std::filesystem::path& shown) {
   if (::lseek(file.get(), 0, SEEK_SET) != 0) throw fileError(shown, "read", lastError());
   auto text = readToEnd(file.get());
   if (!text && text.error() == std::errc::file_too_large)
-    throw FileError(quorvel::quoted(shown.native()) + " could not be read, because it is larger than " +
-                    largestTextInWords + ". Check that it is the right file, and make it smaller if it is.");
+    throw FileError(inQuotes(shown.native()) + " could not be read, because it is larger than " + largestTextInWords +
+                    ". Check that it is the right file, and make it smaller if it is.");
   if (!text) throw fileError(shown, "read", text.error());
   return *std::move(text);
 }

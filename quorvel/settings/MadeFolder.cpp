@@ -32,7 +32,7 @@ std::vector<Folder> missingFolders(const Folder& folder) {
 }
 
 std::string happened(const Folder& folder) {
-  return "The folder " + quorvel::quoted(folder.native()) + " could not be made";
+  return "The folder " + inQuotes(folder.native()) + " could not be made";
 }
 
 FileError notMade(const Folder& folder, const std::error_code& error) {
@@ -41,8 +41,8 @@ FileError notMade(const Folder& folder, const std::error_code& error) {
 
 /// Something that is not a folder has the name of the folder or of one above it.
 FileError taken(const Folder& folder, const Folder& name) {
-  const std::string what = name == folder ? "something that is not a folder has its name"
-                                          : quorvel::quoted(name.native()) + " is not a folder";
+  const std::string what =
+      name == folder ? "something that is not a folder has its name" : inQuotes(name.native()) + " is not a folder";
   return FileError(happened(folder) + ", because " + what + ". Move it away and try again.");
 }
 

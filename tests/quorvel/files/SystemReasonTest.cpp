@@ -57,7 +57,7 @@ TEST(SystemReason, aNameIsQuotedAsItIsExceptForNUL) {
       {R"(a "b" \c)", R"("a "b" \c")"},    {"a\nb\xFF", "\"a\nb\xFF\""},
       {"a\0b"sv, "\"a\xEF\xBF\xBD\x62\""},
   };
-  for (const auto& row : rows) EXPECT_EQ(quorvel::quoted(row.name), row.quoted);
+  for (const auto& row : rows) EXPECT_EQ(inQuotes(row.name), row.quoted);
 }
 
 }  // namespace

@@ -107,12 +107,12 @@ TEST_F(Creating, aNameWhoseFirstCharacterIsTooLongIsRefused) {
   for (const std::string& asked : {character, ". " + character + ".md"}) {
     EXPECT_EQ(
         sentenceOf([&] { library.create(asked, std::nullopt); }),
-        quorvel::quoted(asked) +
+        inQuotes(asked) +
             " cannot be the name of a script, because its first character alone, with its marks, is longer than a "
             "name may be. Give another name.");
   }
   EXPECT_EQ(sentenceOf([&] { library.createFolder(character, std::nullopt); }),
-            quorvel::quoted(character) +
+            inQuotes(character) +
                 " cannot be the name of a folder, because its first character alone, with its marks, is longer than a "
                 "name may be. Give another name.");
   EXPECT_THAT(names(), ElementsAre());

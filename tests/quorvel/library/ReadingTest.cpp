@@ -71,7 +71,7 @@ TEST_P(UnreadableScript, isAFailureAndNeverAnEmptyText) {
     return sentenceOf([&] { library.read(script(GetParam().identifier)); });
   });
   std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
-  EXPECT_EQ(sentence, quorvel::quoted(GetParam().identifier) + " could not be read, because " + GetParam().sentence)
+  EXPECT_EQ(sentence, inQuotes(GetParam().identifier) + " could not be read, because " + GetParam().sentence)
       << GetParam().description;
 }
 

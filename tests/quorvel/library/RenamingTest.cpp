@@ -148,9 +148,8 @@ TEST_P(Renaming, toANameThatMakesThePathTooLongIsRefused) {
   history->snapshot("words", root / talk.identifier, "kept");
   const std::string why =
       " could not be renamed, because its path is too long for the system. Use shorter names or fewer nested folders.";
-  EXPECT_EQ(sentenceOf([&] { library.rename(talk, std::string(60, 'x')); }), quorvel::quoted(talk.identifier) + why);
-  EXPECT_EQ(sentenceOf([&] { library.rename(scenes, std::string(60, 'x')); }),
-            quorvel::quoted(scenes.identifier) + why);
+  EXPECT_EQ(sentenceOf([&] { library.rename(talk, std::string(60, 'x')); }), inQuotes(talk.identifier) + why);
+  EXPECT_EQ(sentenceOf([&] { library.rename(scenes, std::string(60, 'x')); }), inQuotes(scenes.identifier) + why);
   EXPECT_THAT(names(*parent), ElementsAre("Scenes", "Talk.md"));
   EXPECT_EQ(story(talk.identifier), "kept: words\n");
 }

@@ -201,8 +201,8 @@ TEST_F(SwappedRoot, aCallThatSeesItsFolderComeBackIsDoneInIt) {
 TEST_F(SwappedRoot, isReportedWithWhereTheFolderIsNow) {
   calls.interrupt("exchange", [&] { swap(); });
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
-            "\"Talk.md\" could not be written, because the library folder " + quorvel::quoted(root.native()) +
-                " was moved away or replaced by another meanwhile and is now " + quorvel::quoted(away.native()) +
+            "\"Talk.md\" could not be written, because the library folder " + inQuotes(root.native()) +
+                " was moved away or replaced by another meanwhile and is now " + inQuotes(away.native()) +
                 ". Look which folder is the right one, put it in its place and try again.");
   swapBack();
   EXPECT_EQ(bytesOf("Talk.md"), "old");
@@ -223,9 +223,8 @@ TEST_F(SwappedRoot, afterTheLastStepThatCanBeUndoneIsReportedWithWhatIsWhere) {
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
             "The new text of \"Talk.md\" was written, but in a folder that is not the library any more, because the "
             "library folder " +
-                quorvel::quoted(root.native()) + " was moved away or replaced by another meanwhile and is now " +
-                quorvel::quoted(away.native()) +
-                ". Look which folder is the right one, put it in its place and try again.");
+                inQuotes(root.native()) + " was moved away or replaced by another meanwhile and is now " +
+                inQuotes(away.native()) + ". Look which folder is the right one, put it in its place and try again.");
   swapBack();
   EXPECT_EQ(bytesOf("Talk.md"), "new");
 }

@@ -33,7 +33,7 @@ TEST(FileChangeOnADyingDisk, isToldAsItIsAndLosesNoText) {
     });
   };
   const auto check = [&](const std::string& said, const std::string& old, int error) {
-    const std::string quotedFile = quorvel::quoted(file.native());
+    const std::string quotedFile = inQuotes(file.native());
     const bool isSaidToStand = said == noFailure || said.starts_with("The new text of ");
     const bool isSaidToBeOpen =
         said.starts_with("It is not certain that the right text is in " + quotedFile + ", because ");
