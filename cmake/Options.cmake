@@ -35,8 +35,9 @@ if(KELVANE_SANITIZERS)
   target_link_options(kelvane_options INTERFACE ${sanitizers})
 endif()
 
-# The headers of the C++ library take longer to compile than most of our sources, so they are compiled once for all. Each
-# source still includes what it uses: the presets portable and tidy compile without this, and so find one that does not.
+# The headers of the C++ library take longer to compile than most of our sources, so they are compiled once for all.
+# Each source still includes what it uses: the presets portable and tidy compile without this, and find one that does
+# not.
 file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/StandardHeaders.cpp CONTENT "")
 add_library(kelvane_standard_headers OBJECT EXCLUDE_FROM_ALL ${PROJECT_BINARY_DIR}/StandardHeaders.cpp)
 target_link_libraries(kelvane_standard_headers PRIVATE kelvane_options)
