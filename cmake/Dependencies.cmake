@@ -4,6 +4,21 @@ pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
 # Of toml++ only the headers: a library to load would cost every start, and only two commands read TOML.
 find_path(TOMLPLUSPLUS_HEADERS toml++/toml.h REQUIRED)
+# program/configuration/TOMLParser.h relies on the private macros of this version, and refuses any other.
+set(tomlplusplus_version 3.3.0)
+set(version_file ${TOMLPLUSPLUS_HEADERS}/toml++/impl/version.h)
+set(found_version "unknown")
+if(EXISTS ${version_file})
+  file(STRINGS ${version_file} lines REGEX "define TOML_LIB_(MAJOR|MINOR|PATCH) +[0-9]+")
+  list(TRANSFORM lines REPLACE ".* " "")
+  list(JOIN lines "." found_version)
+endif()
+if(NOT found_version STREQUAL tomlplusplus_version)
+  message(FATAL_ERROR
+    "Kelvane needs toml++ ${tomlplusplus_version}, but the headers in ${TOMLPLUSPLUS_HEADERS} are of version "
+    "${found_version}. Install ${tomlplusplus_version}, Debian's libtomlplusplus-dev, or pass "
+    "-DTOMLPLUSPLUS_HEADERS=DIR with the folder that holds its toml++/toml.h.")
+endif()
 find_path(DTL_HEADERS dtl/dtl.hpp REQUIRED)
 find_package(Threads REQUIRED)
 if(KELVANE_TESTS)

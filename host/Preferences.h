@@ -16,7 +16,7 @@ namespace kelvane {
 class Preferences {
  public:
   /// The domain in which the application keeps its settings.
-  static constexpr std::string_view bundleID = "org.quorvel.Quorvel";
+  static constexpr std::string_view bundleID = UserDefaults::applicationDomain;
 
   /// The keys of the two switches in that domain, for programs that write them.
   static constexpr std::string_view enabledKey = "mcpEnabled";

@@ -23,6 +23,9 @@ namespace kelvane {
 ///     std::shared_ptr<const UserDefaults> UserDefaults::standard() { return std::make_shared<RegistryDefaults>(); }
 class UserDefaults {
  public:
+  /// The domain of the application whose scripts are served.
+  static constexpr std::string_view applicationDomain = "org.quorvel.Quorvel";
+
   UserDefaults() = default;
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;

@@ -7,7 +7,7 @@
 
 #include "platform/HomeFolder.h"
 #include "program/OpenedLibrary.h"
-#include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/settings/FileReading.h"
 
 namespace kelvane {
@@ -23,7 +23,7 @@ ClientEntry entryIn(std::filesystem::path file, const AIClient& client, const st
     entry.home = client.home(text);
     entry.isSwitchedOff = client.isSwitchedOff(text);
   } catch (const ConfigRefused& error) {
-    entry.problem = inQuotes(entry.file.native()) + ": " + error.what();
+    entry.problem = quorvel::inQuotes(entry.file.native()) + ": " + error.what();
     entry.isInLines = client.names(executable, text);
     if (entry.isInLines) entry.problem += " It contains an entry for this program.";
   } catch (const std::exception& error) {

@@ -21,7 +21,8 @@ struct ClientEntry {
   bool isInLines = false;    ///< In that case, whether its lines still register this program.
 };
 
-/// Our entries in the files of all known clients, one per file. `executable` is this program.
+/// Our entries in the files of all known clients, one per file. `executable` is this program. Reads each file; one that
+/// cannot be read, or is not of its format, has a `problem`.
 std::vector<ClientEntry> entriesOfAllClients(const std::string& executable);
 
 /// Whether the settings apply to any client, now or once it is connected. They do not apply to one that starts us with

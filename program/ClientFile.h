@@ -10,11 +10,11 @@
 namespace kelvane {
 
 /// An AI client's configuration file, with copies of its text from before each of our changes: FILE.before-kelvane,
-/// then FILE.before-kelvane-2 and so on.
+/// then FILE.before-kelvane-2 and so on. Touches no file yet.
 quorvel::FileCopies clientFile(const std::filesystem::path& file);
 
-/// What to say about the files that interrupted changes left beside this one, in complete sentences: one on those that
-/// can be deleted, and one on each that holds a text that is nowhere else.
+/// What to say about the hidden files that interrupted changes left beside a file, in complete sentences: one on all
+/// that can be deleted, and one on each that holds a text that is nowhere else. Each says what to do.
 struct LeftoverSentences {
   std::string onThoseToDelete;  ///< Empty if there are none.
   std::vector<std::string> onTextsThatAreNowhereElse;

@@ -6,7 +6,7 @@
 
 #include "program/Nearest.h"
 #include "program/Process.h"
-#include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -27,7 +27,7 @@ bool isOption(std::string_view argument) {
 }
 
 [[noreturn]] void refuseOption(std::string_view argument, const Names& names, const std::string& program) {
-  refuse(inQuotes(program) + " has no option " + inQuotes(argument) + ".",
+  refuse(quorvel::inQuotes(program) + " has no option " + quorvel::inQuotes(argument) + ".",
          suggestion(argument.substr(0, argument.find('=')), names), program);
 }
 
@@ -61,7 +61,7 @@ class Reading {
 
   void takeWord(std::string word) {
     if (arguments_.words.size() == command_.mostWords) {
-      refuse(inQuotes(program_) + " does not take " + inQuotes(word) + ".", "", program_);
+      refuse(quorvel::inQuotes(program_) + " does not take " + quorvel::inQuotes(word) + ".", "", program_);
     }
     arguments_.words.push_back(std::move(word));
   }
@@ -74,7 +74,7 @@ class Reading {
     if (option == command_.options.end()) refuseOption(argument, optionNames(), program_);
     if (option->value.empty()) {
       if (equals == std::string::npos) return arguments_.set(*option, "");
-      throw UsageError(name + " takes no value. Leave out " + inQuotes(argument.substr(equals)) + ".");
+      throw UsageError(name + " takes no value. Leave out " + quorvel::inQuotes(argument.substr(equals)) + ".");
     }
     std::string value;
     if (equals != std::string::npos) {
@@ -109,7 +109,7 @@ const Command& commandNamed(std::string_view name, Commands commands) {
     if (command->name == name) return *command;
     names.emplace_back(command->name);
   }
-  refuse("There is no command " + inQuotes(name) + ".", suggestion(name, names), "kelvane");
+  refuse("There is no command " + quorvel::inQuotes(name) + ".", suggestion(name, names), "kelvane");
 }
 
 }  // namespace

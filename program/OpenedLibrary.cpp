@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/FileSystem.h"
-#include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 void requireFolder(const std::filesystem::path& folder, std::string_view howToGiveIt) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(folder, error);
-  const std::string name = inQuotes(folder.native());
+  const std::string name = quorvel::inQuotes(folder.native());
   const std::string how = ": " + std::string(howToGiveIt) + '.';
   if (status.type() == std::filesystem::file_type::not_found) {
     throw std::runtime_error("There is no folder " + name + ". Give an existing one" + how);

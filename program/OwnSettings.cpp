@@ -2,12 +2,12 @@
 
 #include <stdexcept>
 
-#include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
 
-constexpr const char* noHome = "There is no home folder to keep the settings in. Set HOME to one.";
+constexpr const char* noHome = "There is no home folder to store the settings in. Set HOME to one.";
 
 }  // namespace
 
@@ -42,7 +42,7 @@ std::filesystem::path OwnSettings::libraryFolder() const {
   }
   // A relative one would be another folder wherever a client starts the server, and a NUL ends what the system reads.
   if (folder->is_absolute() && folder->native().find('\0') == std::string::npos) return *folder;
-  throw std::runtime_error("The settings name the library " + inQuotes(folder->native()) +
+  throw std::runtime_error("The settings name the library " + quorvel::inQuotes(folder->native()) +
                            ", which is not an absolute path. Run: kelvane settings library DIR");
 }
 

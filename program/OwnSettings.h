@@ -11,8 +11,14 @@
 
 namespace kelvane {
 
-/// The settings of this program when this value was made: the two switches of `Preferences`, and the folder of scripts.
-/// Damaged settings, and those of a person without a home folder, count as empty.
+/// The settings of this program: the two switches of `Preferences`, and the folder of scripts.
+///
+///     const OwnSettings settings;
+///     if (settings.preferences().isEnabled()) serve(settings.libraryFolder());
+///
+/// The file is read once, by the constructor, so all values are of one moment; a later change is not seen. Damaged
+/// settings, and those of a person without a home folder, count as empty. Operations do not touch the disk, and may be
+/// called from several threads at once.
 class OwnSettings {
  public:
   static constexpr std::string_view libraryFolderKey = "libraryFolder";
@@ -20,14 +26,17 @@ class OwnSettings {
   /// What to say if the first switch is off.
   static constexpr const char* serverIsOff = "The server is switched off. Run: kelvane settings enable";
 
+  /// Reads the settings. Throws only std::bad_alloc: `problem` says what is wrong with the file.
   OwnSettings();
 
+  /// The two switches. Both are off if the settings are damaged or missing.
   Preferences preferences() const { return Preferences(store_.get()); }
 
-  /// The file that keeps them. Throws an error with complete sentences if there is no home folder.
+  /// The file that stores them, to be changed through its `set`. Lives as long as this object. Throws an error with
+  /// complete sentences if there is no home folder.
   const quorvel::FileDefaults& store() const;
 
-  /// What is wrong with the file that keeps them, as complete sentences; empty if nothing is.
+  /// What is wrong with the file that stores them, as complete sentences; empty if nothing is.
   std::optional<std::string> problem() const;
 
   /// The folder of scripts, which need not exist; empty if none is set.

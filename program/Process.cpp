@@ -12,6 +12,7 @@
 
 #include "platform/StandardIO.h"
 #include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -44,7 +45,8 @@ std::filesystem::path ownExecutable() {
   std::error_code error;
   std::filesystem::path file = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) {
-    throw std::runtime_error("This program cannot find its own file, because " + error.message() + '.');
+    throw std::runtime_error(quorvel::because("/proc/self/exe, which names this program's own file, could not be read",
+                                              error, "Mount /proc and try again."));
   }
   if (std::filesystem::exists(file, error)) return file;
   throw std::runtime_error("This program was moved or replaced after it started. Run the command again.");
@@ -52,6 +54,10 @@ std::filesystem::path ownExecutable() {
 
 void print(std::string_view text) {
   writeAll(STDOUT_FILENO, text);
+}
+
+void say(std::string_view sentences) {
+  print(onOneLine(sentences) + '\n');
 }
 
 void complain(std::string_view sentences) noexcept {

@@ -6,7 +6,7 @@
 
 namespace kelvane {
 
-/// How the program ends.
+/// The exit status: the program did what was asked, failed, or did not understand the arguments.
 enum ExitStatus : int { done = 0, failed = 1, wrongUsage = 2 };
 
 /// What was typed does not fit the program: `what()` is complete sentences that say what to type instead.
@@ -26,11 +26,14 @@ void prepareProcess();
 /// if it is unknown, or the file no longer exists.
 std::filesystem::path ownExecutable();
 
-/// Writes to standard output. Throws std::system_error if that fails.
+/// Writes to standard output, byte for byte. Throws std::system_error if that fails.
 void print(std::string_view text);
 
-/// Writes sentences and a line feed to standard error, and ignores failures. The names and paths in them are other
-/// people's, so the sentences are shown on one line (program/Wording.h).
+/// Writes sentences and a line feed to standard output. The names and paths in them are other people's, so the
+/// sentences are shown on one line (program/Wording.h). Throws std::system_error if that fails.
+void say(std::string_view sentences);
+
+/// Does the same to standard error, and ignores failures.
 void complain(std::string_view sentences) noexcept;
 
 /// Writes lines to standard error as they are, and ignores failures.

@@ -15,6 +15,7 @@
 #include "program/Process.h"
 #include "program/Wording.h"
 #include "program/configuration/LineDiff.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/MadeFolder.h"
@@ -56,7 +57,7 @@ class Registration {
       }
       return true;
     } catch (const ConfigRefused& reason) {
-      complain(inQuotes(file.native()) + ": " + reason.what());
+      complain(quorvel::inQuotes(file.native()) + ": " + reason.what());
     } catch (const quorvel::FileError& error) {
       complain(error.what());
     }
@@ -87,7 +88,8 @@ class Registration {
       quorvel::tryChangingFile(clientFile(file), editing);
     }
     if (edit.text == before) return sayUnchanged(file);
-    print(inQuotes(file.native()) + " would change like this:\n" + escaped(lineDiff(before, edit.text)));
+    say(quorvel::inQuotes(file.native()) + " would change like this:");
+    print(escaped(lineDiff(before, edit.text)));
     sayDropped(edit);
   }
 
@@ -109,25 +111,24 @@ class Registration {
   }
 
   void sayChanged(const File& file, const quorvel::FileCopies& copies, const ConfigEdit& edit) const {
-    std::string text(client_.title);
-    text.append(isConnecting_ ? " now starts this program. It is registered in "
-                              : " no longer starts this program. It is removed from ");
-    text.append(inQuotes(file.native())).append(".\n");
-    if (copies.last()) text.append("The old text is in ").append(inQuotes(copies.last()->native())).append(".\n");
-    print(text);
+    say(std::string(client_.title) +
+        (isConnecting_ ? " now starts this program. It is registered in "
+                       : " no longer starts this program. It is removed from ") +
+        quorvel::inQuotes(file.native()) + ".");
+    if (copies.last()) say("The old text is in " + quorvel::inQuotes(copies.last()->native()) + ".");
     sayDropped(edit);
   }
 
   static void sayLeftovers(const quorvel::FileCopies& copies) {
     const LeftoverSentences sentences = sentencesOn(quorvel::leftoversOf(copies), copies.file());
-    if (!sentences.onThoseToDelete.empty()) print(sentences.onThoseToDelete + "\n");
-    for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) print(sentence + "\n");
+    if (!sentences.onThoseToDelete.empty()) say(sentences.onThoseToDelete);
+    for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) say(sentence);
   }
 
   void sayUnchanged(const File& file) const {
-    print(inQuotes(file.native()) +
-          (isConnecting_ ? " already registers this program" : " does not register this program") +
-          ". No change is needed.\n");
+    say(quorvel::inQuotes(file.native()) +
+        (isConnecting_ ? " already registers this program" : " does not register this program") +
+        ". No change is needed.");
   }
 
   static void sayDropped(const ConfigEdit& edit) {
@@ -150,7 +151,7 @@ bool changeRegistration(bool isConnecting, const Arguments& arguments) {
   const File named = arguments.value(configOption);
   if (std::error_code error;
       !named.empty() && std::filesystem::exists(named, error) && !std::filesystem::is_regular_file(named, error)) {
-    throw std::runtime_error(inQuotes(named.native()) +
+    throw std::runtime_error(quorvel::inQuotes(named.native()) +
                              " is not a file. Give the client's configuration file: " + usageOf(configOption) + ".");
   }
   const AIClient& client = clientNamed(arguments.word(0), isConnecting ? "connect" : "disconnect");

@@ -11,8 +11,14 @@ inline constexpr Option dryRunOption = {"--dry-run",
 inline constexpr Option registrationOptions[] = {configOption, dryRunOption};
 
 /// Registers this program with the AI client that the first word names, or removes it there, in each of the client's
-/// files. Prints what changed, and what to do where a file could not be changed; false if there is such a file.
-/// Throws UsageError for an unknown client, and an error with complete sentences if no file can be looked for.
+/// files. With --dry-run it only shows what would change.
+///
+/// Prints what changed in each file. If a file cannot be changed, it stays as it is, and this prints why and the lines
+/// to paste, goes on with the next file, and returns false. A file is changed as quorvel/settings/FileChange.h
+/// promises: as a whole or not at all, with its old text in a copy.
+///
+/// Throws UsageError for an unknown client, and an error with complete sentences if no file can be looked for; nothing
+/// is changed then.
 bool changeRegistration(bool isConnecting, const Arguments& arguments);
 
 }  // namespace kelvane

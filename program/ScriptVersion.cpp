@@ -6,7 +6,7 @@
 
 #include "platform/FileSystem.h"
 #include "program/Process.h"
-#include "program/Wording.h"
+#include "quorvel/files/SystemReason.h"
 #include "scripttools/Resolution.h"
 
 namespace kelvane {
@@ -55,12 +55,13 @@ quorvel::VersionNumber versionIn(const Arguments& arguments) {
   if (arguments.word(0).empty()) throw UsageError("Say which script and which version, such as \"Talks/Opening\" 3.");
   if (version.empty()) throw UsageError("Say which version. To list them, run: kelvane history SCRIPT");
   if (const auto number = quorvel::VersionNumber::parse(version)) return *number;
-  throw UsageError(inQuotes(version) + " is not a version's number. To list them, run: kelvane history SCRIPT");
+  throw UsageError(quorvel::inQuotes(version) +
+                   " is not a version's number. To list them, run: kelvane history SCRIPT");
 }
 
 std::string textOf(quorvel::VersionNumber version, const FoundScript& script, const OpenedLibrary& opened) {
   if (auto text = opened.history->text(script.identifier, version)) return *std::move(text);
-  throw std::runtime_error(inQuotes(script.identifier) + " has no version " + version.text() +
+  throw std::runtime_error(quorvel::inQuotes(script.identifier) + " has no version " + version.text() +
                            ". To list its versions, run: kelvane history SCRIPT");
 }
 

@@ -15,11 +15,12 @@ struct FoundScript {
   std::optional<quorvel::ScriptItem> item;  ///< Empty if the script is gone and only its history is there.
 };
 
-/// The script with that identifier, its ".md" optional. Throws an error with complete sentences if there is neither
-/// such a script nor a history of one.
+/// The script with that identifier. Its ".md" is optional: "Talks/Opening" finds "Talks/Opening.md". A script that is
+/// there is preferred to one of which only the history is left. Throws an error with complete sentences if there is
+/// neither.
 FoundScript findScript(const std::string& typed, const OpenedLibrary& opened);
 
-/// Whether there is a file at that identifier.
+/// Whether there is a file at that identifier now.
 bool isFileAt(const std::string& identifier, const OpenedLibrary& opened);
 
 /// The words of a command that takes SCRIPT and VERSION.
@@ -31,7 +32,8 @@ inline constexpr Word scriptAndVersion[] = {scriptWord, versionWord};
 /// not a version's number.
 quorvel::VersionNumber versionIn(const Arguments& arguments);
 
-/// The version's exact bytes. Throws an error with complete sentences if the script has no such version.
+/// The version's exact bytes, which need not be UTF-8. Throws an error with complete sentences if the script has no
+/// such version.
 std::string textOf(quorvel::VersionNumber version, const FoundScript& script, const OpenedLibrary& opened);
 
 }  // namespace kelvane

@@ -58,8 +58,4 @@ std::string counted(std::int64_t count, std::string_view noun) {
   return std::to_string(count).append(" ").append(noun).append(count == 1 ? "" : "s");
 }
 
-std::string inQuotes(std::string_view name) {
-  return '"' + onOneLine(name) + '"';
-}
-
 }  // namespace kelvane

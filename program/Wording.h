@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-/// How things are shown to a person at a terminal.
+/// How things are shown to a person at a terminal. Pure functions that accept any bytes and throw only std::bad_alloc.
 namespace kelvane {
 
-/// A moment in the person's time zone: "2026-11-21 20:13:05".
+/// A moment in the person's time zone, to the second: "2026-11-21 20:13:05". "?" if the system cannot tell.
 std::string shown(std::chrono::system_clock::time_point moment);
 
 /// A string on one line of a terminal: each character that would steer the terminal (control characters, line
@@ -18,9 +18,6 @@ std::string onOneLine(std::string_view text);
 /// Lines of JSON or TOML: characters that would steer the terminal are written as an escape that both formats have,
 /// except for tabs and line breaks. Outside comments they occur only in strings, so the lines mean the same.
 std::string escaped(std::string_view lines);
-
-/// A name or a path in double quotes, on one line.
-std::string inQuotes(std::string_view name);
 
 /// "1 version", "2 versions".
 std::string counted(std::int64_t count, std::string_view noun);

@@ -4,12 +4,14 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "program/CommandLine.h"
 #include "program/HelpPages.h"
 #include "program/Process.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -47,6 +49,12 @@ int run(std::span<const char* const> typed) {
   return done;
 }
 
+// "The output cannot be written: No space left on device", with the reason in our words and what to do.
+std::string sentencesFor(const std::system_error& error) {
+  const std::string_view what = error.what();
+  return quorvel::because(what.substr(0, what.rfind(": " + error.code().message())), error.code());
+}
+
 }  // namespace
 }  // namespace kelvane
 
@@ -60,9 +68,9 @@ int main(int argc, char** argv) {
     return wrongUsage;
   } catch (const std::system_error& error) {
     const bool readerIsGone = error.code() == std::errc::broken_pipe;
-    if (!readerIsGone) complain(std::string(error.what()) + '.');
+    if (!readerIsGone) complain(sentencesFor(error));
   } catch (const std::bad_alloc&) {
-    complain("There is not enough memory.");
+    complain("There is not enough memory for this. Close some programs and try again.");
   } catch (const std::exception& error) {
     complain(error.what());
   }

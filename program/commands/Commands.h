@@ -2,7 +2,14 @@
 
 #include "program/CommandLine.h"
 
-/// Every command, in a source of its own. The table of them stands in program/main.cpp.
+/// Every command, in a source of its own. The table in program/main.cpp lists them in the order of the help.
+///
+/// A new command is a source here, a line below, and a line in that table:
+///
+///     constinit const Command helloCommand = {
+///         .name = "hello", .summary = "Greet a person.", .about = "Greets a person.", .mostWords = 1, .run = run};
+///
+/// They are constants without constructors, so the order in which sources are linked does not matter.
 namespace kelvane::commands {
 
 extern const Command settingsCommand;

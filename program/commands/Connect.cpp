@@ -4,7 +4,6 @@
 #include "program/OwnSettings.h"
 #include "program/Process.h"
 #include "program/Registration.h"
-#include "program/Wording.h"
 #include "program/commands/Commands.h"
 
 namespace kelvane::commands {
@@ -13,9 +12,9 @@ namespace {
 // What is still to be done before a connected client gets anything.
 void sayWhatIsMissing() {
   const OwnSettings settings;
-  if (const auto problem = settings.problem()) print(onOneLine(*problem) + '\n');
-  if (!settings.namedLibraryFolder()) print("No script folder is set. Run: kelvane settings library DIR\n");
-  if (!settings.preferences().isEnabled()) print(std::string(OwnSettings::serverIsOff) + '\n');
+  if (const auto problem = settings.problem()) say(*problem);
+  if (!settings.namedLibraryFolder()) say("No script folder is set. Run: kelvane settings library DIR");
+  if (!settings.preferences().isEnabled()) say(OwnSettings::serverIsOff);
 }
 
 int run(const Arguments& arguments) {
@@ -46,7 +45,7 @@ constinit const Command connectCommand = {
         "Only our entry is changed; everything else in the file keeps its layout. In a TOML file the entry is "
         "everything from its header to the next header, comments too, and moves to the end of the file. What is "
         "removed is shown. \"kelvane settings\" shows what the client then gets.\n\n"
-        "The old text is kept beside the file in FILE.before-kelvane, then in FILE.before-kelvane-2 and so on. A "
+        "The old text is saved beside the file in FILE.before-kelvane, then in FILE.before-kelvane-2 and so on. A "
         "text that is already in a copy gets no second one, and no copy is overwritten. The copies may hold "
         "secrets, so only you can read them. Delete those that you no longer need.",
     .run = run,

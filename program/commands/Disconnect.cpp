@@ -25,9 +25,9 @@ constinit const Command disconnectCommand = {
     .words = words,
     .options = registrationOptions,
     .notes =
-        "Only our entry is changed; everything else in the file keeps its layout. In a TOML file the entry is "
-        "everything from its header to the next header, comments too. What is removed is shown. The old text is "
-        "kept beside the file, as by \"kelvane connect\", and no copy is deleted.",
+        "Only our entry is removed: in a TOML file everything from its header to the next header, comments too. What "
+        "is "
+        "removed is shown. The old text is saved beside the file, as by \"kelvane connect\", and no copy is deleted.",
     .run = run,
 };
 

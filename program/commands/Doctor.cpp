@@ -15,15 +15,15 @@
 #include "platform/HomeFolder.h"
 #include "program/ClientEntry.h"
 #include "program/ClientFile.h"
-#include "program/Handshake.h"
 #include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
+#include "program/ServerTrial.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/history/OwnFolder.h"
-#include "quorvel/settings/FileDefaults.h"
 
 namespace kelvane::commands {
 namespace {
@@ -44,7 +44,7 @@ class Findings {
 
  private:
   static void say(std::string_view mark, const std::string& sentences) {
-    print(std::string(mark).append(onOneLine(sentences)).append("\n"));
+    kelvane::say(std::string(mark).append(sentences));
   }
 
   bool isAnythingWrong_ = false;
@@ -84,7 +84,8 @@ std::optional<std::string> obstacleToWriting(const std::filesystem::path& root) 
   for (const std::filesystem::path& path : {root, own, own / quorvel::lockFileName, own / quorvel::historyFileName}) {
     const int rights = filesystem::entry(path) == filesystem::EntryKind::directory ? W_OK | X_OK : W_OK;
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 || errno == ENOENT) continue;
-    return inQuotes(path.native()) + " cannot be written, because " + quorvel::reason(errno);
+    return quorvel::inQuotes(path.native()) + " cannot be written, because " +
+           quorvel::SystemReason::of(quorvel::lastError()).reason;
   }
   return std::nullopt;
 }
@@ -93,7 +94,7 @@ std::optional<OpenedLibrary> lookAtLibrary(const Arguments& arguments, bool isTo
   try {
     OpenedLibrary opened = openLibraryOf(arguments);
     const quorvel::FolderLibrary& library = *opened.library;
-    const std::string folder = inQuotes(library.root().native());
+    const std::string folder = quorvel::inQuotes(library.root().native());
     const std::string scripts = counted(countOfScripts(library), "script");
     const auto obstacle = obstacleToWriting(library.root());
     if (!obstacle) {
@@ -133,30 +134,31 @@ void lookAtHistory(const quorvel::History& history, Findings& findings) {
 
 // "answers, with 6 tools", or throws what is wrong.
 std::string answer(const std::string& executable, const std::vector<std::string>& arguments) {
-  return "answers, with " + counted(static_cast<std::int64_t>(handshake(executable, arguments, patience)), "tool") +
+  return "answers, with " + counted(static_cast<std::int64_t>(tryServer(executable, arguments, patience)), "tool") +
          ".";
 }
 
 void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findings& findings) {
-  const std::string starts = inQuotes(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
+  const std::string starts =
+      quorvel::inQuotes(entry.file.native()) + " makes " + std::string(entry.client->title) + " start ";
   const std::string fault = faultOf(*entry.command, executable);
   if (!fault.empty()) {
-    findings.wrong(starts + inQuotes(*entry.command) + ", which " + fault + ". Run: kelvane connect " +
+    findings.wrong(starts + quorvel::inQuotes(*entry.command) + ", which " + fault + ". Run: kelvane connect " +
                    std::string(entry.client->name));
     return;
   }
   const std::string anew = "or rewrite the entry. Run: kelvane connect " + std::string(entry.client->name);
   if (entry.isSwitchedOff) {
-    findings.wrong(inQuotes(entry.file.native()) + " registers this program but disables it, so " +
+    findings.wrong(quorvel::inQuotes(entry.file.native()) + " registers this program but disables it, so " +
                    std::string(entry.client->title) + " does not start it. Remove \"enabled = false\" there, " + anew);
     return;
   }
   if (readsOtherSettings(entry)) {
-    findings.wrong(starts + "this program with HOME set to " + inQuotes(*entry.home) +
+    findings.wrong(starts + "this program with HOME set to " + quorvel::inQuotes(*entry.home) +
                    ", so it does not read your settings. Remove HOME there, " + anew);
     return;
   }
-  const std::string alias = *entry.command == executable ? "" : ", as " + inQuotes(*entry.command);
+  const std::string alias = *entry.command == executable ? "" : ", as " + quorvel::inQuotes(*entry.command);
   if (!entry.arguments) {
     findings.wrong(starts + "this program" + alias +
                    ", with arguments that are not an array of strings. Run: kelvane " + "connect " +
@@ -170,7 +172,7 @@ void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findin
   std::string with;
   for (const std::string& argument : *entry.arguments) with += (with.empty() ? "" : " ") + argument;
   const std::string program = starts + "this program" + alias + " with \"" + with + "\", which ";
-  if (!areOfAServer(*entry.arguments)) {
+  if (!startsServer(*entry.arguments)) {
     findings.wrong(program + "does not serve. Run: kelvane connect " + std::string(entry.client->name));
     return;
   }
@@ -191,7 +193,7 @@ void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& e
   for (const ClientEntry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
     const std::string missing = std::string(entry.client->title) + " does not start this program. To register it in " +
-                                inQuotes(entry.file.native()) + ", run: kelvane connect " +
+                                quorvel::inQuotes(entry.file.native()) + ", run: kelvane connect " +
                                 std::string(entry.client->name);
     anyRegistered ? findings.remark(missing) : findings.wrong(missing);
   }
@@ -203,7 +205,7 @@ void lookAtLeftovers(const quorvel::FileCopies& file, Findings& findings) {
   for (const std::string& sentence : sentences.onTextsThatAreNowhereElse) findings.wrong(sentence);
 }
 
-void shakeHands(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
+void lookAtServer(const std::string& executable, const std::vector<std::string>& arguments, Findings& findings) {
   try {
     findings.right("Started as an AI client starts it, this program " + answer(executable, arguments));
   } catch (const std::exception& error) {
@@ -225,18 +227,15 @@ int run(const Arguments& arguments) {
   if (opened) lookAtHistory(*opened->history, findings);
   lookAtClients(entries, executable, findings);
   for (const ClientEntry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
-  if (const auto file = quorvel::FileDefaults::domain(quorvel::FileDefaults::applicationDomain))
-    lookAtLeftovers(file->copies(), findings);
+  if (homeFolder()) lookAtLeftovers(settings.store().copies(), findings);
   if (arguments.has(libraryOption) && opened) {
     const std::string library = std::string(libraryOption.name) + '=' + arguments.value(libraryOption);
-    shakeHands(executable, {"serve", library}, findings);
+    lookAtServer(executable, {"serve", library}, findings);
   } else if (opened && settings.preferences().isEnabled()) {
-    shakeHands(executable, {}, findings);
+    lookAtServer(executable, {}, findings);
   }
   return findings.isAnythingWrong() ? failed : done;
 }
-
-constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
@@ -245,7 +244,7 @@ constinit const Command doctorCommand = {
     .summary = "Check the setup, with a fix for each problem.",
     .about =
         "Checks everything an AI client needs, one line per check, with a fix for each problem. It changes nothing.",
-    .options = options,
+    .options = onlyLibraryOption,
     .notes = "The exit status is 0 if everything is fine, and 1 otherwise.",
     .run = run,
 };

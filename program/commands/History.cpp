@@ -7,6 +7,7 @@
 #include "program/ScriptVersion.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane::commands {
 namespace {
@@ -49,10 +50,10 @@ void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>&
 
 int listVersions(const std::string& typed, const OpenedLibrary& opened) {
   const FoundScript script = findScript(typed, opened);
-  const std::string name = inQuotes(script.identifier);
+  const std::string name = quorvel::inQuotes(script.identifier);
   const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
   if (histories.empty()) {
-    print(name + " has no saved versions yet.\n");
+    say(name + " has no saved versions yet.");
     return done;
   }
   std::vector<Row> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
@@ -60,8 +61,8 @@ int listVersions(const std::string& typed, const OpenedLibrary& opened) {
     append(opened.history->entries(script.identifier, each.earlier), rows);
   }
   const auto count = static_cast<std::int64_t>(rows.size()) - 1;
-  print(counted(count, "version") + " of " + name + (script.item ? "" : ", which is gone") + ", newest first\n\n" +
-        table(rows, 5));
+  say(counted(count, "version") + " of " + name + (script.item ? "" : ", which is gone") + ", newest first");
+  print("\n" + table(rows, 5));
   return done;
 }
 
@@ -87,7 +88,6 @@ int run(const Arguments& arguments) {
 }
 
 constexpr Word words[] = {scriptWord};
-constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
@@ -100,7 +100,7 @@ constinit const Command historyCommand = {
     .usage = "[SCRIPT]",
     .mostWords = 1,
     .words = words,
-    .options = options,
+    .options = onlyLibraryOption,
     .notes =
         "A version keeps its number whatever is added later. \"kelvane show\" and \"kelvane restore\" take it. "
         "\"change\" is how many bytes it has more or less than the version below it. The versions of an earlier "

@@ -3,34 +3,13 @@
 
 #include "program/Process.h"
 #include "program/ScriptVersion.h"
-#include "program/Wording.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/WholeFile.h"
 #include "scripttools/Resolution.h"
 
 namespace kelvane::commands {
 namespace {
-
-// False also if it cannot be read.
-bool isEmpty(const quorvel::ScriptItem& script, const quorvel::FolderLibrary& library) {
-  try {
-    return library.read(script).empty();
-  } catch (const std::exception&) {
-    return false;
-  }
-}
-
-// Made empty first. If that is all that could be done, the error says so.
-void putBackWhatIsGone(const FoundScript& script, std::string_view text, const OpenedLibrary& opened) {
-  const quorvel::ScriptItem item = opened.library->recreate(script.identifier);
-  try {
-    opened.library->write(text, item);
-  } catch (const std::exception& error) {
-    if (!isEmpty(item, *opened.library)) throw;
-    throw std::runtime_error(std::string(error.what()) +
-                             " The script exists again, but is empty. Its history is unchanged.");
-  }
-}
 
 int run(const Arguments& arguments) {
   const quorvel::VersionNumber version = versionIn(arguments);
@@ -38,7 +17,7 @@ int run(const Arguments& arguments) {
   const auto lock = opened.library->lock();
   const FoundScript script = findScript(arguments.word(0), opened);
   const std::string text = textOf(version, script, opened);
-  const std::string name = inQuotes(script.identifier);
+  const std::string name = quorvel::inQuotes(script.identifier);
   if (text.size() > quorvel::largestText) {
     throw std::runtime_error("Version " + version.text() + " of " + name +
                              " could not be put back, because it is larger than " + quorvel::largestTextInWords +
@@ -46,26 +25,23 @@ int run(const Arguments& arguments) {
                              version.text() + " > FILE");
   }
   if (!script.item) {
-    putBackWhatIsGone(script, text, opened);
-    print(name + " was gone. It is restored to version " + version.text() + ".\n");
+    opened.library->recreate(script.identifier, text);
+    say(name + " was gone. It is restored to version " + version.text() + ".");
     return done;
   }
   const std::string present = opened.library->readToReplace(*script.item);
   if (present == text) {
-    print(name + " is the same as version " + version.text() + ". No change is needed.\n");
+    say(name + " is the same as version " + version.text() + ". No change is needed.");
     return done;
   }
-  const auto kept = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
-                                             "Before — restoring version " + version.text());
-  const auto entries = kept ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
+  const auto saved = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
+                                              "Before — restoring version " + version.text());
+  const auto entries = saved ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
   opened.library->write(text, *script.item);
-  std::string said = name + " is restored to version " + version.text() + ".\n";
-  if (kept) said += "The replaced text is version " + entries.front().version.text() + ".\n";
-  print(said);
+  say(name + " is restored to version " + version.text() + ".");
+  if (saved) say("The replaced text is version " + entries.front().version.text() + ".");
   return done;
 }
-
-constexpr Option options[] = {libraryOption};
 
 }  // namespace
 
@@ -73,12 +49,12 @@ constinit const Command restoreCommand = {
     .name = "restore",
     .summary = "Put a version of a script back.",
     .about =
-        "Puts a version of a script back. The text that it replaces is kept first, so another restore undoes it. A "
+        "Puts a version of a script back. The text that it replaces is saved first, so another restore undoes it. A "
         "script that is gone is created again.",
     .usage = "SCRIPT VERSION",
     .mostWords = 2,
     .words = scriptAndVersion,
-    .options = options,
+    .options = onlyLibraryOption,
     .run = run,
 };
 

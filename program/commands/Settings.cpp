@@ -13,15 +13,16 @@
 #include "program/Process.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane::commands {
 namespace {
 
 constexpr Word words[] = {
-    {"show", "Print the settings and where they are kept. This is the default."},
+    {"show", "Print the settings and the file that stores them. This is the default."},
     {"enable", "Switch the server on."},
     {"disable", "Switch the server off: AI clients that start kelvane are refused."},
-    {"allow-writes", "Offer the tools that change scripts too. The history keeps what they replace."},
+    {"allow-writes", "Offer the tools that change scripts too. What they replace is saved in the history."},
     {"read-only", "Offer only the tools that read."},
     {"library DIR", "Serve the scripts in this folder."},
 };
@@ -36,7 +37,7 @@ std::string shown(const OwnSettings& settings) {
   text.append("writing   ").append(allowsWrites ? "allowed" : "not allowed");
   text.append(allowsWrites && !preferences.isEnabled() ? ", once the server is on\n" : "\n");
   text.append("library   ").append(folder ? onOneLine(folder->native()) : "none").append("\n");
-  text.append("kept in   ").append(onOneLine(settings.store().file().native())).append("\n");
+  text.append("file      ").append(onOneLine(settings.store().file().native())).append("\n");
   return text;
 }
 
@@ -51,7 +52,7 @@ int showAll(const OwnSettings& settings) {
 template <class Value>
 int change(const OwnSettings& settings, std::string_view key, const Value& value) {
   const auto copy = quorvel::FileDefaults(settings.store().file()).set(key, value);
-  if (copy) print("The settings were damaged. Their old text is now in " + inQuotes(copy->native()) + ".\n");
+  if (copy) say("The settings were damaged. Their old text is now in " + quorvel::inQuotes(copy->native()) + ".");
   print(shown(OwnSettings()));
   return done;
 }
@@ -80,7 +81,7 @@ int run(const Arguments& arguments) {
   if (std::none_of(std::begin(words), std::end(words), isAction)) refuse(action);
   const std::size_t wanted = action == "library" ? 2 : 1;
   if (arguments.words.size() > wanted) {
-    throw UsageError("\"kelvane settings " + action + "\" does not take " + inQuotes(arguments.word(wanted)) +
+    throw UsageError("\"kelvane settings " + action + "\" does not take " + quorvel::inQuotes(arguments.word(wanted)) +
                      ". Run: kelvane settings --help");
   }
   if (action == "library" && arguments.word(1).empty()) {

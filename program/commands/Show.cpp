@@ -12,8 +12,6 @@ int run(const Arguments& arguments) {
   return done;
 }
 
-constexpr Option options[] = {libraryOption};
-
 }  // namespace
 
 constinit const Command showCommand = {
@@ -23,7 +21,7 @@ constinit const Command showCommand = {
     .usage = "SCRIPT VERSION",
     .mostWords = 2,
     .words = scriptAndVersion,
-    .options = options,
+    .options = onlyLibraryOption,
     .run = run,
 };
 

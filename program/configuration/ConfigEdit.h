@@ -8,7 +8,7 @@
 
 namespace kelvane {
 
-/// The text of an AI client's configuration after our entry is added or removed.
+/// The text of an AI client's configuration after our entry is added or removed. A value; nothing is written yet.
 struct ConfigEdit {
   std::string text;  ///< The whole new text; the old one if no change is needed.
 
@@ -19,26 +19,28 @@ struct ConfigEdit {
   bool operator==(const ConfigEdit&) const = default;
 };
 
-/// The text is not changed: `what()` says in complete sentences why, and what to do.
+/// A text cannot be changed safely, or is not of its format, so it stays as it is. `what()` says why, and what to do,
+/// in complete sentences that do not name the file.
 class ConfigRefused : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What a text may begin with. It is no part of the JSON or TOML.
+/// The byte-order mark that a text may begin with. It is not part of the JSON or TOML.
 inline constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-/// An offset in a text as editors show it: line and column from 1, the column in characters, a byte-order mark not
-/// counted. "line 3, column 14".
+/// An offset in a text as editors show it: "line 3, column 14". Both count from 1, the column in characters; a
+/// byte-order mark does not count. Takes time linear in the text.
 std::string positionIn(std::string_view text, std::size_t offset);
 
 /// Throws ConfigRefused if the program's path is not UTF-8, so that no file of this format can hold it.
 void requireUTF8(std::string_view command, std::string_view format);
 
-/// Throws ConfigRefused if an edit is not proven to change our entry only.
+/// Throws ConfigRefused if it is not proven that an edit changes our entry only.
 void requireProof(bool isProven);
 
-/// Whether `after` is `before` but for what stood in [begin, end), or for something put in anywhere.
+/// Whether `after` equals `before` outside the bytes from `begin` to before `end`, or is `before` with something
+/// inserted at one position. Takes time linear in the texts.
 bool differsOnlyWithin(std::size_t begin, std::size_t end, std::string_view before, std::string_view after) noexcept;
 
 }  // namespace kelvane

@@ -5,7 +5,7 @@
 //
 // Of TOML 1.1 it implements line breaks, comments and a last comma in inline tables, \e, \xHH and times without
 // seconds. It then also accepts two things that are not TOML: bare keys with "+" or letters outside ASCII, which are
-// turned off here, and hexadecimal fractions, which TOMLSurvey finds.
+// turned off here, and hexadecimal fractions, which TOMLScan finds.
 //
 // It makes two assumptions that a person's file may break. It asserts that a key begins like one before it looks, and
 // reports the error only if assertions do nothing. And where white space is permitted, it treats certain other

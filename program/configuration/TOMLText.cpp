@@ -11,7 +11,7 @@
 #include "host/CodexConfig.h"
 #include "program/configuration/ConfigEdit.h"
 #include "program/configuration/TOMLParser.h"
-#include "program/configuration/TOMLSurvey.h"
+#include "program/configuration/TOMLScan.h"
 
 namespace kelvane {
 namespace {
@@ -28,8 +28,8 @@ ConfigRefused notTOML(const std::string& position, std::string_view reason) {
 }
 
 toml::table parsed(std::string_view text) {
-  const TOMLSurvey survey = surveyTOML(text);
-  if (survey.dotsInKeys > mostDots) {
+  const TOMLScan scan = scanTOML(text);
+  if (scan.dotsInKeys > mostDots) {
     throw ConfigRefused("The file has more than " + std::to_string(mostDots) +
                         " dots in its keys, too many to check safely. The file is unchanged. Edit it by hand.");
   }
@@ -39,8 +39,8 @@ toml::table parsed(std::string_view text) {
     throw notTOML("line " + std::to_string(position.line) + ", column " + std::to_string(position.column),
                   result.error().description());
   }
-  if (survey.hexadecimalFraction) {
-    throw notTOML(positionIn(text, *survey.hexadecimalFraction), "a hexadecimal number cannot have a fraction");
+  if (scan.hexadecimalFraction) {
+    throw notTOML(positionIn(text, *scan.hexadecimalFraction), "a hexadecimal number cannot have a fraction");
   }
   return std::move(result).table();
 }

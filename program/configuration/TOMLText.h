@@ -9,7 +9,14 @@
 
 namespace kelvane {
 
-/// A TOML 1.1 text as TOML readers take it, with access to the table `mcp_servers.kelvane` in any form.
+/// A TOML 1.1 text as TOML readers understand it, with access to our entry: the table `mcp_servers.kelvane`, in
+/// whatever form it is written.
+///
+///     const TOMLText text("[mcp_servers]\nkelvane = { command = \"/bin/k\" }\n");
+///     text.command();  // "/bin/k"
+///
+/// Keeps no reference to the text. Operations that are const may be called from several threads at once. An object that
+/// was moved from can only be assigned to or destroyed.
 class TOMLText {
  public:
   /// Throws ConfigRefused, with the position and the reason, if the text is not TOML. Takes time linear in the text.
@@ -38,7 +45,8 @@ class TOMLText {
   bool registersOnly(std::string_view command) const;
 
   /// Whether both have the same keys with the same values, except for our entry. A table of servers without any other
-  /// server counts the same as a missing one.
+  /// server counts the same as a missing one. The order of keys and the layout do not matter. Does not recurse. Takes
+  /// time n log n in the number of keys.
   bool equalsBesidesEntry(const TOMLText& other) const;
 
  private:

@@ -1,35 +1,26 @@
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/Expected.h"
+#include "quorvel/files/PathBeneath.h"
 #include "quorvel/files/SystemCalls.h"
 
-/// Opening what an identifier names beneath a folder that is already open, so that no link, swapped in at whatever
-/// moment, leads out of it. Paths are bytes.
 namespace quorvel {
 
-/// The identifier of an entry in a folder, whose own is empty for the library's. `suffix` follows the name.
-std::string joined(std::string_view folder, std::string_view name, std::string_view suffix = {});
-
-/// The pieces of an identifier, without empty ones and ".".
-std::vector<std::string_view> pieces(std::string_view identifier);
-
-/// Whether an identifier can name something beneath a folder: it is relative and holds neither a piece ".." nor a NUL.
-bool staysBeneath(std::string_view identifier) noexcept;
-
-/// Opens what has this identifier beneath the folder, the folder itself for an empty one; the descriptor is never
-/// inherited by other programs. `flags` are those of open(2) and create nothing. Holds none when it failed, with the
-/// reason in errno: EINVAL unless the identifier stays beneath, ELOOP or ENOTDIR where a symbolic link stands on the
-/// way or at its end. Where the system cannot open a whole path so, it goes piece by piece.
-Descriptor openBeneath(const SystemCalls& calls, int folder, std::string_view identifier, int flags);
+/// Opens what a path names beneath an open folder, or the folder itself for the empty path. No symbolic link is
+/// followed, on the way or at the end, so no link leads out of the folder, whenever it is put there.
+///
+/// `flags` are those of open(2) and create nothing. Programs that this one starts do not inherit the descriptor.
+/// Errors, beside the system's own: ELOOP or ENOTDIR where a symbolic link is on the way or at the end, ENAMETOOLONG
+/// for a path of PATH_MAX bytes or more. One system call; where the system cannot open a whole path in this way, one
+/// for each piece.
+Expected<Descriptor> openBeneath(const SystemCalls& calls, int folder, const PathBeneath& path, int flags);
 
 /// The same, piece by piece, with open(2) alone.
-Descriptor openPieceByPiece(int folder, std::string_view identifier, int flags);
+Expected<Descriptor> openPieceByPiece(int folder, const PathBeneath& path, int flags);
 
-/// What open(2) needs for a folder that is only passed through: no right to read it where the system can do without.
+/// The flags of open(2) for a folder that is only passed through. Where the system can do without it, no right to read
+/// the folder is needed.
 int passingFlags() noexcept;
 
 }  // namespace quorvel

@@ -2,12 +2,11 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <utility>
 
 namespace quorvel {
 
-/// Owns a file descriptor, or none (-1). Closes it at its end; what close() reports is lost then, so files that were
+/// Owns a file descriptor, or none (-1), and closes it at its end. An error of close() is lost then, so files that were
 /// written are flushed first.
 class Descriptor {
  public:
@@ -19,15 +18,13 @@ class Descriptor {
     return *this;
   }
   ~Descriptor() {
-    if (descriptor_ < 0) return;
-    const int error = errno;  // still to be read by whoever gave up before this went
-    ::close(descriptor_);
-    errno = error;
+    if (descriptor_ >= 0) ::close(descriptor_);
   }
 
+  /// The descriptor, or -1. It stays owned by this object.
   int get() const noexcept { return descriptor_; }
 
-  /// Hands the descriptor over: whoever gets it closes it.
+  /// Hands the descriptor over: the caller closes it.
   int release() noexcept { return std::exchange(descriptor_, -1); }
 
   explicit operator bool() const noexcept { return descriptor_ >= 0; }

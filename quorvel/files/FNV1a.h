@@ -5,8 +5,8 @@
 
 namespace quorvel {
 
-/// FNV-1a, 64 bits. What is found by it stands on disks (the history's texts, the names of temporary files), so it can
-/// never be another.
+/// The 64-bit FNV-1a hash of the bytes. Hashes are stored on disks (with the history's texts, in the names of temporary
+/// files), so the function can never change. It is no protection against somebody who looks for two equal hashes.
 constexpr std::uint64_t fnv1a(std::string_view bytes) noexcept {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char byte : bytes) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;

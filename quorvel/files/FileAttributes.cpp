@@ -4,9 +4,10 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <string>
 #include <string_view>
+
+#include "quorvel/files/SystemCalls.h"
 
 // What a file's owner set on it must be kept wherever the system has it, so KELVANE_PORTABLE changes nothing here.
 #ifdef __linux__
@@ -18,8 +19,8 @@ namespace {
 
 #ifdef __linux__
 
-bool isUnsupported(int error) {
-  return error == ENOTSUP || error == ENOSYS;
+bool isUnsupported(const std::error_code& error) {
+  return error == std::errc::not_supported || error == std::errc::function_not_supported;
 }
 
 // The names of a file's extended attributes, each with a NUL behind it. They may change between asking for the size
@@ -27,12 +28,12 @@ bool isUnsupported(int error) {
 bool attributeNames(int file, std::string& names) {
   for (int attempt = 0; attempt < 8; ++attempt) {
     const ssize_t size = ::flistxattr(file, nullptr, 0);
-    if (size < 0) return isUnsupported(errno);
+    if (size < 0) return isUnsupported(lastError());
     names.resize(static_cast<std::size_t>(size));
     if (size == 0) return true;
     const ssize_t got = ::flistxattr(file, names.data(), names.size());
     if (got >= 0) return names.resize(static_cast<std::size_t>(got)), true;
-    if (errno != ERANGE) return false;
+    if (lastError() != std::errc::result_out_of_range) return false;
   }
   return false;
 }
@@ -41,12 +42,12 @@ bool copyAttribute(int from, int to, const char* name) {
   std::string value;
   for (int attempt = 0; attempt < 8; ++attempt) {
     const ssize_t size = ::fgetxattr(from, name, nullptr, 0);
-    if (size < 0) return errno == ENODATA;
+    if (size < 0) return lastError() == std::errc::no_message_available;
     value.resize(static_cast<std::size_t>(size));
     const ssize_t got = ::fgetxattr(from, name, value.data(), value.size());
     if (got >= 0) return ::fsetxattr(to, name, value.data(), static_cast<std::size_t>(got), 0) == 0;
-    if (errno == ENODATA) return true;
-    if (errno != ERANGE) return false;
+    if (lastError() == std::errc::no_message_available) return true;
+    if (lastError() != std::errc::result_out_of_range) return false;
   }
   return false;
 }
@@ -66,7 +67,7 @@ bool copyExtendedAttributes(int from, int to) {
     if (!copyAttribute(from, to, name.data())) return false;
   }
   if (hasAccessList || ::fremovexattr(to, accessList.data()) == 0) return true;
-  return errno == ENODATA || isUnsupported(errno);
+  return lastError() == std::errc::no_message_available || isUnsupported(lastError());
 }
 
 #else
@@ -77,8 +78,8 @@ bool copyExtendedAttributes(int, int) {
 
 #endif
 
-CopiedAttributes without(FileAttribute missing, int error) {
-  return {missing, std::error_code(error, std::generic_category())};
+CopiedAttributes without(FileAttribute missing, const std::error_code& error) {
+  return {missing, error};
 }
 
 }  // namespace
@@ -86,18 +87,24 @@ CopiedAttributes without(FileAttribute missing, int error) {
 CopiedAttributes copyAttributes(int from, int to) {
   struct stat wanted;
   struct stat present;
-  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return without(FileAttribute::mode, errno);
+  if (::fstat(from, &wanted) != 0 || ::fstat(to, &present) != 0) return without(FileAttribute::mode, lastError());
+  return copyAttributes(from, wanted, to, present);
+}
+
+CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, const struct stat& present) {
   if (wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid) {
     if (::fchown(to, wanted.st_uid, wanted.st_gid) != 0)
-      return without(wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group, errno);
+      return without(wanted.st_uid != present.st_uid ? FileAttribute::owner : FileAttribute::group, lastError());
   }
-  if (!copyExtendedAttributes(from, to)) return without(FileAttribute::accessLists, errno);
+  if (!copyExtendedAttributes(from, to)) return without(FileAttribute::accessLists, lastError());
   // The mode last: a change of the owner clears bits of it, and one of the access list changes the group's.
   constexpr mode_t bits = 07777;
-  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &present) != 0)
-    return without(FileAttribute::mode, errno);
-  if ((present.st_mode & bits) == (wanted.st_mode & bits)) return {};
-  return without(FileAttribute::mode, EPERM);  // a bit that the system dropped in silence
+  struct stat copied;
+  if (::fchmod(to, wanted.st_mode & bits) != 0 || ::fstat(to, &copied) != 0)
+    return without(FileAttribute::mode, lastError());
+  if ((copied.st_mode & bits) == (wanted.st_mode & bits)) return {};
+  return without(FileAttribute::mode,
+                 std::make_error_code(std::errc::operation_not_permitted));  // a bit that the system dropped in silence
 }
 
 }  // namespace quorvel

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <system_error>
 
 namespace quorvel {
 
-/// What a file has beside its bytes and its name.
-enum class FileAttribute { owner, group, mode, accessLists };  // other attributes of the user's count as accessLists
+/// What a file has beside its bytes and its name. Extended attributes of the user's count as access lists.
+enum class FileAttribute { owner, group, mode, accessLists };
 
-/// What came of copying attributes: true when all are the same now, else `missing` is the first that is not, and
-/// `error` says why.
+/// What came of copying attributes: true if all are the same now. Otherwise `missing` is the first that is not, and
+/// `error` is the reason.
 struct CopiedAttributes {
   std::optional<FileAttribute> missing = {};
   std::error_code error = {};
@@ -17,9 +19,13 @@ struct CopiedAttributes {
   explicit operator bool() const noexcept { return !missing; }
 };
 
-/// Gives `to` the owner, group, mode, access lists and extended attributes of the user's that `from` has, and takes
-/// away the access list that the folder gave it. Both are open files of one file system, `to` is the caller's own.
-/// False when `to` could not be made the same.
+/// Gives `to` the owner, group, mode, access lists and extended attributes of the user's that `from` has, and removes
+/// the access list that `to` got from its folder. Both are open files on one file system, and `to` is the caller's own.
+/// If it fails, `to` has some of the attributes. Labels of security modules are left to the system, and times are not
+/// copied. Linear in the size of the attributes.
 CopiedAttributes copyAttributes(int from, int to);
+
+/// The same, for files that were just asked for their status.
+CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, const struct stat& present);
 
 }  // namespace quorvel

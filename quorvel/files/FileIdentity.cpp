@@ -3,18 +3,34 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-namespace quorvel {
+#include "quorvel/files/SystemCalls.h"
 
-std::optional<FileIdentity> identityOf(int file) noexcept {
-  struct stat status;
-  if (::fstat(file, &status) != 0) return std::nullopt;
+namespace quorvel {
+namespace {
+
+Expected<FileIdentity> answer(int result, const struct stat& status) noexcept {
+  if (result != 0) return lastError();
   return FileIdentity{status.st_dev, status.st_ino};
 }
 
-std::optional<FileIdentity> identityOf(int folder, const std::string& name) noexcept {
+}  // namespace
+
+Expected<FileIdentity> identityOf(int file) noexcept {
   struct stat status;
-  if (::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
+  const int result = ::fstat(file, &status);
+  return answer(result, status);
+}
+
+Expected<FileIdentity> identityOf(int folder, const std::string& name) noexcept {
+  struct stat status;
+  const int result = ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  return answer(result, status);
+}
+
+Expected<FileIdentity> identityAt(const std::string& path) noexcept {
+  struct stat status;
+  const int result = ::stat(path.c_str(), &status);
+  return answer(result, status);
 }
 
 }  // namespace quorvel

@@ -2,13 +2,14 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
+
+#include "quorvel/files/Expected.h"
 
 namespace quorvel {
 
-/// Which file, folder or link something is, whatever names it has. Numbers are given again once nothing has or holds
-/// the file any more.
+/// Which file, folder or link something is, whatever names it has. The system gives a number again once nothing has the
+/// file or holds it open.
 struct FileIdentity {
   dev_t disk;
   ino_t number;
@@ -16,9 +17,13 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// Of what is open, and of what has a name in a folder, links not followed. Nothing, with the reason in errno, when the
-/// system does not tell.
-std::optional<FileIdentity> identityOf(int file) noexcept;
-std::optional<FileIdentity> identityOf(int folder, const std::string& name) noexcept;
+/// The identity of what is open.
+Expected<FileIdentity> identityOf(int file) noexcept;
+
+/// The identity of what has a name in a folder; a link's own, if it is one.
+Expected<FileIdentity> identityOf(int folder, const std::string& name) noexcept;
+
+/// The identity of what a path leads to, with links followed.
+Expected<FileIdentity> identityAt(const std::string& path) noexcept;
 
 }  // namespace quorvel

@@ -1,11 +1,10 @@
 #include "quorvel/files/FileSwap.h"
 
-#include <cerrno>
 #include <chrono>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {
@@ -13,10 +12,6 @@ namespace {
 
 // How often the files change places in all, until no other program comes in between. Each time takes microseconds.
 constexpr int mostExchanges = 10;
-
-std::error_code systemError(int error) {
-  return {error, std::generic_category()};
-}
 
 }  // namespace
 
@@ -26,7 +21,7 @@ FileSwap::FileSwap(const SystemCalls& calls, int folder, std::string_view name, 
 }
 
 std::error_code FileSwap::make() {
-  const std::error_code error = exchange();
+  const std::error_code error = exchange(fresh_.identity());
   if (!error) fresh_.leave();
   return error;
 }
@@ -39,18 +34,20 @@ FileSwap::Undone FileSwap::undo() {
   Content newest = look();
   // From now on either file was to be read in the place once, which the name has to say before they swap.
   try {
-    fresh_.markTaken();
+    fresh_.markReplaced();
   } catch (const std::system_error& error) {
     return {Undone::notTakenOut, error.code()};
   }
   for (int count = 1; count < mostExchanges; ++count) {
-    if (const std::error_code error = exchange()) return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
+    if (const std::error_code error = exchange(newest.file))
+      return {count == 1 ? Undone::notTakenOut : Undone::unclear, error};
     Content out = look();
     const bool isSameFile = out.file == inPlace.file;
     if (out.error && (isSameFile || !out.file)) return {Undone::unclear, out.error};
     if (isSameFile && out.text && out.text == inPlace.text) {
       if (count > 1) return {Undone::savedMeanwhile};
-      fresh_.remove();
+      // The new file goes only once it is sure that a power failure cannot bring it back to the other's place.
+      if (calls_.flushFolder(folder_) == 0) fresh_.remove();
       return {Undone::done};
     }
     inPlace = std::exchange(newest, std::move(out));
@@ -58,24 +55,30 @@ FileSwap::Undone FileSwap::undo() {
   return {Undone::savedAllTheTime};
 }
 
-// A disk over the network may have done what it says that it could not do, so what is there is looked at.
-std::error_code FileSwap::exchange() const {
-  const auto before = identityOf(folder_, name_);
+// `goingIn` is what has the temporary name before. A disk over the network may have done what it says that it could not
+// do: then something else has that name.
+std::error_code FileSwap::exchange(const std::optional<FileIdentity>& goingIn) const {
   if (calls_.exchange(folder_, fresh_.name().c_str(), name_.c_str()) == 0) return {};
-  const std::error_code error = systemError(errno);
-  return before && before == identityOf(folder_, fresh_.name()) ? std::error_code() : error;
+  const std::error_code error = lastError();
+  const auto out = identityOf(folder_, fresh_.name());
+  return out && goingIn && *out != *goingIn ? std::error_code() : error;
 }
 
 // Whoever has the file open for writing is about to save, so its text counts as another one; so does one that grows.
 FileSwap::Content FileSwap::look() const {
   Content content;
-  content.file = identityOf(folder_, fresh_.name());
-  if (!content.file) return content.error = systemError(errno), content;
-  const Descriptor file = openToRead(folder_, fresh_.name());
-  if (!file) return content.error = systemError(errno), content;
-  if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return content;
-  content.text = readToEnd(file.get(), calls_);
-  if (!content.text && errno != EBUSY && errno != EFBIG) content.error = systemError(errno);
+  const auto identity = identityOf(folder_, fresh_.name());
+  if (!identity) return content.error = identity.error(), content;
+  content.file = *identity;
+  const auto file = openToRead(folder_, fresh_.name());
+  if (!file) return content.error = file.error(), content;
+  if (!waitForWriters(file->get(), std::chrono::milliseconds(0))) return content;
+  auto text = readToEnd(file->get(), calls_);
+  if (text) {
+    content.text = *std::move(text);
+  } else if (text.error() != std::errc::device_or_resource_busy && text.error() != std::errc::file_too_large) {
+    content.error = text.error();
+  }
   return content;
 }
 

@@ -11,20 +11,23 @@
 
 namespace quorvel {
 
-/// Lets a temporary file and the file beside it change places in one step, and change back.
+/// Swaps a temporary file and the file beside it in one step, and swaps them back.
 ///
-/// After `make`, what came out has the temporary name. The owner looks at it there, and then either removes it
-/// (TemporaryFile::remove) or calls `undo`. A process that dies in between leaves both files whole, and the temporary
-/// name says that what has it was once in the other file's place (TemporaryName.h).
+///     FileSwap swap(calls, folder, "Talk.md", *fresh, text);
+///     if (const auto error = swap.make()) …        // both are as they were
+///     … look at what now has fresh->name() …
+///     fresh->remove();                             // or swap.undo()
 ///
-/// Not thread-safe. The arguments outlive the object.
+/// A process that dies in between leaves both files whole, and the temporary name says that what has it was once in the
+/// other file's place (TemporaryName.h). Not thread-safe. The arguments must outlive the object.
 class FileSwap {
  public:
   /// `text` is what the temporary file was filled with, `name` the other file's name in the folder.
   FileSwap(const SystemCalls& calls, int folder, std::string_view name, TemporaryFile& fresh, std::string_view text);
 
-  /// Swaps the two for the first time. An error means that they stand as they stood. What has the temporary name stays
-  /// from now on when the temporary file's object ends.
+  /// Swaps the two for the first time. An error means that both are as they were; an error for which
+  /// SystemCalls::isLacking is true, that the disk cannot swap. After success, what has the temporary name stays when
+  /// the temporary file's object ends.
   std::error_code make();
 
   /// What `undo` did.
@@ -40,9 +43,9 @@ class FileSwap {
     std::error_code error = {};  ///< The reason for the last two.
   };
 
-  /// Puts what came out back in its place. If another program has saved there meanwhile, onto the new file or by a file
-  /// of its own, the two change places until what comes out is what went in just before: what was saved last is then in
-  /// its place. Swaps at most nine times, and reads what came out each time. Called once, after `make`.
+  /// Puts what came out back in its place, on the disk for good. If another program saved there meanwhile, onto the new
+  /// file or by a file of its own, the two are swapped until what comes out is what went in just before: what was saved
+  /// last is in its place then. Swaps at most nine times, and reads what came out each time. Called once, after `make`.
   Undone undo();
 
  private:
@@ -53,7 +56,7 @@ class FileSwap {
     std::error_code error;
   };
 
-  std::error_code exchange() const;
+  std::error_code exchange(const std::optional<FileIdentity>& goingIn) const;
   Content look() const;
 
   const SystemCalls& calls_;

@@ -1,10 +1,8 @@
 #include "quorvel/files/FoundTemporaryFile.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <utility>
 
 #include "quorvel/files/FolderEntries.h"
@@ -15,22 +13,21 @@ namespace quorvel {
 
 // A shared lock is enough to meet the writer's, and two who look at the same moment do not take each other for one.
 std::optional<FoundTemporaryFile> FoundTemporaryFile::open(int folder, const std::string& fileName) {
-  Descriptor file = openToRead(folder, fileName);
+  auto file = openToRead(folder, fileName);
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  if (!file || ::fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const auto name = TemporaryName::parse(fileName);
-  const bool hasLivingWriter = ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  return FoundTemporaryFile{std::move(file), hasLivingWriter, name && name->inode == status.st_ino,
+  const bool hasLivingWriter =
+      ::flock(file->get(), LOCK_SH | LOCK_NB) != 0 && lastError() == std::errc::operation_would_block;
+  return FoundTemporaryFile{*std::move(file), hasLivingWriter, name && name->inode == status.st_ino,
                             status.st_nlink > 1};
 }
 
 std::vector<std::string> temporaryFilesIn(const SystemCalls& calls, int folder) {
   std::vector<std::string> names;
-  // Another descriptor, as the one given keeps its place among the entries.
-  FolderEntries entries(calls, Descriptor(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-  if (!entries) return names;
-  while (const dirent* entry = entries.next()) {
-    if (TemporaryName::parse(entry->d_name)) names.emplace_back(entry->d_name);
+  FolderEntries entries(calls, folder);
+  while (const FolderEntry* entry = entries.next().value_or(nullptr)) {
+    if (TemporaryName::parse(entry->name)) names.emplace_back(entry->name);
   }
   return names;
 }

@@ -1,7 +1,5 @@
 #include "quorvel/files/Leftovers.h"
 
-#include <fcntl.h>
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -10,8 +8,8 @@
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FolderEntries.h"
 #include "quorvel/files/FoundTemporaryFile.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 
 namespace quorvel {
@@ -69,8 +67,8 @@ class Sweep {
       wanted->second = name;
       --unknown;
     };
-    FolderEntries entries(calls_, Descriptor(::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
-    while (const dirent* entry = entries ? entries.next() : nullptr) find(entry->d_name);
+    FolderEntries entries(calls_, folder_);
+    while (const FolderEntry* entry = entries.next().value_or(nullptr)) find(entry->name);
     if (unknown == 0) return;
     for (const std::string& name : remembered_()) find(name);
   }

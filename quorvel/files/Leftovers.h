@@ -9,26 +9,26 @@
 
 namespace quorvel {
 
-/// Keeps a text that was taken out of a script's place, unless it is kept already. `script` is the script's file name.
+/// Saves a text that once was a script's as a version of it, unless one of its versions has it. `script` is the
+/// script's file name.
 using KeepLeftover = std::function<void(const std::string& script, std::string_view text)>;
 
-/// The file names of scripts that are known to have been in the folder once. Asked for only where a leftover is of a
-/// script that is not there, and once.
+/// The file names of the scripts that are known to have been in the folder. Asked for at most once, and only if a
+/// leftover belongs to a script that is not there.
 using RememberedScripts = std::function<std::vector<std::string>()>;
 
-/// Clears away the temporary files (TemporaryName.h) that writers left in a folder when they died: texts that never
-/// were a script's are deleted, those that once were are handed to `keep` first. These stay:
+/// Deletes the temporary files (TemporaryName.h) that writers left in a folder when they died. A text that once was a
+/// script's goes to `keep` first. These files stay:
 ///
-///  - the files of living writers;
-///  - texts that another program still has open for writing, as far as the system tells;
-///  - texts of scripts that are neither there nor remembered, as nobody could say whose history they belong to, unless
-///    the file has another name by which it is to be had.
+///  - those of living writers;
+///  - those that another program has open for writing, as far as the system tells;
+///  - texts of scripts that are neither there nor remembered, because nobody could say whose history they belong to,
+///    unless the file has another name.
 ///
-/// Returns the hashes (TemporaryName::hash) of the scripts of which a text stays that once was theirs.
+/// Returns the hashes (TemporaryName::hash) of the scripts that still have a text of theirs among the files that stay.
 ///
-/// The folder is open for reading. Takes one look at its entries, another where a text is to be kept, and does no more
-/// where there is nothing to clear. What `keep` throws passes through; the file at hand and those not looked at yet
-/// stay then.
+/// `folder` is open for reading. If nothing is to be deleted, the cost is one look at the folder's entries; a text for
+/// `keep` costs one more look in all. What `keep` throws passes through: that file and those after it stay.
 std::vector<std::uint64_t> sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
                                           const RememberedScripts& remembered);
 

@@ -1,11 +1,8 @@
 #include "quorvel/files/OpenedRoot.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
-#include <cerrno>
 #include <optional>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -32,7 +29,7 @@ std::vector<Opened>& openedHere() {
 std::optional<std::filesystem::path> presentPath(const Descriptor& folder, const FileIdentity& identity) {
   std::error_code error;
   const auto path = std::filesystem::read_symlink(openedFolderPath(folder), error);
-  if (error || identityOf(AT_FDCWD, path) != identity) return std::nullopt;
+  if (error || !(identityOf(AT_FDCWD, path) == identity)) return std::nullopt;
   return path;
 }
 
@@ -45,9 +42,9 @@ std::shared_ptr<const OpenedRoot> OpenedRoot::find(const std::filesystem::path& 
     if (auto held = each.root.lock()) return held;
   }
   Descriptor folder(::open(path.c_str(), passingFlags() | O_CLOEXEC));
-  if (!folder) return nullptr;
+  if (!folder) throw std::system_error(lastError());
   const auto identity = identityOf(folder.get());
-  if (!identity) return nullptr;
+  if (!identity) throw std::system_error(identity.error());
   auto root = std::make_shared<const OpenedRoot>(path, std::move(folder), *identity);
   opened.push_back({path, root});
   return root;
@@ -58,23 +55,23 @@ OpenedRoot::OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdenti
 }
 
 bool OpenedRoot::isInPlace() const noexcept {
-  struct stat status;
-  return ::stat(path_.c_str(), &status) == 0 && FileIdentity{status.st_dev, status.st_ino} == identity_;
+  return identityAt(path_) == identity_;
 }
 
-std::optional<int> OpenedRoot::errorOfLooking() const noexcept {
-  struct stat status;
-  if (::stat(path_.c_str(), &status) == 0 || errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return std::nullopt;
-  return errno;
+std::error_code OpenedRoot::errorOfLooking() const noexcept {
+  const std::error_code error = identityAt(path_).error();
+  const bool isTold = error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
+                      error == std::errc::too_many_symbolic_link_levels;
+  return isTold ? std::error_code() : error;
 }
 
 std::string OpenedRoot::whyNotInPlace() const {
-  if (const auto error = errorOfLooking())
-    return reason(*error) + " where the library folder is looked for. Check the disk and try again.";
+  if (const std::error_code error = errorOfLooking())
+    return reason(error) + " where the library folder is looked for. Check the disk and try again.";
   std::string why =
-      "the library folder " + quorvel::quoted(path_.native()) + " was moved away or replaced by another meanwhile";
+      "the library folder " + inQuotes(path_.native()) + " was moved away or replaced by another meanwhile";
   if (const auto present = presentPath(folder_, identity_); present && *present != path_)
-    why += " and is now " + quorvel::quoted(present->native());
+    why += " and is now " + inQuotes(present->native());
   return why + ". Look which folder is the right one, put it in its place and try again.";
 }
 

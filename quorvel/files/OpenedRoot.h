@@ -2,37 +2,44 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
+#include <system_error>
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileIdentity.h"
 
 namespace quorvel {
 
-/// A library's folder, opened once for a whole call. Another program may move the folder away and make a new one with
-/// its name at any moment. What one call locks, reads, keeps and writes must then be below one and the same folder.
+/// A library's folder, opened once for a whole call.
 ///
-/// Operations are const and may be used from several threads at once.
+/// Another program may move the folder away and make a new one with its name at any moment. What one call locks, reads,
+/// saves and writes must be beneath one and the same folder then:
+///
+///     const auto root = OpenedRoot::find(path);      // by the lock, at the start
+///     …
+///     const auto same = OpenedRoot::find(path);      // by each operation of that thread, while `root` lives
+///     if (!same->isInPlace()) …                      // before it says that it is done
+///
+/// Operations are const and may be called from several threads at once.
 class OpenedRoot {
  public:
-  /// Opens the folder at the path; null, with the reason in errno, when it cannot be opened. As long as this thread
-  /// holds the result, `find` with the same path gives this thread the same result again, wherever the folder is by
-  /// then. So whoever holds the library's lock in a thread holds the folder for all operations of that thread.
+  /// Opens the folder at the path. Never null; throws std::system_error if it cannot be opened. As long as this thread
+  /// holds the result, `find` with the same path returns it again in this thread, wherever the folder is by then. The
+  /// library's lock holds it, and so decides on the folder for all operations of its thread.
   static std::shared_ptr<const OpenedRoot> find(const std::filesystem::path& path);
 
   OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdentity identity);
 
-  /// The folder; not necessarily open for reading.
+  /// The folder. It may be open for passing through only (passingFlags in Beneath.h), and not for reading.
   const Descriptor& folder() const noexcept { return folder_; }
 
-  /// Whether the path leads to this folder now.
+  /// Whether the path leads to this folder now. One system call.
   bool isInPlace() const noexcept;
 
-  /// Why the system does not tell where the path leads now: a value of errno. Nothing when it does.
-  std::optional<int> errorOfLooking() const noexcept;
+  /// Why the system does not tell where the path leads now; no error if it does.
+  std::error_code errorOfLooking() const noexcept;
 
-  /// The end of a sentence that began with "…, because ", for a folder that is not in its place: what happened to it,
+  /// The end of a sentence that begins with "…, because ", for a folder that is not in its place: what happened to it,
   /// where it is now if the system tells, and what to do.
   std::string whyNotInPlace() const;
 

@@ -18,8 +18,8 @@ enum class NamesLeft {
   unknown,       ///< The disk does not tell. A file has one of these names at least.
 };
 
-/// How a renaming ended. The error says why the names are not `onlyNew`, and is of the generic category: EEXIST when
-/// the new name is taken, EBUSY when another program put something in the old one's place meanwhile.
+/// How a renaming ended. The error says why the names are not `onlyNew`: EEXIST when the new name is taken, EBUSY when
+/// another program put something in the old one's place meanwhile.
 struct RenameResult {
   NamesLeft names = NamesLeft::onlyNew;
   std::error_code error;

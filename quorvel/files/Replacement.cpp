@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -16,16 +15,22 @@
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/FileSwap.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryFile.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
+
+// Nothing is lost, because at each moment the old text has a name, and what was in the file's place when the new one
+// came is looked at afterwards, not before: a look before the swap could miss what another program saves in between.
+// What came out is kept if it is not known, or put back if it cannot be kept. So the swap comes first and the questions
+// follow; every failure after it goes through `undo`, whose answers are the sentences below. `renameOver` is for disks
+// that cannot swap: there the looks are as close to the renaming as they can be, on both sides of it.
 
 namespace quorvel {
 namespace {
 
 class Replacement {
  public:
-  Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep)
+  Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepReplacedText& keep)
       : calls_(calls), file_(file), text_(text), keep_(keep) {}
 
   void make() {
@@ -34,52 +39,55 @@ class Replacement {
     const std::error_code error = swap.make();
     if (!error) {
       lookAtWhatCameBack(swap);
-    } else if (SystemCalls::isLacking(error.value())) {
+    } else if (SystemCalls::isLacking(error)) {
       renameOver();
     } else {
-      throw failed(error.value());
+      throw failed(error);
     }
     flushFolder();
   }
 
  private:
-  std::string happened() const { return quorvel::quoted(file_.shownName) + " could not be written"; }
-  LibraryError failed(int error) const { return failure(happened(), error); }
+  std::string happened() const { return inQuotes(file_.shownName) + " could not be written"; }
+  LibraryError failed(const std::error_code& error) const { return failure(happened(), error); }
 
-  LibraryError beingWritten() const {
-    return LibraryError(happened() +
-                        ", because another program has it open for writing. Save and close it there, then "
-                        "try again.");
-  }
-
-  // Opens what has a name in the folder, if it is a file. Throws the failure of the write otherwise.
-  Descriptor openFile(const std::string& name) const {
-    Descriptor opened = openToRead(file_.folder, name);
-    if (!opened) throw failed(errno);
+  struct OpenedFile {
+    Descriptor file;
     struct stat status;
-    if (::fstat(opened.get(), &status) != 0) throw failed(errno);
-    if (S_ISDIR(status.st_mode)) throw failed(EISDIR);
+  };
+
+  // Opens what has a name in the folder, if it is a file, once nobody has it open for writing. Throws the failure of
+  // the write otherwise.
+  OpenedFile openFile(const std::string& name) const {
+    auto opened = openToRead(file_.folder, name);
+    if (!opened) throw failed(opened.error());
+    if (!waitForWriters(opened->get(), file_.patience))
+      throw LibraryError(happened() +
+                         ", because another program has it open for writing. Save and close it there, then try again.");
+    struct stat status;
+    if (::fstat(opened->get(), &status) != 0) throw failed(lastError());
+    if (S_ISDIR(status.st_mode)) throw failed(std::make_error_code(std::errc::is_a_directory));
     if (!S_ISREG(status.st_mode))
       throw LibraryError(happened() + ", because what is there now is not a file. Move it away and try again.");
-    return opened;
+    return {*std::move(opened), status};
   }
 
-  Descriptor openOld() const {
-    Descriptor old = openFile(file_.name);
-    if (::faccessat(file_.folder, file_.name.c_str(), W_OK, AT_EACCESS) != 0) throw failed(errno);
-    if (!waitForWriters(old.get(), patienceWithWriters)) throw beingWritten();
+  OpenedFile openOld() const {
+    OpenedFile old = openFile(file_.name);
+    if (::faccessat(file_.folder, file_.name.c_str(), W_OK, AT_EACCESS) != 0) throw failed(lastError());
     return old;
   }
 
   // The new text, flushed and with the old file's attributes, beside it.
-  void prepare(const Descriptor& old) try {
+  void prepare(const OpenedFile& old) try {
     fresh_ = TemporaryFile::make(calls_, file_.folder, file_.name);
     fresh_->write(text_);
-    if (const CopiedAttributes copied = copyAttributes(old.get(), fresh_->file()); !copied)
-      throw failure(happened() + " without changing who may read and write it", copied.error.value());
+    if (const CopiedAttributes copied = copyAttributes(old.file.get(), old.status, fresh_->file(), fresh_->status());
+        !copied)
+      throw failure(happened() + " without changing who may read and write it", copied.error);
     fresh_->flush();
   } catch (const std::system_error& error) {
-    if (fresh_ || error.code() != std::errc::device_or_resource_busy) throw failed(error.code().value());
+    if (fresh_ || error.code() != std::errc::device_or_resource_busy) throw failed(error.code());
     throw LibraryError(happened() +
                        ", because the temporary files that it needs are taken away again and again. Close other "
                        "programs that tidy up this folder, check the disk, and try again.");
@@ -97,15 +105,15 @@ class Replacement {
     fresh_->remove();
   }
 
-  void keepTextOf(const Descriptor& taken) {
-    if (!waitForWriters(taken.get(), patienceWithWriters)) throw beingWritten();
-    if (::lseek(taken.get(), 0, SEEK_SET) != 0) throw failed(errno);
-    std::optional<std::string> text = readToEnd(taken.get(), calls_);
-    if (!text && errno == EFBIG) throw tooLarge(happened(), "what another program has saved there");
-    if (!text) throw failed(errno);
+  // The file is read from where it stands.
+  void keepTextOf(const OpenedFile& replaced) {
+    auto text = readToEnd(replaced.file.get(), replaced.status.st_size, calls_);
+    if (!text && text.error() == std::errc::file_too_large)
+      throw tooLarge(happened(), "what another program has saved there");
+    if (!text) throw failed(text.error());
     if (text->empty() || *text == kept_) return;
     keep_(*text);
-    kept_ = std::move(*text);
+    kept_ = *std::move(text);
   }
 
   // Returns if all is as it was before. Where other programs have saved meanwhile, what they saved before the last
@@ -116,32 +124,32 @@ class Replacement {
       case FileSwap::Undone::done:
         return;
       case FileSwap::Undone::savedMeanwhile:
-        throw LibraryError(why + " Another program has opened " + quorvel::quoted(file_.shownName) +
+        throw LibraryError(why + " Another program has opened " + inQuotes(file_.shownName) +
                            " to save it meanwhile, so what it saved, or the new text, is in its place. What was there "
                            "just before" +
                            nextChange);
       case FileSwap::Undone::savedAllTheTime:
         throw LibraryError(
-            why + " Other programs keep " + quorvel::quoted(file_.shownName) +
+            why + " Other programs keep " + inQuotes(file_.shownName) +
             " open to save it, so nobody can tell which text is the last. One is in its place. The other" + nextChange);
       case FileSwap::Undone::notTakenOut:
-        throw notTakenOut(undone.error.value());
+        throw notTakenOut(undone.error);
       case FileSwap::Undone::unclear:
-        throw hidden(undone.error.value());
+        throw hidden(undone.error);
     }
   }
 
-  std::string inPlace() const { return "The new text of " + quorvel::quoted(file_.shownName) + " is in its place"; }
+  std::string inPlace() const { return "The new text of " + inQuotes(file_.shownName) + " is in its place"; }
 
   static constexpr const char* nextChange =
       " is in a hidden file beside the script, and the next change of the script takes it into the version history.";
 
-  LibraryError notTakenOut(int error) const {
+  LibraryError notTakenOut(const std::error_code& error) const {
     return LibraryError(failure(inPlace() + " and could not be taken out again", error).what() +
                         std::string(" What was there just before") + nextChange);
   }
 
-  LibraryError hidden(int error) const {
+  LibraryError hidden(const std::error_code& error) const {
     return LibraryError(failed(error).what() +
                         std::string(" What another program may have saved there at the same moment") + nextChange);
   }
@@ -157,36 +165,43 @@ class Replacement {
                         "history and is lost. If that program still shows it, save it there again under another name.");
   }
 
+  // What a program that had the file open wrote into it after it was read.
+  void keepLastTextOf(OpenedFile& old) {
+    if (!waitForWriters(old.file.get(), file_.patience) || ::lseek(old.file.get(), 0, SEEK_SET) != 0 ||
+        ::fstat(old.file.get(), &old.status) != 0)
+      throw failed(lastError());
+    keepTextOf(old);
+  }
+
   void requireFolderInPlace() const {
-    if (!file_.isInPlace()) throw failed(ENOENT);
+    if (!file_.isInPlace()) throw failed(std::make_error_code(std::errc::no_such_file_or_directory));
   }
 
   void renameOver() {
     requireFolderInPlace();
-    const Descriptor old = openFile(file_.name);
+    OpenedFile old = openFile(file_.name);
     keepTextOf(old);
     const std::string aside = fresh_->markedName();
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
-    if (!linked && !SystemCalls::isLacking(errno)) throw failed(errno);
+    if (!linked && !SystemCalls::isLacking(lastError())) throw failed(lastError());
     const auto forgetAside = [&] {
       if (linked) calls_.unlink(file_.folder, aside.c_str());
     };
     const auto present = identityOf(file_.folder, file_.name);
-    if (!present || present != identityOf(old.get())) {
-      const int error = errno;
+    if (!(present == identityOf(old.file.get()))) {
       forgetAside();
-      if (!present) throw failed(error);
+      if (!present) throw failed(present.error());
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");
     }
     try {
       fresh_->renameTo(file_.name);
     } catch (const std::system_error& error) {
       forgetAside();
-      throw failed(error.code().value());
+      throw failed(error.code());
     }
     try {
-      keepTextOf(old);
+      keepLastTextOf(old);
     } catch (...) {
       throw linked ? notKeptYet() : lost();
     }
@@ -195,21 +210,22 @@ class Replacement {
 
   void flushFolder() const {
     if (calls_.flushFolder(file_.folder) == 0) return;
-    throw LibraryError(inPlace() + ", but it may not outlast a power failure, because " + reason(errno) +
+    throw LibraryError(inPlace() + ", but it may not outlast a power failure, because " + reason(lastError()) +
                        ". Check the disk, then write the text again.");
   }
 
   const SystemCalls& calls_;
   const ReplacedFile& file_;
   const std::string_view text_;
-  const KeepTakenText& keep_;
+  const KeepReplacedText& keep_;
   std::string kept_;  // the text that was kept last
   std::unique_ptr<TemporaryFile> fresh_;
 };
 
 }  // namespace
 
-void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepTakenText& keep) {
+void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
+                 const KeepReplacedText& keep) {
   Replacement(calls, file, text, keep).make();
 }
 

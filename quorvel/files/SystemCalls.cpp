@@ -27,6 +27,10 @@ int renameWith(unsigned int flags, int folder, const char* from, const char* to)
 
 }  // namespace
 
+std::error_code lastError() noexcept {
+  return {errno, std::generic_category()};
+}
+
 const SystemCalls& SystemCalls::ofTheSystem() noexcept {
   static const SystemCalls calls;
   return calls;
@@ -39,6 +43,16 @@ int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const
   how.flags = static_cast<unsigned long long>(flags);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
   return static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how));
+#else
+  errno = ENOSYS;
+  return -1;
+#endif
+}
+
+long SystemCalls::readEntries([[maybe_unused]] int folder, [[maybe_unused]] void* records,
+                              [[maybe_unused]] std::size_t size) const noexcept {
+#ifdef KELVANE_LINUX_CALLS
+  return ::syscall(SYS_getdents64, folder, records, size);
 #else
   errno = ENOSYS;
   return -1;
@@ -89,8 +103,9 @@ int SystemCalls::flushFolder(int folder) const noexcept {
   return flush(folder) == 0 || errno == EINVAL ? 0 : -1;
 }
 
-bool SystemCalls::isLacking(int error) noexcept {
-  return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EPERM;
+bool SystemCalls::isLacking(const std::error_code& error) noexcept {
+  return error == std::errc::function_not_supported || error == std::errc::invalid_argument ||
+         error == std::errc::operation_not_supported || error == std::errc::operation_not_permitted;
 }
 
 int SystemCalls::exchange([[maybe_unused]] int folder, [[maybe_unused]] const char* one,

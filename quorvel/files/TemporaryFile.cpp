@@ -2,18 +2,20 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
 namespace quorvel {
 namespace {
 
-std::system_error systemError(int error) {
-  return {error, std::generic_category()};
+void require(bool succeeded) {
+  if (!succeeded) throw std::system_error(lastError());
+}
+
+std::system_error failed(std::errc error) {
+  return std::system_error(std::make_error_code(error));
 }
 
 }  // namespace
@@ -25,12 +27,13 @@ std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int
     TemporaryName parts = TemporaryName::fresh(name);
     Descriptor file(::openat(folder, parts.text().c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
-    if (!file) throw systemError(errno);
+    require(static_cast<bool>(file));
     std::unique_ptr<TemporaryFile> made(new TemporaryFile(calls, folder, parts, std::move(file)));
-    made->identity_ = identityOf(made->file());
-    if (!made->identity_) throw systemError(errno);
-    parts.inode = made->identity_->number;
-    if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
+    struct stat status;
+    require(::fstat(made->file(), &status) == 0);
+    made->status_ = status;
+    parts.inode = status.st_ino;
+    if (::flock(made->file(), LOCK_EX | LOCK_NB) != 0 && lastError() == std::errc::operation_would_block) continue;
     try {
       made->moveTo(parts);
       return made;
@@ -38,7 +41,7 @@ std::unique_ptr<TemporaryFile> TemporaryFile::make(const SystemCalls& calls, int
       if (error.code() != std::errc::no_such_file_or_directory) throw;
     }
   }
-  throw systemError(EBUSY);
+  throw failed(std::errc::device_or_resource_busy);
 }
 
 TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file)
@@ -46,33 +49,34 @@ TemporaryFile::TemporaryFile(const SystemCalls& calls, int folder, const Tempora
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (name_.empty() || isLeft_ || !identity_) return;
-  if (identityOf(folder_, name_) == identity_) remove();
+  if (name_.empty() || isLeft_ || !status_) return;
+  if (identityOf(folder_, name_) == identity()) remove();
 }
 
 // A second descriptor writes, and what the disk reports when it is closed is heard. The first is open for reading only:
 // whoever asks whether the file has writers does not find ourselves.
 void TemporaryFile::write(std::string_view text) const {
   Descriptor writing(::openat(folder_, name_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!writing) throw systemError(errno);
-  if (identityOf(writing.get()) != identity_) throw systemError(EBUSY);
+  require(static_cast<bool>(writing));
+  if (!(identityOf(writing.get()) == identity())) throw failed(std::errc::device_or_resource_busy);
   while (!text.empty()) {
     const long written = calls_.write(writing.get(), text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) throw systemError(written < 0 ? errno : EIO);
+    if (written < 0 && lastError() == std::errc::interrupted) continue;
+    require(written >= 0);
+    if (written == 0) throw failed(std::errc::io_error);
     text.remove_prefix(static_cast<std::size_t>(written));
   }
-  if (::close(writing.release()) != 0) throw systemError(errno);
+  require(::close(writing.release()) == 0);
 }
 
 void TemporaryFile::flush() const {
-  if (calls_.flush(file()) != 0) throw systemError(errno);
+  require(calls_.flush(file()) == 0);
 }
 
 void TemporaryFile::renameTo(const std::string& name) {
   if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) {
-    const int error = errno;
-    if (identityOf(folder_, name) != identity_) throw systemError(error);
+    const std::error_code error = lastError();
+    if (!(identityOf(folder_, name) == identity())) throw std::system_error(error);
   }
   name_.clear();
 }
@@ -82,16 +86,16 @@ bool TemporaryFile::takeFreeName(const std::string& name) {
     name_.clear();
     return true;
   }
-  if (errno != EEXIST && calls_.link(folder_, name_.c_str(), name.c_str()) == 0) {
+  if (lastError() != std::errc::file_exists && calls_.link(folder_, name_.c_str(), name.c_str()) == 0) {
     remove();
     return true;
   }
-  if (errno != EEXIST) throw systemError(errno);
+  require(lastError() == std::errc::file_exists);
   return false;
 }
 
-void TemporaryFile::markTaken() {
-  moveTo(parts_.ofTakenFile());
+void TemporaryFile::markReplaced() {
+  moveTo(parts_.ofReplacedFile());
 }
 
 void TemporaryFile::remove() noexcept {
@@ -101,20 +105,23 @@ void TemporaryFile::remove() noexcept {
 
 void TemporaryFile::moveTo(const TemporaryName& parts) {
   std::string name = parts.text();
-  if (calls_.rename(folder_, name_.c_str(), name.c_str()) != 0) throw systemError(errno);
+  require(calls_.rename(folder_, name_.c_str(), name.c_str()) == 0);
   parts_ = parts;
   name_ = std::move(name);
 }
 
-std::optional<Descriptor> tryMakingFile(int folder) {
+Expected<Descriptor> tryMakingFile(int folder) {
   // Only such a file tells whether an owner and a group can be kept, so KELVANE_PORTABLE changes nothing here.
 #ifdef O_TMPFILE
   Descriptor file(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (file) return file;
   // A system that does not know the flag takes it for the opening of a folder.
-  if (!SystemCalls::isLacking(errno) && errno != EISDIR && errno != ENOENT) return std::nullopt;
+  const std::error_code error = lastError();
+  if (!SystemCalls::isLacking(error) && error != std::errc::is_a_directory &&
+      error != std::errc::no_such_file_or_directory)
+    return error;
 #endif
-  if (::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return std::nullopt;
+  if (::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return lastError();
   return Descriptor();
 }
 

@@ -2,12 +2,11 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <system_error>
 
 #include "quorvel/files/FNV1a.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
 
 namespace quorvel {
 namespace {
@@ -36,9 +35,7 @@ std::uint64_t TemporaryName::hash(std::string_view scriptName) noexcept {
 
 TemporaryName TemporaryName::fresh(std::string_view scriptName) {
   TemporaryName name{hash(scriptName), 0, std::nullopt};
-  if (::getentropy(&name.random, sizeof name.random) != 0) {
-    throw failure("No name for a temporary file could be found", errno);
-  }
+  if (::getentropy(&name.random, sizeof name.random) != 0) throw std::system_error(lastError(), "getentropy");
   return name;
 }
 

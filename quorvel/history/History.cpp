@@ -121,19 +121,19 @@ History::History(std::filesystem::path root, Clock clock, std::chrono::milliseco
 std::string History::identifier(const std::filesystem::path& script) const {
   if (auto identifier = below(root_, script)) return *identifier;
   if (auto identifier = below(file_.root(), script)) return *identifier;
-  throw HistoryError(quorvel::quoted(script.native()) + " is not inside the library.");
+  throw HistoryError(inQuotes(script.native()) + " is not inside the library.");
 }
 
 std::optional<ScriptVersion> History::snapshot(std::string_view text, const std::filesystem::path& script,
                                                std::string_view label) {
   const std::string identifier = this->identifier(script);
   if (isInOwnFolder(identifier))
-    throw HistoryError("No version of " + quorvel::quoted(identifier) +
+    throw HistoryError("No version of " + inQuotes(identifier) +
                        " was kept, because it belongs to the folder that the library keeps its history in. Leave that "
                        "folder to the library.");
   if (text.empty()) return std::nullopt;
   if (text.size() > largestText)
-    throw HistoryError(tooLarge("No version of " + quorvel::quoted(identifier) + " was kept", "the text").what());
+    throw HistoryError(tooLarge("No version of " + inQuotes(identifier) + " was kept", "the text").what());
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   const auto root = writing(file_, [&](Connection& connection) {
     const std::int64_t saved = stored(clock_());
@@ -192,20 +192,20 @@ std::optional<std::string> History::text(std::string_view identifier, VersionNum
 std::vector<HistoryOfScript> History::scripts() const {
   return reading(file_, std::vector<HistoryOfScript>(), [](Connection& connection) {
     return histories(
-        connection.prepare(std::string(selectHistories) + " ORDER BY identifier, earlier > 0, earlier DESC"));
+        connection.prepare(std::string(selectHistories).append(" ORDER BY identifier, earlier > 0, earlier DESC")));
   });
 }
 
 std::vector<HistoryOfScript> History::scripts(std::string_view identifier) const {
   return reading(file_, std::vector<HistoryOfScript>(), [&](Connection& connection) {
     return histories(connection.prepare(
-        std::string(selectHistories) + " WHERE identifier = ? ORDER BY earlier > 0, earlier DESC", identifier));
+        std::string(selectHistories).append(" WHERE identifier = ? ORDER BY earlier > 0, earlier DESC"), identifier));
   });
 }
 
 bool History::holds(std::string_view text, std::string_view identifier) const {
   if (text.empty()) return true;
-  const auto root = OpenedRoot::find(file_.root());
+  const auto root = file_.findRoot();
   const auto held = root ? HeldOwnFolder::of(*root) : nullptr;
   if (held && held->remembers(identifier, text)) return true;
   return reading(file_, false, [&](Connection& connection) {

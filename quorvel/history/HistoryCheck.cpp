@@ -38,7 +38,7 @@ void checkRules(Connection& connection, std::vector<std::string>& problems) {
   for (const Rule& rule : rules) {
     auto violations = connection.prepare(rule.violations);
     while (violations.next()) {
-      const std::string script = quorvel::quoted(violations.bytes(0));
+      const std::string script = inQuotes(violations.bytes(0));
       problems.push_back("The history of " + script + ' ' + std::string(rule.sentence) + '.');
     }
   }

@@ -13,7 +13,7 @@ namespace quorvel {
 namespace {
 
 const std::string file = std::string(ownFolderName) + '/' + historyFileName;
-const std::string journal = file + "-journal";
+const std::string journal = std::string(file).append("-journal");
 const std::string subject = "The version history of this library (" + file + ")";
 
 /// "The version history … `happened`, so nothing was changed. `advice`"
@@ -97,7 +97,8 @@ HistoryError HistoryFailure::movedAtTheEnd() {
 }
 
 HistoryError HistoryFailure::uncertain(int error) {
-  return HistoryError(subject + " could not be written to the end, because " + reason(error) +
+  return HistoryError(subject + " could not be written to the end, because " +
+                      reason({error, std::generic_category()}) +
                       ". No script was changed, but it is not certain whether the history was. Check the disk.");
 }
 
@@ -105,13 +106,14 @@ HistoryError HistoryFailure::refused(int error, HistoryUse use) {
   const std::string_view what =
       use == HistoryUse::reading ? "could not be read, because " : "could not be written, because ";
   std::string text = subject;
-  text.append(" ").append(what).append(reason(error));
+  const SystemReason why = SystemReason::of(systemError(error));
+  text.append(" ").append(what).append(why.reason);
   if (use == HistoryUse::writing) text.append(", so nothing was changed");
   text.append(".");
-  if (error == ENOSPC || error == EDQUOT) text.append(" Free some space and try again.");
-  if (error == EROFS) text.append(" Make the disk writable and try again.");
-  if (error == EIO) text.append(" Check the disk.");
-  if (error == EACCES || error == EPERM) text.append(" Check who may read and write in the folder .kelvane.");
+  const bool isAboutRights = error == EACCES || error == EPERM;
+  text.append(" ").append(isAboutRights        ? "Check who may read and write in the folder .kelvane."
+                          : why.advice.empty() ? "Look at what is in the folder .kelvane and try again."
+                                               : why.advice);
   return HistoryError(text);
 }
 

@@ -75,9 +75,12 @@ HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds p
 }
 
 std::shared_ptr<const OpenedRoot> HistoryFile::findRoot() const {
-  auto root = OpenedRoot::find(root_);
-  if (!root && errno != ENOENT) throw std::system_error(errno, std::generic_category());
-  return root;
+  try {
+    return OpenedRoot::find(root_);
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;
+    return nullptr;
+  }
 }
 
 std::shared_ptr<const OpenedRoot> HistoryFile::openRoot() const {
@@ -163,11 +166,11 @@ void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
   } catch (const sqlite::Error& error) {
     if (error.code() != SQLITE_READONLY_DBMOVED) throw;
     const auto reason = root.errorOfLooking();
-    throw reason ? HistoryFailure::refused(*reason, HistoryUse::writing) : HistoryFailure::moved();
+    throw reason ? HistoryFailure::refused(reason.value(), HistoryUse::writing) : HistoryFailure::moved();
   }
   if (!isInPlace(connection.identity(), root)) {
     const auto error = root.errorOfLooking();
-    throw error ? HistoryFailure::uncertain(*error) : HistoryFailure::movedAtTheEnd();
+    throw error ? HistoryFailure::uncertain(error.value()) : HistoryFailure::movedAtTheEnd();
   }
 }
 

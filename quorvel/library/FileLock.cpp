@@ -4,7 +4,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <random>
 #include <string>
 #include <system_error>
@@ -14,6 +13,7 @@
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/OpenedRoot.h"
+#include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/OwnFolder.h"
 
@@ -31,16 +31,18 @@ class FileLock final : public LibraryLock {
   Descriptor file_;
 };
 
-LibraryError notLocked(int error) {
+LibraryError notLocked(const std::error_code& error) {
   const std::string happened = "The library could not be locked for writing";
-  if (error != ENOTDIR && error != ELOOP) return failure(happened, error);
-  return LibraryError(happened + ", because a file or a link has the name " + quorvel::quoted(ownFolderName) +
+  if (error != std::errc::not_a_directory && error != std::errc::too_many_symbolic_link_levels)
+    return failure(happened, error);
+  return LibraryError(happened + ", because a file or a link has the name " + inQuotes(ownFolderName) +
                       " in it, which is kept for the library's own folder. Move it away and try again.");
 }
 
 // The failure to open the file itself, once its folder is open.
-LibraryError notOpened(int error) {
-  const bool isNoFile = error == ELOOP || error == EISDIR || error == ENXIO;
+LibraryError notOpened(const std::error_code& error) {
+  const bool isNoFile = error == std::errc::too_many_symbolic_link_levels || error == std::errc::is_a_directory ||
+                        error == std::errc::no_such_device_or_address;
   if (!isNoFile) return notLocked(error);
   return LibraryError(
       "The library could not be locked for writing, because \".kelvane/lock\" in it is a link, a folder or the like and"
@@ -56,14 +58,20 @@ LibraryError busy(std::chrono::milliseconds waited) {
 LibraryError moved() {
   return LibraryError(
       "The library could not be locked for writing, because its folder, or \".kelvane\" in it, was moved away or "
-      "replaced by another all the time. Nothing was changed; stop what moves it and try again.");
+      "replaced by another again and again. Nothing was changed; stop what moves it and try again.");
+}
+
+std::shared_ptr<const OpenedRoot> openedRoot(const std::filesystem::path& root) try {
+  return OpenedRoot::find(root);
+} catch (const std::system_error& error) {
+  throw failure("The library folder " + inQuotes(root.native()) + " could not be opened", error.code());
 }
 
 Descriptor ownFolder(const OpenedRoot& root) {
   try {
     return makeOwnFolder(root.folder());
   } catch (const std::system_error& error) {
-    throw notLocked(error.code().value());
+    throw notLocked(error.code());
   }
 }
 
@@ -73,26 +81,28 @@ Descriptor ownFolder(const OpenedRoot& root) {
 bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
   if (!root.isInPlace()) return false;
   const auto locked = identityOf(file.get());
-  const auto present =
-      locked ? identityOf(root.folder().get(), std::string(ownFolderName) + '/' + lockFileName) : std::nullopt;
-  const bool isElsewhere = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-  if (!locked || (!present && !isElsewhere)) throw notLocked(errno);
+  if (!locked) throw notLocked(locked.error());
+  const auto present = identityOf(root.folder().get(), std::string(ownFolderName) + '/' + lockFileName);
+  const std::error_code error = present.error();
+  const bool isTold = !error || error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
+                      error == std::errc::too_many_symbolic_link_levels;
+  if (!isTold) throw notLocked(error);
   return present == locked;
 }
 
-enum class Outcome { locked, busy, failed };
-
-// flock itself can only wait for ever, so it is asked again after short pauses, of different lengths so that of several
-// who wait each has the same chance.
-Outcome lockBefore(Clock::time_point deadline, const Descriptor& file) {
+// Locks a file. Returns EWOULDBLOCK if another has the lock at the deadline, and any other reason at once. flock itself
+// can only wait for ever, so it is asked again after short pauses, of different lengths so that of several who wait
+// each has the same chance.
+std::error_code lockBefore(Clock::time_point deadline, const Descriptor& file) {
   thread_local std::minstd_rand generator(std::random_device{}());
   std::uniform_int_distribution<int> microseconds(200, 1500);
   while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return Outcome::failed;
-    if (Clock::now() >= deadline) return Outcome::busy;
+    const std::error_code error = lastError();
+    if (error != std::errc::operation_would_block && error != std::errc::interrupted) return error;
+    if (Clock::now() >= deadline) return std::make_error_code(std::errc::operation_would_block);
     std::this_thread::sleep_for(std::chrono::microseconds(microseconds(generator)));
   }
-  return Outcome::locked;
+  return {};
 }
 
 }  // namespace
@@ -100,25 +110,20 @@ Outcome lockBefore(Clock::time_point deadline, const Descriptor& file) {
 std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
   do {
-    const auto opened = OpenedRoot::find(root);
-    if (!opened) throw failure("The library folder " + quorvel::quoted(root.native()) + " could not be opened", errno);
+    const auto opened = openedRoot(root);
     Descriptor folder = ownFolder(*opened);
     Descriptor file(::openat(folder.get(), lockFileName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
-    if (!file) throw notOpened(errno);
+    if (!file) throw notOpened(lastError());
     // Who waits for the lock holds one on the folder meanwhile. Thus who lets go and comes back at once, long before
     // anybody could notice, has to wait behind it. Where folders cannot be locked, there is only no order.
-    if (lockBefore(deadline, folder) == Outcome::busy) throw busy(patience);
-    switch (lockBefore(deadline, file)) {
-      case Outcome::failed:
-        throw notLocked(errno);
-      case Outcome::busy:
-        throw busy(patience);
-      case Outcome::locked:
-        if (!isStillThere(file, *opened)) break;
-        ::flock(folder.get(), LOCK_UN);
-        return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)), std::move(file));
-    }
+    constexpr std::errc isBusy = std::errc::operation_would_block;
+    if (lockBefore(deadline, folder) == isBusy) throw busy(patience);
+    const std::error_code error = lockBefore(deadline, file);
+    if (error) throw error == isBusy ? busy(patience) : notLocked(error);
+    if (!isStillThere(file, *opened)) continue;
+    ::flock(folder.get(), LOCK_UN);
+    return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)), std::move(file));
   } while (Clock::now() < deadline);
   throw moved();
 }

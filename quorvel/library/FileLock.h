@@ -8,16 +8,19 @@
 
 namespace quorvel {
 
-/// Takes the lock of the library at `root`: a lock of flock(2) on the file "lock" in the library's own folder, made
-/// where it is missing and never removed. It holds against other processes and against other threads of this one, is
-/// inherited by no program, and is let go by the system when the process dies, however it dies. Nobody who lets go of
-/// it gets it again before one who waits.
+/// Locks the library at `root` for this thread, until the result is destroyed.
 ///
-/// When this returns, the root led to the folder whose lock it is. Who has it holds that opened folder as well, so that
-/// OpenedRoot::find gives this thread the same one until the lock is let go.
+/// The lock is one of flock(2) on the file "lock" in the library's own folder, which is made if it is missing and never
+/// deleted. It keeps out other processes and other threads of this one. Programs that this one starts do not inherit
+/// it, and the system releases it when the process dies. It is fair: releasing it lets a waiting process go first,
+/// except where folders cannot be locked.
 ///
-/// Throws LibraryError when others hold it for all of `patience`, when it cannot be made, and when the folders are
-/// moved away or replaced for all of `patience`.
+/// When this returns, `root` led to the folder whose lock it is. The lock holds that folder open, so until it is
+/// released OpenedRoot::find returns the same one in this thread, and so it does the library's own folder
+/// (HeldOwnFolder.h).
+///
+/// Throws LibraryError if others hold the lock for all of `patience`, if it cannot be made, and if the folders are
+/// moved away or replaced again and again for all of `patience`. Without other writers it takes some ten system calls.
 std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience);
 
 }  // namespace quorvel

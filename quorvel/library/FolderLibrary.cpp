@@ -4,16 +4,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <utility>
 
 #include "platform/FileSystem.h"
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/WholeFile.h"
-#include "quorvel/library/Listing.h"
 
 namespace quorvel {
 namespace {
@@ -30,26 +27,27 @@ std::optional<std::string> relative(const std::string& path, const std::string& 
 }  // namespace
 
 FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history)
-    : FolderLibrary(root, std::move(history), Means()) {
+    : FolderLibrary(root, std::move(history), Options()) {
 }
 
-FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history, const Means& means)
-    : root_(filesystem::standardized(root)), history_(std::move(history)), means_(means) {
+FolderLibrary::FolderLibrary(const std::filesystem::path& root, std::shared_ptr<History> history,
+                             const Options& options)
+    : root_(filesystem::standardized(root)), history_(std::move(history)), options_(options) {
 }
 
 std::string FolderLibrary::fileExtension() const {
   return std::string(scriptSuffix.substr(1));
 }
 
-std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const {
-  auto root = OpenedRoot::find(root_);
-  if (!root) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be opened", errno);
-  return root;
+std::shared_ptr<const OpenedRoot> FolderLibrary::openRoot() const try {
+  return OpenedRoot::find(root_);
+} catch (const std::system_error& error) {
+  throw failure("The library folder " + inQuotes(root_.native()) + " could not be opened", error.code());
 }
 
 void FolderLibrary::requireReadable() const {
   const Descriptor readable(::open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!readable) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+  if (!readable) throw failure("The library folder " + inQuotes(root_.native()) + " could not be read", lastError());
 }
 
 // Items are looked up by their whole paths, which hold the root as it is spelt or with its links resolved.
@@ -58,19 +56,24 @@ std::size_t FolderLibrary::longestIdentifier() const {
   return root < PATH_MAX ? PATH_MAX - 1 - root : 0;
 }
 
+ListingScope FolderLibrary::scope(const OpenedRoot& root, PathBeneath folder) const {
+  return {root.folder().get(), std::move(folder), longestIdentifier()};
+}
+
 std::size_t FolderLibrary::countOfUnlistableNames() const {
   const auto root = openRoot();
-  const auto count = quorvel::countOfUnlistableNames(means_.calls, {root->folder().get(), {}, longestIdentifier()});
-  if (!count) throw failure("The library folder " + quorvel::quoted(root_.native()) + " could not be read", errno);
+  const auto count = quorvel::countOfUnlistableNames(options_.calls, scope(*root, PathBeneath()));
+  if (!count) throw failure("The library folder " + inQuotes(root_.native()) + " could not be read", count.error());
   return *count;
 }
 
 std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& folder) const {
-  const std::string identifier = this->identifier(folder);
+  const std::string happened = "The folder " + inQuotes(folder.native()) + " could not be read";
+  PathBeneath path = pathBeneath(identifier(folder), happened);
   const auto root = openRoot();
-  auto items = listing(means_.calls, {root->folder().get(), identifier, longestIdentifier()});
-  if (!items) throw failure("The folder " + quorvel::quoted(folder.native()) + " could not be read", errno);
-  return std::move(*items);
+  auto items = listing(options_.calls, scope(*root, std::move(path)));
+  if (!items) throw failure(happened, items.error());
+  return *std::move(items);
 }
 
 std::string FolderLibrary::read(const ScriptItem& script) const {
@@ -78,32 +81,32 @@ std::string FolderLibrary::read(const ScriptItem& script) const {
 }
 
 std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
-  return read(script, patienceWithWriters);
+  return read(script, options_.patienceWithWriters);
 }
 
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
-  const std::string happened = quorvel::quoted(script.identifier) + " could not be read";
-  if (!staysBeneath(script.identifier)) throw LibraryError(happened + ", because it is not inside the library.");
+  const std::string happened = inQuotes(script.identifier) + " could not be read";
+  const PathBeneath path = pathBeneath(script.identifier, happened);
   const auto root = openRoot();
-  const Descriptor file =
-      openBeneath(means_.calls, root->folder().get(), script.identifier, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  const auto file = openBeneath(options_.calls, root->folder().get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file) throw failure(happened, file.error());
+  if (patience.count() > 0) waitForWriters(file->get(), patience);
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) throw failure(happened, errno);
-  if (S_ISDIR(status.st_mode)) throw failure(happened, EISDIR);
+  if (::fstat(file->get(), &status) != 0) throw failure(happened, lastError());
+  if (S_ISDIR(status.st_mode)) throw failure(happened, std::make_error_code(std::errc::is_a_directory));
   if (!S_ISREG(status.st_mode))
     throw LibraryError(happened + ", because what is there now is not a file. Move it away and try again.");
-  if (patience.count() > 0) waitForWriters(file.get(), patience);
-  auto text = readToEnd(file.get(), means_.calls);
-  if (!text && errno == EFBIG) throw tooLarge(happened, "it");
-  if (!text) throw failure(happened, errno);
-  return std::move(*text);
+  auto text = readToEnd(file->get(), status.st_size, options_.calls);
+  if (!text && text.error() == std::errc::file_too_large) throw tooLarge(happened, "it");
+  if (!text) throw failure(happened, text.error());
+  return *std::move(text);
 }
 
 std::string FolderLibrary::identifier(const std::filesystem::path& file) const {
   const std::string path = filesystem::standardized(file);
   if (auto found = relative(path, root_.native())) return std::move(*found);
   if (auto found = relative(path, filesystem::resolvingSymbolicLinks(root_))) return std::move(*found);
-  throw LibraryError(quorvel::quoted(file.native()) + " is not inside the library.");
+  throw LibraryError(inQuotes(file.native()) + " is not inside the library.");
 }
 
 }  // namespace quorvel

@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -11,7 +10,6 @@
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/Leftovers.h"
 #include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/OpenedRoot.h"
 #include "quorvel/files/Renaming.h"
 #include "quorvel/files/Replacement.h"
@@ -37,18 +35,17 @@ std::string_view word(Kind kind) {
 }
 
 // Whether an entry is there. Throws when the system does not tell; `happened` begins that sentence.
-bool isThere(const ChangingFolder& folder, const std::string& name, const std::string& happened) {
-  struct stat status;
-  if (::fstatat(folder.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
-  if (errno != ENOENT) throw failure(happened, errno);
-  return false;
+bool isThere(const FolderToChange& folder, const std::string& name, const std::string& happened) {
+  const std::error_code error = identityOf(folder.folder.get(), name).error();
+  if (error && error != std::errc::no_such_file_or_directory) throw failure(happened, error);
+  return !error;
 }
 
 // How often a name that was free when it was looked at may turn out to be taken, by other programs or by a disk that
 // does not know what it has.
-constexpr int mostTakenNames = 100;
+constexpr int mostAttempts = 100;
 
-LibraryError allTaken(const std::string& happened) {
+LibraryError noFreeName(const std::string& happened) {
   return LibraryError(happened + ", because each name that was free was taken when it was to be used. Give another " +
                       "name, and check the disk.");
 }
@@ -59,9 +56,9 @@ LibraryError notRenamed(const RenameResult& result, const ScriptItem& renamed, c
     return LibraryError(happened +
                         ", because this disk has no way to rename a file without the danger of replacing another "
                         "one. Rename it in another program.");
-  if (result.names == NamesLeft::onlyOld) return failure(happened, result.error.value());
-  const std::string why = happened + ", because " + reason(result.error.value());
-  const std::string name = quorvel::quoted(renamed.identifier);
+  if (result.names == NamesLeft::onlyOld) return failure(happened, result.error);
+  const std::string why = happened + ", because " + reason(result.error);
+  const std::string name = inQuotes(renamed.identifier);
   if (result.names == NamesLeft::unknown)
     return LibraryError(why + ". The disk does not tell which name it has now: the old one, " + name +
                         " or both, and perhaps a hidden one. Check the disk, then list the library again.");
@@ -75,18 +72,24 @@ std::string requiredName(std::string_view asked, Kind kind) {
   std::string name = cleanedName(asked, kind);
   if (!name.empty()) return name;
   if (isTooLongToCut(asked, kind))
-    throw LibraryError(quorvel::quoted(asked) + " cannot be the name of a " + std::string(word(kind)) +
+    throw LibraryError(inQuotes(asked) + " cannot be the name of a " + std::string(word(kind)) +
                        ", because its first character alone, with its marks, is longer than a name may be. Give another"
                        " name.");
-  throw LibraryError(quorvel::quoted(asked) + " leaves no name for a " + std::string(word(kind)) +
-                     " once dots at its start, blanks at its ends and the like are taken away. Give another name.");
+  throw LibraryError(
+      inQuotes(asked) + " cannot be the name of a " + std::string(word(kind)) +
+      ", because nothing is left without dots at its start and white space at its ends. Give another name.");
 }
 
-// Makes an entry; false with the reason in errno, EEXIST when the name is taken.
-bool makeEntry(const ChangingFolder& folder, const std::string& name, Kind kind) {
-  if (kind == Kind::folder) return ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
-  return static_cast<bool>(Descriptor(
-      ::openat(folder.folder.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)));
+// Makes an entry. Returns why it could not be made: EEXIST when the name is taken.
+std::error_code makeEntry(const FolderToChange& folder, const std::string& name, Kind kind) {
+  bool isMade = false;
+  if (kind == Kind::folder) {
+    isMade = ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
+  } else {
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    isMade = static_cast<bool>(Descriptor(::openat(folder.folder.get(), name.c_str(), flags, 0666)));
+  }
+  return isMade ? std::error_code() : lastError();
 }
 
 void requireInPlace(const OpenedRoot& root, const std::string& happened) {
@@ -97,18 +100,28 @@ void requireInPlace(const OpenedRoot& root, const std::string& happened) {
 // its place any more, so its history goes with it.
 void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
   if (root.isInPlace()) return;
-  if (const auto error = root.errorOfLooking())
+  if (const std::error_code error = root.errorOfLooking())
     throw LibraryError(done +
                        ", but the system does not tell whether the library folder is still in its place, because " +
-                       reason(*error) + ". Check the disk.");
+                       reason(error) + ". Check the disk.");
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
+}
+
+// The text of a script that was made anew could not be written. If the script is empty therefore, the error says that
+// it is there; the size tells, because a disk that fails may still tell that.
+[[noreturn]] void throwWithWhatIsThere(const std::exception& error, const EntryToChange& target) {
+  struct stat status;
+  const bool isTold = ::fstatat(target.in.folder.get(), target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (isTold ? status.st_size > 0 : lastError() == std::errc::no_such_file_or_directory) throw;
+  throw LibraryError(std::string(error.what()) + " The script exists again, but " + (isTold ? "is" : "may be") +
+                     " empty. Its history is unchanged.");
 }
 
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
 // \"Talk.md\" was made".
-void flush(const SystemCalls& calls, const ChangingFolder& folder, const std::string& done) {
+void flush(const SystemCalls& calls, const FolderToChange& folder, const std::string& done) {
   if (calls.flushFolder(folder.folder.get()) == 0) return;
-  throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(errno) +
+  throw LibraryError(done + ", but that may not outlast a power failure, because " + reason(lastError()) +
                      ". Check the disk.");
 }
 
@@ -121,7 +134,7 @@ std::shared_ptr<const OpenedRoot> FolderLibrary::openRootToChange(const std::str
 }
 
 std::unique_ptr<LibraryLock> FolderLibrary::lock() {
-  return lockLibrary(root_, means_.patience);
+  return lockLibrary(root_, options_.patience);
 }
 
 std::filesystem::path FolderLibrary::pathOf(std::string_view identifier) const {
@@ -132,7 +145,7 @@ void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& ide
   if (!history_->holds(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
 }
 
-std::vector<std::uint64_t> FolderLibrary::sweep(const ChangingFolder& folder) {
+std::vector<std::uint64_t> FolderLibrary::sweep(const FolderToChange& folder) {
   const auto keep = [&](const std::string& name, std::string_view text) {
     keepUnlessHeld(text, folder.identifierOf(name), interrupted);
   };
@@ -144,12 +157,12 @@ std::vector<std::uint64_t> FolderLibrary::sweep(const ChangingFolder& folder) {
     }
     return names;
   };
-  return sweepLeftovers(means_.calls, folder.folder.get(), keep, remembered);
+  return sweepLeftovers(options_.calls, folder.folder.get(), keep, remembered);
 }
 
 // What is left of a script knows it by the name that it has.
-void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::string& happened) {
-  const auto deadline = std::chrono::steady_clock::now() + patienceWithWriters;
+void FolderLibrary::sweepBeforeRenaming(const EntryToChange& script, const std::string& happened) {
+  const auto deadline = std::chrono::steady_clock::now() + options_.patienceWithWriters;
   const std::uint64_t hash = TemporaryName::hash(script.name);
   const auto isSwept = [&] {
     const std::vector<std::uint64_t> staying = sweep(script.in);
@@ -179,20 +192,23 @@ void FolderLibrary::sweepBeforeRenaming(const ChangingEntry& script, const std::
 // 6. the new file's bytes, before it gets the script's name: otherwise the name could lead to an empty file;
 // 7. the script's folder: otherwise the old text could be back after the new one was acknowledged.
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
-  const std::string happened = quorvel::quoted(script.identifier) + " could not be written";
+  const std::string happened = inQuotes(script.identifier) + " could not be written";
   if (text.size() > largestText) throw tooLarge(happened, "the new text");
+  const PathBeneath path = pathBeneath(script.identifier, happened);
   const auto root = openRootToChange(happened);
-  const ChangingEntry place = entryToChange(means_.calls, root->folder(), script.identifier, happened);
+  const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
   const auto isInPlace = [&] {
     requireInPlace(*root, happened);
-    if (place.in.identifier.empty()) return true;  // the folder is the root
-    const Descriptor folder = openBeneath(means_.calls, root->folder().get(), place.in.identifier, passingFlags());
-    return folder && identityOf(folder.get()) == identityOf(place.in.folder.get());
+    if (target.in.path.isTheFolderItself()) return true;  // the folder is the root
+    const auto folder = openBeneath(options_.calls, root->folder().get(), target.in.path, passingFlags());
+    return folder && identityOf(folder->get()) == identityOf(target.in.folder.get());
   };
-  sweep(place.in);
-  replaceFile(means_.calls, {place.in.folder.get(), place.name, script.identifier, isInPlace}, text,
-              [&](std::string_view taken) { keepUnlessHeld(taken, place.identifier(), savedMeanwhile); });
-  requireStillInPlace(*root, "The new text of " + quorvel::quoted(script.identifier) + " was written");
+  sweep(target.in);
+  const ReplacedFile file{target.in.folder.get(), target.name, script.identifier, options_.patienceWithWriters,
+                          isInPlace};
+  replaceFile(options_.calls, file, text,
+              [&](std::string_view replaced) { keepUnlessHeld(replaced, path.string(), savedMeanwhile); });
+  requireStillInPlace(*root, "The new text of " + inQuotes(script.identifier) + " was written");
 }
 
 ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std::string>& folder) {
@@ -205,119 +221,130 @@ ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optiona
 
 ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind) {
   const std::string name = requiredName(asked, kind);
-  const std::string happened = "The " + std::string(word(kind)) + " " + quorvel::quoted(name) + " could not be made";
+  const std::string happened = "The " + std::string(word(kind)) + " " + inQuotes(name) + " could not be made";
+  const PathBeneath path = pathBeneath(folder.value_or(std::string()), happened);
   const auto root = openRootToChange(happened);
-  const ChangingFolder place = folderToChange(means_.calls, root->folder(), folder.value_or(std::string()), happened);
+  const FolderToChange target = folderToChange(options_.calls, root->folder(), path, happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
-  if (kind == Kind::script) sweep(place);  // what is left of a script that is gone belongs to its history
+  if (kind == Kind::script) sweep(target);  // what is left of a script that is gone belongs to its history
   std::size_t first = 1;
-  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number =
-        findFreeNumber(first, [&](std::size_t candidate) { return isThere(place, fileOf(candidate), happened); });
+        findFreeNumber(first, [&](std::size_t candidate) { return isThere(target, fileOf(candidate), happened); });
     const std::string file = fileOf(number);
-    std::string identifier = place.identifierOf(file);
-    if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+    std::string identifier = target.identifierOf(file);
+    if (identifier.size() > longestIdentifier())
+      throw failure(happened, std::make_error_code(std::errc::filename_too_long));
     const bool wasSetAside = kind == Kind::script && history_->setAside(identifier);
-    if (makeEntry(place, file, kind)) {
-      const std::string done = "The " + std::string(word(kind)) + " " + quorvel::quoted(identifier) + " was made";
-      flush(means_.calls, place, done);
+    const std::error_code error = makeEntry(target, file, kind);
+    if (!error) {
+      const std::string done = "The " + std::string(word(kind)) + " " + inQuotes(identifier) + " was made";
+      flush(options_.calls, target, done);
       requireStillInPlace(*root, done);
       return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
     }
-    const int error = errno;
     if (wasSetAside) history_->undoSetAside(identifier);
-    if (error != EEXIST) throw failure(happened, error);
+    if (error != std::errc::file_exists) throw failure(happened, error);
     first = number + 1;
   }
-  throw allTaken(happened);
+  throw noFreeName(happened);
 }
 
 // Whether what is in a folder can still be opened by its path when the folder's own gets longer.
-bool FolderLibrary::fitsWith(std::size_t moreBytes, const std::string& folder) const {
+bool FolderLibrary::fitsWith(std::size_t moreBytes, const PathBeneath& folder) const {
   const auto root = openRoot();
-  const std::size_t longest = longestIdentifier();
-  return longestIdentifierBelow(means_.calls, {root->folder().get(), folder, longest}) + moreBytes <= longest;
+  const ListingScope below = scope(*root, folder);
+  return longestIdentifierBelow(options_.calls, below) + moreBytes <= below.longestIdentifier;
 }
 
 ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked) {
-  const std::string happened = quorvel::quoted(item.identifier) + " could not be renamed";
+  const std::string happened = inQuotes(item.identifier) + " could not be renamed";
+  const PathBeneath path = pathBeneath(item.identifier, happened);
   const auto root = openRootToChange(happened);
-  const ChangingEntry place = entryToChange(means_.calls, root->folder(), item.identifier, happened);
-  const int folder = place.in.folder.get();
-  struct stat status;
-  if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) throw failure(happened, errno);
+  const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
+  const auto status = target.status(happened);
+  if (!status) throw failure(happened, std::make_error_code(std::errc::no_such_file_or_directory));
   const bool isScript = item.kind == Kind::script;
-  if (isScript ? !S_ISREG(status.st_mode) : !S_ISDIR(status.st_mode))
-    throw LibraryError(happened + ", because it is no " + std::string(word(item.kind)) +
+  if (isScript ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))
+    throw LibraryError(happened + ", because it is not a " + std::string(word(item.kind)) +
                        " any more. List the library again to see what is there now.");
 
   // Also where the present name is one that cleaning would change.
-  if (fileName(asked, item.kind) == place.name)
-    return {place.identifier(), std::string(asked), item.kind, std::nullopt};
+  if (fileName(asked, item.kind) == target.name) return {path.string(), std::string(asked), item.kind, std::nullopt};
   const std::string name = requiredName(asked, item.kind);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), item.kind); };
   const auto renamed = [&](std::size_t number) {
-    return ScriptItem{place.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
+    return ScriptItem{target.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
   };
-  if (isScript) sweepBeforeRenaming(place, happened);
+  if (isScript) sweepBeforeRenaming(target, happened);
   std::size_t first = 1;
-  for (int attempt = 0; attempt < mostTakenNames; ++attempt) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
       const std::string file = fileOf(candidate);
-      return file != place.name && isThere(place.in, file, happened);
+      return file != target.name && isThere(target.in, file, happened);
     });
     const std::string file = fileOf(number);
     ScriptItem result = renamed(number);
-    if (file == place.name) return result;
-    if (result.identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
-    if (!isScript && file.size() > place.name.size() && !fitsWith(file.size() - place.name.size(), place.identifier()))
+    if (file == target.name) return result;
+    if (result.identifier.size() > longestIdentifier())
+      throw failure(happened, std::make_error_code(std::errc::filename_too_long));
+    if (!isScript && file.size() > target.name.size() && !fitsWith(file.size() - target.name.size(), path))
       throw LibraryError(
           happened +
           ", because the path of something in it would be too long for the system then. Use a shorter name.");
-    PendingRename pending = history_->willRename(place.identifier(), result.identifier);
-    const RenameResult renaming = (isScript ? renameFile : renameFolder)(means_.calls, folder, place.name, file);
+    PendingRename pending = history_->willRename(path.string(), result.identifier);
+    const RenameResult renaming =
+        (isScript ? renameFile : renameFolder)(options_.calls, target.in.folder.get(), target.name, file);
     const bool isHiddenLeft = renaming.names == NamesLeft::newAndHidden;
     if (renaming.names == NamesLeft::onlyNew || isHiddenLeft) {
-      const std::string done = quorvel::quoted(item.identifier) + " was renamed to " +
-                               quorvel::quoted(result.identifier) +
+      const std::string done = inQuotes(item.identifier) + " was renamed to " + inQuotes(result.identifier) +
                                (isHiddenLeft ? ", with a hidden file left beside it" : "");
-      flush(means_.calls, place.in, done);
+      flush(options_.calls, target.in, done);
       pending.done();
       requireStillInPlace(*root, done);
-      if (isHiddenLeft) throw LibraryError(done + ", because " + reason(renaming.error.value()) + ". Check the disk.");
+      if (isHiddenLeft) throw LibraryError(done + ", because " + reason(renaming.error) + ". Check the disk.");
       return result;
     }
     if (renaming.names != NamesLeft::onlyOld || renaming.error != std::errc::file_exists)
       throw notRenamed(renaming, result, happened);
     first = number + 1;
   }
-  throw allTaken(happened);
+  throw noFreeName(happened);
 }
 
-ScriptItem FolderLibrary::recreate(std::string_view identifier) {
-  const std::string happened = quorvel::quoted(identifier) + " could not be put back";
-  if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is no script.");
-  if (identifier.size() > longestIdentifier()) throw failure(happened, ENAMETOOLONG);
+ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view text) {
+  const std::string happened = inQuotes(identifier) + " could not be put back";
+  if (!identifier.ends_with(scriptSuffix)) throw LibraryError(happened + ", because it is not a script.");
+  if (identifier.size() > longestIdentifier())
+    throw failure(happened, std::make_error_code(std::errc::filename_too_long));
+  const PathBeneath path = pathBeneath(identifier, happened);
   const auto root = openRootToChange(happened);
-  const std::size_t slash = identifier.rfind('/');
-  const std::string_view parent = slash == std::string_view::npos ? std::string_view() : identifier.substr(0, slash);
-  for (std::size_t end = 0; end < parent.size();) {
-    end = std::min(parent.find('/', end + 1), parent.size());
-    const ChangingEntry above = entryToChange(means_.calls, root->folder(), parent.substr(0, end), happened);
-    if (isThere(above.in, above.name, happened)) continue;
-    if (!makeEntry(above.in, above.name, Kind::folder) && errno != EEXIST) throw failure(happened, errno);
-    flush(means_.calls, above.in, "The folder " + quorvel::quoted(above.identifier()) + " was made");
+  const PathBeneath in = path.parent();
+  PathBeneath parent;
+  for (const std::string_view name : in.pieces()) {
+    parent = parent.child(name);
+    const EntryToChange folder = entryToChange(options_.calls, root->folder(), parent, happened);
+    if (folder.status(happened)) continue;
+    const std::error_code error = makeEntry(folder.in, folder.name, Kind::folder);
+    if (error && error != std::errc::file_exists) throw failure(happened, error);
+    flush(options_.calls, folder.in, "The folder " + inQuotes(parent.string()) + " was made");
   }
-  const ChangingEntry place = entryToChange(means_.calls, root->folder(), identifier, happened);
-  if (!makeEntry(place.in, place.name, Kind::script)) {
-    if (errno != EEXIST) throw failure(happened, errno);
-    throw LibraryError(happened + ", because there is something of that name.");
+  const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
+  if (const std::error_code error = makeEntry(target.in, target.name, Kind::script)) {
+    if (error != std::errc::file_exists) throw failure(happened, error);
+    throw LibraryError(happened + ", because something with that name is there.");
   }
-  const std::string done = "The script " + quorvel::quoted(identifier) + " was made, still empty";
-  flush(means_.calls, place.in, done);
+  const std::string done = "The script " + inQuotes(identifier) + " was made, still empty";
+  flush(options_.calls, target.in, done);
   requireStillInPlace(*root, done);
-  std::string name = place.name.substr(0, place.name.size() - scriptSuffix.size());
-  return {place.identifier(), std::move(name), Kind::script, std::nullopt};
+  const std::size_t nameSize = target.name.size() - scriptSuffix.size();
+  const ScriptItem item{path.string(), target.name.substr(0, nameSize), Kind::script, std::nullopt};
+  try {
+    write(text, item);
+  } catch (const std::exception& error) {
+    throwWithWhatIsThere(error, target);
+  }
+  return item;
 }
 
 }  // namespace quorvel

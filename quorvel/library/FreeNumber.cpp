@@ -2,24 +2,19 @@
 
 namespace quorvel {
 
-std::size_t findFreeNumber(std::size_t first, const std::function<bool(std::size_t)>& isTaken) {
-  constexpr std::size_t lookedAtInTurn = 100;
-  std::size_t taken = first;
-  for (; taken < first + lookedAtInTurn; ++taken) {
-    if (!isTaken(taken)) return taken;
+std::size_t findFreeNumber(std::size_t first, const std::function<bool(std::size_t)>& isUsed) {
+  constexpr std::size_t askedInTurn = 100;
+  constexpr std::size_t mostEntries = std::size_t{1} << 30;  // no folder holds so many, whatever a disk says
+  for (std::size_t number = first; number < first + askedInTurn; ++number) {
+    if (!isUsed(number)) return number;
   }
-  --taken;
-  std::size_t step = lookedAtInTurn;
-  // No folder holds so many; a disk that says so is not asked for ever.
-  constexpr std::size_t mostEntries = std::size_t{1} << 30;
-  while (step < mostEntries && isTaken(taken + step)) {
-    taken += step;
-    step *= 2;
-  }
-  std::size_t free = taken + step;
-  while (free - taken > 1) {
-    const std::size_t middle = taken + (free - taken) / 2;
-    (isTaken(middle) ? taken : free) = middle;
+  std::size_t used = first + askedInTurn - 1;
+  std::size_t step = askedInTurn;
+  for (; step < mostEntries && isUsed(used + step); step *= 2) used += step;
+  std::size_t free = used + step;
+  while (free - used > 1) {
+    const std::size_t middle = used + (free - used) / 2;
+    (isUsed(middle) ? used : free) = middle;
   }
   return free;
 }

@@ -13,6 +13,11 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/library/NaturalOrder.h"
 
+// A folder's entries are collected in strings that are used again for every folder, with a key for each name, sorted by
+// that key, and only then made into items, so that an entry costs no allocation but its item's and is never moved. The
+// folders that are still to be read wait on a stack; their items no longer move, because a folder's items are complete
+// before the first of its folders is read.
+
 namespace quorvel {
 namespace {
 
@@ -21,8 +26,8 @@ using Kind = ScriptItem::Kind;
 // Whether a failure tells something about the one thing that was asked for: that we may not look at it, or that it went
 // or gave way to something else since its name was read. Any other, such as too many open files or a disk that reports
 // an error, could have struck anything, and a listing that went on would miss what is there.
-bool concernsOnlyWhatWasAsked(int error) noexcept {
-  switch (error) {
+bool concernsOnlyWhatWasAsked(const std::error_code& error) noexcept {
+  switch (error.value()) {
     case EACCES:
     case EPERM:
     case ENOENT:
@@ -36,53 +41,55 @@ bool concernsOnlyWhatWasAsked(int error) noexcept {
 }
 
 // The type of an entry as the file system keeps it, asked of the entry itself where it does not; links not followed.
-// DT_UNKNOWN, with the reason in errno, when that fails.
-unsigned char typeOf(const dirent& entry, int folder) {
-  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+Expected<unsigned char> typeOf(const FolderEntry& entry, int folder) {
+  if (entry.type != DT_UNKNOWN) return entry.type;
   struct stat status;
-  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
-  return S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_CHR;
+  if (::fstatat(folder, entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (S_ISDIR(status.st_mode)) return static_cast<unsigned char>(DT_DIR);
+  return static_cast<unsigned char>(S_ISREG(status.st_mode) ? DT_REG : DT_UNKNOWN);
 }
 
-// Hands over the name and kind of each item directly in a folder. False, with the reason in errno, when the folder
-// could not be read to its end.
+// Hands over the name and kind of each item directly in a folder. Returns why the folder could not be read to its end.
 template <class Take>
-bool readFolder(const SystemCalls& calls, int root, std::string_view identifier, Take take) {
-  FolderEntries folder(calls, openBeneath(calls, root, identifier, O_RDONLY | O_DIRECTORY | O_NONBLOCK));
-  if (!folder) return false;
+std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take) {
+  const auto folder = openBeneath(calls, root, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+  if (!folder) return folder.error();
+  FolderEntries entries(calls, folder->get());
   while (true) {
-    const dirent* entry = folder.next();
-    if (entry == nullptr) return errno == 0;
-    const std::string_view name = entry->d_name;
+    const auto entry = entries.next();
+    if (!entry || *entry == nullptr) return entry.error();
+    const std::string_view name = (*entry)->name;
     if (name.starts_with('.')) continue;
-    const unsigned char type = typeOf(*entry, folder.folder());
-    if (type == DT_UNKNOWN && !concernsOnlyWhatWasAsked(errno)) return false;
+    const auto type = typeOf(**entry, folder->get());
+    if (!type && !concernsOnlyWhatWasAsked(type.error())) return type.error();
     if (type == DT_DIR) take(name, Kind::folder);
     if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);
   }
 }
 
-std::size_t joinedSize(std::string_view folder, std::string_view name) {
-  return folder.empty() ? name.size() : folder.size() + 1 + name.size();
+// The size of the identifier that an entry of a folder has.
+std::size_t identifierSize(const PathBeneath& folder, std::string_view name) {
+  return folder.isTheFolderItself() ? name.size() : folder.string().size() + 1 + name.size();
 }
 
-LibraryError incomplete(std::string_view folder, int error) {
-  return failure("The library could not be listed: the folder " + quoted(folder) + " could not be read", error);
+LibraryError incomplete(const PathBeneath& folder, const std::error_code& error) {
+  return failure("The library could not be listed: the folder " + inQuotes(folder.string()) + " could not be read",
+                 error);
 }
 
 class Walk {
  public:
-  Walk(const SystemCalls& calls, const ListingPlace& place) : calls_(calls), place_(place) {}
+  Walk(const SystemCalls& calls, const ListingScope& scope) : calls_(calls), scope_(scope) {}
 
-  std::optional<std::vector<ScriptItem>> items() {
+  Expected<std::vector<ScriptItem>> items() {
     std::vector<ScriptItem> top;
-    if (!fill(place_.folder, top)) return std::nullopt;
+    if (const std::error_code error = fill(scope_.folder, top)) return error;
     while (!unread_.empty()) {
       ScriptItem& folder = *unread_.back();
       unread_.pop_back();
-      if (!fill(folder.identifier, *folder.children) && !concernsOnlyWhatWasAsked(errno)) {
-        throw incomplete(folder.identifier, errno);
-      }
+      const PathBeneath path = PathBeneath::of(folder.identifier).value();
+      const std::error_code error = fill(path, *folder.children);
+      if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(path, error);
     }
     return top;
   }
@@ -109,27 +116,27 @@ class Walk {
   }
 
   // Fills in one folder's items, and remembers the folders among them: their places no longer change.
-  bool fill(std::string_view identifier, std::vector<ScriptItem>& items) {
+  std::error_code fill(const PathBeneath& folder, std::vector<ScriptItem>& items) {
     found_.clear();
     names_.clear();
     keys_.clear();
-    const bool complete = readFolder(calls_, place_.root, identifier, [&](std::string_view name, Kind kind) {
-      if (joinedSize(identifier, name) > place_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
+    const auto collect = [&](std::string_view name, Kind kind) {
+      if (identifierSize(folder, name) > scope_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
       if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
       Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
       names_ += name;
       appendNaturalKey(name, keys_);
       found.keyEnd = keys_.size();
       found_.push_back(found);
-    });
-    if (!complete) return false;
+    };
+    if (const std::error_code error = readFolder(calls_, scope_.root, folder, collect)) return error;
     std::sort(found_.begin(), found_.end(),
               [this](const Found& one, const Found& other) { return isBefore(one, other); });
     items.reserve(found_.size());
     for (const Found& found : found_) {
       const std::string_view name = nameOf(found);
       ScriptItem& item = items.emplace_back();
-      item.identifier = joined(identifier, name, found.kind == Kind::script ? scriptSuffix : std::string_view());
+      item.identifier = folder.child(name, found.kind == Kind::script ? scriptSuffix : std::string_view()).string();
       item.name = name;
       item.kind = found.kind;
       if (found.kind == Kind::folder) item.children.emplace();
@@ -137,62 +144,64 @@ class Walk {
     for (std::size_t left = items.size(); left > 0; --left) {
       if (items[left - 1].kind == Kind::folder) unread_.push_back(&items[left - 1]);
     }
-    return true;
+    return {};
   }
 
   const SystemCalls& calls_;
-  const ListingPlace& place_;
+  const ListingScope& scope_;
   std::vector<Found> found_;
   std::string names_;
   std::string keys_;
   std::vector<ScriptItem*> unread_;
 };
 
-// Hands over each script and folder below a folder, by the identifier of what it lies in and its name, and looks into
-// those folders for which `take` answers true. Fails as a listing does.
+// Hands over each script and folder below a folder, by the path of what it lies in and its name, and looks into
+// those folders for which `take` answers true. Returns why the first folder could not be read, and fails as a listing
+// does.
 template <class Take>
-bool walk(const SystemCalls& calls, const ListingPlace& place, Take take) {
-  std::vector<std::string> unread;
-  const auto read = [&](std::string_view folder) {
-    return readFolder(calls, place.root, folder, [&](std::string_view name, Kind kind) {
-      if (take(folder, name) && kind == Kind::folder) unread.push_back(joined(folder, name));
+std::error_code walk(const SystemCalls& calls, const ListingScope& scope, Take take) {
+  std::vector<PathBeneath> unread;
+  const auto read = [&](const PathBeneath& folder) {
+    return readFolder(calls, scope.root, folder, [&](std::string_view name, Kind kind) {
+      if (take(folder, name) && kind == Kind::folder) unread.push_back(folder.child(name));
     });
   };
-  if (!read(place.folder)) return false;
+  if (const std::error_code error = read(scope.folder)) return error;
   while (!unread.empty()) {
-    const std::string folder = std::move(unread.back());
+    const PathBeneath folder = std::move(unread.back());
     unread.pop_back();
-    if (!read(folder) && !concernsOnlyWhatWasAsked(errno)) throw incomplete(folder, errno);
+    const std::error_code error = read(folder);
+    if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(folder, error);
   }
-  return true;
+  return {};
 }
 
 }  // namespace
 
-std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place) {
-  return Walk(calls, place).items();
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope) {
+  return Walk(calls, scope).items();
 }
 
-std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place) {
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope) {
   std::size_t count = 0;
-  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
+  const std::error_code error = walk(calls, scope, [&](const PathBeneath& folder, std::string_view name) {
     const bool isListable = kelvane::unicode::isValidUTF8(name);
     if (!isListable) ++count;
-    return isListable && joinedSize(folder, name) <= place.longestIdentifier;
+    return isListable && identifierSize(folder, name) <= scope.longestIdentifier;
   });
-  if (!complete) return std::nullopt;
+  if (error) return error;
   return count;
 }
 
-std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place) {
-  std::size_t longest = place.folder.size();
-  const bool complete = walk(calls, place, [&](std::string_view folder, std::string_view name) {
-    const std::size_t size = joinedSize(folder, name);
-    const bool isListed = size <= place.longestIdentifier && kelvane::unicode::isValidUTF8(name);
+std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope) {
+  std::size_t longest = scope.folder.string().size();
+  const std::error_code error = walk(calls, scope, [&](const PathBeneath& folder, std::string_view name) {
+    const std::size_t size = identifierSize(folder, name);
+    const bool isListed = size <= scope.longestIdentifier && kelvane::unicode::isValidUTF8(name);
     if (isListed) longest = std::max(longest, size);
     return isListed;
   });
-  if (!complete && !concernsOnlyWhatWasAsked(errno)) throw incomplete(place.folder, errno);
+  if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(scope.folder, error);
   return longest;
 }
 

@@ -1,41 +1,45 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/QuorvelCore.h"
+#include "quorvel/files/Expected.h"
+#include "quorvel/files/PathBeneath.h"
 #include "quorvel/files/SystemCalls.h"
 
-/// What is in a library's folder. Scripts are files with the library's extension; names that begin with a dot, other
-/// files, symbolic links and names that are not UTF-8 are not part of it.
+/// What is in a library's folder. Scripts are files with the library's extension. Names that begin with a dot, other
+/// files, symbolic links and names that are not UTF-8 do not count.
+///
+/// Each function here reads the entries of all folders below one, and asks the system for nothing else. It holds one
+/// folder open at a time beside the root, does not recurse, and is linear in the entries but for their sorting. Several
+/// threads may call it at once. A folder below that we are not permitted to read, or that is gone by the time it is
+/// read, counts as empty. Any other failure there, such as too many open files, throws LibraryError, because the answer
+/// would not be complete.
 namespace quorvel {
 
 /// The extension of script files, with the dot.
 inline constexpr std::string_view scriptSuffix = ".md";
 
-/// Where a listing begins, and how far it goes.
-struct ListingPlace {
+/// Where a listing begins, and how long identifiers may be.
+struct ListingScope {
   int root;                       ///< The library's folder, open.
-  std::string_view folder;        ///< The identifier of the folder to list; empty for the library's.
-  std::size_t longestIdentifier;  ///< What has a longer one could not be opened by its path and is left out.
+  PathBeneath folder;             ///< The folder to list.
+  std::size_t longestIdentifier;  ///< Items with longer ones could not be opened by their paths and are left out.
 };
 
-/// The items in the folder, each folder with its children filled in: folders first, then scripts, each in natural
-/// order. Nothing, with the reason in errno, when the folder itself cannot be read. A folder below that may not be
-/// read, or that went meanwhile, has no children; any other failure there, such as too many open files, throws
-/// LibraryError, since what is listed then would not be all. Asks the system for nothing but the entries, and holds one
-/// folder open at a time beside the root.
-std::optional<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingPlace& place);
+/// The items in the folder, each folder with its children: folders first, then scripts, each in natural order. An error
+/// if the folder itself cannot be read. Allocates nothing for an entry but what its item holds.
+Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope);
 
-/// How many scripts and folders the listing leaves out because their names are not UTF-8; what is below such a folder
-/// is not counted. Fails as the listing does.
-std::optional<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingPlace& place);
+/// How many scripts and folders the listing leaves out because their names are not UTF-8. What is below such a folder
+/// is not counted. An error as for the listing.
+Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope);
 
-/// The size of the longest identifier of a script or folder below the folder, the folder's own where nothing is. What
-/// the listing leaves out does not count, nor what is below a folder that may not be read. Fails as the listing does.
-std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingPlace& place);
+/// The size of the longest identifier that the listing has; the folder's own if the folder is empty, gone or not
+/// permitted to be read.
+std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope);
 
 }  // namespace quorvel

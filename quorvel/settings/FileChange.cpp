@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -13,9 +12,10 @@
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FileAttributes.h"
 #include "quorvel/files/FileSwap.h"
-#include "quorvel/files/LibraryError.h"
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/TemporaryFile.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/settings/FileLeftovers.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/FolderTurn.h"
@@ -25,8 +25,8 @@ namespace {
 
 constexpr int mostNewStarts = 3;
 
-// Of two changes of ours that change places with one file each finds out about the other; of three, not always. Who
-// holds a folder for longer is no change.
+// If two changes of ours swap with the same file at once, each detects the other; with three, not always, so they take
+// turns. A change takes far less time than this: whoever holds the folder for longer is something else.
 constexpr std::chrono::seconds patienceWithChanges(2);
 
 /// Takes the last copy back at its end, unless something came true meanwhile.
@@ -47,12 +47,12 @@ class TakenBackUnless {
 class Change {
  public:
   explicit Change(const std::filesystem::path& file, const SystemCalls& calls) : calls_(calls), shown_(file) {
-    const auto [place, error] = followLinks(file);
-    if (error) throw fileError(shown_, "written", error.value(), place);
-    folderPath_ = place.parent_path();
-    name_ = place.filename();
+    const auto [target, error] = followLinks(file);
+    if (error) throw fileError(shown_, "written", error, target);
+    folderPath_ = target.parent_path();
+    name_ = target.filename();
     folder_ = Descriptor(::open(folderPath_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder_) throw fileError(shown_, "written", errno, place);
+    if (!folder_) throw fileError(shown_, "written", lastError(), target);
   }
 
   enum class Outcome { done, nothingToDo, startOver };
@@ -64,40 +64,40 @@ class Change {
       // A copy is made and taken back in one turn, so that no other change relies on it in between.
       const Descriptor turn = takeTurn(folderPath_, patienceWithChanges);
       const TakenBackUnless takenBack(copies, isInPlace_);
-      if (before_) copies.keep(*before_);
+      if (before_) copies.save(*before_);
       putInPlace();
     }
     if (!isInPlace_) return Outcome::startOver;
     if (calls_.flushFolder(folder_.get()) == 0) return Outcome::done;
-    throw FileError("The new text of " + quorvel::quoted(shown_.native()) +
-                    " is in its place, but it may not outlast a power failure, because " + reason(errno) +
-                    ". Check the disk.");
+    throw FileError(
+        because("The new text of " + inQuotes(shown_.native()) + " is in its place, but a power failure may undo that",
+                lastError()));
   }
 
   void tryMaking(const FileEdit& edit, const FileCopies& copies) {
     if (!isToBeEdited(edit)) return;
     const auto unnamed = tryMakingFile(folder_.get());
-    if (!unnamed) throw notWritten(errno);
+    if (!unnamed) throw notWritten(unnamed.error());
     if (old_ && *unnamed) requireAttributes(unnamed->get());
-    if (before_) copies.tryKeeping(*before_);
+    if (before_) copies.trySaving(*before_);
   }
 
  private:
-  FileError notWritten(int error) const { return fileError(shown_, "written", error); }
+  FileError notWritten(const std::error_code& error) const { return fileError(shown_, "written", error); }
 
-  // False when there is nothing to do.
+  // Reads the file and edits its text. False if the text stays as it is.
   bool isToBeEdited(const FileEdit& edit) {
     old_ = openFile(folder_.get(), name_, shown_);
     if (old_ && !waitForWriters(old_.get(), patienceWithWriters)) {
-      throw FileError(quorvel::quoted(shown_.native()) +
-                      " was left as it is, because another program has it open for writing. Close it there, then try "
+      throw FileError(inQuotes(shown_.native()) +
+                      " was not changed, because another program has it open for writing. Close it there and try "
                       "again.");
     }
     if (old_) before_ = textOf(old_, shown_);
     std::optional<std::string> after = edit(before_);
     if (!after || after == before_) return false;
     after_ = *std::move(after);
-    if (old_ && ::faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) throw notWritten(errno);
+    if (old_ && ::faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) throw notWritten(lastError());
     return true;
   }
 
@@ -107,13 +107,12 @@ class Change {
     // A user whom the system does not know in here is refused as an invalid one.
     const bool isRefused =
         copied.error == std::errc::operation_not_permitted || copied.error == std::errc::invalid_argument;
-    const std::string happened = quorvel::quoted(shown_.native()) + " could not be written, because ";
+    const std::string happened = inQuotes(shown_.native()) + " could not be written, because ";
     if (copied.missing == FileAttribute::owner && isRefused)
-      throw FileError(happened +
-                      "it belongs to another user and would belong to you afterwards. Run this as its owner.");
+      throw FileError(happened + "it belongs to another user and would become yours. Run this as its owner.");
     if (copied.missing == FileAttribute::group && isRefused)
       throw FileError(happened + "its group would change. Run this as a member of that group.");
-    throw FileError(happened + "who may read and write it would change: " + reason(copied.error.value()) +
+    throw FileError(happened + "who may read and write it would change: " + SystemReason::of(copied.error).reason +
                     ". Check its mode and its access lists.");
   }
 
@@ -123,17 +122,17 @@ class Change {
     if (old_) requireAttributes(fresh_->file());
     fresh_->flush();
   } catch (const std::system_error& error) {
-    throw notWritten(error.code().value());
+    throw notWritten(error.code());
   }
 
   void putInPlace() try {
     if (before_) return replace();
     isInPlace_ = fresh_->takeFreeName(name_);
   } catch (const std::system_error& error) {
-    throw notWritten(error.code().value());
+    throw notWritten(error.code());
   }
 
-  // Leaves the new text in the place of the old one, or what another program put there at the same moment.
+  // Leaves the new text in place of the old one, or what another program put there at the same moment.
   void replace() {
     FileSwap swap(calls_, folder_.get(), name_, *fresh_, after_);
     if (swap.make()) return renameOver();
@@ -142,15 +141,21 @@ class Change {
     fresh_->remove();
   }
 
-  // What came out is not the old text. What other programs saved last goes back.
+  // What came out is not the old text, or could not be read. What other programs saved last goes back.
   void putBack(FileSwap& swap) {
-    const FileSwap::Undone undone = swap.undo();
-    isInPlace_ = undone.how == FileSwap::Undone::notTakenOut;
-    if (undone.how == FileSwap::Undone::done) return;
-    if (undone.how == FileSwap::Undone::savedMeanwhile) return fresh_->remove();
-    throw FileError("Another program wrote " + quorvel::quoted(shown_.native()) +
-                    " at the same moment. What it wrote is now in " +
-                    quorvel::quoted((folderPath_ / fresh_->name()).native()) + "; put it back from there.");
+    using Undone = FileSwap::Undone;
+    const Undone undone = swap.undo();
+    isInPlace_ = undone.how == Undone::notTakenOut || undone.how == Undone::unclear;  // or may be
+    if (undone.how == Undone::done) return;
+    if (undone.how == Undone::savedMeanwhile) return fresh_->remove();
+    const std::string file = inQuotes(shown_.native());
+    const std::string hidden = inQuotes((folderPath_ / fresh_->name()).native());
+    if (undone.how == Undone::savedAllTheTime) {
+      throw FileError("Another program wrote " + file + " at the same moment. What it wrote is now in " + hidden +
+                      ". Put it back from there.");
+    }
+    throw FileError(because("It is not certain that the right text is in " + file, undone.error) +
+                    " Then compare it with " + hidden + ", and put the right one back.");
   }
 
   void renameOver() {
@@ -189,8 +194,8 @@ bool changeFile(FileCopies& copies, const FileEdit& edit) {
     const Change::Outcome outcome = Change(copies.file(), copies.calls()).make(edit, copies);
     if (outcome != Change::Outcome::startOver) return outcome == Change::Outcome::done;
   }
-  throw FileError(quorvel::quoted(copies.file().native()) +
-                  " was left as it is, because another program keeps writing it. Close that program and try again.");
+  throw FileError(inQuotes(copies.file().native()) +
+                  " was not changed, because another program keeps writing it. Close that program and try again.");
 }
 
 void tryChangingFile(const FileCopies& copies, const FileEdit& edit) {

@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/files/TemporaryFile.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
@@ -22,11 +22,11 @@ Descriptor openFolder(const std::filesystem::path& folder) {
 }
 
 bool isCopyOf(int folder, const std::string& name, const std::string& text) {
-  const Descriptor file = openToRead(folder, name);
+  const auto file = openToRead(folder, name);
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (!file || ::fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;
-  return static_cast<std::size_t>(status.st_size) == text.size() && readToEnd(file.get()) == text;
+  return static_cast<std::size_t>(status.st_size) == text.size() && readToEnd(file->get()) == text;
 }
 
 }  // namespace
@@ -42,21 +42,21 @@ FileCopies::FileCopies(std::filesystem::path file, std::string_view ending, IsWa
       calls_(calls) {
 }
 
-void FileCopies::keep(const std::string& text) {
+void FileCopies::save(const std::string& text) {
   last_.reset();
   made_.reset();
   if (!isWanted_(text)) return;
   const Descriptor folder = openFolder(folderOf(file_));
-  if (!folder) throw notWritten(firstName_, errno);
+  if (!folder) throw notWritten(firstName_, lastError());
   Found found = find(folder.get(), text);
   try {
     if (!found.isThere) make(text, folder.get(), found);
   } catch (const std::system_error& error) {
-    throw notWritten(found.name, error.code().value());
+    throw notWritten(found.name, error.code());
   }
   last_ = pathOf(found.name);
   if (calls_.flushFolder(folder.get()) == 0) return;
-  const int error = errno;
+  const std::error_code error = lastError();
   takeBack();
   throw notWritten(found.name, error);
 }
@@ -68,20 +68,21 @@ void FileCopies::make(const std::string& text, int folder, Found& found) {
   made_ = copy->identity();
   while (!copy->takeFreeName(found.name)) {
     found = find(folder, text);
-    if (found.isThere) return;  // another change of ours kept the same text at the same moment
+    if (found.isThere) return;  // another change of ours saved the same text at the same moment
   }
 }
 
-void FileCopies::tryKeeping(const std::string& text) const {
+void FileCopies::trySaving(const std::string& text) const {
   if (!isWanted_(text)) return;
   const Descriptor folder = openFolder(folderOf(file_));
-  if (!folder) throw notWritten(firstName_, errno);
+  if (!folder) throw notWritten(firstName_, lastError());
   const Found found = find(folder.get(), text);
-  if (!found.isThere && !tryMakingFile(folder.get())) throw notWritten(found.name, errno);
+  if (found.isThere) return;
+  if (const auto tried = tryMakingFile(folder.get()); !tried) throw notWritten(found.name, tried.error());
 }
 
 void FileCopies::takeBack() noexcept {
-  if (made_ && last_ && made_ == identityOf(AT_FDCWD, last_->native())) calls_.unlink(AT_FDCWD, last_->c_str());
+  if (made_ && last_ && identityOf(AT_FDCWD, last_->native()) == *made_) calls_.unlink(AT_FDCWD, last_->c_str());
   made_.reset();
   last_.reset();
 }
@@ -100,21 +101,21 @@ FileCopies::Found FileCopies::find(int folder, const std::string& text) const {
   std::string name = firstName_;
   for (int number = 2; number <= mostCopies; ++number) {
     if (isCopyOf(folder, name, text)) return {name, true};
-    if (!identityOf(folder, name)) {
-      if (errno == ENOENT) return {name, false};
-      throw notWritten(name, errno);
+    if (const std::error_code error = identityOf(folder, name).error()) {
+      if (error == std::errc::no_such_file_or_directory) return {name, false};
+      throw notWritten(name, error);
     }
     name = firstName_ + "-" + std::to_string(number);
   }
-  throw FileError("There are too many copies like " + quorvel::quoted(pathOf(firstName_).native()) +
-                  ". Move those away that you no longer need, then try again.");
+  throw FileError("There are too many copies like " + inQuotes(pathOf(firstName_).native()) +
+                  ". Move those that you no longer need away and try again.");
 }
 
 std::filesystem::path FileCopies::pathOf(const std::string& name) const {
   return file_.parent_path() / name;
 }
 
-FileError FileCopies::notWritten(const std::string& name, int error) const {
+FileError FileCopies::notWritten(const std::string& name, const std::error_code& error) const {
   return fileError(pathOf(name), "written", error);
 }
 

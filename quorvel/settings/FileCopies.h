@@ -12,34 +12,41 @@
 
 namespace quorvel {
 
-/// A file, and copies of texts that it held, beside it: FILE and an ending, as in "config.before", then
-/// "config.before-2" and so on. They are for their owner only, as the file may hold secrets.
+/// A file, and copies of old texts of it in the same folder: the file's name and an ending, such as "config.before",
+/// then "config.before-2" and so on. Only the user can read and write a copy, because the file may hold secrets.
 ///
-/// A copy gets the first name that nothing has. A file that has such a name already is never changed; it counts as a
-/// copy if it belongs to the user and only the user may read it.
+/// A copy gets the first name that is free. An existing file of such a name is never changed or replaced. It counts as
+/// a copy if it belongs to the user and nobody else is permitted to read it.
+///
+///     FileCopies copies("/home/ada/.claude.json", ".before-kelvane");
+///     copies.save(text);  // in "/home/ada/.claude.json.before-kelvane", unless that holds another text
+///
+/// Looking for a text takes time linear in the number of copies; only copies of the text's size are read. Not
+/// thread-safe. Several objects and processes may save copies of one file at once.
 class FileCopies {
  public:
-  /// Which texts are to be kept.
+  /// Whether a text is to be saved.
   using IsWanted = std::function<bool(const std::string& text)>;
 
+  /// Copies of every text, or of the wanted ones. Touches no file. `calls` must outlive the object.
   FileCopies(std::filesystem::path file, std::string_view ending);
   FileCopies(std::filesystem::path file, std::string_view ending, IsWanted isWanted,
              const SystemCalls& calls = SystemCalls::ofTheSystem());
 
-  /// If the text is wanted, returns when a copy that holds it is on the disk: one that is there, or a new one. Throws
-  /// FileError: no copy was made then.
-  void keep(const std::string& text);
+  /// Returns when a copy with this text is on the disk: an existing one, or a new one. Does nothing if the text is not
+  /// wanted. Throws FileError if no copy can be made, also if there are 10,000 already.
+  void save(const std::string& text);
 
-  /// Throws what `keep` would throw, as far as that can be told without making anything.
-  void tryKeeping(const std::string& text) const;
+  /// Throws what `save` would throw, as far as that can be told, and makes nothing.
+  void trySaving(const std::string& text) const;
 
-  /// Deletes the copy that the last `keep` made, if it made one. Should that fail, the copy stays.
+  /// Deletes the copy that the last `save` made, if it made one. If that fails, the copy stays.
   void takeBack() noexcept;
 
-  /// The copy with the text that was kept last; none when that was taken back.
+  /// The copy that holds the text saved last. Empty if that text was not wanted, or its copy was taken back.
   const std::optional<std::filesystem::path>& last() const noexcept { return last_; }
 
-  /// Whether one of the copies holds this text. False when they cannot be read.
+  /// Whether a copy holds this text. False if the copies cannot be read. Does not throw.
   bool hold(const std::string& text) const;
 
   const std::filesystem::path& file() const noexcept { return file_; }
@@ -47,16 +54,16 @@ class FileCopies {
 
  private:
   struct Found {
-    std::string name;  // of the copy that holds a text, or the first that is free
+    std::string name;  // of the copy that holds the text, or the first free one
     bool isThere;
   };
 
   Found find(int folder, const std::string& text) const;
 
-  // Makes a copy with that free name, or the next one if it is taken meanwhile.
+  // Makes a copy with that name, or with the next free one if another program uses it meanwhile.
   void make(const std::string& text, int folder, Found& found);
   std::filesystem::path pathOf(const std::string& name) const;
-  FileError notWritten(const std::string& name, int error) const;
+  FileError notWritten(const std::string& name, const std::error_code& error) const;
 
   std::filesystem::path file_;
   std::string firstName_;

@@ -4,7 +4,7 @@
 
 #include "platform/HomeFolder.h"
 #include "platform/Unicode.h"
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemReason.h"
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/MadeFolder.h"
@@ -15,7 +15,7 @@ namespace {
 using kelvane::JSONDocument;
 namespace unicode = kelvane::unicode;
 
-/// What a settings file's text says; nothing when it is damaged.
+/// The object in a settings file's text. Empty if the text is damaged.
 std::optional<JSONDocument> settingsIn(const std::string& text) {
   auto settings = JSONDocument::read(text);
   return settings && settings->root().kind == JSONDocument::Kind::object ? settings : std::nullopt;
@@ -55,8 +55,8 @@ void FileDefaults::read() {
     if (!text || text->empty()) return;
     settings_ = settingsIn(*text);
     if (!settings_) {
-      problem_ = "The settings in " + quorvel::quoted(file_.native()) +
-                 " are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it.";
+      problem_ = "The settings in " + inQuotes(file_.native()) +
+                 " are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it.";
     }
   } catch (const FileError& error) {
     problem_ = error.what();
@@ -92,7 +92,7 @@ std::optional<std::string> FileDefaults::textForKey(std::string_view key) const 
 
 std::optional<std::filesystem::path> FileDefaults::set(std::string_view key, std::string_view text) {
   if (!unicode::isValidUTF8(text)) {
-    throw FileError("The settings can hold text in UTF-8 only, which this is not: " + quorvel::quoted(text) + ".");
+    throw FileError(inQuotes(text) + " cannot be set, because it is not UTF-8. Choose another name.");
   }
   return write(key, kelvane::quotedJSON(text));
 }

@@ -13,50 +13,50 @@
 
 namespace quorvel {
 
-/// The settings of one domain in a file: a JSON object with a member a setting, as in
+/// The settings of one domain, in a file that is a JSON object with one member per setting:
 ///
 ///     {
 ///       "mcpEnabled": true,
 ///       "libraryFolder": "/home/ada/Scripts"
 ///     }
 ///
-/// It may be edited by hand; what a change does not concern stays as it is written. A file that holds anything else is
-/// damaged: it reads as no settings, and a change keeps a copy of it first. Reading makes no file.
+/// The user may edit the file. A change keeps the layout of everything else. A file with any other content is damaged:
+/// all settings read as missing, and the next change first saves a copy of it. Reading creates no file.
+///
+/// The settings are read once, by the constructor and after each `set`. Reading a setting takes time linear in the
+/// file. Operations that are const may be called from several threads at once.
 class FileDefaults final : public kelvane::UserDefaults {
  public:
-  /// The domain of the application that this library is the default host of.
-  static constexpr std::string_view applicationDomain = "org.quorvel.Quorvel";
-
-  /// The settings of the domain, in `.config/kelvane/DOMAIN.json` below the person's home folder (platform/HomeFolder.h
-  /// says why nothing else has a say). Nothing where there is no home folder, or for a name that is empty, begins with
-  /// a dot, or holds a slash or a NUL.
+  /// The settings of a domain, in `.config/kelvane/DOMAIN.json` in the user's home folder (platform/HomeFolder.h says
+  /// why no variable changes that). Null if there is no home folder, or if the name is empty, begins with a dot, or
+  /// contains a slash or a NUL.
   static std::shared_ptr<FileDefaults> domain(std::string_view name);
 
-  /// Reads the file; later changes by others are not seen. Does not fail: `problem` says what is wrong with the file.
+  /// Reads the file. If that fails, all settings read as missing, and `problem` says why.
   explicit FileDefaults(std::filesystem::path file);
 
   const std::filesystem::path& file() const noexcept { return file_; }
 
-  /// Why the settings read as none though there is a file: complete sentences. Nothing when all is well.
+  /// Why all settings read as missing although there is a file, in complete sentences. Empty if the file is right or
+  /// missing.
   const std::optional<std::string>& problem() const noexcept { return problem_; }
 
-  /// Bool-like are: true; a number that is not zero; a text in which, behind blanks, one sign and zeros, all optional,
-  /// the next character is one of Y, y, T, t and 1 to 9. Everything else is false.
+  /// True for: true; a number that is not zero; a string in which, after white space, an optional sign and zeros, the
+  /// next character is Y, y, T, t or one of 1 to 9. False for everything else.
   bool boolForKey(std::string_view key) const override;
 
-  /// The text under the key; nothing when there is none, or another value.
+  /// The string under the key. Empty if there is none, or the value is not a string.
   std::optional<std::string> textForKey(std::string_view key) const;
 
-  /// Changes one setting and returns when it is on the disk for good, the folders made where they are missing. What
-  /// others changed in the file meanwhile stays. Returns which copy holds the text of a damaged file, if it was one.
-  /// Throws FileError: the settings are as they were then.
+  /// Changes one setting, and returns when it is on the disk. Creates the file and its folders if they are missing. A
+  /// setting that another program changed meanwhile keeps its new value. Returns the copy of the old text if the file
+  /// was damaged. Throws FileError; the settings are then unchanged. A string must be UTF-8.
   std::optional<std::filesystem::path> set(std::string_view key, std::same_as<bool> auto value) {
     return write(key, value ? "true" : "false");
   }
   std::optional<std::filesystem::path> set(std::string_view key, std::string_view text);
 
-  /// The file with the copies of the damaged texts that it held: DOMAIN.json.damaged, then DOMAIN.json.damaged-2 and so
-  /// on.
+  /// The file with the copies of damaged texts: DOMAIN.json.damaged, then DOMAIN.json.damaged-2 and so on.
   FileCopies copies() const;
 
  private:

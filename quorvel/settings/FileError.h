@@ -1,26 +1,26 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace quorvel {
 
-/// A file could not be read or changed: `what()` is complete sentences that name it.
+/// A file of the person's could not be read or changed. `what()` is complete sentences: what happened, to which file,
+/// why, and what to do. They end with a full stop.
 class FileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What stands on the way to a path where a folder is needed: the deepest thing above it that is there, if it is not a
-/// folder. Links are followed. Nothing when only folders are missing.
-std::optional<std::filesystem::path> obstacleAbove(const std::filesystem::path& path);
-
-/// The error that "FILE could not be WHAT", because of a value of errno. `place` is where the file's links lead, as far
-/// as they could be followed.
-FileError fileError(const std::filesystem::path& file, std::string_view what, int error,
-                    const std::filesystem::path& place);
-FileError fileError(const std::filesystem::path& file, std::string_view what, int error);
+/// The error for a file that could not be `what` ("read" or "written"). `target` is where the file's symbolic links
+/// lead, as far as they could be followed. If a folder is missing there, this looks for what is in its way.
+///
+///     throw fileError("/home/ada/.codex/config.toml", "read", error);
+///     // "/home/ada/.codex/config.toml" could not be read, because the disk reports an error. Check the disk.
+FileError fileError(const std::filesystem::path& file, std::string_view what, const std::error_code& error,
+                    const std::filesystem::path& target);
+FileError fileError(const std::filesystem::path& file, std::string_view what, const std::error_code& error);
 
 }  // namespace quorvel

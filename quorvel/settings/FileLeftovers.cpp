@@ -9,8 +9,8 @@
 
 #include "quorvel/files/Descriptor.h"
 #include "quorvel/files/FoundTemporaryFile.h"
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/settings/FileReading.h"
 #include "quorvel/settings/FolderTurn.h"
@@ -20,8 +20,8 @@ namespace {
 
 using Path = std::filesystem::path;
 
-// Every change that takes a text out of a file's place does so in its turn, so that the turn tells a dead change's
-// files from a living one's. Files that never were in that place are locked by their writers.
+// A change holds the folder's lock while it takes a text out of a file's place. So whoever holds that lock knows that
+// all such files are of dead changes. Files that never were in that place are locked by their writers.
 class Search {
  public:
   explicit Search(const FileCopies& copies) : copies_(copies) {}
@@ -29,11 +29,11 @@ class Search {
   template <class Take>
   void run(Take take) {
     const Path& file = copies_.file();
-    const Path place = followLinks(file).place;
+    const Path target = followLinks(file).target;
     look(folderOf(file), file.filename().native(), take);
     std::error_code error;
-    if (!std::filesystem::equivalent(folderOf(file), folderOf(place), error) || file.filename() != place.filename())
-      look(folderOf(place), place.filename().native(), take);
+    if (!std::filesystem::equivalent(folderOf(file), folderOf(target), error) || file.filename() != target.filename())
+      look(folderOf(target), target.filename().native(), take);
   }
 
  private:
@@ -57,7 +57,7 @@ class Search {
     return names;
   }
 
-  // Whether a leftover's text is elsewhere; nothing for one that cannot be read.
+  // Whether a leftover's text is elsewhere. Empty if it cannot be read.
   std::optional<bool> judge(const FoundTemporaryFile& found) const {
     if (found.isAsMade) return true;
     if (!waitForWriters(found.file.get(), std::chrono::milliseconds(0))) return false;

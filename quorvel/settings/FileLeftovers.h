@@ -8,22 +8,23 @@
 
 namespace quorvel {
 
-/// A hidden file (quorvel/files/TemporaryName.h) that a change of a file left when it was cut short.
+/// A hidden file (quorvel/files/TemporaryName.h) that an interrupted change of a file left behind.
 struct FileLeftover {
   std::filesystem::path file;
 
-  /// Whether deleting it loses nothing: its text never was the file's, or is the file's now, or is in one of the
-  /// copies. Otherwise it is a text that was taken out of the file's place, such as one that another program had just
-  /// saved.
+  /// Whether deleting it loses nothing: its text never was the file's text, or is now, or is in a copy. If false, it
+  /// holds a text that was taken out of the file's place, such as one that another program had just saved.
   bool isElsewhere;
 };
 
-/// The leftovers beside the file that has these copies, and beside the file where its links lead. Those of living
-/// changes are none, nor are files that cannot be read. Deletes nothing, and is empty while a change is under way.
-/// Takes one look at the entries of the folders. Does not fail.
+/// The leftovers beside the file that the copies belong to, and beside the file where its links lead. Files of changes
+/// that still run are not leftovers. Those that cannot be read are left out. Empty while another change is at work in
+/// the folder.
+///
+/// Deletes nothing and does not throw FileError. Takes time linear in the folders' entries and the leftovers' texts.
 std::vector<FileLeftover> leftoversOf(const FileCopies& copies);
 
-/// Deletes those that are elsewhere, and returns what stays. Does not fail.
+/// Deletes the leftovers that are elsewhere, and returns those that stay. Does not throw FileError.
 std::vector<FileLeftover> sweepLeftoversOf(const FileCopies& copies);
 
 }  // namespace quorvel

@@ -10,28 +10,30 @@
 
 namespace quorvel {
 
-/// Where a path leads, and why it could not be followed to its end, if it could not.
+/// Where a path leads.
 struct FollowedPath {
-  std::filesystem::path place;
-  std::error_code error;
+  std::filesystem::path target;
+  std::error_code error;  ///< Why the path could not be followed to its end, if it could not.
 };
 
-/// Follows a path's symbolic links, whether or not there is a file at their end. The place's folder is free of links
-/// then. Where there is no such folder, the place is as far as the links could be followed.
+/// Follows a path's symbolic links, at most 40, whether or not there is a file at their end. The target's folder then
+/// exists, and its path has no links. With an error, the target is as far as the links could be followed. Does not
+/// throw.
 FollowedPath followLinks(const std::filesystem::path& file);
 
-/// The folder that a path names something in.
+/// The folder that a path names something in: "." for a name alone.
 std::filesystem::path folderOf(const std::filesystem::path& file);
 
-/// Opens what has a name in a folder for reading, links not followed; none where nothing has it. Throws FileError,
-/// which names `shown`, when it is no file or cannot be read.
+/// Opens the file of this name in an open folder for reading. Does not follow a link at the name. Empty if nothing has
+/// the name. Throws FileError, which names `shown`, if it is not a file or cannot be opened.
 Descriptor openFile(int folder, const std::string& name, const std::filesystem::path& shown);
 
-/// All bytes of a file. Throws FileError.
+/// All bytes of an open file, which may have at most 256 MiB (quorvel/files/WholeFile.h). Throws FileError, which names
+/// `shown`.
 std::string textOf(const Descriptor& file, const std::filesystem::path& shown);
 
-/// The file's bytes; nothing when there is no file, or a link that leads to none. Links are followed.
-/// Throws FileError when it is no file or cannot be read.
+/// All bytes of the file at a path. Empty if there is no file, or a link leads to none. Follows links.
+/// Throws FileError if it is not a file or cannot be read.
 std::optional<std::string> readFile(const std::filesystem::path& file);
 
 }  // namespace quorvel

@@ -7,8 +7,9 @@
 
 namespace quorvel {
 
-/// Keeps other changes of ours out of a folder for as long as the result lives. None when somebody else held the folder
-/// for all of that time, or it cannot be locked.
+/// Locks a folder against other changes of ours, in this and other processes, for as long as the result lives. Tries
+/// again once a millisecond until `patience` is over. Empty if another one holds the lock all that time, or if the
+/// folder cannot be opened or locked. Programs that do not ask for the lock are not kept out.
 Descriptor takeTurn(const std::filesystem::path& folder, std::chrono::milliseconds patience);
 
 }  // namespace quorvel

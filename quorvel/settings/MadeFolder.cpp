@@ -10,7 +10,8 @@
 #include <system_error>
 #include <vector>
 
-#include "quorvel/files/LibraryError.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace quorvel {
 namespace {
@@ -22,7 +23,7 @@ bool isFolder(const Folder& folder) {
   return std::filesystem::is_directory(folder, error);
 }
 
-/// Those of a folder and the ones above it that are no folders yet, the outermost first.
+/// A folder and those above it, as far as they do not exist yet, the outermost first.
 std::vector<Folder> missingFolders(const Folder& folder) {
   std::vector<Folder> missing;
   for (Folder at = folder; at.has_relative_path() && !isFolder(at); at = at.parent_path()) missing.push_back(at);
@@ -31,17 +32,17 @@ std::vector<Folder> missingFolders(const Folder& folder) {
 }
 
 std::string happened(const Folder& folder) {
-  return "The folder " + quorvel::quoted(folder.native()) + " could not be made";
+  return "The folder " + inQuotes(folder.native()) + " could not be made";
 }
 
-FileError notMade(const Folder& folder, int error) {
-  return FileError(failure(happened(folder), error).what());
+FileError notMade(const Folder& folder, const std::error_code& error) {
+  return FileError(because(happened(folder), error));
 }
 
 /// Something that is not a folder has the name of the folder or of one above it.
 FileError taken(const Folder& folder, const Folder& name) {
-  const std::string what = name == folder ? "something that is not a folder has its name"
-                                          : quorvel::quoted(name.native()) + " is not a folder";
+  const std::string what =
+      name == folder ? "something that is not a folder has its name" : inQuotes(name.native()) + " is not a folder";
   return FileError(happened(folder) + ", because " + what + ". Move it away and try again.");
 }
 
@@ -50,7 +51,7 @@ FileError taken(const Folder& folder, const Folder& name) {
 void makeFolder(const Folder& folder) {
   for (const Folder& missing : missingFolders(folder)) {
     if (::mkdir(missing.c_str(), S_IRWXU) == 0) continue;
-    if (errno != EEXIST) throw notMade(missing, errno);
+    if (errno != EEXIST) throw notMade(missing, lastError());
     if (!isFolder(missing)) throw taken(folder, missing);
   }
 }
@@ -62,7 +63,7 @@ void tryMakingFolder(const Folder& folder) {
   std::error_code error;
   if (std::filesystem::exists(std::filesystem::symlink_status(outermost, error))) throw taken(folder, outermost);
   const Folder above = outermost.has_parent_path() ? outermost.parent_path() : Folder(".");
-  if (::faccessat(AT_FDCWD, above.c_str(), W_OK | X_OK, AT_EACCESS) != 0) throw notMade(outermost, errno);
+  if (::faccessat(AT_FDCWD, above.c_str(), W_OK | X_OK, AT_EACCESS) != 0) throw notMade(outermost, lastError());
 }
 
 }  // namespace quorvel

@@ -5,7 +5,7 @@
 namespace kelvane {
 
 std::shared_ptr<const UserDefaults> UserDefaults::standard() {
-  return suite(quorvel::FileDefaults::applicationDomain);
+  return suite(applicationDomain);
 }
 
 std::shared_ptr<const UserDefaults> UserDefaults::suite(std::string_view name) {

@@ -37,7 +37,7 @@ TEST_F(Call, saysSoWhereThereIsNotEnoughMemory) {
   std::filesystem::resize_file(script, std::uintmax_t{200} << 20);
   const std::string limited = "ulimit -v 150000; exec \"$0\" call read_script id=Large.md --library \"$1\"";
   EXPECT_EQ(run(Start{.arguments = {"-c", limited, KELVANE_PROGRAM, library.text()}, .program = "/bin/sh"}, ""),
-            (Outcome{1, "", "There is not enough memory.\n"}));
+            (Outcome{1, "", "There is not enough memory for this. Close some programs and try again.\n"}));
 }
 
 TEST_F(Call, printsTheTextAndALineFeedWhereTheLastLineHasNone) {

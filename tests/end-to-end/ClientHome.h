@@ -11,6 +11,10 @@
 
 namespace kelvane::tests {
 
+/// The configuration file of Claude's command line in a home, and the first copy of it.
+inline const std::string claudeFile = ".claude.json";
+inline const std::string copyOfClaudeFile = claudeFile + ".before-kelvane";
+
 /// A home in which nothing is missing but that AI clients are connected, and what the program says there when it
 /// connects them. Files are named by paths in the home.
 class ClientHome : public Folder {

@@ -30,7 +30,7 @@ std::string inHome(std::string text, const ClientHome& home) {
   return at == std::string::npos ? text : text.replace(at, 4, home.text());
 }
 
-TEST(ConnectPlaces, areAllTheFilesOfTheClientThatExistElseTheCommandLines) {
+TEST(ConnectPlaces, allFilesThatExistAreChangedElseTheCommandLines) {
   const PlaceCase cases[] = {
       {"no file of Claude", "claude", {}, {}, {commandLine}},
       {"its command line's", "claude", {}, {commandLine}, {commandLine}},
@@ -106,14 +106,14 @@ TEST(ConnectPlaces, areAllTheFilesOfTheClientThatExistElseTheCommandLines) {
   }
 }
 
-TEST(ConnectPlaces, thatAreFoldersAreMadeForTheirOwnerOnly) {
+TEST(ConnectPlaces, aNewFolderIsForItsOwnerOnly) {
   const ClientHome home;
   EXPECT_EQ(home.kelvane({"connect", "codex"}).status, 0);
   EXPECT_EQ(home.mode(".codex"), 0700U);
   EXPECT_EQ(home.mode(".codex/config.toml"), 0600U);
 }
 
-TEST(ConnectPlaces, areALinkTooThatLeadsToNoFileYet) {
+TEST(ConnectPlaces, aLinkThatLeadsToNoFileYetCounts) {
   const ClientHome home;
   home.put(desktopOnLinux, "{}\n");
   std::filesystem::create_symlink("Scripts/claude.json", home / commandLine);
@@ -126,7 +126,7 @@ TEST(ConnectPlaces, areALinkTooThatLeadsToNoFileYet) {
   EXPECT_EQ(home.bytes(desktopOnLinux), claudeLines());
 }
 
-TEST(ConnectPlaces, areNotALinkInPlaceOfTheOlderFileThatLeadsToNoFile) {
+TEST(ConnectPlaces, aLinkInPlaceOfTheOlderFileThatLeadsToNoFileDoesNotCount) {
   const ClientHome home;
   std::filesystem::create_directory(home / ".claude");
   std::filesystem::create_symlink("nowhere", home / older);
@@ -136,7 +136,7 @@ TEST(ConnectPlaces, areNotALinkInPlaceOfTheOlderFileThatLeadsToNoFile) {
             (Outcome{0, home.connected("Claude", older) + home.keptBeside(older), ""}));
 }
 
-TEST(ConnectPlaces, areAFileThatThePersonNames) {
+TEST(ConnectPlaces, aFileThatThePersonNamesIsTheOnlyOneChanged) {
   const ClientHome home;
   home.put(commandLine, "{}");
   home.put("other.json", "{\"mcpServers\":{}}");
@@ -153,7 +153,7 @@ TEST(ConnectPlaces, areAFileThatThePersonNames) {
   EXPECT_FALSE(std::filesystem::exists(home / ".codex"));
 }
 
-TEST(ConnectPlaces, areReadFromTheCurrentFolderAsTyped) {
+TEST(ConnectPlaces, aRelativePathIsBelowTheCurrentFolder) {
   const ClientHome home;
   home.put("Scripts/mine.toml", "a = 1\n");
   Start start = home.start({"connect", "codex", "--config", "mine.toml"});
@@ -167,7 +167,7 @@ TEST(ConnectPlaces, areReadFromTheCurrentFolderAsTyped) {
 }
 
 // The sentence names what is in the way, whichever piece of the path it is.
-TEST(ConnectPlaces, belowSomethingThatIsNotAFolderAreRefusedForThatReason) {
+TEST(ConnectPlaces, aPathBelowSomethingThatIsNotAFolderIsRefusedForThatReason) {
   const struct {
     const char* description;
     Names words;
@@ -223,12 +223,13 @@ TEST(ConnectPlaces, belowSomethingThatIsNotAFolderAreRefusedForThatReason) {
   }
 }
 
-TEST(ConnectPlaces, thatAPersonNamesAndThatHaveNoFolderAreRefused) {
+TEST(ConnectPlaces, aFileThatThePersonNamesNeedsAFolder) {
   const ClientHome home;
   const auto census = home.census();
   const std::string file = (home / "slip/config.toml").native();
   const std::string sentence =
-      home.quoted("slip/config.toml") + " could not be written, because there is no such folder.";
+      home.quoted("slip/config.toml") +
+      " could not be written, because its folder does not exist. Create the folder and try again.";
   for (const Names& option : {Names{}, Names{"--dry-run"}}) {
     Names words = {"connect", "codex", "--config", file};
     words.insert(words.end(), option.begin(), option.end());
@@ -239,7 +240,7 @@ TEST(ConnectPlaces, thatAPersonNamesAndThatHaveNoFolderAreRefused) {
   EXPECT_EQ(home.census(), census);
 }
 
-TEST(ConnectPlaces, thatAreFineAreRegisteredThoughAnotherIsNot) {
+TEST(ConnectPlaces, oneFileIsRegisteredThoughAnotherIsRefused) {
   const ClientHome home;
   home.put(commandLine, "{ // mine\n}");
   home.put(desktopOnLinux, "{}\n");

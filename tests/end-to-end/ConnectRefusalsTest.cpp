@@ -49,7 +49,7 @@ RefusalCase entryAt(const std::string& line, const char* description, const std:
 }
 
 // By connecting and by disconnecting, tried or not, and nothing is written.
-TEST(ConnectRefusals, leaveWhatCannotBeReadOrProvenAndShowWhatToPaste) {
+TEST(ConnectRefusals, whatCannotBeReadOrProvenIsLeftAndTheLinesToPasteAreShown) {
   const RefusalCase cases[] = {
       {"a comment in JSON", "claude", "{\n  // servers\n  \"a\": 1\n}\n", notJSON("line 2, column 3")},
       {"a comment in JSON, in CR LF", "claude", "{\r\n  \"\u00E9\": 1 /* x */\r\n}", notJSON("line 2, column 10")},
@@ -98,7 +98,7 @@ TEST(ConnectRefusals, leaveWhatCannotBeReadOrProvenAndShowWhatToPaste) {
   }
 }
 
-TEST(ConnectRefusals, areOfConnectingAloneWhereNothingOfOursIsThere) {
+TEST(ConnectRefusals, onlyConnectingIsRefusedWhereThereIsNoEntryOfOurs) {
   for (const char* text : {"mcp_servers = { b = { command = \"x\" } }\n", "mcp_servers = \"none\"\n"}) {
     const ClientHome home;
     home.put(".codex/config.toml", text);

@@ -28,7 +28,6 @@ std::string inCRLF(std::string_view text) {
   return result;
 }
 
-const std::string claudeFile = ".claude.json";
 const std::string codexFile = ".codex/config.toml";
 
 void goThrough(const ShapeCase& row, const std::string& client, const std::string& title, const std::string& name) {

@@ -28,7 +28,7 @@ TEST(ConnectedProgram, isWhereItRunsFromWithEveryLinkResolved) {
   EXPECT_EQ(home.bytes(".codex/config.toml"), codexLines());
 }
 
-TEST(ConnectedProgram, mayLieWhereATOMLFileCannotSay) {
+TEST(ConnectedProgram, whosePathNeedsEscapesIsRefusedInTOML) {
   const struct {
     const char* folder;
     const char* json;  // the folder as the two formats escape it
@@ -63,7 +63,7 @@ TEST(ConnectedProgram, mayLieWhereATOMLFileCannotSay) {
   }
 }
 
-TEST(ConnectedProgram, mayLieWhereNoTextCanSay) {
+TEST(ConnectedProgram, whosePathIsNotUTF8IsRefused) {
   const ClientHome home;
   copyProgramTo(home / "a\xFF" / "kelvane");
   const auto census = home.census();
@@ -99,7 +99,7 @@ TEST(ConnectedProgram, isNotRegisteredWhenItIsGone) {
   ::close(program);
 }
 
-TEST(ConnectedProgram, isNotServedUntilTheRestIsSetUpWhichIsSaid) {
+TEST(ConnectedProgram, isToldWhatIsMissingBeforeItServes) {
   const std::string folder = "No script folder is set. Run: kelvane settings library DIR\n";
   const std::string off = "The server is switched off. Run: kelvane settings enable\n";
   const struct {

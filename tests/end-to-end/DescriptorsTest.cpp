@@ -137,7 +137,8 @@ TEST_F(Descriptors, anInputThatCannotBeReadIsSaid) {
   const Outcome outcome = run(start);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.errors, "The input cannot be read: Is a directory.\n");
+  EXPECT_EQ(outcome.errors,
+            "The input cannot be read, because it is a folder now. Look at what is there now and try again.\n");
 }
 
 TEST_F(Descriptors, anOutputThatIsFullIsSaid) {
@@ -147,7 +148,7 @@ TEST_F(Descriptors, anOutputThatIsFullIsSaid) {
   start.output = full;
   const Outcome outcome = run(start, ping(1) + '\n');
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.errors, "The output cannot be written: No space left on device.\n");
+  EXPECT_EQ(outcome.errors, "The output cannot be written, because the disk is full. Free some space and try again.\n");
 }
 
 TEST_F(Descriptors, anInputThatDoesNotBlockIsWaitedFor) {

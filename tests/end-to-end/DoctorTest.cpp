@@ -115,7 +115,7 @@ struct Ailment {
   void (*inflict)(const Folder& home);
   std::string line;
   int status = 1;
-  bool answers = true;  // whether the handshake succeeds all the same
+  bool answers = true;  // whether the server answers all the same
 
   friend void PrintTo(const Ailment& row, std::ostream* out) { *out << row.name; }
 };
@@ -301,7 +301,8 @@ TEST_F(Doctor, looksAtALibraryThatIsTypedWithoutAHome) {
   const Outcome outcome = run(asking);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.errors, "");
-  EXPECT_THAT(outcome.output, StartsWith("wrong  There is no home folder to keep the settings in. Set HOME to one.\n"));
+  EXPECT_THAT(outcome.output,
+              StartsWith("wrong  There is no home folder to store the settings in. Set HOME to one.\n"));
   // A client's own folder is found without one.
   home.put("own/config.toml", "");
   asking.environment.push_back("CODEX_HOME=" + at("own"));

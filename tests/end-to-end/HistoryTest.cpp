@@ -20,9 +20,9 @@ using testing::Not;
 using testing::StartsWith;
 
 // The history at hand: its list, one version's bytes, and putting one back.
-class HistoryAtHand : public Home {
+class HistoryCommands : public Home {
  protected:
-  HistoryAtHand() { printed({"settings", "library", at("Scripts")}); }
+  HistoryCommands() { printed({"settings", "library", at("Scripts")}); }
 
   void put(std::string_view text) const { home.put("Scripts/Talk.md", text); }
   std::string present() const { return home.bytes("Scripts/Talk.md"); }
@@ -40,7 +40,7 @@ class HistoryAtHand : public Home {
   }
 };
 
-TEST_F(HistoryAtHand, listsTheVersionsOfAScriptNewestFirst) {
+TEST_F(HistoryCommands, listsTheVersionsOfAScriptNewestFirst) {
   put("one two three\n");
   replace("four five", "Shorter");
   replace("six", "Two\nlines \x1B[31m\xC2\x9B\xE2\x80\xAE\xE2\x80\xA8");
@@ -60,7 +60,7 @@ TEST_F(HistoryAtHand, listsTheVersionsOfAScriptNewestFirst) {
   }
 }
 
-TEST_F(HistoryAtHand, showsMomentsInThePersonsTimeZone) {
+TEST_F(HistoryCommands, showsMomentsInThePersonsTimeZone) {
   put("one");
   replace("two", "n");
   Start here = start({"history", "Talk"});
@@ -75,7 +75,7 @@ TEST_F(HistoryAtHand, showsMomentsInThePersonsTimeZone) {
   EXPECT_EQ((difference + 24 * 60) % (24 * 60), 5 * 60 + 30);
 }
 
-TEST_F(HistoryAtHand, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
+TEST_F(HistoryCommands, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
   EXPECT_EQ(list({}), "This library has no saved versions yet.\n");
   put("one");
   home.put("Scripts/Talks/Other.md", "one");
@@ -91,7 +91,7 @@ TEST_F(HistoryAtHand, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
   EXPECT_EQ(list({"Talks/Never changed"}), "\"Talks/Never changed.md\" has no saved versions yet.\n");
 }
 
-TEST_F(HistoryAtHand, showsAVersionsExactBytes) {
+TEST_F(HistoryCommands, showsAVersionsExactBytes) {
   const std::string texts[] = {"one",
                                "line\n",
                                "CR LF\r\n\r\n",
@@ -107,7 +107,7 @@ TEST_F(HistoryAtHand, showsAVersionsExactBytes) {
   }
 }
 
-TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
+TEST_F(HistoryCommands, restoresAVersionAndKeepsWhatThatReplaces) {
   put("first\r\n\xFF");
   replace("second", "n");
   EXPECT_EQ(printed({"restore", "Talk", "1"}),
@@ -120,7 +120,7 @@ TEST_F(HistoryAtHand, restoresAVersionAndKeepsWhatThatReplaces) {
 }
 
 // What a writer that died had taken out of the script's place is kept by the next one, behind what that keeps itself.
-TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
+TEST_F(HistoryCommands, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   put("first");
   replace("second", "n");
   std::ostringstream name;
@@ -132,7 +132,7 @@ TEST_F(HistoryAtHand, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   EXPECT_EQ(printed({"show", "Talk", "3"}), "left over");
 }
 
-TEST_F(HistoryAtHand, restoringWhatIsThereChangesNothing) {
+TEST_F(HistoryCommands, restoringWhatIsThereChangesNothing) {
   put("first");
   replace("second", "n");
   put("first");
@@ -141,7 +141,7 @@ TEST_F(HistoryAtHand, restoringWhatIsThereChangesNothing) {
   EXPECT_EQ(home.census(), before);
 }
 
-TEST_F(HistoryAtHand, restoringOverAnEmptyTextKeepsNoneOfIt) {
+TEST_F(HistoryCommands, restoringOverAnEmptyTextKeepsNoneOfIt) {
   put("first");
   replace("second", "n");
   put("");
@@ -150,7 +150,7 @@ TEST_F(HistoryAtHand, restoringOverAnEmptyTextKeepsNoneOfIt) {
   EXPECT_THAT(list({"Talk"}), StartsWith("1 version of"));
 }
 
-TEST_F(HistoryAtHand, putsBackAScriptThatIsGoneWithItsFolders) {
+TEST_F(HistoryCommands, putsBackAScriptThatIsGoneWithItsFolders) {
   home.put("Scripts/Talks/Old/Talk.md", "first");
   replace("second", "n", "Talks/Old/Talk.md");
   std::filesystem::remove_all(home / "Scripts/Talks");
@@ -163,7 +163,7 @@ TEST_F(HistoryAtHand, putsBackAScriptThatIsGoneWithItsFolders) {
   EXPECT_THAT(list({"Talks/Old/Talk"}), StartsWith("1 version of \"Talks/Old/Talk.md\", newest first\n"));
 }
 
-TEST_F(HistoryAtHand, reachesScriptsThatHadTheSameNameEarlier) {
+TEST_F(HistoryCommands, reachesScriptsThatHadTheSameNameEarlier) {
   put("first");
   replace("second", "n");
   std::filesystem::remove(home / "Scripts/Talk.md");
@@ -182,7 +182,7 @@ TEST_F(HistoryAtHand, reachesScriptsThatHadTheSameNameEarlier) {
   EXPECT_EQ(printed({"show", "Talk", "1"}), "another");
 }
 
-TEST_F(HistoryAtHand, listsTheLatestOfTheEarlierScriptsFirst) {
+TEST_F(HistoryCommands, listsTheLatestOfTheEarlierScriptsFirst) {
   for (const char* text : {"first", "second", "third"}) {
     printed({"call", "create_script", "name=Talk", std::string("text=") + text, "--allow-writes"});
     replace("x", text);
@@ -193,7 +193,7 @@ TEST_F(HistoryAtHand, listsTheLatestOfTheEarlierScriptsFirst) {
                            "      1  MOMENT .* third\n    2.1  MOMENT .* second\n    1.1  MOMENT .* first\n"));
 }
 
-TEST_F(HistoryAtHand, keepsNumbersWhateverIsAddedMeanwhile) {
+TEST_F(HistoryCommands, keepsNumbersWhateverIsAddedMeanwhile) {
   put("first");
   replace("second", "n");
   replace("third", "n");
@@ -203,7 +203,7 @@ TEST_F(HistoryAtHand, keepsNumbersWhateverIsAddedMeanwhile) {
   EXPECT_EQ(printed({"show", "Talk", "2"}), "second");
 }
 
-TEST_F(HistoryAtHand, followsARename) {
+TEST_F(HistoryCommands, followsARename) {
   put("first");
   replace("second", "n");
   printed({"call", "rename", "id=Talk.md", "name=Speech", "--allow-writes"});
@@ -211,7 +211,7 @@ TEST_F(HistoryAtHand, followsARename) {
   EXPECT_THAT(list({}), Not(HasSubstr("Talk.md")));
 }
 
-TEST_F(HistoryAtHand, prefersTheNameAsItIsTyped) {
+TEST_F(HistoryCommands, prefersTheNameAsItIsTyped) {
   put("first");
   home.put("Scripts/Talk.md.md", "other");
   replace("x", "plain");
@@ -223,7 +223,7 @@ TEST_F(HistoryAtHand, prefersTheNameAsItIsTyped) {
   EXPECT_EQ(printed({"show", "Talk.md", "1"}), "other") << "the script that is there comes before one that is gone";
 }
 
-TEST_F(HistoryAtHand, refusesWhatIsNotThereAndChangesNothing) {
+TEST_F(HistoryCommands, refusesWhatIsNotThereAndChangesNothing) {
   put("first");
   replace("second", "n");
   std::filesystem::create_directory(home / "Scripts/Folder.md");
@@ -262,18 +262,19 @@ TEST_F(HistoryAtHand, refusesWhatIsNotThereAndChangesNothing) {
   EXPECT_THAT(this->list({"Talk"}), StartsWith("1 version of"));
 }
 
-TEST_F(HistoryAtHand, doesNotRestoreIntoAPlaceThatIsTaken) {
+TEST_F(HistoryCommands, doesNotRestoreOverSomethingElse) {
   put("first");
   replace("second", "n");
   std::filesystem::remove(home / "Scripts/Talk.md");
   std::filesystem::create_directory(home / "Scripts/Talk.md");
   const Outcome outcome = kelvane({"restore", "Talk", "1"});
-  EXPECT_EQ(outcome, (Outcome{1, "", "\"Talk.md\" could not be put back, because there is something of that name.\n"}));
+  EXPECT_EQ(outcome,
+            (Outcome{1, "", "\"Talk.md\" could not be put back, because something with that name is there.\n"}));
   EXPECT_EQ(printed({"show", "Talk", "1"}), "first");
 }
 
 // Another program lets each call that flushes fail from one on, as a disk does that dies.
-TEST_F(HistoryAtHand, saysWhatIsThereWhenTheDiskDiesWhileWhatIsGoneIsPutBack) {
+TEST_F(HistoryCommands, saysWhatIsThereWhenTheDiskDiesWhileWhatIsGoneIsPutBack) {
   const std::filesystem::path tracer = "/usr/bin/strace";
   put("first");
   replace("second", "n");
@@ -299,7 +300,7 @@ TEST_F(HistoryAtHand, saysWhatIsThereWhenTheDiskDiesWhileWhatIsGoneIsPutBack) {
   EXPECT_GT(standing, 0);
 }
 
-TEST_F(HistoryAtHand, isReadButNotRestoredInALibraryThatMayOnlyBeRead) {
+TEST_F(HistoryCommands, isReadButNotRestoredInALibraryThatMayOnlyBeRead) {
   put("first");
   replace("second", "n");
   home.giveToNobody();
@@ -325,7 +326,7 @@ TEST_F(HistoryAtHand, isReadButNotRestoredInALibraryThatMayOnlyBeRead) {
   }
 }
 
-TEST_F(HistoryAtHand, waitsForTheLibrarysLockToRestore) {
+TEST_F(HistoryCommands, waitsForTheLibrarysLockToRestore) {
   put("first");
   replace("second", "n");
   const int lock = ::open(at("Scripts/.kelvane/lock").c_str(), O_RDWR | O_CLOEXEC);

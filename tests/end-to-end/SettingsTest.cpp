@@ -16,7 +16,7 @@ class Settings : public Home {
  protected:
   // What is shown of them.
   std::string shown(const std::string& server, const std::string& writing, const std::string& library) const {
-    return "server    " + server + "\nwriting   " + writing + "\nlibrary   " + library + "\nkept in   " +
+    return "server    " + server + "\nwriting   " + writing + "\nlibrary   " + library + "\nfile      " +
            at(settingsFile) + "\n";
   }
 
@@ -95,7 +95,7 @@ TEST_F(Settings, areReadHoweverTheyAreWritten) {
            "\" is not a folder. Give the folder that holds the scripts: kelvane settings library DIR.\n"},
       {"{\"mcpEnabled\":true",
        "The settings in \"" + at(settingsFile) +
-           "\" are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it. " +
+           "\" are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it. " +
            switchedOff},
   };
   for (const auto& [text, outcome] : cases) {

@@ -68,7 +68,7 @@ TEST(SystemCalls, areFewWhereASmallScriptIsReplacedThatHasAHistory) {
   ASSERT_TRUE(isOneReply);
   std::string all;
   for (const std::string& call : calls) all.append(call).push_back('\n');
-  EXPECT_LE(calls.size(), 113U) << all;
+  EXPECT_LE(calls.size(), 100U) << all;
   EXPECT_EQ(flushes, 7) << all;  // FolderLibraryWriting.cpp says what each is for
 }
 

@@ -212,8 +212,8 @@ TEST(Traffic, aLimitOnTheSizeOfFilesIsASentenceAndTheNextRequestIsServed) {
   Client client(Start{.arguments = {"serve", "--allow-writes", "--library", library.text()}, .largestFile = 65536});
   const std::string text(200'000, 'x');
   EXPECT_EQ(client.call("update_script", {{"id", "Talk.md"}, {"text", text}, {"note", "n"}}),
-            failure("\"Talk.md\" could not be written, because it would be larger than the system allows. Split the "
-                    "text into several scripts."));
+            failure("\"Talk.md\" could not be written, because it would be larger than the system allows. Make it "
+                    "smaller, or raise the limit (ulimit -f)."));
   EXPECT_EQ(client.call("read_script", {{"id", "Talk.md"}}), success("old"));
   client.finish();
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(library.path()), {}), 2) << "the script and .kelvane";

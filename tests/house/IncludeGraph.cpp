@@ -45,7 +45,7 @@ const std::map<std::string_view, Rooms> mayInclude = {
     {"program/commands",
      {"scripttools", "host", "protocol", "protocol/json", "platform", "platform/unicode", "quorvel/files",
       "quorvel/history", "quorvel/library", "quorvel/settings", "program", "program/configuration"}},
-    {"program/main.cpp", {"program", "program/commands"}},
+    {"program/main.cpp", {"quorvel/files", "program", "program/commands"}},
     {"program/configuration", {"host", "protocol/json", "platform", "platform/unicode", "platform/json"}},
     {"tests", all},
     {"benchmarks", all},

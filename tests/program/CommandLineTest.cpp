@@ -66,7 +66,7 @@ std::string outcome(const Words& typed) {
   }
 }
 
-TEST(CommandLine, isTakenApartByTheTable) {
+TEST(CommandLine, theTableTakesItApart) {
   const struct {
     const char* what;
     Words typed;
@@ -99,7 +99,7 @@ TEST(CommandLine, isTakenApartByTheTable) {
   for (const auto& row : cases) EXPECT_EQ(outcome(row.typed), row.outcome) << row.what;
 }
 
-TEST(CommandLine, thatDoesNotFitIsRefusedWithWhatToTypeInstead) {
+TEST(CommandLine, whatDoesNotFitIsRefusedWithWhatToTypeInstead) {
   const struct {
     const char* what;
     Words typed;
@@ -127,12 +127,12 @@ TEST(CommandLine, thatDoesNotFitIsRefusedWithWhatToTypeInstead) {
   for (const auto& row : cases) EXPECT_EQ(outcome(row.typed), row.sentences) << row.what;
 }
 
-TEST(CommandLine, leadsToTheCommandsFunction) {
+TEST(CommandLine, theCommandsFunctionIsRun) {
   const Request request = understood({"list"});
   EXPECT_EQ(request.command->run(request.arguments), 42);
 }
 
-TEST(HelpPages, ofACommandAreMadeFromTheTable) {
+TEST(HelpPages, aCommandsPageIsMadeFromTheTable) {
   EXPECT_EQ(helpOn(list),
             "Lists versions in a paragraph that is longer than one line of a page may be at\n"
             "a terminal.\n"
@@ -155,7 +155,7 @@ TEST(HelpPages, ofACommandAreMadeFromTheTable) {
   EXPECT_EQ(helpOn(quit), "Quits.\n\nUsage: kelvane quit\n\n  -h, --help   Print this.\n");
 }
 
-TEST(HelpPages, ofTheProgramListTheCommandsInTheirGroups) {
+TEST(HelpPages, theProgramsPageListsTheCommandsInTheirGroups) {
   EXPECT_THAT(helpOn(table), testing::HasSubstr("\n\n  list         List versions.\n\n  quit         Quit.\n\n"
                                                 "  -h, --help   Print this.\n  --version    Print the version.\n\n"));
 }

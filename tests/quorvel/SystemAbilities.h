@@ -16,7 +16,8 @@ inline bool systemSwaps() {
   return SystemCalls::ofTheSystem().exchange(-1, "one", "other") == 0 || errno != ENOSYS;
 }
 
-inline constexpr const char* noSwaps = "The system cannot swap two files in one step.";
+inline constexpr const char* noSwaps =
+    "The system cannot swap two files in one step. FolderLibrary::write promises less there.";
 
 /// Whether a folder can be opened to be passed through without the right to read it.
 inline bool systemPassesUnread() {
@@ -25,14 +26,14 @@ inline bool systemPassesUnread() {
 
 inline constexpr const char* noUnreadPassing = "The system lets no folder be passed through that may not be read.";
 
-/// Swaps two entries of a folder as another program does, whatever way ours has.
-inline void swapAsAnotherProgram(int folder, const char* one, const char* other) {
+/// Swaps two entries of a folder, whatever way ours has: in steps, where there is no other.
+inline int swapInAnyWay(int folder, const char* one, const char* other) {
 #ifdef RENAME_EXCHANGE
-  if (::renameat2(folder, one, folder, other, RENAME_EXCHANGE) == 0) return;
+  if (::renameat2(folder, one, folder, other, RENAME_EXCHANGE) == 0) return 0;
 #endif
-  ::renameat(folder, one, folder, "aside");
-  ::renameat(folder, other, folder, one);
-  ::renameat(folder, "aside", folder, other);
+  const bool isSwapped = ::renameat(folder, one, folder, "aside") == 0 && ::renameat(folder, other, folder, one) == 0 &&
+                         ::renameat(folder, "aside", folder, other) == 0;
+  return isSwapped ? 0 : -1;
 }
 
 }  // namespace quorvel

@@ -25,7 +25,7 @@ TEST(ConfigEdit, countsLinesAndCharactersAsEditorsDo) {
   for (const auto& row : cases) EXPECT_EQ(positionIn(row.text, row.offset), row.place) << row.description;
 }
 
-TEST(ConfigEdit, tellsAChangeInsideAPlaceFromOneOutside) {
+TEST(ConfigEdit, tellsAChangeInsideARangeFromOneOutside) {
   const struct {
     const char* description;
     const char* before;

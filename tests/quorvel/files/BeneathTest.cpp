@@ -19,8 +19,6 @@
 namespace quorvel {
 namespace {
 
-using ::testing::ElementsAre;
-
 // The two ways: the kernel's own, and piece by piece where that is missing.
 class Beneath : public LibraryHouse, public ::testing::WithParamInterface<int> {
  protected:
@@ -42,9 +40,11 @@ class Beneath : public LibraryHouse, public ::testing::WithParamInterface<int> {
 
   // What is read there, or the name of the error.
   std::string opened(std::string_view identifier, int flags = O_RDONLY) const {
-    const Descriptor file = openBeneath(calls, rootFolder_.get(), identifier, flags);
-    if (!file) return ::strerrorname_np(errno);
-    return readToEnd(file.get()).value_or("a folder");
+    const auto path = PathBeneath::of(identifier);
+    if (!path) return "no path";
+    const auto file = openBeneath(calls, rootFolder_.get(), *path, flags);
+    if (!file) return ::strerrorname_np(file.error().value());
+    return readToEnd(file->get()).value_or("a folder");
   }
 
   Descriptor rootFolder_;
@@ -61,18 +61,9 @@ TEST_P(Beneath, filesAndFoldersAreOpenedByTheirIdentifiers) {
 }
 
 TEST_P(Beneath, noLinkIsFollowedWhereverItStandsAndLeads) {
-  for (const std::string_view identifier :
-       {"link.md", "link/Deep/End.md", "out/secret.md", "out.md", "absolute/secret.md", "loop", "loop/Talk.md",
-        "dangling.md", "Scenes/../out.md"}) {
-    EXPECT_THAT(opened(identifier), ::testing::AnyOf("ELOOP", "ENOTDIR", "EINVAL")) << identifier;
-  }
-}
-
-TEST_P(Beneath, nothingLeadsOut) {
-  using namespace std::string_view_literals;
-  for (const std::string_view identifier :
-       {"/etc/passwd"sv, ".."sv, "../Outside/secret.md"sv, "Scenes/../Talk.md"sv, "Scenes/.."sv, "Talk.md\0.txt"sv}) {
-    EXPECT_EQ(opened(identifier), "EINVAL") << identifier;
+  for (const std::string_view identifier : {"link.md", "link/Deep/End.md", "out/secret.md", "out.md",
+                                            "absolute/secret.md", "loop", "loop/Talk.md", "dangling.md"}) {
+    EXPECT_THAT(opened(identifier), ::testing::AnyOf("ELOOP", "ENOTDIR")) << identifier;
   }
 }
 
@@ -97,31 +88,15 @@ TEST_P(Beneath, thePathMayBeAsLongAsTheSystemTakesAndNoLonger) {
 }
 
 TEST_P(Beneath, theDescriptorIsNotInherited) {
-  const Descriptor file = openBeneath(calls, rootFolder_.get(), "Scenes/Deep/End.md", O_RDONLY);
-  EXPECT_EQ(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  const auto file = openBeneath(calls, rootFolder_.get(), *PathBeneath::of("Scenes/Deep/End.md"), O_RDONLY);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(::fcntl(file->get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, Beneath, ::testing::Values(0, ENOSYS, EPERM, EINVAL, E2BIG, EAGAIN),
                          [](const auto& way) {
                            return way.param == 0 ? "kernel" : std::string("without") + ::strerrorname_np(way.param);
                          });
-
-TEST(StaysBeneath, isDecidedByThePiecesAlone) {
-  for (const std::string_view identifier : {"", ".", "a", "a/b", "a//b", "a/./b", "...", "a..b/c", "..a", "a/b.."}) {
-    EXPECT_TRUE(staysBeneath(identifier)) << identifier;
-  }
-  using namespace std::string_view_literals;
-  for (const std::string_view identifier : {"/"sv, "/a"sv, ".."sv, "../a"sv, "a/.."sv, "a/../b"sv, "a\0b"sv, "\0"sv}) {
-    EXPECT_FALSE(staysBeneath(identifier)) << identifier;
-  }
-}
-
-TEST(Pieces, areWhatStandsBetweenSlashes) {
-  EXPECT_THAT(pieces(""), ElementsAre());
-  EXPECT_THAT(pieces("./"), ElementsAre());
-  EXPECT_THAT(pieces("a//./b/"), ElementsAre("a", "b"));
-  EXPECT_THAT(pieces(".../.a"), ElementsAre("...", ".a"));
-}
 
 }  // namespace
 }  // namespace quorvel

@@ -25,10 +25,21 @@ class StagedSwaps : public SystemCalls {
  public:
   std::function<int(int time)> before = [](int) { return 0; };  // what the exchange fails with, or 0
   bool hasRename = true;
+  bool hasFlush = true;
+  mutable bool deletesUnflushed = false;  // a swap, and then a deletion, with no flush of the folder in between
 
   int exchange(int folder, const char* one, const char* other) const noexcept override {
     if (const int error = before(++times_); error != 0) return errno = error, -1;
-    return SystemCalls::exchange(folder, one, other);
+    isFlushed_ = false;
+    return swapInAnyWay(folder, one, other);
+  }
+  int flush(int) const noexcept override {
+    isFlushed_ = hasFlush;
+    return hasFlush ? 0 : (errno = EIO, -1);
+  }
+  int unlink(int folder, const char* name) const noexcept override {
+    deletesUnflushed = deletesUnflushed || !isFlushed_;
+    return SystemCalls::unlink(folder, name);
   }
   int rename(int folder, const char* from, const char* to) const noexcept override {
     return hasRename ? SystemCalls::rename(folder, from, to) : (errno = EIO, -1);
@@ -36,6 +47,7 @@ class StagedSwaps : public SystemCalls {
 
  private:
   mutable int times_ = 0;
+  mutable bool isFlushed_ = true;
 };
 
 enum class Saving { inPlace, byRenaming };
@@ -77,7 +89,6 @@ class FileSwaps : public ::testing::TestWithParam<Undoing> {
 };
 
 TEST_P(FileSwaps, leaveTheLastSaveInPlaceWhenTheyAreUndone) {
-  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const Undoing& row = GetParam();
   for (const Saving way : {Saving::inPlace, Saving::byRenaming}) {
     SCOPED_TRACE(way == Saving::inPlace ? "in place" : "by renaming");
@@ -121,7 +132,6 @@ const Undoing undoings[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, FileSwaps, ::testing::ValuesIn(undoings), kelvane::tests::RowName());
 
 TEST_F(FileSwaps, areNotUndoneWhenTheNameCannotSayThatTheFileWasInPlace) {
-  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
   fresh->write("new");
   FileSwap swap(calls_, opened_.get(), "f", *fresh, "new");
@@ -130,6 +140,20 @@ TEST_F(FileSwaps, areNotUndoneWhenTheNameCannotSayThatTheFileWasInPlace) {
   EXPECT_EQ(swap.undo().how, Undone::notTakenOut);
   EXPECT_EQ(got("f"), "new");
   EXPECT_EQ(got(fresh->name()), "old");
+}
+
+TEST_F(FileSwaps, areUndoneOnTheDiskBeforeTheNewFileIsDeleted) {
+  for (const bool hasFlush : {true, false}) {
+    auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
+    FileSwap swap(calls_, opened_.get(), "f", *fresh, "");
+    ASSERT_FALSE(swap.make());
+    calls_.hasFlush = hasFlush;
+    EXPECT_EQ(swap.undo().how, Undone::done);
+    EXPECT_FALSE(calls_.deletesUnflushed);
+    EXPECT_EQ(got("f"), "old");
+    fresh.reset();
+    EXPECT_EQ(entries(), hasFlush ? 2 : 3) << "what is not on the disk for good keeps the new file";
+  }
 }
 
 TEST_F(FileSwaps, thatFailLeaveNothingBehind) {

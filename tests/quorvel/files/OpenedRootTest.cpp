@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <system_error>
 #include <thread>
 
 #include "quorvel/files/OpenedFolderPath.h"
@@ -30,7 +30,7 @@ class OpenedRoots : public ::testing::Test {
   const std::filesystem::path away = folder.path() / "Away";
 };
 
-TEST_F(OpenedRoots, staysTheOneThatTheThreadHolds) {
+TEST_F(OpenedRoots, isTheSameFolderForAsLongAsTheThreadHoldsIt) {
   auto held = OpenedRoot::find(path);
   swap();
   EXPECT_EQ(OpenedRoot::find(path), held);
@@ -50,9 +50,13 @@ TEST_F(OpenedRoots, isOpenedAnewByAnotherThreadAndForAnotherPath) {
   EXPECT_EQ(OpenedRoot::find(away), other);
 }
 
-TEST_F(OpenedRoots, isNullWithTheReasonWhereThereIsNone) {
-  EXPECT_FALSE(OpenedRoot::find(folder.path() / "none"));
-  EXPECT_EQ(errno, ENOENT);
+TEST_F(OpenedRoots, throwsTheReasonWhereThereIsNone) {
+  try {
+    OpenedRoot::find(folder.path() / "none");
+    FAIL() << "A folder was found.";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+  }
 }
 
 TEST_F(OpenedRoots, isInPlaceThroughALinkAsLongAsThatLeadsThere) {

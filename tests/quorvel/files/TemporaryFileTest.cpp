@@ -59,8 +59,8 @@ TEST_F(TemporaryFiles, areForTheirOwnerOnlyAndSayThatTheyNeverWereInPlace) {
   ASSERT_TRUE(parts);
   EXPECT_EQ(parts->script, TemporaryName::hash("f"));
   EXPECT_EQ(parts->inode, status.st_ino);
-  file->markTaken();
-  EXPECT_EQ(TemporaryName::parse(file->name()), parts->ofTakenFile());
+  file->markReplaced();
+  EXPECT_EQ(TemporaryName::parse(file->name()), parts->ofReplacedFile());
   EXPECT_EQ(names(), std::vector<std::string>{file->name()});
 }
 
@@ -88,7 +88,7 @@ TEST_F(TemporaryFiles, goAtTheEndUnlessTheyHaveAnotherNameOrAreLeft) {
   const EndCase cases[] = {
       {"nothing", [](TemporaryFile&) {}, false, {}},
       {"a text", [](TemporaryFile& file) { file.write("text"); }, false, {}},
-      {"marked", [](TemporaryFile& file) { file.markTaken(); }, false, {}},
+      {"marked", [](TemporaryFile& file) { file.markReplaced(); }, false, {}},
       {"left", [](TemporaryFile& file) { file.leave(); }, true, {}},
       {"left and removed", [](TemporaryFile& file) { file.leave(), file.remove(); }, false, {}},
       {"renamed", [](TemporaryFile& file) { file.renameTo("g"); }, false, {"g"}},
@@ -161,7 +161,7 @@ TEST_F(TemporaryFiles, areTriedWithoutATrace) {
   ::chmod(folder_.path().c_str(), 0555);
   EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
               kelvane::tests::becomeNobody();
-              return tryMakingFile(opened_.get()) ? "made" : std::to_string(errno);
+              return std::to_string(tryMakingFile(opened_.get()).error().value());
             }),
             std::to_string(EACCES));
   ::chmod(folder_.path().c_str(), 0755);

@@ -228,7 +228,7 @@ TEST_F(HistoryFailures, aFileSizeLimitLeavesTheHistoryAsItWas) {
             }),
             subject +
                 "could not be written, because it would be larger than the system allows, so nothing was "
-                "changed.");
+                "changed. Make it smaller, or raise the limit (ulimit -f).");
   EXPECT_EQ(story("Talk.md"), "words");
   EXPECT_THAT(history.problems(), IsEmpty());
   keep("more", "Talk.md");

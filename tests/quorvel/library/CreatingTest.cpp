@@ -25,7 +25,7 @@ using Kind = ScriptItem::Kind;
 
 class Creating : public LibraryHouse {};
 
-TEST_F(Creating, whateverHasTheNameIsLeftAlone) {
+TEST_F(Creating, whatIsThereIsNeverReplaced) {
   std::filesystem::create_symlink("nowhere", root / "Talk.md");
   std::filesystem::create_directory(root / "Talk 2.md");
   ASSERT_EQ(::mkfifo((root / "Talk 3.md").c_str(), 0644), 0);
@@ -91,28 +91,28 @@ TEST_F(Creating, aDamagedHistoryRefusesANewScriptAndNotAFolder) {
 }
 
 TEST_F(Creating, aNameWithNothingLeftIsRefusedWithASentence) {
-  EXPECT_EQ(
-      sentenceOf([&] { library.create(" .. ", std::nullopt); }),
-      "\" .. \" leaves no name for a script once dots at its start, blanks at its ends and the like are taken away. "
-      "Give another name.");
-  EXPECT_EQ(
-      sentenceOf([&] { library.createFolder("...", std::nullopt); }),
-      "\"...\" leaves no name for a folder once dots at its start, blanks at its ends and the like are taken away. "
-      "Give another name.");
+  EXPECT_EQ(sentenceOf([&] { library.create(" .. ", std::nullopt); }),
+            "\" .. \" cannot be the name of a script, because nothing is left without dots at its start and white "
+            "space at its ends. "
+            "Give another name.");
+  EXPECT_EQ(sentenceOf([&] { library.createFolder("...", std::nullopt); }),
+            "\"...\" cannot be the name of a folder, because nothing is left without dots at its start and white space "
+            "at its ends. "
+            "Give another name.");
 }
 
-TEST_F(Creating, aNameThatIsOneCharacterLongerThanAnyNameIsRefusedForThat) {
+TEST_F(Creating, aNameWhoseFirstCharacterIsTooLongIsRefused) {
   std::string character = "e";
   while (character.size() < 241) character += "\u0301";
   for (const std::string& asked : {character, ". " + character + ".md"}) {
     EXPECT_EQ(
         sentenceOf([&] { library.create(asked, std::nullopt); }),
-        quorvel::quoted(asked) +
+        inQuotes(asked) +
             " cannot be the name of a script, because its first character alone, with its marks, is longer than a "
             "name may be. Give another name.");
   }
   EXPECT_EQ(sentenceOf([&] { library.createFolder(character, std::nullopt); }),
-            quorvel::quoted(character) +
+            inQuotes(character) +
                 " cannot be the name of a folder, because its first character alone, with its marks, is longer than a "
                 "name may be. Give another name.");
   EXPECT_THAT(names(), ElementsAre());
@@ -186,7 +186,7 @@ const Row rows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, CreatingInAnUnfitFolder, ::testing::ValuesIn(rows), kelvane::tests::RowName());
 
-TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
+TEST_F(Creating, aPathTooLongToBeOpenedIsRefused) {
   std::string parent;
   const std::string name(240, 'd');
   while (root.native().size() + parent.size() + 241 + 3 < PATH_MAX - 1) {
@@ -206,11 +206,11 @@ TEST_F(Creating, aPathThatNobodyCouldOpenIsRefused) {
 struct Numbers {
   const char* description;
   std::size_t first;
-  std::set<std::size_t> taken;
+  std::set<std::size_t> used;
   std::size_t found;
 };
 
-TEST(FreeNumber, isTheLowestUnlessVeryManyAreTaken) {
+TEST(FreeNumber, isTheLowestUnlessVeryManyAreUsed) {
   const auto upTo = [](std::size_t last) {
     std::set<std::size_t> all;
     for (std::size_t number = 1; number <= last; ++number) all.insert(number);
@@ -219,18 +219,18 @@ TEST(FreeNumber, isTheLowestUnlessVeryManyAreTaken) {
   auto gap = upTo(5000);
   gap.erase(50);
   const Numbers table[] = {
-      {"none taken", 1, {}, 1},         {"the first taken", 1, {1}, 2},
+      {"none used", 1, {}, 1},          {"the first used", 1, {1}, 2},
       {"a gap", 1, {1, 2, 4}, 3},       {"begun later", 7, {1, 2, 7, 8}, 9},
       {"a hundred", 1, upTo(100), 101}, {"one more", 1, upTo(101), 102},
       {"many", 1, upTo(5000), 5001},    {"many and a low gap", 1, gap, 50},
   };
   for (const Numbers& row : table) {
-    EXPECT_EQ(findFreeNumber(row.first, [&](std::size_t number) { return row.taken.contains(number); }), row.found)
+    EXPECT_EQ(findFreeNumber(row.first, [&](std::size_t number) { return row.used.contains(number); }), row.found)
         << row.description;
   }
 }
 
-TEST(FreeNumber, isFoundInFewLooksHoweverManyAreTaken) {
+TEST(FreeNumber, isFoundInFewLooksHoweverManyAreUsed) {
   std::size_t looks = 0;
   EXPECT_EQ(findFreeNumber(1,
                            [&](std::size_t number) {
@@ -291,9 +291,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce,
 
 TEST_F(Creating, aScriptPutBackHasItsHistoryAgain) {
   history->snapshot("words", root / "Scenes/Deep/ Odd name .md", "kept");
-  const ScriptItem item = library.recreate("Scenes/Deep/ Odd name .md");
+  const ScriptItem item = library.recreate("Scenes/Deep/ Odd name .md", "words");
   EXPECT_EQ(item, (ScriptItem{"Scenes/Deep/ Odd name .md", " Odd name ", Kind::script, std::nullopt}));
-  library.write("words", item);
   EXPECT_EQ(bytesOf("Scenes/Deep/ Odd name .md"), "words");
   EXPECT_EQ(story("Scenes/Deep/ Odd name .md"), "kept: words\n");
 }
@@ -302,7 +301,7 @@ TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
   put("Talk.md", "words");
   std::filesystem::create_directory_symlink(folder.path(), root / "link");
   const std::pair<const char*, const char*> table[] = {
-      {"Talk.md", "\"Talk.md\" could not be put back, because there is something of that name."},
+      {"Talk.md", "\"Talk.md\" could not be put back, because something with that name is there."},
       {"Talk.md/x.md",
        "\"Talk.md/x.md\" could not be put back, because a link or a file has taken the place of it or of a folder "
        "above "
@@ -316,14 +315,34 @@ TEST_F(Creating, aScriptIsPutBackOnlyWhereNothingIs) {
        "\".kelvane/x.md\" could not be put back, because it belongs to the folder that the library keeps its history "
        "in. "
        "Leave that folder to the library."},
-      {"Scenes", "\"Scenes\" could not be put back, because it is no script."},
-      {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is no script."},
+      {"Scenes", "\"Scenes\" could not be put back, because it is not a script."},
+      {"Scenes/.md/..", "\"Scenes/.md/..\" could not be put back, because it is not a script."},
   };
   for (const auto& [identifier, sentence] : table) {
-    EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name); }), sentence);
+    EXPECT_EQ(sentenceOf([&, name = identifier] { library.recreate(name, "words"); }), sentence);
   }
   EXPECT_THAT(names(), ElementsAre("Talk.md", "link"));
   EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+TEST_F(Creating, aScriptPutBackOnADiskThatDiesAtAnyCallSaysWhetherItIsThere) {
+  int empty = 0;
+  bool isDone = false;
+  for (int last = 0; !isDone; ++last) {
+    SCOPED_TRACE("dead after " + std::to_string(last) + " calls");
+    std::filesystem::remove(root / "Gone.md");
+    calls.before = [left = last](std::string_view) mutable { return left-- <= 0 ? EIO : 0; };
+    const std::string sentence = sentenceOf([&] { library.recreate("Gone.md", "words"); });
+    const std::string present = bytesOf("Gone.md");
+    isDone = sentence == "(no failure)";
+    const bool isThereAndEmpty = std::filesystem::exists(root / "Gone.md") && present.empty();
+    const bool isSaid = sentence.find("The script exists again, but is empty.") != std::string::npos ||
+                        sentence.find("was made, still empty") != std::string::npos;
+    EXPECT_EQ(isSaid, isThereAndEmpty) << sentence;
+    empty += isThereAndEmpty;
+  }
+  EXPECT_EQ(bytesOf("Gone.md"), "words");
+  EXPECT_GT(empty, 2) << "the disk never died in between";
 }
 
 }  // namespace

@@ -122,7 +122,7 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
     constexpr std::chrono::milliseconds patience(20);
     const auto own = std::make_shared<History>(root, std::chrono::system_clock::now, patience);
     const auto tools =
-        kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, own, FolderLibrary::Means{staged, patience}), own)
+        kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, own, FolderLibrary::Options{staged, patience}), own)
             .tools(true);
     if (!FailingSystemCalls::begin(kind, first, error)) return notStaged;
     std::string said = "no such tool";
@@ -334,7 +334,7 @@ TEST_F(EndlessAnswer, thatATemporaryFileIsGoneEndsTheWrite) {
   EXPECT_THAT(names(), ::testing::ElementsAre("Talk.md"));
 }
 
-TEST_F(EndlessAnswer, thatANameIsTakenEndsTheRenaming) {
+TEST_F(EndlessAnswer, thatANameIsUsedEndsTheRenaming) {
   calls.lack({"renameToFreeName"}, EEXIST);
   EXPECT_EQ(sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
             "\"Talk.md\" could not be renamed, because each name that was free was taken when it was to be used. Give "
@@ -342,7 +342,7 @@ TEST_F(EndlessAnswer, thatANameIsTakenEndsTheRenaming) {
   EXPECT_THAT(names(), ::testing::ElementsAre("Talk.md"));
 }
 
-TEST_F(EndlessAnswer, thatANumberIsTakenEndsTheSearchForAFreeOne) {
+TEST_F(EndlessAnswer, thatANumberIsUsedEndsTheSearchForAFreeOne) {
   int looks = 0;
   const std::size_t found = findFreeNumber(1, [&](std::size_t) { return ++looks, true; });
   EXPECT_GT(found, std::size_t{1} << 30);

@@ -48,7 +48,7 @@ class HalfSaved : public OtherPrograms {
   Descriptor editor_;
 };
 
-TEST_F(HalfSaved, isSeenWhileItIsOpenForWritingOnly) {
+TEST_F(HalfSaved, isNoticedAsLongAsAProgramHasItOpenForWriting) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   const Descriptor reader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
   const Descriptor otherReader(::open((root / "Talk.md").c_str(), O_RDONLY | O_CLOEXEC));
@@ -88,7 +88,7 @@ TEST_F(HalfSaved, isWaitedForAndKeptWhole) {
   EXPECT_EQ(story("Talk.md"), std::string("kept: old\n") + meanwhile + "half and whole\n");
 }
 
-TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
+TEST_F(HalfSaved, isReadWholeBeforeItIsReplaced) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   begin();
   EXPECT_EQ(library.read(script("Talk.md")), "half ") << "a reader waits for nobody";
@@ -103,8 +103,8 @@ TEST_F(HalfSaved, isReadWholeByWhoWillReplaceIt) {
 TEST_F(HalfSaved, isWaitedForWithoutTheExchangeToo) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   std::thread rest;
-  calls.before = [&, renames = 0](std::string_view call) mutable {
-    if (call == "rename" && ++renames == 2) {
+  calls.before = [&](std::string_view call) {
+    if (isAboutToBeRenamedOver(call)) {
       begin();
       rest = std::thread([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -138,15 +138,16 @@ TEST_F(HalfSaved, isSeenOnTheDisksOfContainersToo) {
   }
 }
 
-TEST_F(HalfSaved, andNeverFinishedRefusesTheWriteAndKeepsTheirFile) {
+TEST_F(HalfSaved, refusesTheWriteIfItIsNeverFinishedAndKeepsTheFile) {
   if (!systemTells()) GTEST_SKIP() << "this disk does not tell who has a file open";
   calls.interrupt("exchange", [&] { begin(); });
   const std::string sentence =
       "\"Talk.md\" could not be written, because another program has it open for writing. Save and close it there, "
       "then "
       "try again.";
-  EXPECT_EQ(sentenceOf([&] { writeNew(); }), sentence);
-  EXPECT_EQ(sentenceOf([&] { writeNew(); }), sentence);  // now from the start
+  const auto write = [&] { impatient().write("new", script("Talk.md")); };
+  EXPECT_EQ(sentenceOf(write), sentence);
+  EXPECT_EQ(sentenceOf(write), sentence);  // now from the start
   finish();
   EXPECT_EQ(bytesOf("Talk.md"), "half and whole");
   EXPECT_THAT(names(), ElementsAre("Talk.md"));

@@ -107,7 +107,7 @@ TEST(ItemName, everyCleanedNameIsFitForADiskAndStaysAsItIs) {
   }
 }
 
-TEST(ItemName, numbersFollowABlankFromTwoOn) {
+TEST(ItemName, numbersFromTwoOnFollowASpace) {
   EXPECT_EQ(numberedName("Talk", 1), "Talk");
   EXPECT_EQ(numberedName("Talk", 2), "Talk 2");
   EXPECT_EQ(fileName("Talk 2", Kind::script), "Talk 2.md");

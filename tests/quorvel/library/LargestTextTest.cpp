@@ -49,7 +49,7 @@ class LargestText : public LibraryHouse {
   }
 
   const std::vector<kelvane::Tool> tools_ =
-      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, history, FolderLibrary::Means{calls}), history)
+      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, history, FolderLibrary::Options{calls}), history)
           .tools(true);
 };
 
@@ -135,8 +135,8 @@ TEST_F(LargestText, thatAnotherProgramSavedMeanwhileStaysInItsPlace) {
 TEST_F(LargestText, holdsForFilesOfThePersonToo) {
   stretch("settings.json", fiveGiB);
   const std::string sentence = "\"" + (root / "settings.json").native() +
-                               "\" could not be read, because it is larger than 256 MiB. See whether it is the right "
-                               "file; if it is, make it smaller.";
+                               "\" could not be read, because it is larger than 256 MiB. Check that it is the right "
+                               "file, and make it smaller if it is.";
   EXPECT_EQ(sentenceOf([&] { readFile(root / "settings.json"); }), sentence);
   FileCopies copies(root / "settings.json", ".before");
   EXPECT_EQ(sentenceOf([&] { changeFile(copies, [](const auto&) { return "new"; }); }), sentence);
@@ -146,9 +146,7 @@ TEST_F(LargestText, holdsForFilesOfThePersonToo) {
 TEST_F(LargestText, endsAFileThatHasNoEnd) {
   const Descriptor zeros(::open("/dev/zero", O_RDONLY | O_CLOEXEC));
   if (!zeros) GTEST_SKIP() << "there is no /dev/zero here";
-  errno = 0;
-  EXPECT_EQ(readToEnd(zeros.get()), std::nullopt);
-  EXPECT_EQ(errno, EFBIG);
+  EXPECT_EQ(readToEnd(zeros.get()).error(), std::errc::file_too_large);
 }
 
 class GrowingText : public LargestText {

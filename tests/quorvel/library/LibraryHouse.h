@@ -19,6 +19,7 @@
 #include "quorvel/files/LibraryError.h"
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/FolderLibrary.h"
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/support/Files.h"
 #include "tests/support/Sentence.h"
@@ -39,6 +40,9 @@ class StagedCalls : public SystemCalls {
     };
   }
 
+  /// Files are swapped even if the system cannot do it in one step, for tests of what happens between two swaps.
+  bool swaps = false;
+
   /// The n-th renaming from now on (1 for the next) is made, and answered as if it had failed; 0 for none.
   mutable int renamingToBeDenied = 0;
 
@@ -53,6 +57,9 @@ class StagedCalls : public SystemCalls {
   int openBeneath(int folder, const char* path, int flags) const noexcept override {
     return made("openBeneath") ? SystemCalls::openBeneath(folder, path, flags) : -1;
   }
+  long readEntries(int folder, void* records, std::size_t size) const noexcept override {
+    return made("readEntries") ? SystemCalls::readEntries(folder, records, size) : -1;
+  }
   const dirent* nextEntry(DIR* folder) const noexcept override {
     return made("nextEntry") ? SystemCalls::nextEntry(folder) : nullptr;
   }
@@ -64,7 +71,8 @@ class StagedCalls : public SystemCalls {
   }
   int flush(int file) const noexcept override { return made("flush") ? SystemCalls::flush(file) : -1; }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
-    return made("exchange") ? SystemCalls::exchange(folder, one, other) : -1;
+    if (!made("exchange")) return -1;
+    return swaps ? swapInAnyWay(folder, one, other) : SystemCalls::exchange(folder, one, other);
   }
   int rename(int folder, const char* from, const char* to) const noexcept override {
     if (!made("rename")) return -1;
@@ -90,6 +98,11 @@ class StagedCalls : public SystemCalls {
     return error == 0;
   }
 };
+
+/// Whether a staged call only looks for something in a folder.
+inline bool readsFolders(std::string_view call) {
+  return call == "openBeneath" || call == "readEntries" || call == "nextEntry";
+}
 
 /// A library's folder, its history, and the library over both.
 class LibraryHouse : public ::testing::Test {
@@ -173,7 +186,13 @@ class LibraryHouse : public ::testing::Test {
   const std::shared_ptr<History> history =
       std::make_shared<History>(root, std::chrono::system_clock::now, std::chrono::seconds(10), historyCalls);
   StagedCalls calls;
-  FolderLibrary library{root, history, {calls, std::chrono::milliseconds(50)}};
+  FolderLibrary::Options options{calls, std::chrono::milliseconds(50)};
+  FolderLibrary library{root, history, options};
+
+  /// The same library, for tests in which another program never finishes saving.
+  FolderLibrary impatient() const {
+    return FolderLibrary(root, history, {calls, options.patience, std::chrono::milliseconds(5)});
+  }
 };
 
 }  // namespace quorvel

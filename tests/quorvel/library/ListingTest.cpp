@@ -84,7 +84,7 @@ TEST_F(Listing, holdsScriptsAndFoldersAndNothingElse) {
   EXPECT_EQ(tree(), "[folder.md]\na \"quoted\"\nname\nTalk\nv1.2\n");
 }
 
-TEST_F(Listing, aSocketIsNoScript) {
+TEST_F(Listing, aSocketIsNotListed) {
   const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -106,7 +106,7 @@ TEST_F(Listing, namesThatAreNotUTF8AreLeftOutAndCounted) {
   EXPECT_EQ(library.countOfUnlistableNames(), 3U);
 }
 
-TEST_F(Listing, noUnlistableNamesAreNone) {
+TEST_F(Listing, countsNoNamesWhenAllCanBeListed) {
   put("Scenes/Talk.md");
   EXPECT_EQ(library.countOfUnlistableNames(), 0U);
 }
@@ -154,25 +154,28 @@ TEST_F(Listing, aFailureThatIsNotTheFoldersOwnIsOneOfTheWholeAndNoShorterListing
       {ENFILE, "too many files are open. Close some programs and try again."},
       {ENOMEM, "the system is out of memory. Close some programs and try again."},
       {EIO, "the disk reports an error. Check the disk."},
-      {EINTR, "the system says: Interrupted system call."},
-      {ENOTCONN, "the system says: Transport endpoint is not connected."},
+      {EINTR, "the system says: Interrupted system call. Check the disk and try again."},
+      {ENOTCONN, "the system says: Transport endpoint is not connected. Check the disk and try again."},
   };
   put("Scenes/Deep/Talk.md");
   put("Zoo.md");
-  for (const auto& [error, why] : rows) {
-    SCOPED_TRACE(::strerrorname_np(error));
-    const std::string deep = "The library could not be listed: the folder \"Scenes/Deep\" could not be read, because ";
-    for (const auto& [call, time, happened] :
-         {std::tuple{"openBeneath", 3, deep}, std::tuple{"nextEntry", 12, deep},
-          std::tuple{"openBeneath", 1, "The folder \"" + root.native() + "\" could not be read, because "},
-          std::tuple{"nextEntry", 2, "The folder \"" + root.native() + "\" could not be read, because "}}) {
-      const auto fail = [call = std::string_view(call), error = error, left = time](std::string_view made) mutable {
-        return made == call && --left == 0 ? error : 0;
-      };
-      calls.before = fail;
-      EXPECT_EQ(sentenceOf([&] { tree(); }), happened + why);
-      calls.before = fail;
-      EXPECT_THAT(sentenceOf([&] { library.countOfUnlistableNames(); }), EndsWith(std::string("because ") + why));
+  const std::string whole = tree();
+  for (const bool hasBlocks : {true, false}) {
+    for (const auto& [error, why] : rows) {
+      SCOPED_TRACE(std::string(::strerrorname_np(error)) + (hasBlocks ? "" : " without blocks of entries"));
+      int failures = 0;
+      for (bool isReached = true; isReached; ++failures) {
+        isReached = false;
+        calls.before = [&, error = error, left = failures](std::string_view call) mutable {
+          if (call == "readEntries" && !hasBlocks) return ENOSYS;
+          if (!readsFolders(call) || left-- != 0) return 0;
+          isReached = true;
+          return error;
+        };
+        const std::string sentence = sentenceOf([&] { EXPECT_EQ(tree(), whole) << "at call " << failures; });
+        EXPECT_EQ(sentence.ends_with(std::string("could not be read, because ") + why), isReached) << sentence;
+      }
+      EXPECT_GT(failures, 6) << "three folders are opened and read";
     }
   }
 }
@@ -196,6 +199,7 @@ TEST_F(Listing, takesNoMoreThanTheNamesAndTypesOfEntries) {
 TEST_F(Listing, theTypesOfEntriesAreAskedForWhereTheDiskDoesNotTellThem) {
   class Typeless : public SystemCalls {
    public:
+    long readEntries(int, void*, std::size_t) const noexcept override { return errno = ENOSYS, -1; }
     const dirent* nextEntry(DIR* folder) const noexcept override {
       const dirent* entry = SystemCalls::nextEntry(folder);
       if (entry != nullptr) const_cast<dirent*>(entry)->d_type = DT_UNKNOWN;
@@ -225,6 +229,7 @@ TEST_F(Listing, anEntryWhoseTypeCannotBeToldIsAFailure) {
   // Says once that there is an entry, of a name that the system cannot ask about.
   class Unaskable : public SystemCalls {
    public:
+    long readEntries(int, void*, std::size_t) const noexcept override { return errno = ENOSYS, -1; }
     const dirent* nextEntry(DIR* folder) const noexcept override {
       if (std::exchange(isTold_, true)) return SystemCalls::nextEntry(folder);
       alignas(dirent) static char made[sizeof(dirent) + 300];

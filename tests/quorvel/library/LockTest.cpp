@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -26,8 +27,17 @@ using ::testing::HasSubstr;
 
 class Lock : public LibraryHouse {
  protected:
-  std::string taken() {
+  std::string locking() {
     return sentenceOf([&] { library.lock(); });
+  }
+  // Returns once another thread waits for the lock: it has the one on the folder meanwhile.
+  void awaitAnother() const {
+    const Descriptor own(::open((root / ".kelvane").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    while (::flock(own.get(), LOCK_SH | LOCK_NB) == 0) {
+      ::flock(own.get(), LOCK_UN);
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(errno, EWOULDBLOCK);
   }
   const std::string busy =
       "The library is busy: another program has been writing to it for 0 seconds. Nothing was changed; try again in a "
@@ -48,16 +58,16 @@ TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
   }
 }
 
-TEST_F(Lock, isHadByOneAtATime) {
+TEST_F(Lock, isHeldByOneAtATime) {
   auto lock = library.lock();
-  EXPECT_EQ(taken(), busy);
-  EXPECT_EQ(inChild([&] { return taken(); }), busy);
+  EXPECT_EQ(locking(), busy);
+  EXPECT_EQ(inChild([&] { return locking(); }), busy);
   lock.reset();
-  EXPECT_EQ(taken(), "(no failure)");
-  EXPECT_EQ(inChild([&] { return taken(); }), "(no failure)");
+  EXPECT_EQ(locking(), "(no failure)");
+  EXPECT_EQ(inChild([&] { return locking(); }), "(no failure)");
 }
 
-TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
+TEST_F(Lock, isHeldByAnotherThreadOnceItIsReleased) {
   FolderLibrary patient(root, history);
   std::atomic<bool> letGo = false;
   auto lock = library.lock();
@@ -65,19 +75,19 @@ TEST_F(Lock, isHadByAnotherThreadWhenItIsLetGo) {
     patient.lock();
     EXPECT_TRUE(letGo);
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  awaitAnother();
   letGo = true;
   lock.reset();
   other.join();
 }
 
-TEST_F(Lock, isLetGoByADyingProcess) {
+TEST_F(Lock, isReleasedWhenTheProcessDies) {
   EXPECT_EQ(inChild([&]() -> std::string {
               const auto lock = library.lock();
               dieAtOnce();
             }),
             "killed by signal 9");
-  EXPECT_EQ(taken(), "(no failure)");
+  EXPECT_EQ(locking(), "(no failure)");
 }
 
 TEST_F(Lock, isNotInheritedByOtherPrograms) {
@@ -108,55 +118,55 @@ TEST_F(Lock, isOnAFileThatStays) {
   EXPECT_EQ(first.st_mode & 07777, 0600U);
 }
 
-TEST_F(Lock, isOnTheFileThatOthersLockAlthoughItsFolderWasExchanged) {
+TEST_F(Lock, isOnTheFileThatOthersLockAfterItsFolderWasReplaced) {
   auto first = library.lock();
   std::filesystem::rename(root / ".kelvane", root / ".away");
   const auto second = library.lock();
-  EXPECT_EQ(taken(), busy);
+  EXPECT_EQ(locking(), busy);
   first.reset();
-  EXPECT_EQ(taken(), busy);
+  EXPECT_EQ(locking(), busy);
 }
 
 // A writer that waits for a file that is taken away meanwhile goes on to the new one.
-TEST_F(Lock, isNotHadOnAFileThatIsNotThereAnyMore) {
+TEST_F(Lock, isTakenAnewIfItsFileIsDeletedMeanwhile) {
   FolderLibrary patient(root, history);
   auto first = library.lock();
   std::atomic<bool> had = false;
   std::thread other([&] {
     const auto lock = patient.lock();
     had = true;
-    EXPECT_EQ(inChild([&] { return taken(); }), busy);
+    EXPECT_EQ(inChild([&] { return locking(); }), busy);
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  awaitAnother();
   std::filesystem::remove(root / ".kelvane/lock");
   EXPECT_FALSE(had);
   first.reset();
   other.join();
 }
 
-TEST_F(Lock, isNeverALinkNorInOne) {
+TEST_F(Lock, isNeverOnALinkOrInALinkedFolder) {
   put("Elsewhere/lock", "");
   std::filesystem::create_directory_symlink("Elsewhere", root / ".kelvane");
   const std::string ownFolder =
       "The library could not be locked for writing, because a file or a link has the name \".kelvane\" in it, which is "
       "kept for the library's own folder. Move it away and try again.";
-  EXPECT_EQ(taken(), ownFolder);
+  EXPECT_EQ(locking(), ownFolder);
   std::filesystem::remove(root / ".kelvane");
   put(".kelvane", "a file");
-  EXPECT_EQ(taken(), ownFolder);
+  EXPECT_EQ(locking(), ownFolder);
   std::filesystem::remove(root / ".kelvane");
   std::filesystem::create_directory(root / ".kelvane");
   std::filesystem::create_symlink("../Elsewhere/lock", root / ".kelvane/lock");
   const std::string lockFile =
       "The library could not be locked for writing, because \".kelvane/lock\" in it is a link, a folder or the like "
       "and not a file. Move that away, and leave the rest of \".kelvane\", which has the history in it.";
-  EXPECT_EQ(taken(), lockFile);
+  EXPECT_EQ(locking(), lockFile);
   std::filesystem::remove(root / ".kelvane/lock");
   std::filesystem::create_directory(root / ".kelvane/lock");
-  EXPECT_EQ(taken(), lockFile);
+  EXPECT_EQ(locking(), lockFile);
   std::filesystem::remove(root / ".kelvane/lock");
   ASSERT_EQ(::mkfifo((root / ".kelvane/lock").c_str(), 0600), 0);
-  EXPECT_NO_THROW(taken());
+  EXPECT_NO_THROW(locking());
 }
 
 TEST_F(Lock, isRefusedWhereNothingMayBeMade) {
@@ -165,14 +175,14 @@ TEST_F(Lock, isRefusedWhereNothingMayBeMade) {
   EXPECT_EQ(
       inChild([&] {
         becomeNobody();
-        return taken();
+        return locking();
       }),
       "The library could not be locked for writing, because the system does not permit it. Check who may read and "
       "write there.");
 }
 
 TEST_F(Lock, waitsTenSecondsUnlessToldOtherwise) {
-  EXPECT_EQ(FolderLibrary::Means().patience, std::chrono::seconds(10));
+  EXPECT_EQ(FolderLibrary::Options().patience, std::chrono::seconds(10));
 }
 
 TEST_F(Lock, keepsEachProcessesReadingAndWritingTogether) {

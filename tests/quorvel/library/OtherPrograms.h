@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 
 namespace quorvel {
@@ -28,6 +28,14 @@ class OtherPrograms : public LibraryHouse {
   void saveByRenaming(std::string_view text) const {
     put("Talk.md~", text);
     std::filesystem::rename(root / "Talk.md~", root / "Talk.md");
+  }
+
+  /// Whether the new text is about to be renamed over the old one, where files cannot be swapped: it is complete then.
+  bool isAboutToBeRenamedOver(std::string_view call) const {
+    const auto all = names();
+    return call == "rename" && std::any_of(all.begin(), all.end(), [this](const std::string& name) {
+             return name.starts_with(TemporaryName::prefix) && bytesOf(name) == "new";
+           });
   }
 
   bool systemTells() const {

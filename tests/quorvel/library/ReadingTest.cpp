@@ -71,11 +71,17 @@ TEST_P(UnreadableScript, isAFailureAndNeverAnEmptyText) {
     return sentenceOf([&] { library.read(script(GetParam().identifier)); });
   });
   std::filesystem::permissions(root / "Closed", std::filesystem::perms::owner_all);
-  EXPECT_EQ(sentence, quorvel::quoted(GetParam().identifier) + " could not be read, because " + GetParam().sentence)
+  EXPECT_EQ(sentence, inQuotes(GetParam().identifier) + " could not be read, because " + GetParam().sentence)
       << GetParam().description;
 }
 
 const std::string listAgain = " List the library again to see what is there now.";
+std::string longPath() {
+  std::string path = "x.md";
+  while (path.size() < PATH_MAX) path.insert(0, "Scenes/");
+  return path;
+}
+
 const std::string replaced = "a link or a file has taken the place of it or of a folder above it." + listAgain;
 const std::string forbidden = "the system does not permit it. Check who may read and write there.";
 const std::string tooLong = "its path is too long for the system. Use shorter names or fewer nested folders.";
@@ -94,7 +100,7 @@ const Row rows[] = {
     {"in a folder that is not permitted", "Closed/End.md", forbidden},
     {"a name too long", std::string(300, 'x') + ".md", tooLong},
     {"a path too long", std::string(PATH_MAX, '/') + "x.md", "it is not inside the library."},
-    {"a long path", "a" + std::string(PATH_MAX, '/') + "x.md", tooLong},
+    {"a long path", longPath(), tooLong},
     {"upwards", "../Library/Talk.md", "it is not inside the library."},
     {"absolute", "/etc/passwd.md", "it is not inside the library."},
     {"with a NUL", std::string("Talk.md\0.md", 11), "it is not inside the library."},

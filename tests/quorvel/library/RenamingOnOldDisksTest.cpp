@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "quorvel/files/OpenWriters.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"
@@ -93,14 +93,14 @@ TEST_F(LibraryHouse, aRenamingThatWasMadeThoughTheDiskDeniesItCounts) {
 
 TEST_F(LibraryHouse, aScriptIsNotRenamedWhileItsLastTextIsStillBeingSaved) {
   put("Talk.md", "new");
-  TemporaryName name = TemporaryName::fresh("Talk.md").ofTakenFile();
+  TemporaryName name = TemporaryName::fresh("Talk.md").ofReplacedFile();
   put(name.text(), "half ");
   Descriptor editor(::open((root / name.text()).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
   if (waitForWriters(Descriptor(::open((root / name.text()).c_str(), O_RDONLY | O_CLOEXEC)).get(),
                      std::chrono::seconds(0)))
     GTEST_SKIP() << "this disk does not tell who has a file open";
   EXPECT_EQ(
-      sentenceOf([&] { library.rename(script("Talk.md"), "New"); }),
+      sentenceOf([&] { impatient().rename(script("Talk.md"), "New"); }),
       "\"Talk.md\" could not be renamed, because an earlier text of it is in a hidden file beside it (its name begins "
       "with .kelvane-), which another program has open for writing or which is larger than 256 MiB. Save and close it "
       "there, or move it away, then try again.");

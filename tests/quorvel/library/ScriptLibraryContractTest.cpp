@@ -89,7 +89,7 @@ TEST_P(ScriptLibraryContract, whatIsWrittenIsReadByteForByte) {
   }
 }
 
-TEST_P(ScriptLibraryContract, aTakenNameGetsTheNextNumber) {
+TEST_P(ScriptLibraryContract, aUsedNameGetsTheNextNumber) {
   std::vector<std::string> names;
   for (int count = 0; count < 4; ++count) names.push_back(library->create("Talk", std::nullopt).name);
   EXPECT_THAT(names, ElementsAre("Talk", "Talk 2", "Talk 3", "Talk 4"));
@@ -130,7 +130,7 @@ TEST_P(ScriptLibraryContract, everythingInAFolderGoesAlongWhenItIsRenamed) {
   EXPECT_EQ(library->read({"Acts/Deep/End.md", "End", Kind::script, std::nullopt}), "words");
 }
 
-TEST_P(ScriptLibraryContract, renamingToATakenNameGivesANumberAndReplacesNothing) {
+TEST_P(ScriptLibraryContract, renamingToAUsedNameGivesANumberAndReplacesNothing) {
   const auto one = library->create("One", std::nullopt);
   const auto two = library->create("Two", std::nullopt);
   library->write("one", one);
@@ -215,7 +215,7 @@ const Implementation implementations[] = {
     {"folder",
      [](const std::filesystem::path& root) {
        return std::make_unique<FolderLibrary>(root, std::make_shared<History>(root),
-                                              FolderLibrary::Means{SystemCalls::ofTheSystem(), patience});
+                                              FolderLibrary::Options{SystemCalls::ofTheSystem(), patience});
      }},
     {"inMemory",
      [](const std::filesystem::path& root) { return std::make_unique<InMemoryScriptLibrary>(root, patience); }},

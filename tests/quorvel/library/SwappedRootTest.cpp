@@ -71,7 +71,7 @@ class SwappedRoot : public OtherPrograms {
 
   void restore() {
     const auto lock = library.lock();
-    library.write("again", library.recreate("Scenes/Gone.md"));
+    library.recreate("Scenes/Gone.md", "again");
   }
 
   std::vector<Call> everyCall() {
@@ -198,18 +198,18 @@ TEST_F(SwappedRoot, aCallThatSeesItsFolderComeBackIsDoneInIt) {
   EXPECT_GT(refused, 3);
 }
 
-TEST_F(SwappedRoot, isSaidWithWhereTheFolderIsNow) {
+TEST_F(SwappedRoot, isReportedWithWhereTheFolderIsNow) {
   calls.interrupt("exchange", [&] { swap(); });
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
-            "\"Talk.md\" could not be written, because the library folder " + quorvel::quoted(root.native()) +
-                " was moved away or replaced by another meanwhile and is now " + quorvel::quoted(away.native()) +
+            "\"Talk.md\" could not be written, because the library folder " + inQuotes(root.native()) +
+                " was moved away or replaced by another meanwhile and is now " + inQuotes(away.native()) +
                 ". Look which folder is the right one, put it in its place and try again.");
   swapBack();
   EXPECT_EQ(bytesOf("Talk.md"), "old");
   EXPECT_EQ(leftovers(), 0U);
 }
 
-TEST_F(SwappedRoot, isSaidAlsoWhereItWasRemoved) {
+TEST_F(SwappedRoot, isReportedIfTheFolderWasDeleted) {
   calls.interrupt("exchange", [&] {
     swap();
     std::filesystem::remove_all(away);
@@ -218,14 +218,13 @@ TEST_F(SwappedRoot, isSaidAlsoWhereItWasRemoved) {
   EXPECT_EQ(bytesOf("Talk.md"), "of the new library");
 }
 
-TEST_F(SwappedRoot, behindTheLastUndoableStepIsSaidWithWhatIsWhere) {
+TEST_F(SwappedRoot, afterTheLastStepThatCanBeUndoneIsReportedWithWhatIsWhere) {
   calls.interrupt("unlink", [&] { swap(); });
   EXPECT_EQ(sentenceOf([&] { writeNew(); }),
             "The new text of \"Talk.md\" was written, but in a folder that is not the library any more, because the "
             "library folder " +
-                quorvel::quoted(root.native()) + " was moved away or replaced by another meanwhile and is now " +
-                quorvel::quoted(away.native()) +
-                ". Look which folder is the right one, put it in its place and try again.");
+                inQuotes(root.native()) + " was moved away or replaced by another meanwhile and is now " +
+                inQuotes(away.native()) + ". Look which folder is the right one, put it in its place and try again.");
   swapBack();
   EXPECT_EQ(bytesOf("Talk.md"), "new");
 }
@@ -235,7 +234,7 @@ TEST_F(SwappedRoot, givesNoLockOnAFolderThatIsNotTheLibraryAnyMore) {
   swap();
   EXPECT_EQ(sentenceOf([&] { library.lock(); }),
             "The library could not be locked for writing, because its folder, or \".kelvane\" in it, was moved away or "
-            "replaced by another all the time. Nothing was changed; stop what moves it and try again.");
+            "replaced by another again and again. Nothing was changed; stop what moves it and try again.");
 }
 
 // Two libraries that change places every few milliseconds: an update's version and text are in one of them together.
@@ -251,7 +250,7 @@ TEST_F(SwappedRoot, byAnotherProcessAllTheTimeNoAcknowledgedWordIsLost) {
     char byte;
     int made = 0;
     while (::read(ends[0], &byte, 1) < 0) {
-      swapAsAnotherProgram(at.get(), "Library", "Other");
+      swapInAnyWay(at.get(), "Library", "Other");
       std::this_thread::sleep_for(std::chrono::milliseconds(++made % 40));
     }
     return std::to_string(made);

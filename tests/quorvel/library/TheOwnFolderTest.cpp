@@ -25,7 +25,7 @@ TEST_F(TheOwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
   put(".kelvane/folder/notes.md", "words");
   for (const char* identifier : {".kelvane", "./.kelvane", ".kelvane/", ".kelvane/folder", ".//.kelvane/folder"}) {
     EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed" + why);
+              inQuotes(identifier) + " could not be renamed" + why);
     EXPECT_EQ(sentenceOf([&] { library.create("New", identifier); }),
               std::string("The script \"New\" could not be made") + why);
     EXPECT_EQ(sentenceOf([&] { library.createFolder("New", identifier); }),
@@ -33,9 +33,9 @@ TEST_F(TheOwnFolder, isNeitherChangedNorRenamedInWhateverSpelling) {
   }
   for (const char* identifier : {".kelvane/notes.md", "./.kelvane//notes.md", ".kelvane/folder/notes.md"}) {
     EXPECT_EQ(sentenceOf([&] { library.rename(script(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed" + why);
+              inQuotes(identifier) + " could not be renamed" + why);
     EXPECT_EQ(sentenceOf([&] { library.write("new", script(identifier)); }),
-              quorvel::quoted(identifier) + " could not be written" + why);
+              inQuotes(identifier) + " could not be written" + why);
   }
   EXPECT_EQ(bytesOf(".kelvane/notes.md"), "words");
   EXPECT_THAT(names(".kelvane"), ElementsAre("folder", "notes.md"));
@@ -48,7 +48,7 @@ TEST_F(TheOwnFolder, hasNoVersions) {
   put("Scenes/.kelvane/notes.md", "words");
   for (const char* identifier : {".kelvane/notes.md", ".kelvane/folder/notes.md", ".kelvane"}) {
     EXPECT_EQ(sentenceOf([&] { history->snapshot("words", root / identifier, "kept"); }),
-              "No version of " + quorvel::quoted(identifier) + " was kept" + why);
+              "No version of " + inQuotes(identifier) + " was kept" + why);
   }
   EXPECT_FALSE(std::filesystem::exists(root / ".kelvane/history.sqlite"));
   for (const char* identifier : {".kelvanes/notes.md", "Scenes/.kelvane/notes.md"}) {
@@ -83,10 +83,10 @@ TEST_F(TheOwnFolder, cannotComeFromAName) {
   EXPECT_EQ(library.rename(folderItem("kelvane"), ".kelvane").identifier, "kelvane");
 }
 
-TEST_F(TheOwnFolder, theRootHasNoNameToChange) {
+TEST_F(TheOwnFolder, theRootCannotBeRenamed) {
   for (const char* identifier : {"", ".", "./"}) {
     EXPECT_EQ(sentenceOf([&] { library.rename(folderItem(identifier), "New"); }),
-              quorvel::quoted(identifier) + " could not be renamed, because it is the library's own root folder.");
+              inQuotes(identifier) + " could not be renamed, because it is the library's own root folder.");
   }
 }
 

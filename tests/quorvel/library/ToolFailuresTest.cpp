@@ -98,7 +98,8 @@ class ToolFailure : public LibraryHouse, public ::testing::WithParamInterface<st
   const std::string kept_ = "kept: " + talk + "\n";
   const std::shared_ptr<History> brief_ = std::make_shared<History>(root, std::chrono::system_clock::now, patience);
   const std::vector<kelvane::Tool> tools_ =
-      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, brief_, FolderLibrary::Means{calls, patience}), brief_)
+      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, brief_, FolderLibrary::Options{calls, patience}),
+                           brief_)
           .tools(true);
   std::unique_ptr<sqlite::Connection> otherProgram_;
   std::unique_ptr<LibraryLock> otherWriter_;

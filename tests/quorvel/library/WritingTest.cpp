@@ -195,8 +195,9 @@ const Fault faults[] = {
     {"the quota is used up", "write", 1, EDQUOT,
      "\"Talk.md\" could not be written, because the disk quota is used up. Free some space and try again."},
     {"the text is too large", "write", 1, EFBIG,
-     "\"Talk.md\" could not be written, because it would be larger than the system allows. Split the text into several "
-     "scripts."},
+     "\"Talk.md\" could not be written, because it would be larger than the system allows. Make it smaller, or raise "
+     "the "
+     "limit (ulimit -f)."},
     {"the disk fails", "write", 1, EIO,
      "\"Talk.md\" could not be written, because the disk reports an error. Check the disk."},
     {"the disk turns out to be full when it is flushed", "flush", 1, ENOSPC,
@@ -206,7 +207,8 @@ const Fault faults[] = {
     {"the temporary file cannot get its second name", "rename", 1, EROFS,
      "\"Talk.md\" could not be written, because the disk is read-only. Make the disk writable and try again."},
     {"something that nobody thought of", "write", 1, EDOM,
-     "\"Talk.md\" could not be written, because the system says: Numerical argument out of domain."},
+     "\"Talk.md\" could not be written, because the system says: Numerical argument out of domain. "
+     "Check the disk and try again."},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, WritingFault, ::testing::Combine(::testing::ValuesIn(faults), ::testing::Bool()),
@@ -436,8 +438,9 @@ TEST_F(WritingFault, aLimitOnTheSizeOfFilesIsRefused) {
               if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return std::string("no limit was set");
               return sentenceOf([&] { library.write(std::string(1000, 'x'), script("Talk.md")); });
             }),
-            "\"Talk.md\" could not be written, because it would be larger than the system allows. Split the text into "
-            "several scripts.");
+            "\"Talk.md\" could not be written, because it would be larger than the system allows. Make it smaller, or "
+            "raise the "
+            "limit (ulimit -f).");
   EXPECT_EQ(bytesOf("Talk.md"), "old");
   EXPECT_THAT(names(), ElementsAre("Talk.md"));
 }

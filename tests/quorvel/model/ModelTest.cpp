@@ -182,7 +182,7 @@ class World {
   StagedCalls calls_;
   const std::shared_ptr<History> history_ = std::make_shared<History>(root_, minuteByMinute());
   const std::vector<kelvane::Tool> tools_ =
-      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root_, history_, FolderLibrary::Means{calls_}), history_)
+      kelvane::ScriptTools(std::make_shared<FolderLibrary>(root_, history_, FolderLibrary::Options{calls_}), history_)
           .tools(true);
   ModelTools model_{minuteByMinute()};
 };

@@ -309,8 +309,9 @@ class ModelCall {
   static std::string cleaned(const std::string& asked, Kind kind) {
     const std::string name = cleanedName(asked, kind);
     if (!name.empty()) return name;
-    throw Refusal{quoted(asked) + " leaves no name for a " + word(kind) +
-                  " once dots at its start, blanks at its ends and the like are taken away. Give another name."};
+    throw Refusal{
+        quoted(asked) + " cannot be the name of a " + word(kind) +
+        ", because nothing is left without dots at its start and white space at its ends. Give another name."};
   }
 
   /// The identifier that a thing of that name gets in the folder, unless it has one already: `own`.

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "quorvel/files/SystemReason.h"
 #include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
@@ -104,7 +105,7 @@ TEST(FileChange, followsLinksAndLeavesThemLinks) {
   }
 }
 
-TEST(FileChange, refusesWhatIsNoFileToChange) {
+TEST(FileChange, refusesWhatIsNotAFile) {
   const TemporaryFolder folder;
   const fs::path& at = folder.path();
   fs::create_directory(at / "folder");
@@ -119,9 +120,9 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   } cases[] = {
       {"folder", " is not a file. Move it away and try again."},
       {"pipe", " is not a file. Move it away and try again."},
-      {"loop", " could not be written, because the links there lead in a circle."},
-      {"dangling", " could not be written, because there is no such folder."},
-      {"nowhere/f", " could not be written, because there is no such folder."},
+      {"loop", " could not be written, because its links lead in a circle. Delete them and try again."},
+      {"dangling", " could not be written, because its folder does not exist. Create the folder and try again."},
+      {"nowhere/f", " could not be written, because its folder does not exist. Create the folder and try again."},
       {"f/f",
        " could not be written, because \"" + (at / "f").native() + "\" is not a folder. Move it away and try again."},
       {"f/g/h",
@@ -139,7 +140,7 @@ TEST(FileChange, refusesWhatIsNoFileToChange) {
   EXPECT_EQ(entries(at), 6U);
 }
 
-TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
+TEST(FileChange, refusesFilesAndFoldersThatWeMayNotWrite) {
   const TemporaryFolder folder;
   ::chmod(folder.path().c_str(), 0777);
   const fs::path file = folder.path() / "f";
@@ -164,7 +165,7 @@ TEST(FileChange, refusesFilesAndFoldersThatMayNotBeWritten) {
   ::chmod(closed.c_str(), 0755);
 }
 
-TEST(FileChange, doesNotReadWhatItMayNot) {
+TEST(FileChange, refusesAFileThatWeMayNotRead) {
   const TemporaryFolder folder;
   ::chmod(folder.path().c_str(), 0755);
   const fs::path file = folder.path() / "f";
@@ -197,7 +198,7 @@ TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
                 '"' + file.native() + "\" could not be written, because " + row.because);
     }
     StagedCalls calls;
-    calls.failingFlush = 1;
+    calls.failingFlushOfFiles = EIO;
     EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
               '"' + file.native() + "\" could not be written, because the disk reports an error. Check the disk.");
     EXPECT_EQ(got(file), isThere ? "old" : "no file");
@@ -205,35 +206,30 @@ TEST(FileChange, leavesTheFileWhenItCannotBeWritten) {
   }
 }
 
-TEST(FileChange, saysSoWhenTheNewTextMayNotOutlastAPowerFailure) {
+TEST(FileChange, saysThatAPowerFailureMayUndoTheChange) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "old");
   StagedCalls calls;
-  calls.failingFlush = 2;
+  calls.failingFlushOfFolders = EIO;
   EXPECT_EQ(errorOf([&] { changeFile(file, to("new"), calls); }),
             "The new text of \"" + file.native() +
-                "\" is in its place, but it may not outlast a power failure, because the disk reports an error. Check "
-                "the disk.");
+                "\" is in its place, but a power failure may undo that, because the disk reports an error. Check the "
+                "disk.");
   EXPECT_EQ(got(file), "new");
   EXPECT_EQ(entries(folder.path()), 1U);
 }
 
 TEST(FileChange, worksWhereFoldersNeedNoFlushing) {
   const TemporaryFolder folder;
-  const auto calls = [] {
-    StagedCalls staged;
-    staged.failingFlush = 2;
-    staged.flushError = EINVAL;
-    return staged;
-  };
-  EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls()));
-  EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls()));
+  StagedCalls calls;
+  calls.failingFlushOfFolders = EINVAL;
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("new"), calls));
+  EXPECT_TRUE(changeFile(folder.path() / "f", to("newer"), calls));
   EXPECT_EQ(got(folder.path() / "f"), "newer");
 
   StagedCalls file;
-  file.failingFlush = 1;
-  file.flushError = EINVAL;
+  file.failingFlushOfFiles = EINVAL;
   EXPECT_NE(errorOf([&] { changeFile(folder.path() / "f", to("newest"), file); }), "(no failure)");
 }
 
@@ -261,7 +257,7 @@ TEST(FileChange, startsOverWhenAnotherProgramWritesAtTheSameMoment) {
         EXPECT_EQ(got(file), std::to_string(times) + " edited");
       } else {
         EXPECT_EQ(errorOf([&] { changeFile(file, append, calls); }),
-                  '"' + file.native() + "\" was left as it is, because another program keeps writing it. Close that " +
+                  '"' + file.native() + "\" was not changed, because another program keeps writing it. Close that " +
                       "program and try again.");
         EXPECT_EQ(got(file), "4");
       }
@@ -314,12 +310,13 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
   for (const auto& entry : fs::directory_iterator(folder.path())) {
     if (entry.path() == file) continue;
     EXPECT_EQ(got(entry.path()), "another's");
-    EXPECT_EQ(error, "Another program wrote \"" + file.native() + "\" at the same moment. What it wrote is now in \"" +
-                         entry.path().native() + "\"; put it back from there.");
+    EXPECT_EQ(error,
+              because("It is not certain that the right text is in \"" + file.native() + '"', systemError(EINVAL)) +
+                  " Then compare it with \"" + entry.path().native() + "\", and put the right one back.");
   }
 }
 
-TEST(FileChange, countsASwapThatWasMadeThoughTheDiskDeniesIt) {
+TEST(FileChange, acceptsASwapThatTheDiskMadeButDenies) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
@@ -338,7 +335,7 @@ struct SaveCase {
 };
 
 // Programs that save by renaming a file of their own, and ones that write into the file that is there.
-TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
+TEST(FileChange, leavesInPlaceWhatAnotherProgramSavedLast) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   const SaveCase cases[] = {
       {"one save", {0}, "1 edited"},
@@ -370,7 +367,7 @@ TEST(FileChange, leavesWhatOtherProgramsSavedLastBetweenTheSwapsInItsPlace) {
   }
 }
 
-TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
+TEST(FileChange, namesTheFileWithTheTextOfAProgramThatNeverStopsSaving) {
   if (!systemSwaps()) GTEST_SKIP() << noSwaps;
   for (const bool isRenamed : {true, false}) {
     const TemporaryFolder folder;
@@ -391,7 +388,7 @@ TEST(FileChange, saysWhereTheTextIsThatAProgramSavedLastWhichNeverStopsSaving) {
       EXPECT_EQ(got(entry.path()), std::to_string(saves));
       EXPECT_EQ(error, "Another program wrote \"" + file.native() +
                            "\" at the same moment. What it wrote is now in \"" + entry.path().native() +
-                           "\"; put it back from there.");
+                           "\". Put it back from there.");
     }
   }
 }

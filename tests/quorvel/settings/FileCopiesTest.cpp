@@ -11,7 +11,7 @@ FileEdit to(const std::string& text) {
   return [text](const auto&) { return std::optional(text); };
 }
 
-TEST(FileCopies, areMadeOfEachTextThatAChangeReplaces) {
+TEST(FileCopies, eachReplacedTextIsSavedInACopy) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   FileCopies copies = copiesOf(file);
@@ -47,7 +47,7 @@ TEST(FileCopies, areMadeOfEachTextThatAChangeReplaces) {
   EXPECT_EQ(entries(folder.path()), 5U);
 }
 
-TEST(FileCopies, areMadeOfWantedTextsOnly) {
+TEST(FileCopies, onlyWantedTextsAreSaved) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "unwanted");
@@ -66,7 +66,7 @@ struct TakenCase {
   void (*prepare)(const fs::path& name);
 };
 
-TEST(FileCopies, leaveWhatHasTheirNameAlready) {
+TEST(FileCopies, aFileThatHasACopysNameIsLeft) {
   const TakenCase cases[] = {
       {"another text", [](const fs::path& name) { put(name, "mine"); }},
       {"the same text for everybody to read",
@@ -103,7 +103,7 @@ TEST(FileCopies, leaveWhatHasTheirNameAlready) {
 }
 
 // The file's name may be as long as the system allows. No copy's name may be longer then, whichever number it has.
-TEST(FileCopies, whoseNamesCannotBeLookedAtAreRefusedForThatReason) {
+TEST(FileCopies, aNameThatIsTooLongForTheSystemIsRefusedForThatReason) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / std::string(255 - 4, 'x');
   put(file, "old");
@@ -112,7 +112,7 @@ TEST(FileCopies, whoseNamesCannotBeLookedAtAreRefusedForThatReason) {
       "\"" + file.native() +
       ".copy\" could not be written, because its path is too long for the system. Use shorter names or fewer nested "
       "folders.";
-  EXPECT_EQ(errorOf([&] { copies.tryKeeping("old"); }), sentence);
+  EXPECT_EQ(errorOf([&] { copies.trySaving("old"); }), sentence);
   EXPECT_EQ(errorOf([&] { changeFile(copies, to("new")); }), sentence);
   EXPECT_FALSE(copies.hold("old"));
   EXPECT_EQ(got(file), "old");
@@ -126,13 +126,12 @@ struct FailureCase {
   bool isSeenBySwapping = false;
 };
 
-TEST(FileCopies, areMadeOnlyWhenTheChangeIs) {
+TEST(FileCopies, aChangeThatFailsLeavesNoCopy) {
   const FailureCase cases[] = {
       {"a refused edit", [](StagedCalls&, const fs::path&) {}, true},
       {"a full disk", [](StagedCalls& calls, const fs::path&) { calls.failingWrite = ENOSPC; }},
-      {"the new text is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 1; }},
-      {"the copy is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 2; }},
-      {"the copy's name is not flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlush = 3; }},
+      {"files cannot be flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlushOfFiles = EIO; }},
+      {"folders cannot be flushed", [](StagedCalls& calls, const fs::path&) { calls.failingFlushOfFolders = EIO; }},
       {"neither swapped nor renamed",
        [](StagedCalls& calls, const fs::path&) {
          calls.hasExchange = false;
@@ -166,7 +165,7 @@ TEST(FileCopies, areMadeOnlyWhenTheChangeIs) {
   }
 }
 
-TEST(FileCopies, areMadeOnceByAChangeThatStartsOver) {
+TEST(FileCopies, aChangeThatStartsOverMakesOneCopy) {
   for (const bool hasExchange : {true, false}) {
     const TemporaryFolder folder;
     const fs::path file = folder.path() / "f";
@@ -187,20 +186,7 @@ TEST(FileCopies, areMadeOnceByAChangeThatStartsOver) {
   }
 }
 
-TEST(FileCopies, stayWhenTheNewTextMayNotOutlastAPowerFailure) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "f";
-  put(file, "old");
-  StagedCalls calls;
-  calls.failingFlush = 4;
-  FileCopies copies = copiesOf(file, calls);
-  EXPECT_NE(errorOf([&] { changeFile(copies, to("new")); }), "(no failure)");
-  EXPECT_EQ(got(file), "new");
-  EXPECT_EQ(got(file.native() + ".copy"), "old");
-  EXPECT_EQ(entries(folder.path()), 2U);
-}
-
-TEST(FileCopies, areMadeWhereTheDiskCannotRenameToAFreeName) {
+TEST(FileCopies, aDiskThatCannotRenameToAFreeNameStillGetsCopies) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "old");
@@ -214,7 +200,7 @@ TEST(FileCopies, areMadeWhereTheDiskCannotRenameToAFreeName) {
   EXPECT_EQ(entries(folder.path()), 3U);
 }
 
-TEST(FileCopies, lieBesideALinkAndNotBesideTheFileWhereItLeads) {
+TEST(FileCopies, aCopyIsBesideTheLinkAndNotBesideItsTarget) {
   const TemporaryFolder folder;
   fs::create_directory(folder.path() / "real");
   put(folder.path() / "real/f", "old");
@@ -225,7 +211,7 @@ TEST(FileCopies, lieBesideALinkAndNotBesideTheFileWhereItLeads) {
   EXPECT_EQ(entries(folder.path() / "real"), 1U);
 }
 
-TEST(FileCopies, mayBeInTheCurrentFolder) {
+TEST(FileCopies, aFileInTheCurrentFolderIsCopiedThere) {
   const TemporaryFolder folder;
   EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
               fs::current_path(folder.path());
@@ -239,7 +225,7 @@ TEST(FileCopies, mayBeInTheCurrentFolder) {
 }
 
 // A program that never heard of the others may take the name between the look and the naming.
-TEST(FileCopies, takeTheNextNameWhenTheirsIsTakenAtTheSameMoment) {
+TEST(FileCopies, aNameThatAnotherProgramUsesMeanwhileIsSkipped) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "old");
@@ -254,7 +240,7 @@ TEST(FileCopies, takeTheNextNameWhenTheirsIsTakenAtTheSameMoment) {
 }
 
 // Each process adds one line at a time; every text that was the file's is in a copy, but the last one.
-TEST(FileCopies, loseNoTextOfManyProcesses) {
+TEST(FileCopies, manyProcessesLoseNoText) {
   const TemporaryFolder folder(kelvane::tests::folderInMemory());
   const fs::path file = folder.path() / "f";
   constexpr int each = 20;

@@ -50,7 +50,7 @@ struct BoolCase {
   bool isTrue;
 };
 
-TEST(FileDefaults, takeBoolLikeValuesForBools) {
+TEST(FileDefaults, boolLikeValuesAreBools) {
   const BoolCase cases[] = {
       {"true", true},
       {"false", false},
@@ -114,7 +114,7 @@ TEST(FileDefaults, takeBoolLikeValuesForBools) {
   }
 }
 
-TEST(FileDefaults, readTheLastOfEqualKeys) {
+TEST(FileDefaults, theLastOfEqualKeysCounts) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   put(file, R"({"a": true, "b": "x", "a": false, "\u0062": "y"})");
@@ -122,7 +122,7 @@ TEST(FileDefaults, readTheLastOfEqualKeys) {
   EXPECT_EQ(FileDefaults(file).textForKey("b"), "y");
 }
 
-TEST(FileDefaults, giveTextsForTextsOnly) {
+TEST(FileDefaults, onlyAStringIsReadAsAString) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   put(file, R"({"a": "/home/\u00e9 \"x\"", "b": 1, "c": true, "d": null, "e": ""})");
@@ -137,7 +137,7 @@ struct FileCase {
   const char* text;
 };
 
-TEST(FileDefaults, readAMissingOrEmptyFileAsNoSettings) {
+TEST(FileDefaults, aMissingOrEmptyFileHasNoSettings) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "none" / "s.json";
   EXPECT_FALSE(FileDefaults(file).boolForKey("a"));
@@ -148,7 +148,7 @@ TEST(FileDefaults, readAMissingOrEmptyFileAsNoSettings) {
   EXPECT_EQ(FileDefaults(file).problem(), std::nullopt);
 }
 
-TEST(FileDefaults, readADamagedFileAsNoSettingsAndCopyItBeforeAChange) {
+TEST(FileDefaults, aDamagedFileHasNoSettingsAndIsCopiedBeforeAChange) {
   const FileCase cases[] = {
       {"cut short", R"({"mcpEnabled": true, "mcpAl)"},
       {"a comment", "{\n  // switches\n  \"mcpEnabled\": true\n}\n"},
@@ -170,7 +170,7 @@ TEST(FileDefaults, readADamagedFileAsNoSettingsAndCopyItBeforeAChange) {
     EXPECT_EQ(defaults.textForKey("mcpEnabled"), std::nullopt);
     EXPECT_EQ(defaults.problem(),
               "The settings in \"" + file.native() +
-                  "\" are damaged, so none of them counts: mend the file, or set them anew, which keeps a copy of it.");
+                  "\" are damaged, so all of them are off. Fix the file, or set them again, which saves a copy of it.");
     EXPECT_EQ(got(file), row.text);
 
     EXPECT_EQ(defaults.set("a", true), file.native() + ".damaged");
@@ -190,7 +190,7 @@ TEST(FileDefaults, readADamagedFileAsNoSettingsAndCopyItBeforeAChange) {
   }
 }
 
-TEST(FileDefaults, copyADamagedFileOnlyWhenTheChangeIsMadeAndOnce) {
+TEST(FileDefaults, aDamagedFileIsCopiedOnceAndOnlyIfTheChangeSucceeds) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   put(file, "damaged");
@@ -213,7 +213,7 @@ TEST(FileDefaults, copyADamagedFileOnlyWhenTheChangeIsMadeAndOnce) {
   EXPECT_FALSE(fs::exists(file.native() + ".damaged-2"));
 }
 
-TEST(FileDefaults, readAFileThatCannotBeReadAsNoSettingsAndDoNotOverwriteIt) {
+TEST(FileDefaults, anUnreadableFileHasNoSettingsAndIsNotOverwritten) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   fs::create_directory(file);
@@ -224,7 +224,7 @@ TEST(FileDefaults, readAFileThatCannotBeReadAsNoSettingsAndDoNotOverwriteIt) {
   EXPECT_EQ(kelvane::tests::sentenceOf<FileError>([&] { defaults.set("a", true); }), sentence);
 }
 
-TEST(FileDefaults, changeOneSettingAndLeaveEveryOtherByte) {
+TEST(FileDefaults, aChangeLeavesEveryOtherByte) {
   const struct {
     const char* description;
     const char* before;
@@ -248,7 +248,7 @@ TEST(FileDefaults, changeOneSettingAndLeaveEveryOtherByte) {
   }
 }
 
-TEST(FileDefaults, keepWhatOthersSetSinceTheyWereRead) {
+TEST(FileDefaults, aSettingThatAnotherProgramChangedSinceStays) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   FileDefaults one(file);
@@ -262,7 +262,7 @@ TEST(FileDefaults, keepWhatOthersSetSinceTheyWereRead) {
   EXPECT_EQ(got(file), "{\n  \"a\": true,\n  \"b\": \"text \\\"\\\\\\u000a\u00e9\",\n  \"c\": false\n}\n");
 }
 
-TEST(FileDefaults, refuseTextThatJSONCannotHold) {
+TEST(FileDefaults, aStringThatIsNotUTF8IsRefused) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "s.json";
   FileDefaults defaults(file);
@@ -270,7 +270,7 @@ TEST(FileDefaults, refuseTextThatJSONCannotHold) {
   EXPECT_FALSE(fs::exists(file));
 }
 
-TEST(FileDefaults, makeTheirFoldersAndFileForTheOwnerOnlyAndKeepAMode) {
+TEST(FileDefaults, newFoldersAndFilesAreForTheOwnerOnlyAndAModeStays) {
   const Home home;
   const auto defaults = FileDefaults::domain("org.example.Reader");
   ASSERT_NE(defaults, nullptr);
@@ -288,7 +288,7 @@ TEST(FileDefaults, makeTheirFoldersAndFileForTheOwnerOnlyAndKeepAMode) {
   EXPECT_EQ(mode(defaults->file()), 0644U);
 }
 
-TEST(FileDefaults, leaveALinkALink) {
+TEST(FileDefaults, aLinkStaysALink) {
   const Home home;
   fs::create_directories(home.path() / "dotfiles");
   fs::create_directories(home.settings().parent_path());
@@ -298,7 +298,7 @@ TEST(FileDefaults, leaveALinkALink) {
   EXPECT_EQ(got(home.path() / "dotfiles/kelvane.json"), "{\n  \"a\": true\n}\n");
 }
 
-TEST(FileDefaults, sayWhichFolderCannotBeMade) {
+TEST(FileDefaults, theFolderThatCannotBeMadeIsNamed) {
   const Home home;
   put(home.path() / ".config", "a file");
   const auto defaults = FileDefaults::domain("org.example.Reader");
@@ -309,7 +309,7 @@ TEST(FileDefaults, sayWhichFolderCannotBeMade) {
   EXPECT_EQ(got(home.path() / ".config"), "a file");
 }
 
-TEST(UserDefaults, refuseADomainThatIsNoFileName) {
+TEST(UserDefaults, aDomainThatIsNotAFileNameIsRefused) {
   const Home home;
   for (const std::string& name :
        {std::string(""), std::string("."), std::string(".."), std::string(".hidden"), std::string("a/b"),
@@ -323,7 +323,7 @@ TEST(UserDefaults, refuseADomainThatIsNoFileName) {
   EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(UserDefaults, areNoneWithoutAHomeFolder) {
+TEST(UserDefaults, thereAreNoneWithoutAHomeFolder) {
   if (::geteuid() != 0) GTEST_SKIP() << "Only root can become a user of no database.";
   EXPECT_EQ(kelvane::tests::inChild([]() -> std::string {
               ::unsetenv("HOME");
@@ -333,9 +333,8 @@ TEST(UserDefaults, areNoneWithoutAHomeFolder) {
             "none");
 }
 
-TEST(UserDefaults, areTheSwitchesOfTheApplicationFromWhicheverProcess) {
+TEST(UserDefaults, everyProcessReadsTheSwitchesOfTheApplication) {
   const Home home;
-  EXPECT_EQ(FileDefaults::applicationDomain, Preferences::bundleID);
   put(home.settings(), R"({"mcpEnabled": "YES", "mcpAllowsWrites": 1})");
   put(home.settings("org.example.Reader"), R"({"mcpEnabled": true})");
   const struct {
@@ -358,7 +357,7 @@ TEST(UserDefaults, areTheSwitchesOfTheApplicationFromWhicheverProcess) {
   }
 }
 
-TEST(UserDefaults, lieInOnePlaceWhateverTheXDGVariablesSay) {
+TEST(UserDefaults, theXDGVariablesDoNotMoveThem) {
   const Home home;
   const std::string answer = kelvane::tests::inChild([&]() -> std::string {
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CONFIG_DIRS"}) ::setenv(name, "/elsewhere", 1);

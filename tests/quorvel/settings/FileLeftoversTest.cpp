@@ -40,7 +40,7 @@ struct DeathCase {
 
 // Whatever call a change dies before: the file has the old or the new text, or what another program saved last, and
 // the next change leaves nothing but what is nowhere else, which is told.
-TEST(FileLeftovers, ofAChangeThatIsKilledAnywhereGoWithTheNextChange) {
+TEST(FileLeftovers, theNextChangeClearsUpAfterAChangeKilledAtAnyCall) {
   const DeathCase cases[] = {
       {"a file", true, false, true, 0},
       {"a new file", false, false, true, 0},
@@ -126,7 +126,7 @@ struct LeftoverCase {
   std::size_t found;
 };
 
-TEST(FileLeftovers, areToldFromTheFilesOfLivingChangesAndFromTextsThatAreNowhereElse) {
+TEST(FileLeftovers, onlyFilesOfDeadChangesCountAndThoseWhoseTextIsNowhereElseAreTold) {
   const LeftoverCase cases[] = {
       {"a new text that never was in place", "new", LeftoverCase::made, false, true, 1},
       {"a living change's new text", "new", LeftoverCase::made, true, true, 0},
@@ -156,7 +156,7 @@ TEST(FileLeftovers, areToldFromTheFilesOfLivingChangesAndFromTextsThatAreNowhere
     struct stat status {};
     ASSERT_EQ(::stat(first.c_str(), &status), 0);
     if (row.form == LeftoverCase::made) name.inode = status.st_ino;
-    if (row.form == LeftoverCase::taken) name = name.ofTakenFile();
+    if (row.form == LeftoverCase::taken) name = name.ofReplacedFile();
     const fs::path leftover = folder.path() / name.text();
     fs::rename(first, leftover);
     put(folder.path() / TemporaryName::fresh("g").text(), "another file's");
@@ -181,11 +181,11 @@ TEST(FileLeftovers, areToldFromTheFilesOfLivingChangesAndFromTextsThatAreNowhere
   }
 }
 
-TEST(FileLeftovers, areNotLookedForWhileAChangeIsUnderWay) {
+TEST(FileLeftovers, noneAreFoundWhileAChangeIsUnderWay) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "present");
-  put(folder.path() / TemporaryName::fresh("f").ofTakenFile().text(), "present");
+  put(folder.path() / TemporaryName::fresh("f").ofReplacedFile().text(), "present");
   const Descriptor turn(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(turn.get(), LOCK_EX), 0);
   EXPECT_THAT(leftoversOf(copiesOf(file)), IsEmpty());
@@ -194,7 +194,7 @@ TEST(FileLeftovers, areNotLookedForWhileAChangeIsUnderWay) {
 }
 
 // Whatever call a change is about to make, somebody else clears away: nothing that it needs goes.
-TEST(FileLeftovers, areNeverTheFilesOfAChangeThatIsUnderWay) {
+TEST(FileLeftovers, aRunningChangesFilesAreNotLeftovers) {
   for (const bool isThere : {true, false}) {
     const TemporaryFolder folder;
     const fs::path file = folder.path() / "f";
@@ -213,16 +213,16 @@ TEST(FileLeftovers, areNeverTheFilesOfAChangeThatIsUnderWay) {
   }
 }
 
-TEST(FileLeftovers, goWithAChangeThatHasNothingToDo) {
+TEST(FileLeftovers, aChangeThatHasNothingToDoDeletesThem) {
   const TemporaryFolder folder;
   const fs::path file = folder.path() / "f";
   put(file, "present");
-  put(folder.path() / TemporaryName::fresh("f").ofTakenFile().text(), "present");
+  put(folder.path() / TemporaryName::fresh("f").ofReplacedFile().text(), "present");
   EXPECT_FALSE(changeFile(file, [](const auto&) { return std::nullopt; }));
   EXPECT_EQ(entries(folder.path()), 1U);
 }
 
-TEST(FileLeftovers, areNoneWhereTheFolderCannotBeRead) {
+TEST(FileLeftovers, noneAreFoundInAFolderThatCannotBeRead) {
   const TemporaryFolder folder;
   EXPECT_THAT(leftoversOf(copiesOf(folder.path() / "none/f")), IsEmpty());
   put(folder.path() / "file", "");

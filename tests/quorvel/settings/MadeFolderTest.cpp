@@ -6,7 +6,7 @@
 namespace quorvel::changes {
 namespace {
 
-TEST(MadeFolder, isMadeForItsOwnerOnlyWithThoseAboveIt) {
+TEST(MadeFolder, aNewFolderAndThoseAboveItAreForTheirOwnerOnly) {
   const TemporaryFolder folder;
   const fs::path made = folder.path() / "a/b/c";
   tryMakingFolder(made);
@@ -21,7 +21,7 @@ TEST(MadeFolder, isMadeForItsOwnerOnlyWithThoseAboveIt) {
   EXPECT_TRUE(fs::is_directory(folder.path() / "a/d"));
 }
 
-TEST(MadeFolder, mayLieBelowTheCurrentFolder) {
+TEST(MadeFolder, aRelativePathIsBelowTheCurrentFolder) {
   const TemporaryFolder folder;
   EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
               fs::current_path(folder.path());
@@ -35,7 +35,7 @@ TEST(MadeFolder, mayLieBelowTheCurrentFolder) {
 }
 
 // In either way, and the trial makes nothing.
-TEST(MadeFolder, thatCannotBeMadeIsRefusedForTheTrueReason) {
+TEST(MadeFolder, aFolderThatCannotBeMadeIsRefusedForTheTrueReason) {
   const TemporaryFolder folder;
   const fs::path& at = folder.path();
   put(at / "file", "");

@@ -63,11 +63,10 @@ class StagedCalls : public SystemCalls {
   bool hasFreeRename = true;
   bool hasRename = true;
   int failingWrite = 0;
-  int failingFlush = 0;  // the number of the flush that fails
-  int flushError = EIO;
+  int failingFlushOfFiles = 0;
+  int failingFlushOfFolders = 0;
   std::function<void()> beforeSwap = [] {};
   std::function<void()> beforeEach = [] {};
-  mutable int flushes = 0;
   mutable int swaps = 0;
 
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
@@ -77,7 +76,10 @@ class StagedCalls : public SystemCalls {
   }
   int flush(int file) const noexcept override {
     beforeEach();
-    return ++flushes == failingFlush ? (errno = flushError, -1) : SystemCalls::flush(file);
+    struct stat status {};
+    const bool isFolder = ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
+    if (const int error = isFolder ? failingFlushOfFolders : failingFlushOfFiles) return errno = error, -1;
+    return SystemCalls::flush(file);
   }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
     beforeEach();

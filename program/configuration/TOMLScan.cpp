@@ -1,4 +1,4 @@
-#include "program/configuration/TOMLSurvey.h"
+#include "program/configuration/TOMLScan.h"
 
 #include <algorithm>
 #include <string>
@@ -39,8 +39,8 @@ bool isHexadecimalFraction(std::string_view value) noexcept {
 
 }  // namespace
 
-TOMLSurvey surveyTOML(std::string_view text) {
-  TOMLSurvey survey;
+TOMLScan scanTOML(std::string_view text) {
+  TOMLScan scan;
   std::string open;   // the brackets that close the arrays and inline tables around
   bool isKey = true;  // or the header of a table; else a value
   for (std::size_t at = 0; at < text.size();) {
@@ -62,7 +62,7 @@ TOMLSurvey surveyTOML(std::string_view text) {
       open.pop_back();
       isKey = false;
     } else if (isKey) {
-      survey.dotsInKeys += byte == '.' ? 1 : 0;
+      scan.dotsInKeys += byte == '.' ? 1 : 0;
       isKey = byte != '=';
     } else if (byte == '{' || byte == '[') {
       open += byte == '{' ? '}' : ']';
@@ -72,13 +72,13 @@ TOMLSurvey surveyTOML(std::string_view text) {
     } else if (byte != ' ' && byte != '\t' && byte != '\r') {
       end = std::min(text.find_first_of(" \t\r\n,]}#'\"", at), text.size());
       end = std::max(end, at + 1);
-      if (!survey.hexadecimalFraction && isHexadecimalFraction(text.substr(at, end - at))) {
-        survey.hexadecimalFraction = at;
+      if (!scan.hexadecimalFraction && isHexadecimalFraction(text.substr(at, end - at))) {
+        scan.hexadecimalFraction = at;
       }
     }
     at = end;
   }
-  return survey;
+  return scan;
 }
 
 }  // namespace kelvane

@@ -1,4 +1,4 @@
-#include "program/Handshake.h"
+#include "program/ServerTrial.h"
 
 #include <gtest/gtest.h>
 
@@ -37,9 +37,9 @@ std::string answeringAnd(std::string_view more) {
   return joined({readsToTheEnd, greets, listsTwoTools, more});
 }
 
-class Handshake : public testing::Test {
+class ServerTrial : public testing::Test {
  protected:
-  Handshake() { std::signal(SIGPIPE, SIG_IGN); }
+  ServerTrial() { std::signal(SIGPIPE, SIG_IGN); }
 
   // A program of these lines of shell.
   std::filesystem::path programOf(const std::string& lines) const {
@@ -53,7 +53,7 @@ class Handshake : public testing::Test {
   static std::string outcome(const std::filesystem::path& program, const Words& arguments = {},
                              std::chrono::milliseconds wait = patience) {
     try {
-      return std::to_string(handshake(program, arguments, wait)) + " tools";
+      return std::to_string(tryServer(program, arguments, wait)) + " tools";
     } catch (const std::exception& error) {
       return error.what();
     }
@@ -62,40 +62,42 @@ class Handshake : public testing::Test {
   TemporaryFolder folder;
 };
 
-TEST_F(Handshake, countsTheToolsOfAServerThatAnswersAndEnds) {
+TEST_F(ServerTrial, countsTheToolsOfAServerThatAnswersAndEnds) {
   EXPECT_EQ(outcome(programOf(answeringAnd(""))), "2 tools");
 }
 
-TEST_F(Handshake, saysWhatIsWrongWithAnyOther) {
+TEST_F(ServerTrial, saysWhatIsWrongWithAnyOther) {
   const struct {
     const char* description;
     std::string program;
     std::string sentence;
   } cases[] = {
-      {"it answers and fails", answeringAnd("exit 3\n"), "It ended with status 3 instead of 0."},
-      {"it answers and is ended", answeringAnd("kill -KILL $$\n"), "It was ended by signal 9."},
+      {"it answers and fails", answeringAnd("exit 3\n"), "It ended with status 3 instead of 0. Run the command again."},
+      {"it answers and is ended", answeringAnd("kill -KILL $$\n"), "It was ended by signal 9. Run the command again."},
       {"it answers and complains", answeringAnd("echo 'The disk is full.' >&2\necho more >&2\n"),
        "It said: The disk is full."},
       {"it complains and fails", "echo 'The server is off.' >&2\nexit 1\n", "It said: The server is off."},
-      {"it says nothing", "", "It did not answer as a server does."},
-      {"it says something else", "echo hello\n", "It did not answer as a server does."},
-      {"it does not introduce itself", listsTwoTools, "It did not answer as a server does."},
-      {"it lists no tools", greets, "It did not answer as a server does."},
+      {"it says nothing", "", "It did not answer as a server does. Install this program again."},
+      {"it says something else", "echo hello\n", "It did not answer as a server does. Install this program again."},
+      {"it does not introduce itself", listsTwoTools,
+       "It did not answer as a server does. Install this program again."},
+      {"it lists no tools", greets, "It did not answer as a server does. Install this program again."},
   };
   for (const auto& row : cases) EXPECT_EQ(outcome(programOf(row.program)), row.sentence) << row.description;
 }
 
-TEST_F(Handshake, endsAProgramThatDoesNotAnswerInTime) {
+TEST_F(ServerTrial, endsAProgramThatDoesNotAnswerInTime) {
   const std::filesystem::path program = programOf("while :; do :; done\n");
-  EXPECT_EQ(outcome(program, {}, std::chrono::milliseconds(1)), "It did not answer in time.");
+  EXPECT_EQ(outcome(program, {}, std::chrono::milliseconds(1)), "It did not answer in time. Run the command again.");
 }
 
-TEST_F(Handshake, saysThatNothingCouldBeStarted) {
-  EXPECT_EQ(outcome(folder.path() / "missing"), "It could not be started, because No such file or directory.");
+TEST_F(ServerTrial, saysThatNothingCouldBeStarted) {
+  EXPECT_EQ(outcome(folder.path() / "missing"),
+            "It could not be started, because it is not there any more. Look at what is there now and try again.");
 }
 
 // What else the program does could change what a person set up, or start the next process.
-TEST_F(Handshake, startsNothingButAServer) {
+TEST_F(ServerTrial, startsNothingButAServer) {
   const struct {
     Words arguments;
     bool serves;
@@ -122,9 +124,9 @@ TEST_F(Handshake, startsNothingButAServer) {
   for (const auto& row : cases) {
     SCOPED_TRACE(testing::PrintToString(row.arguments));
     std::filesystem::remove(started);
-    EXPECT_EQ(areOfAServer(row.arguments), row.serves);
+    EXPECT_EQ(startsServer(row.arguments), row.serves);
     EXPECT_EQ(outcome(program, row.arguments),
-              row.serves ? "2 tools" : "It was not started, because its arguments do not start a server.");
+              row.serves ? "2 tools" : "It was not started, because its arguments do not start a server. Remove them.");
     EXPECT_EQ(std::filesystem::exists(started), row.serves);
   }
 }

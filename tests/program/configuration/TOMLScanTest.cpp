@@ -1,4 +1,4 @@
-#include "program/configuration/TOMLSurvey.h"
+#include "program/configuration/TOMLScan.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace kelvane {
 namespace {
 
-TEST(TOMLSurvey, countsTheDotsInKeysOnly) {
+TEST(TOMLScan, countsTheDotsInKeysOnly) {
   const struct {
     const char* description;
     std::string text;
@@ -38,10 +38,10 @@ b.c = "\\")",
       {"brackets that open nothing", "a = 1 ]}\nb.c = 1", 1},
       {"CR LF", "a = 1.5\r\nb.c = 1\r\n", 1},
   };
-  for (const auto& row : cases) EXPECT_EQ(surveyTOML(row.text).dotsInKeys, row.dots) << row.description;
+  for (const auto& row : cases) EXPECT_EQ(scanTOML(row.text).dotsInKeys, row.dots) << row.description;
 }
 
-TEST(TOMLSurvey, findsTheFirstHexadecimalFraction) {
+TEST(TOMLScan, findsTheFirstHexadecimalFraction) {
   const struct {
     const char* description;
     const char* text;
@@ -55,15 +55,15 @@ TEST(TOMLSurvey, findsTheFirstHexadecimalFraction) {
       {"the first of two", "a = [0x1p1, 0x2p2]", 5},
       {"in a key, a string and a comment", "0x1.8p3 = '0x1.8p3' # 0x1.8p3\nb = \"0x1p1\"", std::nullopt},
   };
-  for (const auto& row : cases) EXPECT_EQ(surveyTOML(row.text).hexadecimalFraction, row.offset) << row.description;
+  for (const auto& row : cases) EXPECT_EQ(scanTOML(row.text).hexadecimalFraction, row.offset) << row.description;
 }
 
-TEST(TOMLSurvey, takesTimeLinearInTheText) {
+TEST(TOMLScan, takesTimeLinearInTheText) {
   for (const char* piece : {"\"", "'", "#", "[", "{", "a.", "=", "\\", "\"\"\"\"", "0x1", "}]"}) {
     std::string text = "a = \"\"\"";
     while (text.size() < 2'000'000) text += piece;
-    EXPECT_FALSE(surveyTOML(text).hexadecimalFraction) << piece;
-    EXPECT_FALSE(surveyTOML(std::string_view(text).substr(4 + 3)).hexadecimalFraction) << piece;
+    EXPECT_FALSE(scanTOML(text).hexadecimalFraction) << piece;
+    EXPECT_FALSE(scanTOML(std::string_view(text).substr(4 + 3)).hexadecimalFraction) << piece;
   }
 }
 

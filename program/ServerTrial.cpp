@@ -1,4 +1,4 @@
-#include "program/Handshake.h"
+#include "program/ServerTrial.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -19,6 +19,8 @@
 #include "protocol/JSON.h"
 #include "protocol/Server.h"
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/SystemCalls.h"
+#include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
@@ -43,7 +45,8 @@ struct Pipe {
 
   Pipe() {
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "No pipe could be made");
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+      throw std::runtime_error(quorvel::because("No pipe could be made", quorvel::lastError()));
     reading = Descriptor(ends[0]);
     writing = Descriptor(ends[1]);
   }
@@ -81,7 +84,7 @@ class Child {
     actions.give(errors.writing, STDERR_FILENO);
     const int error = ::posix_spawn(&id_, program.c_str(), actions.get(), nullptr, pointers.data(), environ);
     if (error != 0) {
-      throw std::runtime_error("It could not be started, because " + std::generic_category().message(error) + '.');
+      throw std::runtime_error(quorvel::because("It could not be started", quorvel::systemError(error)));
     }
     input_ = std::move(input.writing);
     output_ = std::move(output.reading);
@@ -119,7 +122,7 @@ class Child {
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
       const int ready = left > 0 ? ::poll(waiting.data(), waiting.size(), static_cast<int>(left)) : 0;
       if (ready < 0 && errno == EINTR) continue;
-      if (ready <= 0) throw std::runtime_error("It did not answer in time.");
+      if (ready <= 0) throw std::runtime_error("It did not answer in time. Run the command again.");
       if (waiting[0].revents != 0) take(output_, result.output);
       if (waiting[1].revents != 0) take(errors_, result.errors);
     }
@@ -156,20 +159,21 @@ std::optional<JSON> resultIn(std::string_view output, double id) {
 
 // Why a process that wrote nothing to standard error did not serve and end properly.
 std::string failedEnd(int status) {
-  if (WIFSIGNALED(status)) return "It was ended by signal " + std::to_string(WTERMSIG(status)) + '.';
-  return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0.";
+  if (WIFSIGNALED(status))
+    return "It was ended by signal " + std::to_string(WTERMSIG(status)) + ". Run the command again.";
+  return "It ended with status " + std::to_string(WEXITSTATUS(status)) + " instead of 0. Run the command again.";
 }
 
 }  // namespace
 
-bool areOfAServer(const std::vector<std::string>& arguments) noexcept {
+bool startsServer(const std::vector<std::string>& arguments) noexcept {
   return arguments.empty() || arguments.front() == "serve";
 }
 
-std::size_t handshake(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+std::size_t tryServer(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                       std::chrono::milliseconds patience) {
-  if (!areOfAServer(arguments))
-    throw std::runtime_error("It was not started, because its arguments do not start a server.");
+  if (!startsServer(arguments))
+    throw std::runtime_error("It was not started, because its arguments do not start a server. Remove them.");
   Child child(program, arguments, Clock::now() + patience);
   child.send(greeting());
   const Child::Result result = child.finish();
@@ -179,7 +183,7 @@ std::size_t handshake(const std::filesystem::path& program, const std::vector<st
   const auto catalogue = resultIn(result.output, 2);
   const JSON* tools = catalogue ? (*catalogue)["tools"] : nullptr;
   if (!introduction || (*introduction)["serverInfo"] == nullptr || tools == nullptr || tools->items() == nullptr) {
-    throw std::runtime_error("It did not answer as a server does.");
+    throw std::runtime_error("It did not answer as a server does. Install this program again.");
   }
   return tools->items()->size();
 }

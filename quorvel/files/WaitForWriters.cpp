@@ -1,10 +1,11 @@
-#include "quorvel/files/OpenWriters.h"
+#include "quorvel/files/WaitForWriters.h"
 
 #include <fcntl.h>
 
-#include <cerrno>
 #include <csignal>
 #include <thread>
+
+#include "quorvel/files/SystemCalls.h"
 
 #if defined(F_SETLEASE) && !defined(KELVANE_PORTABLE)
 #define KELVANE_LEASES
@@ -47,7 +48,7 @@ bool waitForWriters([[maybe_unused]] int file, [[maybe_unused]] std::chrono::mil
   if (::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) {
-    if (errno != EAGAIN || !tellsWriters(file)) return true;
+    if (lastError() != std::errc::resource_unavailable_try_again || !tellsWriters(file)) return true;
     if (std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
