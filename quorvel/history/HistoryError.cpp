@@ -12,7 +12,7 @@
 namespace quorvel {
 namespace {
 
-const std::string file = std::string(ownFolderName) + '/' + historyFileName;
+const std::string file = std::string(ownFolderName).append("/").append(historyFileName);
 const std::string journal = std::string(file).append("-journal");
 const std::string subject = "The version history of this library (" + file + ")";
 

@@ -29,7 +29,7 @@ void prepare(Connection& connection) {
 /// Whether the library's path leads to the database of the connection. This only looks, so a link on the way does no
 /// harm.
 bool isInPlace(const FileIdentity& database, const OpenedRoot& root) {
-  const std::string file = std::string(ownFolderName) + '/' + historyFileName;
+  const std::string file = std::string(ownFolderName).append("/").append(historyFileName);
   return root.isInPlace() && identityOf(root.folder().get(), file) == database;
 }
 

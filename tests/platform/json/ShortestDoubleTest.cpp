@@ -90,8 +90,8 @@ std::string byTheStandardLibrary(double value) {
 
 TEST(ShortestDoubles, areTheStandardLibrarysAtEachPowerOfTwo) {
   for (std::uint64_t exponent = 0; exponent < 2047; ++exponent) {
-    for (const std::uint64_t step : {0, 1, 2, 3, -1, -2, -3}) {
-      const auto value = std::bit_cast<double>((exponent << 52) + step);
+    for (const int step : {0, 1, 2, 3, -1, -2, -3}) {
+      const auto value = std::bit_cast<double>((exponent << 52) + static_cast<std::uint64_t>(step));
       if (!std::isfinite(value)) continue;
       ASSERT_EQ(shortest(value), byTheStandardLibrary(value));
     }
