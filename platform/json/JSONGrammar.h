@@ -18,11 +18,11 @@
 ///     void boolean(bool value, std::string_view written)
 ///     void null(std::string_view written)
 ///     char* room(std::size_t bytes)                      memory for a string with escapes, valid until `string`
-///     returns bool loneSurrogate(const char* escape)             half of a surrogate pair; true reads it as U+FFFD
+///     bool loneSurrogate(const char* escape)             half of a surrogate pair; true reads it as U+FFFD
 ///
 /// `written` is the value as it stands in the text, with its quotes. `string` without quotes and escapes points into
 /// the text or into the memory from `room`. A sink that returns false refuses the text, and reading stops. So a sink
-/// judges what JSON allows and the sink cannot hold; the grammar judges everything else.
+/// refuses only what is valid JSON but cannot be represented by that sink; the grammar judges everything else.
 ///
 /// Nothing recurses: open brackets lie on a stack of their own, in memory from the heap beyond 32 levels. Time is
 /// linear in the text, memory in its depth. The grammar throws only std::bad_alloc; what a sink throws reaches the

@@ -7,7 +7,7 @@
 
 namespace quorvel {
 
-/// What a file has beside its bytes and its name. Extended attributes of the user's count as access lists.
+/// What a file has beside its bytes and its name. User extended attributes (user.*) count as access lists.
 enum class FileAttribute { owner, group, mode, accessLists };
 
 /// What came of copying attributes: true if all are the same now. Otherwise `missing` is the first that is not, and
@@ -19,7 +19,7 @@ struct CopiedAttributes {
   explicit operator bool() const noexcept { return !missing; }
 };
 
-/// Gives `to` the owner, group, mode, access lists and extended attributes of the user's that `from` has, and removes
+/// Gives `to` the owner, group, mode, access lists and user extended attributes that `from` has, and removes
 /// the access list that `to` got from its folder. Both are open files on one file system, and `to` is the caller's own.
 /// If it fails, `to` has some of the attributes. Labels of security modules are left to the system, and times are not
 /// copied. Linear in the size of the attributes.

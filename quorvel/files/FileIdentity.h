@@ -8,8 +8,8 @@
 
 namespace quorvel {
 
-/// Which file, folder or link something is, whatever names it has. The system gives a number again once nothing has the
-/// file or holds it open.
+/// Which file, folder or link something is, whatever names it has. A number may be reused once the file has no
+/// name and is not open.
 struct FileIdentity {
   dev_t disk;
   ino_t number;

@@ -14,11 +14,11 @@ struct FoundTemporaryFile {
   Descriptor file;
   bool hasLivingWriter;  ///< Its writer lives: it holds the file's lock.
   bool isAsMade;         ///< It is the file that was made under this name, so it never was in another file's place.
-  bool hasAnotherName;   ///< It is a hard link: its text is to be had under another name too.
+  bool hasAnotherName;   ///< It is a hard link: its text also exists under another name.
 
-  /// Opens the file with that name, which is one of a temporary file. Nothing if it is gone, cannot be opened, or is a
-  /// folder, a link or the like. Holds a shared lock on it while the object lives, so that no two clear it away at
-  /// once.
+  /// Opens the file with that name, which is one of a temporary file. std::nullopt if it is gone, cannot be opened,
+  /// or is a folder, a link or the like. Holds a shared lock on it while the object lives, so that two sweeps do not
+  /// delete it at once.
   static std::optional<FoundTemporaryFile> open(int folder, const std::string& fileName);
 };
 

@@ -27,7 +27,8 @@ std::string reason(const std::error_code& error);
 /// there is something to do.
 LibraryError failure(std::string_view happened, const std::error_code& error);
 
-/// The same for a text that is larger than the largest script (WholeFile.h). `what` is "it" or "the new text".
+/// The same for a text that is larger than the largest script (WholeFile.h). `what` names the text: "it", "the new
+/// text".
 LibraryError tooLarge(std::string_view happened, std::string_view what);
 
 }  // namespace quorvel

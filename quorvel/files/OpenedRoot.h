@@ -12,8 +12,8 @@ namespace quorvel {
 
 /// A library's folder, opened once for a whole call.
 ///
-/// Another program may move the folder away and make a new one with its name at any moment. What one call locks, reads,
-/// saves and writes must be beneath one and the same folder then:
+/// Another program may move the folder away and make a new one with its name at any moment. All that one call
+/// locks, reads, saves and writes must nevertheless be beneath the same folder:
 ///
 ///     const auto root = OpenedRoot::find(path);      // by the lock, at the start
 ///     …

@@ -12,7 +12,7 @@ namespace quorvel {
 /// without NUL, and spelt in one way only, without empty pieces and ".". Nothing else can be in it, so it is checked
 /// once, where an identifier comes in, and not again where it is used:
 ///
-///     const auto path = PathBeneath::of("Scenes//End.md");   // "Scenes/End.md"; nothing for "../End.md"
+///     const auto path = PathBeneath::of("Scenes//End.md");   // "Scenes/End.md"; std::nullopt for "../End.md"
 ///     openBeneath(calls, root, *path, O_RDONLY);
 ///
 /// What it names need not exist. Links on it are for openBeneath to refuse (Beneath.h). Paths are bytes.
@@ -21,7 +21,7 @@ class PathBeneath {
   /// The path of the folder itself: empty.
   PathBeneath() = default;
 
-  /// Nothing if the path is absolute, or has a piece ".." or a NUL. Linear.
+  /// std::nullopt if the path is absolute, or has a piece ".." or a NUL. Linear.
   static std::optional<PathBeneath> of(std::string_view path);
 
   /// The pieces with "/" between them; empty for the folder itself.

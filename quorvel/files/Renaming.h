@@ -5,8 +5,8 @@
 
 #include "quorvel/files/SystemCalls.h"
 
-/// Renaming an entry within its folder to a name that must be free. What the new name already names is never replaced,
-/// whatever others do meanwhile.
+/// Renaming an entry within its folder to a name that must be free. An existing entry with the new name is never
+/// replaced, whatever other programs do meanwhile. (Putting a file in place of another is Replacement.h.)
 namespace quorvel {
 
 /// What is to be found in the folder after a renaming.
@@ -15,7 +15,7 @@ enum class NamesLeft {
   onlyOld,       ///< It has its old name, unless another program has taken that away.
   both,          ///< A file has both names; a folder has its old one, and an empty folder has the new one.
   newAndHidden,  ///< The file has its new name and a temporary one (TemporaryName.h), which the next sweep takes away.
-  unknown,       ///< The disk does not tell. A file has one of these names at least.
+  unknown,       ///< Cannot be determined. A file has at least one of these names.
 };
 
 /// How a renaming ended. The error says why the names are not `onlyNew`: EEXIST when the new name is taken, EBUSY when

@@ -37,17 +37,18 @@ using KeepReplacedText = std::function<void(std::string_view text)>;
 /// for `sweepLeftovers`.
 ///
 /// If 3 fails, the two are swapped back. If another program has saved there meanwhile, what it saved stays, and what
-/// came out is left to `sweepLeftovers`; so is the other file, if it cannot be found out which of them is the last. If
-/// the two cannot be swapped back, the new text stays. The sentence says which of these happened.
+/// came out is left to `sweepLeftovers`. If it is unclear which of two texts is newer, one stays in the file's place
+/// and the other is left to `sweepLeftovers`. If the two cannot be swapped back, the new text stays. The sentence says
+/// which of these happened.
 ///
 /// Where the system cannot swap, 3 comes first, the old file gets a second name, and the new one is renamed over the
 /// old. Not promised then: a file that another program renames to that name between the two steps is lost. Where the
-/// system cannot tell who has a file open (WaitForWriters.h), so is what a program writes into the old file after it
-/// was read.
+/// system cannot tell who has a file open (WaitForWriters.h), what a program writes into the old file after it was read
+/// is lost, too.
 ///
 /// Two flushes, and about forty system calls; linear in the texts. Throws LibraryError, or what `keep` throws; the file
-/// is as it was then, unless the sentence says otherwise. Others may call it for the same file at the same time, but
-/// the library's lock prevents that.
+/// is as it was then, unless the sentence says otherwise. Calls for one file at the same time lose no text; the
+/// library's lock normally prevents them.
 void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
                  const KeepReplacedText& keep);
 

@@ -89,8 +89,8 @@ class TemporaryFile {
 };
 
 /// Tries whether a file can be made in a folder, and leaves the folder as it is. Returns an open file that has no name
-/// and vanishes when it is closed; an empty Descriptor where the system has no such files but seems to let us make one;
-/// the reason, when none can be made.
+/// and vanishes when it is closed; an empty Descriptor if the system has no such files but the folder seems to permit a
+/// new file; otherwise the reason.
 Expected<Descriptor> tryMakingFile(int folder);
 
 }  // namespace quorvel

@@ -39,7 +39,8 @@ struct EntryToChange {
 
   std::string identifier() const { return in.identifierOf(name); }
 
-  /// What the entry is now, itself if it is a link; nothing if it is not there. Throws for the library's own folder.
+  /// What the entry is now, itself if it is a link; std::nullopt if it is not there. Throws for the library's own
+  /// folder.
   std::optional<struct stat> status(const std::string& happened) const;
 };
 
@@ -48,7 +49,7 @@ FolderToChange folderToChange(const SystemCalls& calls, const Descriptor& root, 
                               const std::string& happened);
 
 /// Opens the folder that the entry is in. Throws for the empty path as well: the library's folder is in no folder of
-/// the library. Of the library's own folder under another name only `status` knows.
+/// the library. Only `status` detects the library's own folder under another name.
 EntryToChange entryToChange(const SystemCalls& calls, const Descriptor& root, const PathBeneath& path,
                             const std::string& happened);
 

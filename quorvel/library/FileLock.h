@@ -15,9 +15,8 @@ namespace quorvel {
 /// it, and the system releases it when the process dies. It is fair: releasing it lets a waiting process go first,
 /// except where folders cannot be locked.
 ///
-/// When this returns, `root` led to the folder whose lock it is. The lock holds that folder open, so until it is
-/// released OpenedRoot::find returns the same one in this thread, and so it does the library's own folder
-/// (HeldOwnFolder.h).
+/// When this returns, `root` led to the folder whose lock it is. The lock holds that folder and the library's own
+/// folder in it open. Until it is released, OpenedRoot::find and HeldOwnFolder::of return these two in this thread.
 ///
 /// Throws LibraryError if others hold the lock for all of `patience`, if it cannot be made, and if the folders are
 /// moved away or replaced again and again for all of `patience`. Without other writers it takes some ten system calls.

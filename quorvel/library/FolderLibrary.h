@@ -29,9 +29,9 @@ namespace quorvel {
 /// Another program may move the root away, and make another folder with its name, at any moment. While a thread has the
 /// lock, its operations and the history's work in the one folder that was locked; without the lock, each call opens the
 /// root anew. So a root that is gone is a failure and never an empty library. A writing operation fails if the root is
-/// not in its place at the end: nothing is changed then, or the sentence says what was changed and in which folder. A
-/// folder below the root that is moved away during a call is worked in to the end of that call, where it is then;
-/// `write` looks again after its replacement, and undoes it.
+/// not in its place at the end: nothing is changed then, or the sentence says what was changed and in which folder. If
+/// a folder below the root is moved away during a call, the call finishes in it, at its new location; `write` looks
+/// again after its replacement, and undoes it.
 ///
 /// Operations throw LibraryError. Its sentences name the item and say what is true afterwards; unless they say
 /// otherwise, texts, names and history are as they were. Failures of the history pass through (HistoryError).

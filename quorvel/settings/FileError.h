@@ -7,7 +7,7 @@
 
 namespace quorvel {
 
-/// A file of the person's could not be read or changed. `what()` is complete sentences: what happened, to which file,
+/// One of the user's files could not be read or changed. `what()` is complete sentences: what happened, to which file,
 /// why, and what to do. They end with a full stop.
 class FileError : public std::runtime_error {
  public:
