@@ -338,7 +338,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
   flush(options_.calls, target.in, done);
   requireStillInPlace(*root, done);
   const std::size_t nameSize = target.name.size() - scriptSuffix.size();
-  const ScriptItem item{path.string(), target.name.substr(0, nameSize), Kind::script, std::nullopt};
+  ScriptItem item{path.string(), target.name.substr(0, nameSize), Kind::script, std::nullopt};
   try {
     write(text, item);
   } catch (const std::exception& error) {

@@ -94,7 +94,7 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
       }
     }
     std::cout << moments << " moments\n";
-    EXPECT_GT(moments, 50);
+    EXPECT_GT(moments, 30);  // a folder's new name takes the fewest system calls, some fifty of all kinds
   }
 
   static bool says(std::string_view said, std::string_view part) { return said.find(part) != std::string_view::npos; }
