@@ -188,6 +188,13 @@ class JSON {
   /// back to it. A value that holds a NaN or an infinity anywhere is "null" as a whole.
   std::string encoded() const;
 
+  /// Appends the same text to `out`. False, with `out` as before, if the value holds a NaN or an infinity anywhere. If
+  /// it throws, a part of the text may have been appended.
+  bool appendEncoded(std::string& out) const;
+
+  /// Appends what is between the quotes in the JSON text of a string, without making a value of the string.
+  static void appendEscaped(std::string_view text, std::string& out);
+
   Kind kind() const noexcept;
 
   /// The content of a value of one kind. They take constant time. `string` refers to the value's own bytes, which are

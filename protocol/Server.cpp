@@ -1,6 +1,5 @@
 #include "protocol/Server.h"
 
-#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
@@ -17,32 +16,17 @@ constexpr std::string_view noMemory =
 
 constexpr std::string_view noReason = "The tool failed without saying why.";
 
-struct RPCRequest {
-  std::optional<JSON> id;  // holds null for an id that is null: the member is there
-  std::string_view method;
-  JSON::Object params;
-};
-
 /// The message of a host's exception. `what` of an application may be null or empty, and a client needs a reason.
 std::string_view reason(const std::exception& error) noexcept {
   const char* said = error.what();
   return said != nullptr && *said != '\0' ? said : noReason;
 }
 
-/// The request's id. std::nullopt if `message` is not an object or has no id.
-std::optional<JSON> idOf(const JSON& message) {
-  const JSON* id = message["id"];
-  return id ? std::optional(*id) : std::nullopt;
-}
-
-/// std::nullopt if the message is not a request. The method's name lives as long as the message.
-std::optional<RPCRequest> parsedRequest(const JSON& message) {
-  const JSON* member = message["method"];
-  const auto method = member ? member->string() : std::nullopt;
-  if (!method) return std::nullopt;
-  const JSON* params = message["params"];
-  const JSON::Object* members = params ? params->object() : nullptr;
-  return RPCRequest{idOf(message), *method, members ? *members : JSON::Object()};
+/// What is in an optional member that should be an object; no members if it is missing or something else.
+const JSON::Object& membersOf(const JSON* value) noexcept {
+  static const JSON::Object none;
+  const JSON::Object* members = value ? value->object() : nullptr;
+  return members ? *members : none;
 }
 
 JSON initializeResult(const std::string& name, const JSON::Object& params) {
@@ -63,67 +47,110 @@ JSON toolList(const std::vector<Tool>& tools) {
   return JSON::Object{{"tools", std::move(entries)}};
 }
 
-JSON callResult(const std::vector<Tool>& tools, const JSON::Object& params) {
+const Tool& toolOf(const JSON::Object& params, const std::vector<Tool>& tools) {
   const std::string_view name = requiredString("name", params);
-  const auto tool = std::find_if(tools.begin(), tools.end(),
-                                 [&](const Tool& each) { return unicode::equivalent(each.name(), name); });
-  if (tool == tools.end()) throw RPCError::invalidParams(std::string("No such tool: ").append(name));
-
-  // From here on a failure is the tool's: it becomes a failed result, so that the client's model reads it. Before, it
-  // is an error of the protocol.
-  const JSON* given = params.find("arguments");
-  const JSON::Object* arguments = given ? given->object() : nullptr;
-  try {
-    return toolResult(tool->run(arguments ? *arguments : JSON::Object()), false);
-  } catch (const RPCError& error) {
-    return toolResult(error.message(), true);
-  } catch (const std::bad_alloc&) {
-    return toolResult(noMemory, true);
-  } catch (const std::exception& error) {
-    return toolResult(reason(error), true);
-  } catch (...) {
-    return toolResult(noReason, true);
+  for (const Tool& tool : tools) {
+    if (unicode::equivalent(tool.name(), name)) return tool;
   }
+  throw RPCError::invalidParams(std::string("No such tool: ").append(name));
 }
 
-/// std::nullopt if no reply is due. Throws RPCError.
-std::optional<JSON> dispatch(const RPCRequest& request, const std::vector<Tool>& tools, const std::string& name) {
-  if (request.method == "initialize") return initializeResult(name, request.params);
-  if (request.method == "ping") return JSON::Object();
-  if (request.method == "tools/list") return toolList(tools);
-  if (request.method == "tools/call") return callResult(tools, request.params);
-  if (!request.id) return std::nullopt;
-  throw RPCError::methodNotFound(request.method);
+/// Appends what `toolResult` describes. The text is written once, where it leaves from.
+void appendCallResult(const Tool& tool, const JSON::Object& arguments, std::string& reply) {
+  reply.append(R"({"content":[{"text":")");
+  const std::size_t textStart = reply.size();
+  bool isError = false;
+  const auto fail = [&](std::string_view sentence) {
+    isError = true;
+    reply.resize(textStart);
+    JSON::appendEscaped(sentence, reply);
+  };
+  // A failure here is the tool's: it becomes a failed result, so that the client's model reads it.
+  std::string text;
+  try {
+    if (const Tool::Write* write = tool.writer()) {
+      ResultText pieces(reply, ResultText::Form::escaped);
+      (*write)(arguments, pieces);
+    } else {
+      text = tool.run(arguments);
+    }
+  } catch (const RPCError& error) {
+    fail(error.message());
+  } catch (const std::bad_alloc&) {
+    fail(noMemory);
+  } catch (const std::exception& error) {
+    fail(reason(error));
+  } catch (...) {
+    fail(noReason);
+  }
+  JSON::appendEscaped(text, reply);
+  reply.append(isError ? R"(","type":"text"}],"isError":true})" : R"(","type":"text"}],"isError":false})");
 }
 
-JSON resultEnvelope(JSON result, const std::optional<JSON>& id) {
-  return JSON::Object{{"jsonrpc", "2.0"}, {"id", id.value_or(nullptr)}, {"result", std::move(result)}};
+// The members of an envelope are in the order of their keys, as in every object that is encoded.
+
+void appendID(const JSON* id, std::string& reply) {
+  reply.append(R"("id":)");
+  if (id == nullptr || !id->appendEncoded(reply)) reply.append("null");
+  reply.append(R"(,"jsonrpc":"2.0")");
 }
 
-JSON errorEnvelope(const RPCError& error, const std::optional<JSON>& id) {
-  return JSON::Object{{"jsonrpc", "2.0"},
-                      {"id", id.value_or(nullptr)},
-                      {"error", JSON::Object{{"code", error.code()}, {"message", error.message()}}}};
+/// Makes the reply an error. Always true: an error is due.
+bool replaceByError(const RPCError& error, const JSON* id, std::string& reply) {
+  reply.assign(R"({"error":{"code":)").append(std::to_string(error.code())).append(R"(,"message":")");
+  JSON::appendEscaped(error.message(), reply);
+  reply.append(R"("},)");
+  appendID(id, reply);
+  reply.push_back('}');
+  return true;
 }
 
 }  // namespace
 
-std::optional<std::string> Server::handle(std::string_view line) const {
+bool Server::handle(std::string_view line, std::string& reply) const {
+  reply.clear();
   const std::optional<JSON> message = JSON::decoded(line);
-  if (!message) return errorEnvelope(RPCError::parse(), std::nullopt).encoded();
-  const std::optional<RPCRequest> request = parsedRequest(*message);
-  if (!request) return errorEnvelope(RPCError::invalidRequest(), idOf(*message)).encoded();
+  if (!message) return replaceByError(RPCError::parse(), nullptr, reply);
+  const JSON* id = (*message)["id"];  // one that is null is an id, too
+  const JSON* member = (*message)["method"];
+  const auto method = member ? member->string() : std::nullopt;
+  if (!method) return replaceByError(RPCError::invalidRequest(), id, reply);
+  const JSON::Object& params = membersOf((*message)["params"]);
   try {
-    std::optional<JSON> result = dispatch(*request, tools_, name_);
-    if (!result) return std::nullopt;
-    return resultEnvelope(*std::move(result), request->id).encoded();
+    reply.push_back('{');
+    appendID(id, reply);
+    reply.append(R"(,"result":)");
+    bool isEncoded = true;
+    if (*method == "ping") {
+      reply.append("{}");
+    } else if (*method == "tools/call") {
+      appendCallResult(toolOf(params, tools_), membersOf(params.find("arguments")), reply);
+    } else if (*method == "initialize") {
+      isEncoded = initializeResult(name_, params).appendEncoded(reply);
+    } else if (*method == "tools/list") {
+      isEncoded = toolList(tools_).appendEncoded(reply);
+    } else if (id == nullptr) {
+      reply.clear();
+      return false;
+    } else {
+      throw RPCError::methodNotFound(*method);
+    }
+    reply.push_back('}');
+    // As an envelope that contains it would be encoded: a schema may hold a number that JSON does not have.
+    if (!isEncoded) reply = "null";
+    return true;
   } catch (const RPCError& error) {
-    return errorEnvelope(error, request->id).encoded();
+    return replaceByError(error, id, reply);
   } catch (const std::bad_alloc&) {
-    return errorEnvelope(RPCError::invalidParams(std::string(noMemory)), request->id).encoded();
+    return replaceByError(RPCError::invalidParams(std::string(noMemory)), id, reply);
   } catch (const std::exception& error) {
-    return errorEnvelope(RPCError::invalidParams(std::string(reason(error))), request->id).encoded();
+    return replaceByError(RPCError::invalidParams(std::string(reason(error))), id, reply);
   }
+}
+
+std::optional<std::string> Server::handle(std::string_view line) const {
+  std::string reply;
+  return handle(line, reply) ? std::optional(std::move(reply)) : std::nullopt;
 }
 
 }  // namespace kelvane

@@ -39,6 +39,10 @@ class Server {
   /// it at once if the tools permit that.
   std::optional<std::string> handle(std::string_view line) const;
 
+  /// The same into a string of the caller's, whose content is replaced and whose memory is used again. False, with an
+  /// empty `reply`, if no reply is due.
+  bool handle(std::string_view line, std::string& reply) const;
+
  private:
   std::vector<Tool> tools_;
   std::string name_;

@@ -7,6 +7,28 @@
 
 namespace kelvane {
 
+void ResultText::reserve(std::size_t size) {
+  // An escaped text is a little longer. Room that is not used takes no memory of the machine.
+  if (form_ == Form::escaped) size += size / 4;
+  out_.reserve(out_.size() + size);
+}
+
+void ResultText::append(std::string_view piece) {
+  if (form_ == Form::escaped) {
+    JSON::appendEscaped(piece, out_);
+  } else {
+    out_.append(piece);
+  }
+}
+
+std::string Tool::run(const JSON::Object& arguments) const {
+  if (!write_) return run_(arguments);
+  std::string text;
+  ResultText pieces(text, ResultText::Form::plain);
+  write_(arguments, pieces);
+  return text;
+}
+
 // The keys of these objects are not in the order that is written: an object sorts its members.
 JSON schema(std::initializer_list<Property> properties, std::initializer_list<std::string_view> required) {
   JSON::Object described;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -10,8 +11,33 @@
 
 namespace kelvane {
 
+/// Where a tool writes the text of its result piece by piece, so that a long text is not put together first.
+///
+///     text.append("[");
+///     for (const Item& item : items) text.append(item.name);
+///
+/// Used by one thread during one call of the tool. Its operations throw only std::bad_alloc.
+class ResultText {
+ public:
+  /// How the pieces are appended to the string: as they are, or with the escapes of a JSON string.
+  enum class Form { plain, escaped };
+
+  /// `out` must outlive the object and is changed by nothing else meanwhile.
+  ResultText(std::string& out, Form form) noexcept : out_(out), form_(form) {}
+
+  /// Makes room for a text of about that many bytes. Never needed, but faster for a long text than growing.
+  void reserve(std::size_t size);
+
+  /// Appends a piece. A character's bytes must be in one piece. Linear in the piece.
+  void append(std::string_view piece);
+
+ private:
+  std::string& out_;
+  Form form_;
+};
+
 /// An operation offered to an MCP client: its name, the description that the client's model reads, the JSON Schema of
-/// its arguments, and the function that runs it. Immutable. The constructor checks nothing.
+/// its arguments, and the function that runs it. Immutable. The constructors check nothing.
 ///
 ///     const Tool hello("hello", "Greets a person.", schema({{"name", "Whom to greet"}}, {"name"}),
 ///                      [](const JSON::Object& arguments) {
@@ -25,22 +51,35 @@ class Tool {
   /// failed result. The server calls it from every thread that it is called from, so shared state must be thread-safe.
   using Run = std::function<std::string(const JSON::Object& arguments)>;
 
+  /// The same for a long text: writes it instead of returning it. What was written before a failure is dropped.
+  using Write = std::function<void(const JSON::Object& arguments, ResultText& text)>;
+
   Tool(std::string name, std::string description, JSON schema, Run run)
       : name_(std::move(name)),
         description_(std::move(description)),
         schema_(std::move(schema)),
         run_(std::move(run)) {}
+  Tool(std::string name, std::string description, JSON schema, Write write)
+      : name_(std::move(name)),
+        description_(std::move(description)),
+        schema_(std::move(schema)),
+        write_(std::move(write)) {}
 
   const std::string& name() const noexcept { return name_; }
   const std::string& description() const noexcept { return description_; }
   const JSON& schema() const noexcept { return schema_; }
-  std::string run(const JSON::Object& arguments) const { return run_(arguments); }
+  /// The text of the result, however the tool makes it.
+  std::string run(const JSON::Object& arguments) const;
+
+  /// The function that writes the text; nullptr if the tool returns it.
+  const Write* writer() const noexcept { return write_ ? &write_ : nullptr; }
 
  private:
   std::string name_;
   std::string description_;
   JSON schema_;
-  Run run_;
+  Run run_;      // either this
+  Write write_;  // or this
 };
 
 /// A property of an input schema: its name and its description. Its type is always "string".

@@ -63,11 +63,52 @@ char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   return to;
 }
 
+/// The size of a text with its escapes.
+std::size_t escapedSize(std::string_view text) noexcept {
+  std::size_t size = 0;
+  for (const char byte : text) {
+    const bool isShort = byte == '"' || byte == '\\' || (byte >= '\b' && byte <= '\r' && byte != '\v');
+    size += isShort ? 2 : static_cast<unsigned char>(byte) < ' ' ? longestEscape : 1;
+  }
+  return size;
+}
+
+/// Appends a text of any length with its escapes. It is written where it stays; a string sets to zero what it grows by,
+/// so it grows in steps that stay in the processor's cache.
+void appendWithEscapes(std::string_view text, std::string& out) {
+  constexpr std::size_t step = std::size_t{16} << 10;
+  // Most texts have few escapes. The room for those that have more is counted, so that no text has its room twice.
+  const auto roomFor = [](std::size_t bytes) { return bytes + bytes / 16 + 64; };
+  std::size_t size = out.size();
+  if (out.capacity() - size < roomFor(text.size())) out.reserve(size + roomFor(text.size()));
+  const char* from = text.data();
+  const char* const textEnd = from + text.size();
+  while (from != textEnd) {
+    const auto left = static_cast<std::size_t>(textEnd - from);
+    const char* const end = from + std::min(left, step);
+    const std::size_t room = roomFor(static_cast<std::size_t>(end - from));
+    if (out.capacity() - size < room) out.reserve(size + escapedSize({from, left}) + roomFor(step));
+    out.resize(size + room);
+    char* to = out.data() + size;
+    const char* const limit = to + room;
+    while (from != end && limit - to >= end - from + static_cast<std::ptrdiff_t>(longestEscape)) {
+      const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
+      from += plain;
+      to += plain;
+      if (from != end) to = putEscape(*from++, to);
+    }
+    size = static_cast<std::size_t>(to - out.data());
+  }
+  out.resize(size);
+}
+
 /// Collects output in a small buffer that stays in the processor's cache, and appends it to a string whenever it is
 /// full.
 class Output {
  public:
   static constexpr std::size_t stageSize = 4096;
+
+  explicit Output(std::string& out) noexcept : out_(out) {}
 
   /// Makes room for that many bytes, at most `stageSize`. They can then be put without a check.
   void ensure(std::size_t bytes) {
@@ -86,47 +127,23 @@ class Output {
   /// Puts a text of any length with its escapes, and needs no room.
   void putEscaped(std::string_view text) {
     flush();
-    const char* from = text.data();
-    const char* const end = from + text.size();
-    std::size_t size = out_.size();
-    while (from != end) {
-      // Most texts have few escapes; those that have more come round again.
-      const auto left = static_cast<std::size_t>(end - from);
-      out_.resize(size + left + left / 16 + 64);
-      char* to = out_.data() + size;
-      char* const limit = out_.data() + out_.size();
-      while (from != end && limit - to >= end - from + static_cast<std::ptrdiff_t>(longestEscape)) {
-        const std::size_t plain = jsonscanner::copyUnescaped(from, end, to);
-        from += plain;
-        to += plain;
-        if (from != end) to = putEscape(*from++, to);
-      }
-      size = static_cast<std::size_t>(to - out_.data());
-    }
-    out_.resize(size);
+    appendWithEscapes(text, out_);
   }
 
-  std::string finish() {
-    flush();
-    return std::move(out_);
-  }
-
- private:
+  /// Appends what is in the buffer.
   void flush() {
-    handOn({stage_, static_cast<std::size_t>(at_ - stage_)});
-    at_ = stage_;
-  }
-
-  void handOn(std::string_view bytes) {
     // Up to a megabyte, capacity grows by four instead of two. Each step frees a buffer, which the system may take back
     // and give out again, so fewer steps are faster.
     constexpr std::size_t largeOutput = std::size_t{1} << 20;
+    const std::string_view bytes(stage_, static_cast<std::size_t>(at_ - stage_));
     const std::size_t needed = out_.size() + bytes.size();
     if (needed > out_.capacity() && needed > stageSize && needed < largeOutput) out_.reserve(4 * needed);
     out_.append(bytes);
+    at_ = stage_;
   }
 
-  std::string out_;
+ private:
+  std::string& out_;
   char* at_ = stage_;
   char stage_[stageSize];
 };
@@ -160,12 +177,18 @@ void putNumber(Output& out, double value) {
 /// Writes one value.
 class JSON::Storage::Encoder {
  public:
-  /// std::nullopt if the value contains a NaN or an infinity, which JSON cannot represent.
-  std::optional<std::string> encoded(const JSON& root) {
+  explicit Encoder(std::string& out) noexcept : out_(out) {}
+
+  /// Appends the value. False if it contains a NaN or an infinity, which JSON cannot represent; a part of it may have
+  /// been appended then.
+  bool append(const JSON& root) {
     Rest rest{&root, &root + 1, '\0', true};
     while (true) {
       while (rest.next == rest.end) {
-        if (rest.close == '\0') return out_.finish();
+        if (rest.close == '\0') {
+          out_.flush();
+          return true;
+        }
         out_.ensure(1);
         out_.put(rest.close);
         rest = around_.top();
@@ -188,7 +211,7 @@ class JSON::Storage::Encoder {
           out_.put(value.boolean_.value ? "true" : "false");
           break;
         case Tag::number:
-          if (!std::isfinite(value.number_.value)) return std::nullopt;
+          if (!std::isfinite(value.number_.value)) return false;
           putNumber(out_, value.number_.value);
           break;
         case Tag::inlineText:
@@ -261,9 +284,26 @@ class JSON::Storage::Encoder {
   ScratchStack<Rest, 32> around_;
 };
 
+bool JSON::appendEncoded(std::string& out) const {
+  const std::size_t size = out.size();
+  Storage::Encoder encoder(out);
+  const bool isAppended = encoder.append(*this);
+  if (!isAppended) out.resize(size);
+  return isAppended;
+}
+
+void JSON::appendEscaped(std::string_view text, std::string& out) {
+  if (unicode::isValidUTF8(text)) {
+    appendWithEscapes(text, out);
+  } else {
+    appendWithEscapes(unicode::replacingInvalidUTF8(text), out);
+  }
+}
+
 std::string JSON::encoded() const {
-  Storage::Encoder encoder;  // braces or parentheses would set all of its room to zero first
-  return encoder.encoded(*this).value_or("null");
+  std::string text;
+  if (!appendEncoded(text)) text = "null";
+  return text;
 }
 
 }  // namespace kelvane

@@ -225,5 +225,25 @@ TEST(JSONMemory, theFirstChangeCopiesSharedStorageOnce) {
   EXPECT_EQ(kept.size(), 1000u);
 }
 
+TEST(JSONMemory, escapingReservesRoomOnceIfEscapesAreFewAndTwiceIfTheyAreMany) {
+  const struct {
+    const char* what;
+    char byte;
+    std::size_t most;
+  } rows[] = {{"no escapes", 'x', 1}, {"each byte is escaped by two", '\n', 2}, {"by six", '\x01', 2}};
+  for (const auto& row : rows) {
+    const std::string text(5'000'000, row.byte);
+    std::string escaped;
+    std::size_t asked = 0;
+    {
+      const CountedMemory memory;
+      JSON::appendEscaped(text, escaped);
+      asked = memory.asked();
+    }
+    EXPECT_LE(asked, row.most) << row.what;
+    EXPECT_LE(escaped.capacity(), 2 * escaped.size()) << row.what;
+  }
+}
+
 }  // namespace
 }  // namespace kelvane

@@ -6,12 +6,14 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cmath>
 #include <fstream>
 #include <new>
 #include <stdexcept>
 #include <thread>
 
 #include "protocol/RPCError.h"
+#include "tests/protocol/CountedMemory.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RowName.h"
 
@@ -272,6 +274,71 @@ TEST(Server, answersWithASentenceIfThereIsNoMemoryForTheReply) {
             }),
             R"({"error":{"code":-32602,"message":"There is not enough memory for this. Close some programs and try )"
             R"(again, or ask for less at a time."},"id":1,"jsonrpc":"2.0"})");
+}
+
+TEST(Server, answersAPingInMemoryThatItHasAlready) {
+  const std::string line = R"({"jsonrpc":"2.0","id":12345,"method":"ping","params":{}})";
+  std::string reply;
+  ASSERT_TRUE(tinyServer().handle(line, reply));
+  std::size_t decoding = 0, whole = 0;
+  {
+    const tests::CountedMemory memory;
+    static_cast<void>(JSON::decoded(line));
+    decoding = memory.asked();
+  }
+  {
+    const tests::CountedMemory memory;
+    tinyServer().handle(line, reply);
+    whole = memory.asked();
+  }
+  EXPECT_EQ(reply, R"({"id":12345,"jsonrpc":"2.0","result":{}})");
+  EXPECT_GT(decoding, 0U) << "the count counts";
+  EXPECT_EQ(whole, decoding);
+}
+
+TEST(Server, replacesWhatIsInTheCallersReply) {
+  std::string reply = "something older";
+  EXPECT_TRUE(tinyServer().handle(R"({"id":1,"method":"ping"})", reply));
+  EXPECT_EQ(reply, R"({"id":1,"jsonrpc":"2.0","result":{}})");
+  EXPECT_TRUE(tinyServer().handle("{", reply));
+  EXPECT_EQ(reply, parseError);
+  EXPECT_FALSE(tinyServer().handle(R"({"method":"notifications/initialized"})", reply));
+  EXPECT_EQ(reply, "");
+}
+
+TEST(Server, dropsWhatAToolWroteBeforeItFailed) {
+  const auto written = [](const JSON::Object& arguments, ResultText& text) {
+    text.reserve(20);
+    text.append("some \"text\"");
+    const JSON* how = arguments.find("how");
+    const std::string_view kind = how && how->string() ? *how->string() : "";
+    if (kind == "invalid") throw RPCError::invalidParams("It \"failed\".");
+    if (kind == "platform") throw std::runtime_error("The disk is full.");
+    if (kind == "odd") throw 7;
+    text.append(", \xFF\n");
+  };
+  const Server server("s", {Tool("write", "", schema({}, {}), written)});
+  const struct {
+    std::string_view how;
+    std::string_view text;
+    bool isError;
+  } rows[] = {
+      {"well", "some \"text\", \uFFFD\n", false},
+      {"invalid", "It \"failed\".", true},
+      {"platform", "The disk is full.", true},
+      {"odd", "The tool failed without saying why.", true},
+  };
+  for (const auto& row : rows) {
+    const JSON params = JSON::Object{{"name", "write"}, {"arguments", JSON::Object{{"how", row.how}}}};
+    EXPECT_EQ(server.handle(R"({"id":1,"method":"tools/call","params":)" + params.encoded() + "}"),
+              R"({"id":1,"jsonrpc":"2.0","result":)" + toolResult(row.text, row.isError).encoded() + "}")
+        << row.how;
+  }
+}
+
+TEST(Server, answersNullIfASchemaHoldsWhatIsNoNumberOfJSON) {
+  const Server server("s", {Tool("odd", "", JSON(std::nan("")), [](const JSON::Object&) { return std::string(); })});
+  EXPECT_EQ(server.handle(R"({"id":1,"method":"tools/list"})"), "null");
 }
 
 TEST(Server, runsAToolOncePerCall) {

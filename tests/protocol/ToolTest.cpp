@@ -74,5 +74,30 @@ TEST(ToolResult, holdsOneTextAndSaysWhetherItIsAnError) {
             R"({"content":[{"text":"a \"b\"\n","type":"text"}],"isError":true})");
 }
 
+TEST(Tool, returnsTheTextThatItWrites) {
+  const Tool returning("a", "", schema({}, {}), [](const JSON::Object&) { return std::string("a \"b\""); });
+  const Tool writing("a", "", schema({}, {}), [](const JSON::Object&, ResultText& text) {
+    text.reserve(100);
+    text.append("a ");
+    text.append("\"b\"\xFF");
+  });
+  EXPECT_EQ(returning.run({}), "a \"b\"");
+  EXPECT_EQ(returning.writer(), nullptr);
+  EXPECT_EQ(writing.run({}), "a \"b\"\xFF");
+  EXPECT_NE(writing.writer(), nullptr);
+}
+
+TEST(ResultText, appendsToWhatIsThereInItsForm) {
+  for (const auto& [form, expected] : {std::pair(ResultText::Form::plain, "before \"\n\xFF\""),
+                                       std::pair(ResultText::Form::escaped, "before \\\"\\n\uFFFD\\\"")}) {
+    std::string out = "before ";
+    ResultText text(out, form);
+    text.append("\"\n\xFF");
+    text.append("");
+    text.append("\"");
+    EXPECT_EQ(out, expected);
+  }
+}
+
 }  // namespace
 }  // namespace kelvane

@@ -3,6 +3,10 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "protocol/JSON.h"
 #include "tests/support/Random.h"
@@ -187,6 +191,62 @@ TEST(JSONEncoding, everyValueReadsBackAsItself) {
     ASSERT_TRUE(back) << text;
     ASSERT_EQ(*back, value) << text;
     ASSERT_EQ(back->encoded(), text);
+  }
+}
+
+TEST(JSONEncoding, isAppendedToWhatIsThere) {
+  auto generator = tests::seededGenerator();
+  std::string all = "before ";
+  for (int i = 0; i < 200; ++i) {
+    const JSON value = randomValue(generator, 3);
+    const std::string before = all;
+    ASSERT_TRUE(value.appendEncoded(all));
+    ASSERT_EQ(all, before + value.encoded());
+  }
+}
+
+TEST(JSONEncoding, appendsNothingIfANumberCannotBeWritten) {
+  const std::string large(10000, 'x');
+  for (const JSON& value : {JSON(notANumber), JSON(JSON::Array{large, JSON::Object{{"a", infinity}}})}) {
+    std::string text = "before";
+    EXPECT_FALSE(value.appendEncoded(text));
+    EXPECT_EQ(text, "before");
+  }
+}
+
+/// Texts of many sizes, with few escapes and with nothing but escapes, also where one step of writing ends.
+std::vector<std::string> texts() {
+  std::vector<std::string> all;
+  for (const std::size_t size : std::initializer_list<std::size_t>{0, 1, 7, 15, 16, 17, 681, 682, 683, 4095, 16383,
+                                                                   16384, 16385, 100000, 3000000}) {
+    for (const std::string_view pattern :
+         {"x"sv, "\n"sv, "\x01"sv, "a\"b"sv, "caf\u00E9 \\"sv, "\xFF"sv, "\xE2\x82"sv, "\0\t"sv}) {
+      std::string text;
+      while (text.size() < size) text.append(pattern);
+      all.push_back(std::move(text));
+    }
+    // The escapes come late, when little room was expected to be needed.
+    all.push_back(std::string(size, 'x') + std::string(size, '\x1F'));
+  }
+  return all;
+}
+
+TEST(JSONEncoding, escapesATextAsItIsWrittenInAValue) {
+  for (const std::string& text : texts()) {
+    std::string escaped = "\"";
+    JSON::appendEscaped(text, escaped);
+    escaped += '"';
+    ASSERT_TRUE(escaped == JSON(text).encoded()) << text.size() << testing::PrintToString(text.substr(0, 20));
+  }
+}
+
+TEST(JSONEncoding, escapesWhatWasEscaped) {
+  for (const std::string& text : texts()) {
+    const std::string once = JSON(text).encoded();
+    std::string twice = "\"";
+    JSON::appendEscaped(once, twice);
+    twice += '"';
+    ASSERT_TRUE(JSON::decoded(twice) == JSON(once)) << text.size() << testing::PrintToString(text.substr(0, 20));
   }
 }
 
