@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -24,32 +25,66 @@ namespace {
 struct Level {
   std::vector<ScriptItem> items;
   std::size_t next = 0;
-  JSON::Array entries{};
 };
 
-JSON::Array tree(std::vector<ScriptItem> items) {
+// How long the listing of the tree is, if nothing in it needs an escape.
+std::size_t expectedSize(const std::vector<ScriptItem>& items) {
+  constexpr std::size_t sizeOfEntry = std::string_view(R"({\"id\":\"\",\"kind\":\"script\",\"name\":\"\"},)").size();
+  std::size_t size = 0;
+  std::vector<const std::vector<ScriptItem>*> left{&items};
+  while (!left.empty()) {
+    const std::vector<ScriptItem>& folder = *left.back();
+    left.pop_back();
+    for (const ScriptItem& item : folder) {
+      size += sizeOfEntry + item.identifier.size() + item.name.size();
+      if (item.children) left.push_back(&*item.children);
+    }
+  }
+  return size;
+}
+
+// Writes the tree as the array of objects that it is in JSON, without making those: there may be very many. The members
+// of an object are in the order of their keys, so a folder's children come first.
+void writeTree(std::vector<ScriptItem> items, ResultText& text) {
+  constexpr std::size_t longPiece = 4096;
+  text.reserve(expectedSize(items));
+  std::string piece = "[";
+  const auto writeMembers = [&piece](const ScriptItem& item) {
+    piece.append(R"("id":")");
+    JSON::appendEscaped(item.identifier, piece);
+    piece.append(item.kind == ScriptItem::Kind::folder ? R"(","kind":"folder","name":")"
+                                                       : R"(","kind":"script","name":")");
+    JSON::appendEscaped(item.name, piece);
+    piece.append("\"}");
+  };
   std::vector<Level> path;
   path.push_back({std::move(items)});
   while (true) {
     Level& level = path.back();
     if (level.next < level.items.size()) {
+      if (level.next > 0) piece.push_back(',');
+      piece.push_back('{');
       ScriptItem& item = level.items[level.next];
       if (item.children) {
+        piece.append(R"("children":[)");
         path.push_back({std::move(*item.children)});
       } else {
-        level.entries.append(itemSummary(item));
+        writeMembers(item);
         ++level.next;
       }
-      continue;
+    } else {
+      // The folder is complete; what is left of its own entry follows.
+      piece.push_back(']');
+      path.pop_back();
+      if (path.empty()) return text.append(piece);
+      Level& above = path.back();
+      piece.push_back(',');
+      writeMembers(above.items[above.next++]);
     }
-    // The folder is complete: it becomes an entry of the folder above.
-    JSON::Array children = std::move(level.entries);
-    path.pop_back();
-    if (path.empty()) return children;
-    Level& above = path.back();
-    auto folder = itemSummary(above.items[above.next++]);
-    folder.set("children", std::move(children));
-    above.entries.append(std::move(folder));
+    if (piece.size() >= longPiece) {
+      text.append(piece);
+      piece.clear();
+    }
   }
 }
 
@@ -86,8 +121,8 @@ Tool listScripts(std::shared_ptr<const ScriptLibrary> library) {
   return {"list_scripts",
           "The whole script library as a tree of folders and scripts. Use the \"id\" of an entry with the other tools; "
           "it is a path and it changes when anything above it is renamed.",
-          schema({}, {}), [library = std::move(library)](const JSON::Object&) {
-            return JSON(tree(library->contents(library->root()))).encoded();
+          schema({}, {}), [library = std::move(library)](const JSON::Object&, ResultText& text) {
+            writeTree(library->contents(library->root()), text);
           }};
 }
 

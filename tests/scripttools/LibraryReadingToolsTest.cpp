@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "protocol/Server.h"
 #include "tests/scripttools/Workbench.h"
 #include "tests/support/SmallStack.h"
 
@@ -90,6 +91,42 @@ TEST_F(LibraryReadingTools, listInTheLibrarysOrderWithChildrenForFoldersOnly) {
             R"("id":"b","kind":"folder","name":"b"},)"
             R"({"children":[],"id":"a","kind":"folder","name":"a"}])");
   EXPECT_EQ(listFolders(talking).run({}), R"([{"id":"b","name":"b"},{"id":"b/y","name":"y"},{"id":"a","name":"a"}])");
+}
+
+TEST_F(LibraryReadingTools, listNamesOfAnyBytesInAReplyAsInATextAlone) {
+  const std::vector<std::string> names = {"",
+                                          "\"",
+                                          "\\",
+                                          "\x01\x1f",
+                                          "line\nbreak",
+                                          "caf\xc3\xa9",
+                                          "\xff\xc3",
+                                          "\xe2\x82",
+                                          std::string(3, '\0'),
+                                          std::string(10000, '"')};
+  const auto talking = std::make_shared<TalkingLibrary>([&] {
+    std::vector<ScriptItem> items;
+    for (const std::string& name : names) {
+      items.push_back({name + ".md", name, ScriptItem::Kind::script, std::nullopt});
+      items.push_back({name, name, ScriptItem::Kind::folder, items});
+    }
+    return items;
+  });
+  const Tool tool = listScripts(talking);
+  const std::string text = tool.run({});
+  const auto decoded = JSON::decoded(text);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->encoded(), text) << "it is written as it is encoded";
+  ASSERT_EQ(decoded->items()->size(), 2 * names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const JSON& entry = (*decoded->items())[2 * i + 1];
+    EXPECT_EQ(entry["id"]->encoded(), JSON(names[i]).encoded());
+    EXPECT_EQ(entry["name"]->encoded(), JSON(names[i]).encoded());
+    EXPECT_EQ(entry["children"]->items()->size(), 2 * i + 1);
+  }
+  const Server server("s", {tool});
+  EXPECT_EQ(server.handle(R"({"id":1,"method":"tools/call","params":{"name":"list_scripts"}})"),
+            R"({"id":1,"jsonrpc":"2.0","result":)" + toolResult(text, false).encoded() + "}");
 }
 
 TEST_F(LibraryReadingTools, listLibrariesOfAnyDepthOnASmallStack) {
