@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -46,12 +47,13 @@ std::optional<std::string_view> LineReader::next() {
   std::size_t searched = 0;  // how many bytes of the line have been searched for its line feed
   const char* lineFeed = nullptr;
   do {
-    const std::string_view unsearched =
-        std::string_view(buffer_).substr(begin_ + searched, filled_ - begin_ - searched);
-    lineFeed = static_cast<const char*>(std::memchr(unsearched.data(), '\n', unsearched.size()));
-    searched += unsearched.size();
+    const std::size_t unsearched = filled_ - begin_ - searched;
+    if (unsearched > 0) {
+      lineFeed = static_cast<const char*>(std::memchr(buffer_.get() + begin_ + searched, '\n', unsearched));
+    }
+    searched += unsearched;
   } while (lineFeed == nullptr && fill());
-  std::string_view line = std::string_view(buffer_).substr(begin_, filled_ - begin_);
+  std::string_view line(buffer_.get() + begin_, filled_ - begin_);
   if (lineFeed != nullptr) {
     line = line.substr(0, static_cast<std::size_t>(lineFeed - line.data()));
     begin_ += line.size() + 1;
@@ -65,23 +67,32 @@ std::optional<std::string_view> LineReader::next() {
   return replaced_;
 }
 
+void LineReader::release() {
+  if (replaced_.capacity() > keptSize) std::string().swap(replaced_);
+  const std::size_t pending = filled_ - begin_;
+  if (begin_ > 0 && pending > 0) std::memmove(buffer_.get(), buffer_.get() + begin_, pending);
+  begin_ = 0;
+  filled_ = pending;
+  if (size_ > keptSize && pending < size_ / 4) resize(std::max(pending + readSize, pending * 2));
+}
+
+void LineReader::resize(std::size_t size) {
+  // The system moves the pages of a large buffer instead of copying them, and no byte is set to zero first.
+  void* memory = std::realloc(buffer_.get(), size);
+  if (memory == nullptr) throw std::bad_alloc();
+  static_cast<void>(buffer_.release());
+  buffer_.reset(static_cast<char*>(memory));
+  size_ = size;
+}
+
 // Reads more bytes after those that were not returned yet, and moves those to the start of the buffer first. False at
 // the end of the input.
 bool LineReader::fill() {
   if (atEnd_) return false;
-  const std::size_t pending = filled_ - begin_;
-  if (buffer_.size() > keptSize && pending < buffer_.size() / 4) {
-    std::string smaller(std::max(pending + readSize, pending * 2), '\0');
-    std::memcpy(smaller.data(), buffer_.data() + begin_, pending);
-    buffer_ = std::move(smaller);
-  } else if (begin_ > 0) {
-    std::memmove(buffer_.data(), buffer_.data() + begin_, pending);
-  }
-  begin_ = 0;
-  filled_ = pending;
-  if (buffer_.size() - filled_ < readSize) buffer_.resize(std::max(buffer_.size() * 2, filled_ + readSize));
+  release();
+  if (size_ - filled_ < readSize) resize(std::max(size_ * 2, filled_ + readSize));
   for (;;) {
-    const ssize_t count = ::read(descriptor_, buffer_.data() + filled_, buffer_.size() - filled_);
+    const ssize_t count = ::read(descriptor_, buffer_.get() + filled_, size_ - filled_);
     if (count >= 0) {
       filled_ += static_cast<std::size_t>(count);
       atEnd_ = count == 0;

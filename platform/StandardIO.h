@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,15 +30,25 @@ class LineReader {
   /// Throws std::system_error if the descriptor cannot be read, and std::bad_alloc.
   std::optional<std::string_view> next();
 
+  /// Frees the memory that only the lines returned so far needed, if it is much. Without this, `next` does it when it
+  /// reads again. The last line's view becomes invalid.
+  void release();
+
  private:
+  struct Free {
+    void operator()(char* memory) const noexcept { std::free(memory); }
+  };
+
   bool fill();
+  void resize(std::size_t size);
 
   int descriptor_;
   bool atEnd_ = false;
-  std::string buffer_;      // what was read: lines that were returned, then lines to come
-  std::size_t begin_ = 0;   // where the next line starts in buffer_
-  std::size_t filled_ = 0;  // how many bytes of buffer_ were read; the rest is room for the next read
-  std::string replaced_;    // the last line, if bytes had to be replaced
+  std::unique_ptr<char, Free> buffer_;  // what was read: lines that were returned, then lines to come
+  std::size_t size_ = 0;                // of the buffer
+  std::size_t begin_ = 0;               // where the next line starts in the buffer
+  std::size_t filled_ = 0;              // how many bytes of the buffer were read; the rest is room for the next read
+  std::string replaced_;                // the last line, if bytes had to be replaced
 };
 
 /// Writes all bytes to a file descriptor: in one write if the system accepts them at once, otherwise in as many as it

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -206,6 +207,53 @@ TEST(LineReader, freesTheMemoryOfAHugeLine) {
     EXPECT_LT(most, 5 * size) << "linear in the line, replaced or not";
     EXPECT_LT(taken() - before, std::size_t{4} << 20);
   }
+}
+
+TEST(LineReader, freesTheMemoryOfAHugeLineAtOnceIfAsked) {
+  const std::size_t size = 20 << 20;
+  const auto taken = [] { return ::mallinfo2().hblkhd; };
+  for (const char first : {'x', '\xFF'}) {
+    Pipe pipe;
+    const std::size_t before = taken();
+    std::thread writer([&] {
+      writeAll(pipe.writer(), {&first, 1});
+      writeAll(pipe.writer(), std::string(size, 'x').append("\none\ntwo\n"));
+    });
+    LineReader reader(pipe.reader());
+    EXPECT_GT(reader.next()->size(), size);
+    writer.join();
+    const std::size_t most = taken() - before;
+    reader.release();
+    if (most < size) GTEST_SKIP() << "The memory taken cannot be told with this allocator.";
+    EXPECT_LT(taken() - before, std::size_t{1} << 20);
+    EXPECT_EQ(reader.next(), "one") << "what was read already stays";
+    reader.release();
+    EXPECT_EQ(reader.next(), "two");
+    reader.release();
+    pipe.closeWriter();
+    EXPECT_EQ(reader.next(), std::nullopt);
+    reader.release();
+    EXPECT_EQ(reader.next(), std::nullopt);
+  }
+}
+
+TEST(LineReader, needsNoMoreMemoryThanWhatArrived) {
+  Pipe pipe;
+  writeAll(pipe.writer(), "a line\n");
+  const auto touched = [] {
+    ::rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt;
+  };
+  // The buffer's pages are untouched where nothing was read.
+  std::vector<LineReader> readers;
+  for (int i = 0; i < 100; ++i) readers.emplace_back(pipe.reader());
+  const auto before = touched();
+  for (LineReader& reader : readers) {
+    writeAll(pipe.writer(), "a line\n");
+    EXPECT_EQ(reader.next(), "a line");
+  }
+  EXPECT_LT(touched() - before, 100 * 8) << "a buffer has 16 pages";
 }
 
 /// The errno of the std::system_error that an attempt throws; 0 if it throws nothing.

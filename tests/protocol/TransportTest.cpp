@@ -1,12 +1,15 @@
 #include "protocol/Transport.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "tests/support/Random.h"
 #include "tests/support/RowName.h"
@@ -151,6 +154,56 @@ TEST(Transport, aReplyLeavesInOneWriteBeforeTheNextLineIsRead) {
   server.join();
   close(in[0]);
   close(out[0]);
+}
+
+/// The bytes of the machine's memory that this process has.
+std::size_t residentMemory() {
+  std::size_t size = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident;
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST(Transport, givesTheMemoryOfALargeReplyBack) {
+#if !defined(__GLIBC__) || defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "This allocator gives nothing back when asked.";
+#endif
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  GTEST_SKIP() << "This allocator gives nothing back when asked.";
+#endif
+#endif
+  // Many small pieces: an allocator keeps those for later. One of them stays to the end.
+  constexpr std::size_t pieces = 400'000, pieceSize = 100;
+  std::vector<std::size_t> resident;
+  std::string kept;
+  const Server server("s", {Tool("look", "", schema({}, {}),
+                                 [&](const JSON::Object&) {
+                                   resident.push_back(residentMemory());
+                                   return std::string();
+                                 }),
+                            Tool("large", "", schema({}, {}), [&](const JSON::Object&) {
+                              std::vector<std::string> many;
+                              for (std::size_t i = 0; i < pieces; ++i) many.emplace_back(pieceSize, 'x');
+                              kept = std::move(many.back());
+                              resident.push_back(residentMemory());
+                              return std::string(2'000'000, 'x');
+                            })});
+  int in[2];
+  ASSERT_EQ(pipe(in), 0);
+  const std::string look = R"({"id":1,"method":"tools/call","params":{"name":"look"}})"
+                           "\n";
+  const std::string large = R"({"id":1,"method":"tools/call","params":{"name":"large"}})"
+                            "\n";
+  const std::string input = look + large + look;
+  ASSERT_EQ(write(in[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
+  close(in[1]);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  Transport::run(server, in[0], nowhere);
+  close(nowhere);
+  close(in[0]);
+  ASSERT_EQ(resident.size(), 3U);
+  EXPECT_GT(resident[1], resident[0] + pieces * pieceSize) << "the memory was seen";
+  EXPECT_LT(resident[2], resident[0] + (std::size_t{4} << 20));
 }
 
 TEST(Transport, throwsWhenTheReaderIsGone) {
