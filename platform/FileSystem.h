@@ -1,5 +1,7 @@
 #pragma once
 
+#include <climits>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -16,6 +18,9 @@
 /// called from several threads at once. Nothing is promised about later: another program may change the disk as soon as
 /// an operation returns, so what was checked must still be opened without following links.
 namespace kelvane::filesystem {
+
+/// The size of the longest path that the system opens. A longer one names nothing.
+inline constexpr std::size_t longestPath = PATH_MAX - 1;  // without the NUL at its end
 
 enum class EntryKind { file, directory };
 

@@ -1,5 +1,7 @@
 #include "scripttools/Resolution.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "platform/FileSystem.h"
@@ -9,6 +11,7 @@
 ///
 /// 1. The string is checked before the disk is touched. An absolute path is refused, and so is a piece ".." even if it
 ///    would stay inside: behind a symbolic link, ".." means the parent of the link's target.
+///    A path that is longer than the system permits names nothing, whatever links are on it.
 /// 2. The root, and the root joined with the identifier, are both resolved to paths without symbolic links. Links may
 ///    lead anywhere inside the library. Both sides are resolved alike, so a root that is reached through a link works.
 /// 3. The two are compared as bytes: the path must be the root or start with the root and "/". The slash keeps out a
@@ -27,22 +30,45 @@ using quorvel::ScriptLibrary;
 
 namespace {
 
-std::string inQuotes(std::string_view identifier) {
-  return std::string("\"").append(identifier).append("\"");
+// The sentence with the identifier in quotes in it, as it was sent: it may have megabytes, so it is copied once.
+RPCError failure(std::string_view before, std::string_view identifier, std::string_view after) {
+  std::string sentence;
+  sentence.reserve(before.size() + identifier.size() + after.size() + 2);
+  sentence.append(before).append("\"").append(identifier).append("\"").append(after);
+  return RPCError::invalidParams(std::move(sentence));
 }
 
 RPCError notInside(std::string_view identifier) {
-  return RPCError::invalidParams(inQuotes(identifier) + " is not inside the library");
+  return failure("", identifier, " is not inside the library");
+}
+
+RPCError nothingAt(std::string_view identifier) {
+  return failure("Nothing at ", identifier, "");
 }
 
 // Whether a piece is "..". A piece such as "..." or "..a" is an ordinary name.
 bool hasPieceThatClimbs(std::string_view identifier) {
+  if (identifier.find("..") == std::string_view::npos) return false;
   while (true) {
     const std::size_t slash = identifier.find('/');
     if (identifier.substr(0, slash) == "..") return true;
     if (slash == std::string_view::npos) return false;
     identifier.remove_prefix(slash + 1);
   }
+}
+
+// Whether the root joined with the identifier is longer than any path that the system opens, without empty pieces and
+// ".". Reads no further than it must.
+bool isTooLong(std::string_view identifier, const std::string& root) {
+  std::size_t size = root.size();
+  for (std::size_t at = 0; at < identifier.size();) {
+    const std::size_t end = std::min(identifier.find('/', at), identifier.size());
+    const std::string_view piece = identifier.substr(at, end - at);
+    if (!piece.empty() && piece != ".") size += 1 + piece.size();
+    if (size > filesystem::longestPath) return true;
+    at = end + 1;
+  }
+  return false;
 }
 
 bool isInside(const std::string& path, const std::string& root) {
@@ -64,11 +90,12 @@ std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& l
 
 std::string locate(std::string_view identifier, const ScriptLibrary& library) {
   if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
+  std::string root = filesystem::standardized(library.root());
+  if (isTooLong(identifier, root)) throw nothingAt(identifier);
   std::string path = library.root().native();
   path = filesystem::standardized(path.append("/").append(identifier));
   std::string candidate = filesystem::resolvingSymbolicLinks(path);
   // A path that stays as it is has no link in it, and so neither has the root, which is its beginning.
-  std::string root = filesystem::standardized(library.root());
   if (candidate != path) root = filesystem::resolvingSymbolicLinks(root);
   if (!isInside(candidate, root)) throw notInside(identifier);
   return candidate;
@@ -77,13 +104,13 @@ std::string locate(std::string_view identifier, const ScriptLibrary& library) {
 ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
   const auto path = locate(identifier, library);
   const auto kind = filesystem::entry(path);
-  if (!kind) throw RPCError::invalidParams("Nothing at " + inQuotes(identifier));
+  if (!kind) throw nothingAt(identifier);
   const std::filesystem::path file(path);
   if (*kind == filesystem::EntryKind::directory) {
     return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
   }
   if (extensionOf(file) != library.fileExtension()) {
-    throw RPCError::invalidParams(inQuotes(identifier) + " is not a script");
+    throw failure("", identifier, " is not a script");
   }
   return {library.identifier(file), file.stem().string(), ScriptItem::Kind::script, std::nullopt};
 }
@@ -91,7 +118,7 @@ ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
 ScriptItem scriptAt(std::string_view identifier, const ScriptLibrary& library) {
   auto item = itemAt(identifier, library);
   if (item.kind != ScriptItem::Kind::script) {
-    throw RPCError::invalidParams(inQuotes(identifier) + " is a folder, not a script");
+    throw failure("", identifier, " is a folder, not a script");
   }
   return item;
 }
@@ -100,7 +127,7 @@ std::optional<std::string> folderAt(const std::optional<std::string_view>& ident
   if (!identifier) return std::nullopt;
   auto item = itemAt(*identifier, library);
   if (item.kind != ScriptItem::Kind::folder) {
-    throw RPCError::invalidParams(inQuotes(*identifier) + " is a script, not a folder");
+    throw failure("", *identifier, " is a script, not a folder");
   }
   return std::move(item.identifier);
 }

@@ -21,9 +21,9 @@
 /// it without following links, and writing tools resolve again while they hold the lock.
 namespace kelvane {
 
-/// The path that the identifier names, with every symbolic link followed. Nothing need exist there, and the path may be
-/// longer than the system permits. Throws if it leads out of the library: for an absolute path, a piece "..", or a link
-/// to somewhere else.
+/// The path that the identifier names, with every symbolic link followed. Nothing need exist there. Throws if it leads
+/// out of the library: for an absolute path, a piece "..", or a link to somewhere else. Also throws if the path is
+/// longer than the system permits before links are followed: nothing can be there.
 std::string locate(std::string_view identifier, const quorvel::ScriptLibrary& library);
 
 /// The script or folder that the identifier names, without children. Also throws if nothing is there, or a file that is

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/FileSystem.h"
 #include "protocol/RPCError.h"
 #include "tests/scripttools/Workbench.h"
 
@@ -202,6 +203,42 @@ TEST_F(Resolution, followsLinksOfLinks) {
   std::filesystem::remove(root / "third");
   std::filesystem::create_symlink("../Outside", root / "third");
   EXPECT_EQ(item("first", *library), outside("first"));
+}
+
+TEST_F(Resolution, findsNothingAtAPathThatTheSystemCannotOpen) {
+  std::filesystem::create_directory_symlink(".", root / "here");
+  std::filesystem::create_directory_symlink("../Outside", root / "out");
+  std::string longest;  // the longest path that the system opens
+  while (true) {
+    const std::size_t left = filesystem::longestPath - root.native().size() - longest.size();
+    if (left == 0) break;
+    // Each piece leaves nothing, or room for another one.
+    longest += '/' + std::string(left <= 200 ? left - 1 : left == 201 ? 100 : 199, 'x');
+  }
+  std::filesystem::create_directories(root.native() + longest);
+  longest.erase(0, 1);
+  std::string here = "here", out = "out";
+  while (here.size() <= filesystem::longestPath) here += "/here";
+  while (out.size() <= filesystem::longestPath) out += "/x";
+  const std::string emptyPieces(2 * filesystem::longestPath, '/');
+  const struct {
+    std::string_view description;
+    std::string identifier;
+    std::string expected;
+  } cases[] = {
+      {"the longest", longest,
+       "folder <" + longest + "> called <" + std::string(longest, longest.rfind('/') + 1) + ">"},
+      {"one byte more", longest + "x", nothing(longest + "x")},
+      {"a link that leads back, followed again and again", here, nothing(here)},
+      {"behind a link that leads out", out, nothing(out)},
+      {"a way up in it", here + "/..", outside(here + "/..")},
+      {"long only because of empty pieces", "Scenes" + emptyPieces + "Intro.md",
+       "script <Scenes/Intro.md> called <Intro>"},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.description);
+    EXPECT_EQ(item(each.identifier, *library), each.expected);
+  }
 }
 
 // A library that returns the right identifiers for every spelling of its root.

@@ -75,6 +75,12 @@ TEST(Normalization, compositionStartsOnlyWhereUnicodePermitsIt) {
   EXPECT_GT(starts, 1'100'000u) << "most scalars do";
 }
 
+std::string repeated(std::string_view text, std::size_t times) {
+  std::string result;
+  while (times-- > 0) result.append(text);
+  return result;
+}
+
 TEST(Normalization, stringsAreEquivalentIfTheirCanonicalFormsAreEqual) {
   const struct {
     const char* what;
@@ -103,6 +109,11 @@ TEST(Normalization, stringsAreEquivalentIfTheirCanonicalFormsAreEqual) {
       {"bytes that are no UTF-8 are compared as they are", "e\u0301\xFF", "\u00E9\xFF", false},
       {"also when one text alone has them", "e\u0301", "e\u0301\xFF", false},
       {"U+FFFD is not what it may stand for", "\uFFFD", "\xFF", false},
+      {"a sign of three bytes that is a letter of one", repeated("\u212A", 100), repeated("K", 100), true},
+      {"letters that decompose to three times their bytes", repeated("\u0390", 100),
+       repeated("\u03B9\u0308\u0301", 100), true},
+      {"a short text and very many marks", "e\u0301", "e" + repeated("\u0301", 100000), false},
+      {"nothing and very many marks", "", repeated("\u0301", 100000), false},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(equivalent(row.left, row.right), row.equivalent) << row.what;
