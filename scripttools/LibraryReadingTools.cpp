@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/FreeMemory.h"
 #include "scripttools/ItemSummary.h"
 #include "scripttools/Resolution.h"
 #include "scripttools/SavedMoment.h"
@@ -47,6 +48,10 @@ std::size_t expectedSize(const std::vector<ScriptItem>& items) {
 // of an object are in the order of their keys, so a folder's children come first.
 void writeTree(std::vector<ScriptItem> items, ResultText& text) {
   constexpr std::size_t longPiece = 4096;
+  // The items of a folder are freed when it is complete. So that a large reply takes their place instead of being added
+  // to them, their memory is given back meanwhile.
+  constexpr std::size_t betweenReturns = 2 * 1024 * 1024;
+  std::size_t sinceReturn = 0;
   text.reserve(expectedSize(items));
   std::string piece = "[";
   const auto writeMembers = [&piece](const ScriptItem& item) {
@@ -83,7 +88,12 @@ void writeTree(std::vector<ScriptItem> items, ResultText& text) {
     }
     if (piece.size() >= longPiece) {
       text.append(piece);
+      sinceReturn += piece.size();
       piece.clear();
+    }
+    if (sinceReturn >= betweenReturns) {
+      returnFreeMemory();
+      sinceReturn = 0;
     }
   }
 }

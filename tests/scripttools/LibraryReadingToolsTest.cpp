@@ -6,13 +6,17 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "platform/FreeMemory.h"
 #include "protocol/Server.h"
 #include "tests/scripttools/Workbench.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Memory.h"
 #include "tests/support/SmallStack.h"
 
 namespace kelvane::tests {
@@ -127,6 +131,46 @@ TEST_F(LibraryReadingTools, listNamesOfAnyBytesInAReplyAsInATextAlone) {
   const Server server("s", {tool});
   EXPECT_EQ(server.handle(R"({"id":1,"method":"tools/call","params":{"name":"list_scripts"}})"),
             R"({"id":1,"jsonrpc":"2.0","result":)" + toolResult(text, false).encoded() + "}");
+}
+
+TEST_F(LibraryReadingTools, listInTheMemoryOfTheItemsAndLittleMore) {
+  const auto talking = std::make_shared<TalkingLibrary>([] {
+    std::vector<ScriptItem> items;
+    for (int number = 0; number < 5000; ++number) {
+      const std::string id = "A folder among many others " + std::to_string(number);
+      std::vector<ScriptItem> inside;
+      for (int script = 0; script < 20; ++script) {
+        const std::string name = "A script of the usual length " + std::to_string(script);
+        inside.push_back({id + '/' + name + ".md", name, ScriptItem::Kind::script, std::nullopt});
+      }
+      items.push_back({id, id, ScriptItem::Kind::folder, std::move(inside)});
+    }
+    return items;
+  });
+  const Server server("s", {listScripts(talking)});
+  if (!memoryCanBeTold() || !forgetPeakOfMemory() || !returnFreeMemory()) {
+    GTEST_SKIP() << "Memory is not given back or not told here.";
+  }
+  // In a process of its own, which has no free memory to begin with that other tests left.
+  const std::string most = inChild([&] {
+    returnFreeMemory();
+    forgetPeakOfMemory();
+    const std::size_t before = residentMemory();
+    const std::vector<ScriptItem> items = talking->contents("");
+    return std::to_string(peakOfMemory() - before);
+  });
+  const std::string listed = inChild([&] {
+    returnFreeMemory();
+    forgetPeakOfMemory();
+    const std::size_t before = residentMemory();
+    const auto reply = server.handle(R"({"id":1,"method":"tools/call","params":{"name":"list_scripts"}})");
+    return std::to_string(peakOfMemory() - before) + ' ' + std::to_string(reply->size());
+  });
+  std::size_t items = std::stoul(most), peak = 0, reply = 0;
+  std::istringstream(listed) >> peak >> reply;
+  EXPECT_GT(items, reply) << "the memory was seen";
+  EXPECT_GT(peak, items);
+  EXPECT_LT(peak, items + reply / 2) << "the reply takes the place of the items that are in it";
 }
 
 TEST_F(LibraryReadingTools, listLibrariesOfAnyDepthOnASmallStack) {
