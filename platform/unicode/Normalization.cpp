@@ -231,7 +231,9 @@ bool equivalent(std::string_view left, std::string_view right) noexcept {
   // least one, and a scalar has one to four bytes. So a string of megabytes is compared with short ones in no time.
   constexpr std::size_t mostBytesPerByte = 16;
   if (left.size() / mostBytesPerByte > right.size() || right.size() / mostBytesPerByte > left.size()) return false;
-  return left == right || order(left, right) == 0;
+  if (left == right) return true;
+  const bool areASCII = isASCII(left) && isASCII(right);  // then they are their own canonical forms
+  return !areASCII && order(left, right) == 0;
 }
 
 std::strong_ordering order(std::string_view left, std::string_view right) noexcept {
