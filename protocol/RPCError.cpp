@@ -13,7 +13,8 @@ RPCError RPCError::invalidRequest() {
 }
 
 RPCError RPCError::methodNotFound(std::string_view method) {
-  return {-32601, std::string("No such method: ").append(method)};
+  std::string message = "No such method: ";
+  return {-32601, std::move(message.append(method))};
 }
 
 RPCError RPCError::invalidParams(std::string message) {

@@ -29,6 +29,26 @@ const JSON::Object& membersOf(const JSON* value) noexcept {
   return members ? *members : none;
 }
 
+/// The members of a message that the server reads; nullptr for each that is missing.
+struct Request {
+  const JSON* id = nullptr;
+  const JSON* method = nullptr;
+  const JSON* params = nullptr;
+};
+
+/// Reads the members in one pass, which takes less than three searches in the four that most messages have. No other
+/// string is canonically equivalent to one of these keys, so they are compared as bytes.
+Request requestIn(const JSON& message) {
+  Request request;
+  for (const JSON::Member& member : membersOf(&message)) {
+    const std::string_view key = member.key();
+    if (key == "id") request.id = &member.value();
+    if (key == "method") request.method = &member.value();
+    if (key == "params") request.params = &member.value();
+  }
+  return request;
+}
+
 JSON initializeResult(const std::string& name, const JSON::Object& params) {
   // The server speaks only what all versions have in common, so it accepts the version that the client proposes.
   const JSON* proposed = params.find("protocolVersion");
@@ -52,7 +72,8 @@ const Tool& toolOf(const JSON::Object& params, const std::vector<Tool>& tools) {
   for (const Tool& tool : tools) {
     if (unicode::equivalent(tool.name(), name)) return tool;
   }
-  throw RPCError::invalidParams(std::string("No such tool: ").append(name));
+  std::string message = "No such tool: ";
+  throw RPCError::invalidParams(std::move(message.append(name)));
 }
 
 /// Appends what `toolResult` describes. The text is written once, where it leaves from.
@@ -111,11 +132,11 @@ bool Server::handle(std::string_view line, std::string& reply) const {
   reply.clear();
   const std::optional<JSON> message = JSON::decoded(line);
   if (!message) return replaceByError(RPCError::parse(), nullptr, reply);
-  const JSON* id = (*message)["id"];  // one that is null is an id, too
-  const JSON* member = (*message)["method"];
-  const auto method = member ? member->string() : std::nullopt;
+  const Request request = requestIn(*message);
+  const JSON* const id = request.id;  // one that is null is an id, too
+  const auto method = request.method ? request.method->string() : std::nullopt;
   if (!method) return replaceByError(RPCError::invalidRequest(), id, reply);
-  const JSON::Object& params = membersOf((*message)["params"]);
+  const JSON::Object& params = membersOf(request.params);
   try {
     reply.push_back('{');
     appendID(id, reply);
