@@ -66,10 +66,16 @@ void FileCopies::make(const std::string& text, int folder, Found& found) {
   copy->write(text);
   copy->flush();
   made_ = copy->identity();
-  while (!copy->takeFreeName(found.name)) {
+  // Other programs may take a name between the look and the naming; a disk may not know what it has.
+  constexpr int mostAttempts = 100;
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+    if (copy->takeFreeName(found.name)) return;
     found = find(folder, text);
     if (found.isThere) return;  // another change of ours saved the same text at the same moment
   }
+  throw FileError(inQuotes(pathOf(firstName_).native()) +
+                  " could not be written, because each name that was free was taken when it was to be used. Check the "
+                  "disk and try again.");
 }
 
 void FileCopies::trySaving(const std::string& text) const {

@@ -34,7 +34,8 @@ class FileCopies {
              const SystemCalls& calls = SystemCalls::ofTheSystem());
 
   /// Returns when a copy with this text is on the disk: an existing one, or a new one. Does nothing if the text is not
-  /// wanted. Throws FileError if no copy can be made, also if there are 10,000 already.
+  /// wanted. Throws FileError if no copy can be made, also if there are 10,000 already, or if names that
+  /// were free turn out to be taken a hundred times.
   void save(const std::string& text);
 
   /// Throws what `save` would throw, as far as that can be told, and makes nothing.

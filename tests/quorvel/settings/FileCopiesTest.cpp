@@ -239,6 +239,22 @@ TEST(FileCopies, aNameThatAnotherProgramUsesMeanwhileIsSkipped) {
   EXPECT_EQ(got(folder.path() / "f.copy-2"), "old");
 }
 
+TEST(FileCopies, aDiskThatTakesEachFreeNameEndsTheChange) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.path() / "f";
+  put(file, "old");
+  StagedCalls calls;
+  calls.saysThatNamesAreTaken = true;
+  FileCopies copies = copiesOf(file, calls);
+  EXPECT_EQ(errorOf([&] { changeFile(copies, to("new")); }),
+            '"' + file.native() +
+                ".copy\" could not be written, because each name that was free was taken when it was to be used. Check "
+                "the disk and try again.");
+  EXPECT_EQ(got(file), "old");
+  EXPECT_EQ(copies.last(), std::nullopt);
+  EXPECT_EQ(entries(folder.path()), 1U);
+}
+
 // Each process adds one line at a time; every text that was the file's is in a copy, but the last one.
 TEST(FileCopies, manyProcessesLoseNoText) {
   const TemporaryFolder folder(kelvane::tests::folderInMemory());

@@ -61,6 +61,7 @@ class StagedCalls : public SystemCalls {
   bool hasExchange = true;
   bool deniesExchange = false;  // an exchange is made and said to have failed
   bool hasFreeRename = true;
+  bool saysThatNamesAreTaken = false;  // of each free name, when it is to be used
   bool hasRename = true;
   int failingWrite = 0;
   int failingFlushOfFiles = 0;
@@ -95,6 +96,7 @@ class StagedCalls : public SystemCalls {
   int renameToFreeName(int folder, const char* from, const char* other) const noexcept override {
     beforeEach();
     beforeSwap();
+    if (saysThatNamesAreTaken) return errno = EEXIST, -1;
     return hasFreeRename ? SystemCalls::renameToFreeName(folder, from, other) : (errno = EINVAL, -1);
   }
   int link(int folder, const char* from, const char* other) const noexcept override {
