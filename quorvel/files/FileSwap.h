@@ -45,8 +45,9 @@ class FileSwap {
 
   /// Puts what came out back in its place, on the disk for good. If another program saved there meanwhile, onto the new
   /// file or by a file of its own, the two are swapped until what comes out is what went in just before: what was saved
-  /// last is in its place then. Swaps at most nine times, and reads what came out each time. Called once, after `make`.
-  Undone undo();
+  /// last is in its place then. Swaps at most nine times, and reads what came out each time. Where there is no memory
+  /// for that, the reason is ENOMEM. Called once, after `make`.
+  Undone undo() noexcept;
 
  private:
   /// What has the temporary name.
@@ -56,8 +57,8 @@ class FileSwap {
     std::error_code error;
   };
 
-  std::error_code exchange(const std::optional<FileIdentity>& goingIn) const;
-  Content look() const;
+  std::error_code exchange(const std::optional<FileIdentity>& goingIn) const noexcept;
+  Content look() const noexcept;
 
   const SystemCalls& calls_;
   const int folder_;

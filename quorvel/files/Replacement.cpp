@@ -6,6 +6,7 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -99,7 +100,7 @@ class Replacement {
       keepTextOf(openFile(fresh_->name()));
       requireFolderInPlace();  // for the text that was kept as well
     } catch (const std::exception& failure) {
-      undo(swap, failure.what());
+      undo(swap, failure);
       throw;
     }
     fresh_->remove();
@@ -117,26 +118,31 @@ class Replacement {
   }
 
   // Returns if all is as it was before. Where other programs have saved meanwhile, what they saved before the last
-  // waits for the next writer; `why` is the sentences on what the undoing is for.
-  void undo(FileSwap& swap, const std::string& why) const {
+  // waits for the next writer; `cause` is what the undoing is for.
+  void undo(FileSwap& swap, const std::exception& cause) const {
     const FileSwap::Undone undone = swap.undo();
     switch (undone.how) {
       case FileSwap::Undone::done:
         return;
       case FileSwap::Undone::savedMeanwhile:
-        throw LibraryError(why + " Another program has opened " + inQuotes(file_.shownName) +
+        throw LibraryError(sentencesOn(cause) + " Another program has opened " + inQuotes(file_.shownName) +
                            " to save it meanwhile, so what it saved, or the new text, is in its place. What was there "
                            "just before" +
                            nextChange);
       case FileSwap::Undone::savedAllTheTime:
         throw LibraryError(
-            why + " Other programs keep " + inQuotes(file_.shownName) +
+            sentencesOn(cause) + " Other programs keep " + inQuotes(file_.shownName) +
             " open to save it, so nobody can tell which text is the last. One is in its place. The other" + nextChange);
       case FileSwap::Undone::notTakenOut:
         throw notTakenOut(undone.error);
       case FileSwap::Undone::unclear:
         throw hidden(undone.error);
     }
+  }
+
+  std::string sentencesOn(const std::exception& cause) const {
+    const bool isMemory = dynamic_cast<const std::bad_alloc*>(&cause) != nullptr;
+    return isMemory ? failed(std::make_error_code(std::errc::not_enough_memory)).what() : cause.what();
   }
 
   std::string inPlace() const { return "The new text of " + inQuotes(file_.shownName) + " is in its place"; }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -137,8 +138,13 @@ class Change {
     FileSwap swap(calls_, folder_.get(), name_, *fresh_, after_);
     if (swap.make()) return renameOver();
     isInPlace_ = true;
-    if (seenText(fresh_->name()) != before_) return putBack(swap);
-    fresh_->remove();
+    try {
+      if (seenText(fresh_->name()) == before_) return fresh_->remove();
+    } catch (const std::bad_alloc&) {
+      putBack(swap);
+      throw notWritten(std::make_error_code(std::errc::not_enough_memory));
+    }
+    putBack(swap);
   }
 
   // What came out is not the old text, or could not be read. What other programs saved last goes back.

@@ -9,9 +9,11 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
+#include "tests/quorvel/ScarceMemory.h"
 #include "tests/quorvel/SystemAbilities.h"
 #include "tests/support/RowName.h"
 #include "tests/support/TemporaryFolder.h"
@@ -153,6 +155,52 @@ TEST_F(FileSwaps, areUndoneOnTheDiskBeforeTheNewFileIsDeleted) {
     EXPECT_EQ(got("f"), "old");
     fresh.reset();
     EXPECT_EQ(entries(), hasFlush ? 2 : 3) << "what is not on the disk for good keeps the new file";
+  }
+}
+
+// A text that could not be read is no text that another program saved.
+TEST_F(FileSwaps, areUndoneWithoutMemoryForTheTexts) {
+  const std::string old(100'000, 'o');
+  const std::string text(100'000, 'n');
+  const std::string theirs = "theirs";
+  const struct {
+    const char* description;
+    int failing;  // the exchange that fails, or 0
+    int theirs;   // the exchange before which another program saves, and there is memory again; or 0
+    decltype(FileSwap::Undone::how) how;
+    int error;
+    const std::string& inPlace;
+    const std::string& hidden;
+  } cases[] = {
+      {"no other program", 0, 0, Undone::unclear, ENOMEM, old, text},
+      {"no way back", 2, 0, Undone::notTakenOut, EIO, text, old},
+      {"a save that can be read", 0, 2, Undone::unclear, ENOMEM, theirs, old},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    put("f", old);
+    std::optional<kelvane::tests::ScarceMemory> scarce;
+    calls_ = StagedSwaps();
+    calls_.before = [&](int time) {
+      if (time == row.theirs) scarce.reset(), save(theirs, Saving::byRenaming);
+      return time == row.failing ? EIO : 0;
+    };
+    auto fresh = TemporaryFile::make(calls_, opened_.get(), "f");
+    fresh->write(text);
+    FileSwap swap(calls_, opened_.get(), "f", *fresh, text);
+    ASSERT_FALSE(swap.make());
+    scarce.emplace();
+    FileSwap::Undone undone{Undone::done};
+    EXPECT_NO_THROW(undone = swap.undo());
+    scarce.reset();
+    EXPECT_EQ(undone.how, row.how);
+    EXPECT_EQ(undone.error.value(), row.error);
+    EXPECT_EQ(got("f").substr(0, 6), row.inPlace.substr(0, 6));
+    EXPECT_EQ(got(fresh->name()).substr(0, 6), row.hidden.substr(0, 6));
+    const std::string name = fresh->name();
+    fresh.reset();
+    EXPECT_EQ(entries(), 3);
+    fs::remove(folder_.path() / name);
   }
 }
 

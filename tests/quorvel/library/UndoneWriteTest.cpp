@@ -4,8 +4,11 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <new>
+#include <optional>
 #include <string>
 
+#include "tests/quorvel/ScarceMemory.h"
 #include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/library/OtherPrograms.h"
 #include "tests/support/ChildProcess.h"
@@ -140,6 +143,70 @@ TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
   }
   EXPECT_GE(deaths, 7);
   EXPECT_GE(thirdSaves, 3);
+}
+
+TEST_F(UndoneWrite, saysWhereTheTextsAreWithoutTheMemoryToReadThem) {
+  const std::string big(100'000, 'o');
+  const std::string text(100'000, 'n');
+  const std::string hidden =
+      " is in a hidden file beside the script, and the next change of the script takes it into the version history.";
+  const std::string mayBeHidden =
+      "\"Talk.md\" could not be written, because the system is out of memory. Close some programs and try again. What "
+      "another program may have saved there at the same moment" +
+      hidden;
+  const struct {
+    const char* description;
+    std::size_t failures;  // of allocations, from the first exchange on
+    bool canChangeBack;
+    bool isSavedMeanwhile;
+    std::string sentence;
+    std::string inPlace;
+    std::size_t leftovers;
+  } cases[] = {
+      {"no memory, and the files change back", 9, true, false, mayBeHidden, big, 1},
+      {"they cannot change back", 9, false, false,
+       "The new text of \"Talk.md\" is in its place and could not be taken out again, because the disk reports an "
+       "error. Check the disk. What was there just before" +
+           hidden,
+       text, 1},
+      {"no memory for one text", 1, true, false, "(no memory)", big, 0},
+      {"another program saves meanwhile", 1, true, true,
+       "\"Talk.md\" could not be written, because the system is out of memory. Close some programs and try again." +
+           savedMeanwhile,
+       "theirs", 1},
+      {"and there is no memory for the text before", 2, true, true, mayBeHidden, "theirs", 1},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    saveByRenaming(big);
+    std::optional<kelvane::tests::ScarceMemory> scarce;
+    calls.before = [&, exchanges = 0](std::string_view call) mutable {
+      if (call != "exchange") return 0;
+      if (++exchanges == 1) scarce.emplace(row.failures);
+      if (exchanges != 2) return 0;
+      if (row.isSavedMeanwhile) saveByRenaming(row.inPlace);
+      return row.canChangeBack ? 0 : EIO;
+    };
+    std::string said;
+    try {
+      library.write(text, script("Talk.md"));
+    } catch (const std::bad_alloc&) {
+      said = "(no memory)";
+    } catch (const LibraryError& error) {
+      said = error.what();
+    }
+    EXPECT_GT(scarce->failed(), 0U);
+    scarce.reset();
+    EXPECT_EQ(said, row.sentence);
+    EXPECT_EQ(bytesOf("Talk.md").substr(0, 6), row.inPlace.substr(0, 6));
+    EXPECT_EQ(leftovers(), row.leftovers);
+
+    calls.before = [](std::string_view) { return 0; };
+    library.write("next", script("Talk.md"));
+    EXPECT_THAT(names(), ElementsAre("Talk.md"));
+    EXPECT_TRUE(history->holds(big, "Talk.md"));
+    EXPECT_TRUE(history->holds(row.inPlace, "Talk.md"));
+  }
 }
 
 class UndoneWriteWithout : public UndoneWrite, public ::testing::WithParamInterface<const char*> {};
