@@ -4,8 +4,11 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quorvel/files/SystemCalls.h"
 
@@ -78,6 +81,14 @@ bool copyExtendedAttributes(int, int) {
 
 #endif
 
+bool isOfGroup(gid_t group) {
+  if (group == ::getegid()) return true;
+  const int count = ::getgroups(0, nullptr);
+  std::vector<gid_t> groups(static_cast<std::size_t>(std::max(count, 0)));
+  groups.resize(static_cast<std::size_t>(std::max(::getgroups(count, groups.data()), 0)));
+  return std::find(groups.begin(), groups.end(), group) != groups.end();
+}
+
 CopiedAttributes without(FileAttribute missing, const std::error_code& error) {
   return {missing, error};
 }
@@ -105,6 +116,18 @@ CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, con
   if ((copied.st_mode & bits) == (wanted.st_mode & bits)) return {};
   return without(FileAttribute::mode,
                  std::make_error_code(std::errc::operation_not_permitted));  // a bit that the system dropped in silence
+}
+
+CopiedAttributes tryCopyingOwner(int from, int folder) {
+  struct stat wanted;
+  struct stat above;
+  if (::fstat(from, &wanted) != 0 || ::fstat(folder, &above) != 0) return without(FileAttribute::owner, lastError());
+  if (::geteuid() == 0) return {};
+  const auto refused = std::make_error_code(std::errc::operation_not_permitted);
+  if (wanted.st_uid != ::geteuid()) return without(FileAttribute::owner, refused);
+  const bool isGiven = (above.st_mode & S_ISGID) != 0 && above.st_gid == wanted.st_gid;
+  if (isGiven || isOfGroup(wanted.st_gid)) return {};
+  return without(FileAttribute::group, refused);
 }
 
 }  // namespace quorvel

@@ -28,4 +28,8 @@ CopiedAttributes copyAttributes(int from, int to);
 /// The same, for files that were just asked for their status.
 CopiedAttributes copyAttributes(int from, const struct stat& wanted, int to, const struct stat& present);
 
+/// Whether a new file in a folder could get the owner and the group that `from` has, as far as that follows from who we
+/// are. Both are open. Touches nothing.
+CopiedAttributes tryCopyingOwner(int from, int folder);
+
 }  // namespace quorvel

@@ -34,8 +34,8 @@ class SystemCalls {
   /// The next entry of a folder; null at its end, and null with errno set if it could not be read.
   virtual const dirent* nextEntry(DIR* folder) const noexcept;
 
-  /// Opens an entry of a folder for a connection to a database, without following a link and without waiting for a
-  /// pipe. What O_CREAT creates gets the permissions `mode`.
+  /// Opens an entry of a folder for a connection to a database, or a file without a name, without following a link and
+  /// without waiting for a pipe. What O_CREAT creates gets the permissions `mode`.
   virtual int open(int folder, const char* name, int flags, unsigned int mode) const noexcept;
 
   /// What has a name in a folder, links not followed.

@@ -110,10 +110,10 @@ void TemporaryFile::moveTo(const TemporaryName& parts) {
   name_ = std::move(name);
 }
 
-Expected<Descriptor> tryMakingFile(int folder) {
-  // Only such a file tells whether an owner and a group can be kept, so KELVANE_PORTABLE changes nothing here.
+Expected<Descriptor> tryMakingFile(const SystemCalls& calls, int folder) {
+  // Only such a file tells for sure whether all attributes can be kept, so KELVANE_PORTABLE changes nothing here.
 #ifdef O_TMPFILE
-  Descriptor file(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  Descriptor file(calls.open(folder, ".", O_TMPFILE | O_WRONLY, S_IRUSR | S_IWUSR));
   if (file) return file;
   // A system that does not know the flag takes it for the opening of a folder.
   const std::error_code error = lastError();

@@ -91,6 +91,6 @@ class TemporaryFile {
 /// Tries whether a file can be made in a folder, and leaves the folder as it is. Returns an open file that has no name
 /// and vanishes when it is closed; an empty Descriptor if the system has no such files but the folder seems to permit a
 /// new file; otherwise the reason.
-Expected<Descriptor> tryMakingFile(int folder);
+Expected<Descriptor> tryMakingFile(const SystemCalls& calls, int folder);
 
 }  // namespace quorvel

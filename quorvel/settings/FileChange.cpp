@@ -77,9 +77,10 @@ class Change {
 
   void tryMaking(const FileEdit& edit, const FileCopies& copies) {
     if (!isToBeEdited(edit)) return;
-    const auto unnamed = tryMakingFile(folder_.get());
+    const auto unnamed = tryMakingFile(calls_, folder_.get());
     if (!unnamed) throw notWritten(unnamed.error());
-    if (old_ && *unnamed) requireAttributes(unnamed->get());
+    if (old_)
+      require(*unnamed ? copyAttributes(old_.get(), unnamed->get()) : tryCopyingOwner(old_.get(), folder_.get()));
     if (before_) copies.trySaving(*before_);
   }
 
@@ -102,8 +103,7 @@ class Change {
     return true;
   }
 
-  void requireAttributes(int fresh) const {
-    const CopiedAttributes copied = copyAttributes(old_.get(), fresh);
+  void require(const CopiedAttributes& copied) const {
     if (copied) return;
     // A user whom the system does not know in here is refused as an invalid one.
     const bool isRefused =
@@ -120,7 +120,7 @@ class Change {
   void prepare() try {
     fresh_ = TemporaryFile::make(calls_, folder_.get(), name_);
     fresh_->write(after_);
-    if (old_) requireAttributes(fresh_->file());
+    if (old_) require(copyAttributes(old_.get(), fresh_->file()));
     fresh_->flush();
   } catch (const std::system_error& error) {
     throw notWritten(error.code());

@@ -84,7 +84,7 @@ void FileCopies::trySaving(const std::string& text) const {
   if (!folder) throw notWritten(firstName_, lastError());
   const Found found = find(folder.get(), text);
   if (found.isThere) return;
-  if (const auto tried = tryMakingFile(folder.get()); !tried) throw notWritten(found.name, tried.error());
+  if (const auto tried = tryMakingFile(calls_, folder.get()); !tried) throw notWritten(found.name, tried.error());
 }
 
 void FileCopies::takeBack() noexcept {

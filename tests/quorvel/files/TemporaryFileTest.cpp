@@ -155,13 +155,13 @@ TEST_F(TemporaryFiles, areTriedWithoutATrace) {
     return std::pair(status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
   };
   const auto before = changed();
-  EXPECT_TRUE(tryMakingFile(opened_.get()));
+  EXPECT_TRUE(tryMakingFile(SystemCalls::ofTheSystem(), opened_.get()));
   EXPECT_EQ(changed(), before);
   EXPECT_TRUE(names().empty());
   ::chmod(folder_.path().c_str(), 0555);
   EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
               kelvane::tests::becomeNobody();
-              return std::to_string(tryMakingFile(opened_.get()).error().value());
+              return std::to_string(tryMakingFile(SystemCalls::ofTheSystem(), opened_.get()).error().value());
             }),
             std::to_string(EACCES));
   ::chmod(folder_.path().c_str(), 0755);

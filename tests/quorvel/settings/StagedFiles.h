@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <string_view>
 
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileCopies.h"
@@ -63,6 +64,7 @@ class StagedCalls : public SystemCalls {
   bool hasFreeRename = true;
   bool saysThatNamesAreTaken = false;  // of each free name, when it is to be used
   bool hasRename = true;
+  bool hasUnnamedFiles = true;
   int failingWrite = 0;
   int failingFlushOfFiles = 0;
   int failingFlushOfFolders = 0;
@@ -70,6 +72,10 @@ class StagedCalls : public SystemCalls {
   std::function<void()> beforeEach = [] {};
   mutable int swaps = 0;
 
+  int open(int folder, const char* name, int flags, unsigned int permissions) const noexcept override {
+    if (!hasUnnamedFiles && std::string_view(name) == ".") return errno = EOPNOTSUPP, -1;
+    return SystemCalls::open(folder, name, flags, permissions);
+  }
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
     beforeEach();
     if (failingWrite != 0) return errno = failingWrite, -1;
