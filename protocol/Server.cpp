@@ -96,7 +96,7 @@ void appendCallResult(const Tool& tool, const JSON::Object& arguments, std::stri
       text = tool.run(arguments);
     }
   } catch (const RPCError& error) {
-    fail(error.message());
+    fail(error.message().empty() ? noReason : std::string_view(error.message()));
   } catch (const std::bad_alloc&) {
     fail(noMemory);
   } catch (const std::exception& error) {

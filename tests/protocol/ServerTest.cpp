@@ -46,6 +46,7 @@ std::vector<Tool> tinyTools() {
                  if (kind == "odd") throw 7;
                  if (kind == "empty") throw std::runtime_error("");
                  if (kind == "null") throw Unsaid();
+                 if (kind == "blank") throw RPCError::invalidParams("");
                  throw RPCError::invalidParams(std::string("It \"failed\".\0whole", 18));
                }),
           Tool("fail", "Never run.", schema({}, {}), [](const JSON::Object&) { return std::string("second"); })};
@@ -217,6 +218,10 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{
             "an error without a text",
             R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"null"}}})",
+            R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"},
+        Exchange{
+            "an error of the protocol that says nothing",
+            R"({"id":1,"method":"tools/call","params":{"name":"fail","arguments":{"how":"blank"}}})",
             R"({"id":1,"jsonrpc":"2.0","result":{"content":[{"text":"The tool failed without saying why.","type":"text"}],"isError":true}})"},
         Exchange{
             "something thrown that is no error",
