@@ -61,6 +61,9 @@ void requireCommandThatStandsForItself(std::string_view command) {
 TOMLText read(std::string_view text, const char* refusal) {
   try {
     return TOMLText(text);
+  } catch (const TooManyDots&) {  // the header of our table has one
+    throw ConfigRefused("With our lines, the file would have more than " + std::to_string(TooManyDots::most) +
+                        " dots in its keys, too many to check safely. The file is unchanged. Edit it by hand.");
   } catch (const ConfigRefused&) {
     throw ConfigRefused(refusal);
   }

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "host/CodexConfig.h"
-#include "program/configuration/ConfigEdit.h"
 #include "program/configuration/TOMLParser.h"
 #include "program/configuration/TOMLScan.h"
 
@@ -19,9 +18,6 @@ namespace {
 constexpr std::string_view serversKey = CodexConfig::serversKey;
 constexpr std::string_view entryKey = CodexConfig::serverName;
 
-// The parser's tables are taken apart by recursion, a level for each part of a dotted key. It limits other nesting.
-constexpr std::size_t mostDots = 10'000;
-
 ConfigRefused notTOML(const std::string& position, std::string_view reason) {
   return ConfigRefused("The file is not valid TOML at " + position + " (" + std::string(reason) +
                        "). The file is unchanged. Fix it there and try again.");
@@ -29,9 +25,10 @@ ConfigRefused notTOML(const std::string& position, std::string_view reason) {
 
 toml::table parsed(std::string_view text) {
   const TOMLScan scan = scanTOML(text);
-  if (scan.dotsInKeys > mostDots) {
-    throw ConfigRefused("The file has more than " + std::to_string(mostDots) +
-                        " dots in its keys, too many to check safely. The file is unchanged. Edit it by hand.");
+  // The parser's tables are taken apart by recursion, a level for each part of a dotted key. It limits other nesting.
+  if (scan.dotsInKeys > TooManyDots::most) {
+    throw TooManyDots("The file has more than " + std::to_string(TooManyDots::most) +
+                      " dots in its keys, too many to check safely. The file is unchanged. Edit it by hand.");
   }
   toml::parse_result result = toml::parse(text);
   if (!result) {

@@ -7,7 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "program/configuration/ConfigEdit.h"
+
 namespace kelvane {
+
+/// A text has more dots in its keys than can be checked safely.
+class TooManyDots : public ConfigRefused {
+ public:
+  using ConfigRefused::ConfigRefused;
+
+  static constexpr std::size_t most = 10'000;
+};
 
 /// A TOML 1.1 text as TOML readers understand it, with access to our entry: the table `mcp_servers.kelvane`, in
 /// whatever form it is written.
@@ -19,7 +29,8 @@ namespace kelvane {
 /// was moved from can only be assigned to or destroyed.
 class TOMLText {
  public:
-  /// Throws ConfigRefused, with the position and the reason, if the text is not TOML. Takes time linear in the text.
+  /// Throws ConfigRefused, with the position and the reason, if the text is not TOML, and TooManyDots. Takes time
+  /// linear in the text.
   explicit TOMLText(std::string_view text);
   TOMLText(TOMLText&&) noexcept;
   TOMLText& operator=(TOMLText&&) noexcept;

@@ -338,6 +338,12 @@ TEST(CodexConfigFile, doesNotLookThroughWhatIsTooDeep) {
             "by hand.");
   EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "[" + deep + "]\n"); }), "not refused");
   EXPECT_NE(refusal([&] { CodexConfigFile::adding("/bin/k", "a = [{\n" + deep + " = 1}]\n"); }), "not refused");
+  // Our header has one more.
+  EXPECT_EQ(
+      refusal([&] { CodexConfigFile::adding("/bin/k", deep.substr(2) + " = 1\n"); }),
+      "With our lines, the file would have more than 10000 dots in its keys, too many to check safely. The file is "
+      "unchanged. Edit it by hand.");
+  EXPECT_EQ(CodexConfigFile::command(CodexConfigFile::adding("/bin/k", deep.substr(4) + " = 1\n").text), "/bin/k");
   const std::string bearable = deep.substr(0, deep.size() - 2 * 10) + " = 1\n";
   EXPECT_EQ(CodexConfigFile::command(CodexConfigFile::adding("/bin/k", bearable).text), "/bin/k");
   EXPECT_NE(refusal([] { CodexConfigFile::adding("/bin/k", "a = " + std::string(100'000, '[')); }), "not refused");
