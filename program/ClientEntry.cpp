@@ -42,13 +42,18 @@ std::vector<ClientEntry> entriesOfAllClients(const std::string& executable) {
   return entries;
 }
 
+bool anyRegistered(const std::vector<ClientEntry>& entries) noexcept {
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const ClientEntry& entry) { return entry.command || entry.isInLines; });
+}
+
 bool dependOnSettings(const std::vector<ClientEntry>& entries) {
-  const auto isRegistered = [](const ClientEntry& entry) { return entry.command || entry.isInLines; };
   const auto isBare = [](const ClientEntry& entry) {
-    return entry.isInLines || (entry.command && entry.arguments && entry.arguments->empty());
+    if (!entry.command || !entry.arguments) return entry.isInLines;
+    return entry.isInLines || std::all_of(entry.arguments->begin(), entry.arguments->end(),
+                                          [](const std::string& word) { return word == "--"; });
   };
-  return std::none_of(entries.begin(), entries.end(), isRegistered) ||
-         std::any_of(entries.begin(), entries.end(), isBare);
+  return !anyRegistered(entries) || std::any_of(entries.begin(), entries.end(), isBare);
 }
 
 std::string faultOf(const std::string& command, const std::string& executable) {

@@ -25,8 +25,11 @@ struct ClientEntry {
 /// cannot be read, or is not of its format, has a `problem`.
 std::vector<ClientEntry> entriesOfAllClients(const std::string& executable);
 
+/// Whether any client starts this program, as far as that can be read.
+bool anyRegistered(const std::vector<ClientEntry>& entries) noexcept;
+
 /// Whether the settings apply to any client, now or once it is connected. They do not apply to one that starts us with
-/// arguments.
+/// arguments other than "--".
 bool dependOnSettings(const std::vector<ClientEntry>& entries);
 
 /// Why a command does not start this program, as the end of a sentence; empty if it does.

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -167,7 +168,9 @@ std::string failedEnd(int status) {
 }  // namespace
 
 bool startsServer(const std::vector<std::string>& arguments) noexcept {
-  return arguments.empty() || arguments.front() == "serve";
+  // The command line skips "--" before a command.
+  const auto command = std::find_if(arguments.begin(), arguments.end(), [](const auto& word) { return word != "--"; });
+  return command == arguments.end() || *command == "serve";
 }
 
 std::size_t tryServer(const std::filesystem::path& program, const std::vector<std::string>& arguments,

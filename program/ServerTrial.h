@@ -8,7 +8,8 @@
 
 namespace kelvane {
 
-/// Whether this program only serves when it is started with these arguments: none, or `serve` and its options. A server
+/// Whether this program only serves when it is started with these arguments: none, or `serve` and its options,
+/// each behind any number of "--". A server
 /// starts no process and changes no settings, so it can be started to see whether it answers.
 bool startsServer(const std::vector<std::string>& arguments) noexcept;
 

@@ -184,18 +184,18 @@ void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findin
 }
 
 void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& executable, Findings& findings) {
-  bool anyRegistered = false;
+  bool isAnySeen = false;
   for (const ClientEntry& entry : entries) {
     if (!entry.problem.empty()) findings.wrong(entry.problem);
     if (entry.command) lookAtEntry(entry, executable, findings);
-    anyRegistered = anyRegistered || entry.command || !entry.problem.empty();
+    isAnySeen = isAnySeen || entry.command || !entry.problem.empty();
   }
   for (const ClientEntry& entry : entries) {
     if (entry.command || !entry.problem.empty()) continue;
     const std::string missing = std::string(entry.client->title) + " does not start this program. To register it in " +
                                 quorvel::inQuotes(entry.file.native()) + ", run: kelvane connect " +
                                 std::string(entry.client->name);
-    anyRegistered ? findings.remark(missing) : findings.wrong(missing);
+    isAnySeen ? findings.remark(missing) : findings.wrong(missing);
   }
 }
 
@@ -218,10 +218,12 @@ int run(const Arguments& arguments) {
   const OwnSettings settings;
   const std::string executable = ownExecutable();
   const std::vector<ClientEntry> entries = entriesOfAllClients(executable);
-  if (homeFolder() || !arguments.has(libraryOption) || !entries.empty()) {
+  const bool areNeeded = !arguments.has(libraryOption) || (anyRegistered(entries) && dependOnSettings(entries));
+  if (homeFolder() || areNeeded) {
     lookAtSwitches(settings, dependOnSettings(entries), findings);
   } else {
-    findings.remark("There is no home folder, so there are no settings and no AI client is set up. Set HOME to one.");
+    const std::string andNoClient = entries.empty() ? " and no AI client is set up" : "";
+    findings.remark("There is no home folder, so there are no settings" + andNoClient + ". Set HOME to one.");
   }
   const auto opened = lookAtLibrary(arguments, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);

@@ -307,6 +307,24 @@ TEST_F(Doctor, looksAtALibraryThatIsTypedWithoutAHome) {
   home.put("own/config.toml", "");
   asking.environment.push_back("CODEX_HOME=" + at("own"));
   EXPECT_THAT(run(asking).output, HasSubstr("\"" + at("own/config.toml") + "\", run: kelvane connect codex\n"));
+  // An entry that names its library and switches needs no settings.
+  asking.arguments = {"doctor", "--library", at("Scripts")};
+  const std::string serving = "serve --library " + at("Scripts");
+  home.put("own/config.toml", "[mcp_servers.kelvane]\ncommand = \"" + at("kelvane") +
+                                  "\"\nargs = [\"serve\", \"--library\", \"" + at("Scripts") + "\"]\n");
+  EXPECT_EQ(run(asking), (Outcome{0,
+                                  "note   There is no home folder, so there are no settings. Set HOME to one.\n" +
+                                      holds("1 script") + noHistory + "ok     \"" + at("own/config.toml") +
+                                      "\" makes Codex start this program with \"" + serving +
+                                      "\", which answers, with 6 tools.\n" + answers,
+                                  ""}));
+  for (const char* arguments : {"[]", "[\"--\"]"}) {
+    home.put("own/config.toml",
+             "[mcp_servers.kelvane]\ncommand = \"" + at("kelvane") + "\"\nargs = " + arguments + "\n");
+    EXPECT_THAT(run(asking).output,
+                StartsWith("wrong  There is no home folder to store the settings in. Set HOME to one.\n"))
+        << arguments;
+  }
   asking.arguments = {"connect", "claude"};
   EXPECT_EQ(run(asking),
             (Outcome{1, "", "There is no home folder to look for the client's configuration in. Set HOME to one.\n"}));
