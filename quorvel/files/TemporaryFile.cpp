@@ -110,9 +110,8 @@ void TemporaryFile::moveTo(const TemporaryName& parts) {
   name_ = std::move(name);
 }
 
-Expected<Descriptor> tryMakingFile(const SystemCalls& calls, int folder) {
-  // Only such a file tells for sure whether all attributes can be kept, so KELVANE_PORTABLE changes nothing here.
-#ifdef O_TMPFILE
+Expected<Descriptor> tryMakingFile([[maybe_unused]] const SystemCalls& calls, int folder) {
+#if defined(O_TMPFILE) && !defined(KELVANE_PORTABLE)
   Descriptor file(calls.open(folder, ".", O_TMPFILE | O_WRONLY, S_IRUSR | S_IWUSR));
   if (file) return file;
   // A system that does not know the flag takes it for the opening of a folder.
