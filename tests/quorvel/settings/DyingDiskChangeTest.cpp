@@ -1,5 +1,11 @@
+#include <algorithm>
+#include <new>
+#include <optional>
+
 #include "quorvel/files/SystemReason.h"
 #include "quorvel/settings/FileLeftovers.h"
+#include "tests/quorvel/ScarceMemory.h"
+#include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FailingSystemCalls.h"
@@ -73,6 +79,46 @@ TEST(FileChangeOnADyingDisk, isToldAsItIsAndLosesNoText) {
           ASSERT_LT(first, 500) << "The change never came to its end.";
         }
       }
+    }
+  }
+}
+
+TEST(FileChangeWithoutMemory, saysWhereTheTextsAreWithoutTheMemoryToReadThem) {
+  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
+  const std::string noMemory = "because the system is out of memory. Close some programs and try again.";
+  for (const std::size_t failures : {1U, 2U, 9U}) {
+    SCOPED_TRACE(std::to_string(failures) + " failures");
+    const TemporaryFolder folder;
+    const fs::path file = folder.path() / "f";
+    const std::string old(100'000, 'o');
+    put(file, old);
+    StagedCalls calls;
+    std::optional<kelvane::tests::ScarceMemory> scarce;
+    calls.beforeSwap = [&] {
+      if (calls.swaps == 0) scarce.emplace(failures);
+    };
+    FileCopies copies = copiesOf(file, calls);
+    std::string said;
+    try {
+      changeFile(copies, to(std::string(100'000, 'n')));
+    } catch (const FileError& error) {
+      said = error.what();
+    } catch (const std::bad_alloc&) {
+      said = "(no memory)";
+    }
+    EXPECT_EQ(scarce->failed(), std::min<std::size_t>(failures, 3));
+    scarce.reset();
+    EXPECT_EQ(got(file).substr(0, 3), "ooo");
+    if (failures < 3) {
+      EXPECT_EQ(said, '"' + file.native() + "\" could not be written, " + noMemory);
+      EXPECT_EQ(entries(folder.path()), 1U);
+    } else {
+      EXPECT_EQ(said.find("It is not certain that the right text is in \"" + file.native() + "\", " + noMemory +
+                          " Then compare it with \""),
+                0U)
+          << said;
+      EXPECT_EQ(got(file.native() + ".copy").substr(0, 3), "ooo");
+      EXPECT_EQ(entries(folder.path()), 3U);
     }
   }
 }

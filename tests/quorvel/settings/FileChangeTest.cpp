@@ -1,10 +1,6 @@
-#include <grp.h>
 #include <unistd.h>
 
-#include <new>
-
 #include "quorvel/files/SystemReason.h"
-#include "tests/quorvel/ScarceMemory.h"
 #include "tests/quorvel/SystemAbilities.h"
 #include "tests/quorvel/settings/StagedFiles.h"
 #include "tests/support/ChildProcess.h"
@@ -169,62 +165,6 @@ TEST(FileChange, refusesFilesAndFoldersThatWeMayNotWrite) {
   ::chmod(closed.c_str(), 0755);
 }
 
-// Where no file can be made without a name, who we are tells.
-TEST(FileChange, refusesAnOwnerThatCannotBeKeptAlsoWhenItIsOnlyTried) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root can make files of other users";
-  constexpr uid_t nobody = 65534;
-  constexpr gid_t other = 4242;
-  const std::string owner = "it belongs to another user and would become yours. Run this as its owner.";
-  const std::string group = "its group would change. Run this as a member of that group.";
-  const struct {
-    const char* description;
-    uid_t uid;
-    gid_t gid;
-    gid_t member;  // which we are also of
-    gid_t folder;  // whose new files are of that group, or 0
-    bool isRoot;
-    std::string because;  // or nothing
-  } cases[] = {
-      {"our own", nobody, nobody, nobody, 0, false, ""},
-      {"another user's", 0, nobody, nobody, 0, false, owner},
-      {"another group's", nobody, other, nobody, 0, false, group},
-      {"both", 0, other, nobody, 0, false, owner},
-      {"another group's that we are of, too", nobody, other, other, 0, false, ""},
-      {"a group that the folder gives", nobody, other, nobody, other, false, ""},
-      {"our group where the folder gives another", nobody, nobody, nobody, other, false, ""},
-      {"another user's, as root", nobody, other, 0, 0, true, ""},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.description);
-    const TemporaryFolder folder;
-    const fs::path file = folder.path() / "f";
-    put(file, "old");
-    ASSERT_EQ(::chown(file.c_str(), row.uid, row.gid), 0);
-    ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
-    ASSERT_EQ(::chown(folder.path().c_str(), 0, row.folder), 0);
-    ASSERT_EQ(::chmod(folder.path().c_str(), row.folder == 0 ? 0777 : 02777), 0);
-    const std::string expected =
-        row.because.empty() ? "(no failure)" : '"' + file.native() + "\" could not be written, because " + row.because;
-    const auto asUs = [&](const std::function<void(FileCopies&)>& attempt, bool hasUnnamedFiles) {
-      return kelvane::tests::inChild([&]() -> std::string {
-        const gid_t groups[] = {row.member};
-        if (!row.isRoot && (::setgroups(1, groups) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)) return "?";
-        StagedCalls calls;
-        calls.hasUnnamedFiles = hasUnnamedFiles;
-        FileCopies copies(
-            file, ".copy", [](const std::string&) { return false; }, calls);
-        return errorOf([&] { attempt(copies); });
-      });
-    };
-    const auto attempt = [](const FileCopies& copies) { tryChangingFile(copies, to("new")); };
-    EXPECT_EQ(asUs(attempt, true), expected);
-    EXPECT_EQ(asUs(attempt, false), expected) << "without unnamed files";
-    EXPECT_EQ(got(file), "old");
-    EXPECT_EQ(asUs([](FileCopies& copies) { quorvel::changeFile(copies, to("new")); }, true), expected);
-    EXPECT_EQ(entries(folder.path()), 1U);
-  }
-}
-
 TEST(FileChange, refusesAFileThatWeMayNotRead) {
   const TemporaryFolder folder;
   ::chmod(folder.path().c_str(), 0755);
@@ -373,46 +313,6 @@ TEST(FileChange, losesNothingWhenTheFilesCannotChangeBack) {
     EXPECT_EQ(error,
               because("It is not certain that the right text is in \"" + file.native() + '"', systemError(EINVAL)) +
                   " Then compare it with \"" + entry.path().native() + "\", and put the right one back.");
-  }
-}
-
-TEST(FileChange, saysWhereTheTextsAreWithoutTheMemoryToReadThem) {
-  if (!systemSwaps()) GTEST_SKIP() << noSwaps;
-  const std::string noMemory = "because the system is out of memory. Close some programs and try again.";
-  for (const std::size_t failures : {1, 2, 9}) {
-    SCOPED_TRACE(std::to_string(failures) + " failures");
-    const TemporaryFolder folder;
-    const fs::path file = folder.path() / "f";
-    const std::string old(100'000, 'o');
-    put(file, old);
-    StagedCalls calls;
-    std::optional<kelvane::tests::ScarceMemory> scarce;
-    calls.beforeSwap = [&] {
-      if (calls.swaps == 0) scarce.emplace(failures);
-    };
-    FileCopies copies = copiesOf(file, calls);
-    std::string said;
-    try {
-      changeFile(copies, to(std::string(100'000, 'n')));
-    } catch (const FileError& error) {
-      said = error.what();
-    } catch (const std::bad_alloc&) {
-      said = "(no memory)";
-    }
-    EXPECT_EQ(scarce->failed(), std::min<std::size_t>(failures, 3));
-    scarce.reset();
-    EXPECT_EQ(got(file).substr(0, 3), "ooo");
-    if (failures < 3) {
-      EXPECT_EQ(said, '"' + file.native() + "\" could not be written, " + noMemory);
-      EXPECT_EQ(entries(folder.path()), 1U);
-    } else {
-      EXPECT_EQ(said.find("It is not certain that the right text is in \"" + file.native() + "\", " + noMemory +
-                          " Then compare it with \""),
-                0U)
-          << said;
-      EXPECT_EQ(got(file.native() + ".copy").substr(0, 3), "ooo");
-      EXPECT_EQ(entries(folder.path()), 3U);
-    }
   }
 }
 
