@@ -149,6 +149,8 @@ int ConfinedVFS::openJournal(const char* name, sqlite3_file* file, int flags, in
   struct stat status {};
   if (::fstat(opened.get(), &status) != 0) return failed(SQLITE_CANTOPEN);
   if (!S_ISREG(status.st_mode)) return journalIsNoFile;
+  // One that is there already is written over, and its other name may be outside the library.
+  if (creates && status.st_nlink > 1) return journalHasOtherName;
   if (creates && status.st_size == 0) {
     const bool hasMode = (status.st_mode & permissions) == database_.mode;
     if (!hasMode && ::fchmod(opened.get(), database_.mode) != 0) return failed(SQLITE_CANTOPEN);

@@ -36,11 +36,13 @@ namespace quorvel::sqlite {
 class ConfinedVFS {
  public:
   /// The codes of failures that SQLite does not know: another file was asked for; the database has a write-ahead log;
-  /// the database, or its journal, is not a file but a link, a folder, a pipe or the like.
+  /// the database, or its journal, is not a file but a link, a folder, a pipe or the like; the file that a new journal
+  /// would be written over has another name, too (a hard link).
   static constexpr int otherFile = SQLITE_AUTH;
   static constexpr int writeAheadLog = SQLITE_AUTH | (2 << 8);
   static constexpr int databaseIsNoFile = SQLITE_AUTH | (3 << 8);
   static constexpr int journalIsNoFile = SQLITE_AUTH | (4 << 8);
+  static constexpr int journalHasOtherName = SQLITE_AUTH | (5 << 8);
 
   /// Registers the file system. `calls` must outlive it. Throws sqlite::Error.
   ConfinedVFS(std::shared_ptr<const Descriptor> folder, const SystemCalls& calls);

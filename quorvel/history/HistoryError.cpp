@@ -72,6 +72,11 @@ HistoryError HistoryFailure::noJournal(HistoryUse use) {
                   "Move that away.");
 }
 
+HistoryError HistoryFailure::linkedJournal(HistoryUse use) {
+  return sentence("has a file beside it that has the name of its journal (" + journal + ") and another name elsewhere",
+                  use, "Move that file away.");
+}
+
 HistoryError HistoryFailure::strangeJournal(HistoryUse use) {
   return sentence("has a journal beside it (" + journal + ") that another program left and that leads to other files",
                   use, "Move that journal away, and see with \"kelvane doctor\" whether the history is whole.");
@@ -128,6 +133,7 @@ HistoryError HistoryFailure::of(const sqlite::Error& error, HistoryUse use, std:
   if (error.code() == sqlite::ConfinedVFS::writeAheadLog) return writeAheadLog(use);
   if (error.code() == sqlite::ConfinedVFS::databaseIsNoFile) return noFile(use);
   if (error.code() == sqlite::ConfinedVFS::journalIsNoFile) return noJournal(use);
+  if (error.code() == sqlite::ConfinedVFS::journalHasOtherName) return linkedJournal(use);
   if (error.code() == SQLITE_READONLY_DBMOVED) return moved();
   switch (error.primaryCode()) {
     case SQLITE_BUSY:

@@ -29,6 +29,7 @@ struct HistoryFailure {
   static HistoryError noFolder(HistoryUse use);        ///< `.kelvane` is a file or a symbolic link.
   static HistoryError noFile(HistoryUse use);          ///< Something that is not a file has the database's name.
   static HistoryError noJournal(HistoryUse use);       ///< Something that is not a file has the journal's name.
+  static HistoryError linkedJournal(HistoryUse use);   ///< A file with another name has the name of a new journal.
   static HistoryError strangeJournal(HistoryUse use);  ///< The journal names other files.
   static HistoryError writeAheadLog(HistoryUse use);   ///< Another program has made it use a write-ahead log.
 

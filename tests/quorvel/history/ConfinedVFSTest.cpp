@@ -116,6 +116,19 @@ TEST_F(ConfinedDatabase, isRefusedWithALinkInPlaceOfItsJournal) {
   EXPECT_EQ(story("Talk.md"), "words");
 }
 
+TEST_F(ConfinedDatabase, isNotChangedWhereItsJournalWouldOverwriteAFileWithAnotherName) {
+  for (const std::string& bytes : {std::string(), std::string(4096, '\0')}) {
+    write(elsewhere, bytes);
+    std::filesystem::create_hard_link(elsewhere, journal);
+    EXPECT_THAT(sentenceOf([&] { keep("more", "Talk.md"); }),
+                ::testing::HasSubstr("has the name of its journal (.kelvane/history.sqlite-journal) and another name "
+                                     "elsewhere, so nothing was changed. Move that file away."));
+    EXPECT_EQ(read(elsewhere), bytes);
+    std::filesystem::remove(journal);
+    EXPECT_EQ(story("Talk.md"), "words");
+  }
+}
+
 TEST_F(ConfinedDatabase, isRefusedWithAWriteAheadLog) {
   const struct {
     const char* what;
