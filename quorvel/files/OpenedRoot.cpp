@@ -54,20 +54,18 @@ OpenedRoot::OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdenti
     : path_(std::move(path)), folder_(std::move(folder)), identity_(identity) {
 }
 
-bool OpenedRoot::isInPlace() const noexcept {
-  return identityAt(path_) == identity_;
+// A second look could answer otherwise than the first, so that one tells all.
+Expected<bool> OpenedRoot::look() const noexcept {
+  const auto found = identityAt(path_);
+  if (found) return *found == identity_;
+  const bool isElsewhere = found.error() == std::errc::no_such_file_or_directory ||
+                           found.error() == std::errc::not_a_directory ||
+                           found.error() == std::errc::too_many_symbolic_link_levels;
+  return isElsewhere ? Expected<bool>(false) : Expected<bool>(found.error());
 }
 
-std::error_code OpenedRoot::errorOfLooking() const noexcept {
-  const std::error_code error = identityAt(path_).error();
-  const bool isTold = error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
-                      error == std::errc::too_many_symbolic_link_levels;
-  return isTold ? std::error_code() : error;
-}
-
-std::string OpenedRoot::whyNotInPlace() const {
-  if (const std::error_code error = errorOfLooking())
-    return reason(error) + " where the library folder is looked for. Check the disk and try again.";
+std::string OpenedRoot::whyNotInPlace(const std::error_code& error) const {
+  if (error) return reason(error) + " where the library folder is looked for. Check the disk and try again.";
   std::string why =
       "the library folder " + inQuotes(path_.native()) + " was moved away or replaced by another meanwhile";
   if (const auto present = presentPath(folder_, identity_); present && *present != path_)

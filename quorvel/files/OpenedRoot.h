@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/FileIdentity.h"
 
 namespace quorvel {
@@ -33,15 +34,15 @@ class OpenedRoot {
   /// The folder. It may be open for passing through only (passingFlags in Beneath.h), and not for reading.
   const Descriptor& folder() const noexcept { return folder_; }
 
-  /// Whether the path leads to this folder now. One system call.
-  bool isInPlace() const noexcept;
+  /// Whether the path leads to this folder now, or why the system does not tell. One system call.
+  Expected<bool> look() const noexcept;
 
-  /// Why the system does not tell where the path leads now; no error if it does.
-  std::error_code errorOfLooking() const noexcept;
+  /// Whether it surely does.
+  bool isInPlace() const noexcept { return look().value_or(false); }
 
   /// The end of a sentence that begins with "…, because ", for a folder that is not in its place: what happened to it,
-  /// where it is now if the system tells, and what to do.
-  std::string whyNotInPlace() const;
+  /// where it is now if the system tells, and what to do. With an error of `look`, why that is not known.
+  std::string whyNotInPlace(const std::error_code& error = {}) const;
 
  private:
   const std::filesystem::path path_;

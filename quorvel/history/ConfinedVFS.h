@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/SystemCalls.h"
 
@@ -60,9 +61,12 @@ class ConfinedVFS {
   FileIdentity database() const noexcept { return database_.identity; }
 
   /// Just before the first bytes of a change reach the disk, `isInPlace` is asked whether the database is still the
-  /// right one. If not, the change fails with SQLITE_READONLY_DBMOVED and changes nothing.
-  void setGuard(std::function<bool(const FileIdentity& database)> isInPlace) { isInPlace_ = std::move(isInPlace); }
-  bool isInPlace() const { return !isInPlace_ || isInPlace_(database_.identity); }
+  /// right one. If not, the change fails with SQLITE_READONLY_DBMOVED and changes nothing; with an error, as a flush
+  /// that the system refused.
+  void setGuard(std::function<Expected<bool>(const FileIdentity& database)> isInPlace) {
+    isInPlace_ = std::move(isInPlace);
+  }
+  Expected<bool> isInPlace() const { return isInPlace_ ? isInPlace_(database_.identity) : true; }
 
   /// Notes which file the database is, whenever it was just locked. Returns a code that refuses it, or SQLITE_OK.
   int judgeDatabase(const struct stat& status);
@@ -103,7 +107,7 @@ class ConfinedVFS {
   const std::string name_;
   sqlite3_vfs files_{};
   Database database_{};
-  std::function<bool(const FileIdentity& database)> isInPlace_;
+  std::function<Expected<bool>(const FileIdentity& database)> isInPlace_;
   int lastError_ = 0;
 };
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/OwnFolder.h"
@@ -26,11 +27,17 @@ void prepare(Connection& connection) {
   connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
 }
 
-/// Whether the library's path leads to the database of the connection. This only looks, so a link on the way does no
-/// harm.
-bool isInPlace(const FileIdentity& database, const OpenedRoot& root) {
-  const std::string file = std::string(ownFolderName).append("/").append(historyFileName);
-  return root.isInPlace() && identityOf(root.folder().get(), file) == database;
+/// Whether the library's path leads to the database of the connection, or why the system does not tell. This only
+/// looks, so a link on the way does no harm.
+Expected<bool> isInPlace(const FileIdentity& database, const OpenedRoot& root) {
+  const Expected<bool> isRootInPlace = root.look();
+  if (!isRootInPlace.value_or(false)) return isRootInPlace;
+  const auto found = identityOf(root.folder().get(), std::string(ownFolderName).append("/").append(historyFileName));
+  if (found) return *found == database;
+  const bool isElsewhere = found.error() == std::errc::no_such_file_or_directory ||
+                           found.error() == std::errc::not_a_directory ||
+                           found.error() == std::errc::too_many_symbolic_link_levels;
+  return isElsewhere ? Expected<bool>(false) : Expected<bool>(found.error());
 }
 
 /// Begins a transaction that no other writer shares, and that fails if the path leads elsewhere when it changes the
@@ -165,13 +172,11 @@ void HistoryFile::commit(Connection& connection, const OpenedRoot& root) {
     connection.run("COMMIT");
   } catch (const sqlite::Error& error) {
     if (error.code() != SQLITE_READONLY_DBMOVED) throw;
-    const auto reason = root.errorOfLooking();
-    throw reason ? HistoryFailure::refused(reason.value(), HistoryUse::writing) : HistoryFailure::moved();
+    throw HistoryFailure::moved();
   }
-  if (!isInPlace(connection.identity(), root)) {
-    const auto error = root.errorOfLooking();
-    throw error ? HistoryFailure::uncertain(error.value()) : HistoryFailure::movedAtTheEnd();
-  }
+  const Expected<bool> isStillInPlace = isInPlace(connection.identity(), root);
+  if (!isStillInPlace) throw HistoryFailure::uncertain(isStillInPlace.error().value());
+  if (!*isStillInPlace) throw HistoryFailure::movedAtTheEnd();
 }
 
 HistoryError HistoryFile::failure(const sqlite::Error& error, HistoryUse use) const {

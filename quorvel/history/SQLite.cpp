@@ -118,7 +118,7 @@ FileIdentity Connection::identity() const noexcept {
   return files_->database();
 }
 
-void Connection::setGuard(std::function<bool(const FileIdentity& database)> isInPlace) {
+void Connection::setGuard(std::function<Expected<bool>(const FileIdentity& database)> isInPlace) {
   files_->setGuard(std::move(isInPlace));
 }
 

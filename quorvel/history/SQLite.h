@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/SystemCalls.h"
 
@@ -122,8 +123,8 @@ class Connection {
   FileIdentity identity() const noexcept;
 
   /// Each change asks this just before anything of it reaches the disk. If the answer is no, it fails with
-  /// SQLITE_READONLY_DBMOVED, and nothing has changed.
-  void setGuard(std::function<bool(const FileIdentity& database)> isInPlace);
+  /// SQLITE_READONLY_DBMOVED; with an error, as a refused flush does. Nothing has changed then.
+  void setGuard(std::function<Expected<bool>(const FileIdentity& database)> isInPlace);
 
   /// The number of the row that was inserted last.
   std::int64_t lastInserted() const noexcept;

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "quorvel/files/Expected.h"
 #include "quorvel/history/BufferedFile.h"
 #include "quorvel/history/ConfinedVFS.h"
 #include "quorvel/history/DatabaseLock.h"
@@ -104,7 +105,11 @@ int truncate(sqlite3_file* file, sqlite3_int64 size) {
 /// see that it is the right one. The journal's name is flushed too: only then may the database change.
 int flush(sqlite3_file* file, int) {
   return guarded(file, SQLITE_IOERR_FSYNC, [&](Opened& own) {
-    if (own.hasNewName && !own.files.isInPlace()) return SQLITE_READONLY_DBMOVED;
+    if (own.hasNewName) {
+      const Expected<bool> isInPlace = own.files.isInPlace();
+      if (!isInPlace) throw std::system_error(isInPlace.error());
+      if (!*isInPlace) return SQLITE_READONLY_DBMOVED;
+    }
     own.bytes.flush();
     if (own.hasNewName && own.files.calls().flushFolder(own.files.folder().get()) != 0)
       throw std::system_error(errno, std::generic_category());

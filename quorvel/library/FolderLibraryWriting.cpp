@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "quorvel/files/Beneath.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/FileIdentity.h"
 #include "quorvel/files/Leftovers.h"
 #include "quorvel/files/LibraryError.h"
@@ -93,17 +94,19 @@ std::error_code makeEntry(const FolderToChange& folder, const std::string& name,
 }
 
 void requireInPlace(const OpenedRoot& root, const std::string& happened) {
-  if (!root.isInPlace()) throw LibraryError(happened + ", because " + root.whyNotInPlace());
+  const Expected<bool> isInPlace = root.look();
+  if (!isInPlace.value_or(false)) throw LibraryError(happened + ", because " + root.whyNotInPlace(isInPlace.error()));
 }
 
 // For the end of an operation. `done` begins the sentence as above; all that was done is in the folder that is not in
 // its place any more, so its history goes with it.
 void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
-  if (root.isInPlace()) return;
-  if (const std::error_code error = root.errorOfLooking())
+  const Expected<bool> isInPlace = root.look();
+  if (!isInPlace)
     throw LibraryError(done +
                        ", but the system does not tell whether the library folder is still in its place, because " +
-                       reason(error) + ". Check the disk.");
+                       reason(isInPlace.error()) + ". Check the disk.");
+  if (*isInPlace) return;
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
 }
 

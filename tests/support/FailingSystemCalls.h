@@ -39,7 +39,9 @@ class FailingSystemCalls {
   /// In a child: from the `first`-th call of that kind on (1 is the next), each call fails with that error instead of
   /// being made. A process that makes more than `mostCalls` of them is killed, because it would never end. Returns
   /// false, without any effect, if the system does not support this.
-  static bool begin(const KindOfCalls& kind, int first, int error);
+  ///
+  /// With `last`, the calls after that one are made again, as on a disk that fails for a moment.
+  static bool begin(const KindOfCalls& kind, int first, int error, int last = mostCalls + 1);
 
   /// How many calls of the kind there were.
   static int count() noexcept { return state().count; }
@@ -61,6 +63,7 @@ class FailingSystemCalls {
     int count = 0;
     int first = 0;
     int error = 0;
+    int last = 0;
     bool isStaged = true;
   };
 
@@ -90,7 +93,7 @@ class FailingSystemCalls {
     State& staged = state();
     if (staged.isStaged && ++staged.count > mostCalls) ::kill(::getpid(), SIGKILL);
     long answered = -staged.error;
-    if (!staged.isStaged || staged.count < staged.first) {
+    if (!staged.isStaged || staged.count < staged.first || staged.count > staged.last) {
       answered = ::syscall(number, argument(0), argument(1), argument(2), argument(3), argument(4), ownCall);
       if (answered < 0) answered = -errno;
     }
@@ -102,8 +105,8 @@ class FailingSystemCalls {
 
 #if defined(__linux__) && (defined(__x86_64__) || defined(__aarch64__))
 
-inline bool FailingSystemCalls::begin(const KindOfCalls& kind, int first, int error) {
-  state() = {0, first, error, true};
+inline bool FailingSystemCalls::begin(const KindOfCalls& kind, int first, int error, int last) {
+  state() = {0, first, error, last, true};
   struct sigaction action {};
   action.sa_sigaction = answer;
   action.sa_flags = SA_SIGINFO | SA_NODEFER;
@@ -173,7 +176,7 @@ inline std::vector<KindOfCalls> kindsOfCalls() {
 
 #else
 
-inline bool FailingSystemCalls::begin(const KindOfCalls&, int, int) {
+inline bool FailingSystemCalls::begin(const KindOfCalls&, int, int, int) {
   return false;
 }
 

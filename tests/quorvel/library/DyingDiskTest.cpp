@@ -77,15 +77,15 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
 
   /// Runs the tool once for each kind of calls and each of them that can be the first to fail, and has a look at what
   /// it said then and at the disk, which is sound again.
-  void forEachMoment(const std::function<void(const std::string& said)>& look) {
+  void forEachMoment(const std::function<void(const std::string& said)>& look, bool isForGood = true) {
     const int error = std::get<1>(GetParam()).number;
     int moments = 0;
     for (const KindOfCalls& kind : kindsOfCalls()) {
       for (int first = 1;; ++first) {
-        SCOPED_TRACE(kind.name + " fails from call " + std::to_string(first) + " on");
+        SCOPED_TRACE(kind.name + " fails at call " + std::to_string(first) + (isForGood ? " and from there on" : ""));
         std::filesystem::remove_all(root);
         std::filesystem::copy(sound_, root, std::filesystem::copy_options::recursive);
-        const std::string said = inChild([&] { return runUntil(kind, first, error); });
+        const std::string said = inChild([&] { return runUntil(kind, first, error, isForGood); });
         if (said == notStaged) GTEST_SKIP() << notStaged;
         if (said.empty()) break;
         SCOPED_TRACE(said);
@@ -107,7 +107,7 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
 
  private:
   // What the tool says; nothing when the first call to fail was never made.
-  std::string runUntil(const KindOfCalls& kind, int first, int error) const {
+  std::string runUntil(const KindOfCalls& kind, int first, int error, bool isForGood) const {
     const ToolCall& call = std::get<0>(GetParam());
     StagedCalls staged;
     staged.before = [&, isSaved = false](std::string_view made) mutable {
@@ -124,7 +124,8 @@ class DyingDisk : public LibraryHouse, public ::testing::WithParamInterface<std:
     const auto tools =
         kelvane::ScriptTools(std::make_shared<FolderLibrary>(root, own, FolderLibrary::Options{staged, patience}), own)
             .tools(true);
-    if (!FailingSystemCalls::begin(kind, first, error)) return notStaged;
+    const int last = isForGood ? FailingSystemCalls::mostCalls : first;
+    if (!FailingSystemCalls::begin(kind, first, error, last)) return notStaged;
     std::string said = "no such tool";
     for (const kelvane::Tool& tool : tools) {
       if (tool.name() == call.tool) said = sentenceOf([&] { tool.run(call.arguments); });
@@ -315,6 +316,23 @@ const ToolCall keeping[] = {{"a version", "save_version", {{"id", "Talk.md"}, {"
 
 INSTANTIATE_TEST_SUITE_P(Rows, DyingDiskUnderAVersion,
                          ::testing::Combine(::testing::ValuesIn(keeping), ::testing::ValuesIn(errors)),
+                         kelvane::tests::RowName());
+
+// --- A disk that fails for a moment ---
+
+class FlickeringDisk : public DyingDisk {};
+
+// Whoever asked a second time why a look has failed would be told that all is well.
+TEST_P(FlickeringDisk, isNotTakenForALibraryThatWasMovedAway) {
+  const auto isBlamed = [](const std::string& said) {
+    return says(said, "moved away") || says(said, "not the library any more");
+  };
+  forEachMoment([&](const std::string& said) { EXPECT_FALSE(isBlamed(said)); }, false);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, FlickeringDisk,
+                         ::testing::Combine(::testing::Values(rewriting[0], making[0], naming[0], keeping[0]),
+                                            ::testing::Values(errors[0])),
                          kelvane::tests::RowName());
 
 // --- A disk that never lets a loop end ---
