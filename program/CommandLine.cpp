@@ -109,6 +109,7 @@ const Command& commandNamed(std::string_view name, Commands commands) {
     if (command->name == name) return *command;
     names.emplace_back(command->name);
   }
+  names.emplace_back(helpWord);
   refuse("There is no command " + quorvel::inQuotes(name) + ".", suggestion(name, names), "kelvane");
 }
 
@@ -123,7 +124,7 @@ Request understand(std::span<const char* const> typed, Commands commands) {
   Request request;
   for (; !typed.empty(); typed = typed.subspan(1)) {
     const std::string_view argument = typed.front();
-    if (asksForHelp(argument)) {
+    if (asksForHelp(argument) || argument == helpWord) {
       request.wantsHelp = true;
     } else if (argument == versionOption.name) {
       return {.wantsVersion = true};
@@ -134,7 +135,11 @@ Request understand(std::span<const char* const> typed, Commands commands) {
       const auto rest = typed.subspan(1);
       const auto onlyWords = std::find(rest.begin(), rest.end(), std::string_view("--"));
       request.wantsHelp = request.wantsHelp || std::any_of(rest.begin(), onlyWords, asksForHelp);
-      if (!request.wantsHelp) request.arguments = Reading(*request.command, rest).arguments();
+      if (request.wantsHelp) {
+        if (!rest.empty() && !isOption(rest.front())) request.topic = rest.front();
+      } else {
+        request.arguments = Reading(*request.command, rest).arguments();
+      }
       break;
     }
   }

@@ -16,8 +16,9 @@ namespace kelvane {
 struct Option {
   std::string_view name;  ///< As it is typed: "--library", or a dash and one letter.
   std::string_view help;
-  std::string_view value = {};    ///< What the help calls its value: "DIR". Empty for a switch.
-  std::string_view meaning = {};  ///< What the value is: "a folder".
+  std::string_view value = {};     ///< What the help calls its value: "DIR". Empty for a switch.
+  std::string_view meaning = {};   ///< What the value is: "a folder".
+  std::string_view variable = {};  ///< The environment variable that stands for it, if any (program/Environment.h).
 };
 
 /// A word that a command takes, as a line of the command's help.
@@ -65,6 +66,10 @@ struct Command {
 
   /// Does it, and returns the exit status. Throws UsageError, or any other error with complete sentences.
   int (*run)(const Arguments& arguments) = nullptr;
+
+  /// The help on one of the things that the command works on, such as a tool: "kelvane call read_script --help". Null
+  /// if there is only the help on the command. Throws UsageError if there is no such thing.
+  std::string (*helpOnTopic)(const std::string& topic) = nullptr;
 };
 
 /// The commands in the order of the help. Null stands between two groups.
@@ -74,12 +79,19 @@ using Commands = std::span<const Command* const>;
 inline constexpr Option helpOption = {"--help", "Print this."};
 inline constexpr Option versionOption = {"--version", "Print the version."};
 
+/// The option of every command that lists something.
+inline constexpr Option jsonOption = {"--json", "Print JSON, for other programs."};
+
+/// "kelvane help COMMAND" is another way to type "kelvane COMMAND --help", and "kelvane help" one to type "--help".
+inline constexpr std::string_view helpWord = "help";
+
 /// What a command line asks for.
 struct Request {
   const Command* command = nullptr;  ///< Null if none was typed.
   bool wantsHelp = false;            ///< On the command, or on the program without one.
   bool wantsVersion = false;
   Arguments arguments = {};
+  std::string topic = {};  ///< With help on a command: the word behind it, on which it may have help of its own.
 };
 
 /// The option as messages and help pages show it: "--library DIR".
@@ -88,8 +100,8 @@ std::string usageOf(const Option& option);
 /// Takes a command line apart. `typed` are its arguments, without the program's name.
 ///
 /// Options and words of a command come in any order. A value stands in the next argument, whatever its first character,
-/// or behind "=" (--library=DIR). What follows "--" are words. "-h" or "--help" before it asks for the command's help,
-/// even if another argument is wrong. Takes time linear in the arguments.
+/// or behind "=" (--library=DIR). What follows "--" are words. "-h" or "--help" before it, or the word "help" before
+/// the command, asks for the command's help, even if another argument is wrong. Takes time linear in the arguments.
 ///
 /// Throws UsageError for the first argument that does not fit, with the command or the option that was probably meant.
 Request understand(std::span<const char* const> typed, Commands commands);

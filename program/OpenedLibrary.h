@@ -14,7 +14,8 @@ namespace kelvane {
 
 /// The option of every command that works on a folder of scripts.
 inline constexpr Option libraryOption = {
-    "--library", "The folder that holds the scripts. Default: the one in the settings.", "DIR", "a folder"};
+    "--library", "The folder that holds the scripts. Default: KELVANE_LIBRARY, or the one in the settings.", "DIR",
+    "a folder", "KELVANE_LIBRARY"};
 
 /// The options of a command that takes no other.
 inline constexpr Option onlyLibraryOption[] = {libraryOption};

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "program/CommandLine.h"
+#include "program/Environment.h"
 #include "program/HelpPages.h"
 #include "program/Process.h"
 #include "program/commands/Commands.h"
@@ -22,12 +23,14 @@ constexpr const Command* table[] = {
     &commands::disconnectCommand,
     &commands::doctorCommand,
     nullptr,
+    &commands::listCommand,
     &commands::historyCommand,
     &commands::showCommand,
     &commands::restoreCommand,
     nullptr,
     &commands::serveCommand,
     &commands::callCommand,
+    &commands::toolsCommand,
 };
 
 // AI clients start it so. A person sees how it is used.
@@ -37,14 +40,22 @@ int withoutCommand() {
   return done;
 }
 
+std::string helpFor(const Request& request) {
+  if (request.command == nullptr) return helpOn(table);
+  const bool isOnTopic = request.command->helpOnTopic != nullptr && !request.topic.empty();
+  return isOnTopic ? request.command->helpOnTopic(request.topic) : helpOn(*request.command);
+}
+
 int run(std::span<const char* const> typed) {
-  const Request request = understand(typed, table);
+  Request request = understand(typed, table);
   if (request.wantsVersion) {
     print(versionLine());
   } else if (request.wantsHelp) {
-    print(request.command != nullptr ? helpOn(*request.command) : helpOn(table));
+    print(helpFor(request));
   } else {
-    return request.command != nullptr ? request.command->run(request.arguments) : withoutCommand();
+    if (request.command == nullptr) return withoutCommand();
+    addVariables(*request.command, request.arguments);
+    return request.command->run(request.arguments);
   }
   return done;
 }

@@ -1,12 +1,19 @@
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <new>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "program/Environment.h"
+#include "program/LibraryItems.h"
 #include "program/Nearest.h"
 #include "program/OpenedLibrary.h"
 #include "program/Process.h"
+#include "program/ToolPages.h"
+#include "program/WholeInput.h"
 #include "program/commands/Commands.h"
 #include "protocol/Tool.h"
 
@@ -14,51 +21,31 @@ namespace kelvane::commands {
 namespace {
 
 constexpr Word words[] = {
-    {"TOOL", "The tool's name, such as list_scripts or read_script."},
+    {"TOOL", "The tool's name, such as list_scripts or read_script. Without one, the tools are listed."},
     {"NAME=VALUE", "An argument of the tool. Everything after the first \"=\" is the value, as it is."},
+    {"NAME=@FILE", "The value is what the file contains."},
+    {"NAME=-", "The value is what standard input contains."},
+    {"NAME==VALUE", "The value may begin with \"@\", or be \"-\"."},
 };
-constexpr Option allowWrites = {"--allow-writes", "Allow the tools that change scripts too."};
+constexpr Option allowWrites = {"--allow-writes",
+                                "Allow the tools that change scripts too. KELVANE_ALLOW_WRITES=1 does the same.",
+                                {},
+                                {},
+                                allowWritesVariable};
 constexpr Option options[] = {libraryOption, allowWrites};
 
-using Names = std::vector<std::string>;
-
-std::string listed(const Names& names) {
-  std::string list;
-  for (const std::string& name : names) list.append(list.empty() ? "" : ", ").append(name);
-  return list;
+// The value that stands behind the first "=" of an argument.
+std::string valueOf(std::string_view typed) {
+  if (typed.starts_with('=')) return std::string(typed.substr(1));
+  if (typed.starts_with('@')) return contentsOf(std::filesystem::path(typed.substr(1)));
+  if (typed == "-") return standardInput();
+  return std::string(typed);
 }
 
-Names namesOf(const std::vector<Tool>& tools) {
-  Names names;
-  for (const Tool& tool : tools) names.push_back(tool.name());
-  return names;
-}
-
-// What the tool's schema says that it takes.
-Names argumentNamesOf(const Tool& tool) {
-  Names names;
-  for (const JSON::Member& property : *tool.schema()["properties"]->object()) names.emplace_back(property.key());
-  return names;
-}
-
-const Tool* find(const std::string& name, const std::vector<Tool>& tools) {
-  const auto found = std::find_if(tools.begin(), tools.end(), [&](const Tool& each) { return each.name() == name; });
-  return found == tools.end() ? nullptr : &*found;
-}
-
-[[noreturn]] void refuseTool(const std::string& name, const ScriptTools& scripts) {
-  const Names all = namesOf(scripts.tools(true));
-  if (std::find(all.begin(), all.end(), name) != all.end()) {
-    throw UsageError("The tool \"" + name + "\" changes scripts. Add --allow-writes.");
-  }
-  const auto firstThatWrites = all.begin() + static_cast<std::ptrdiff_t>(scripts.tools(false).size());
-  throw UsageError("There is no tool \"" + name + "\"." + suggestion(name, all) + " The tools are " +
-                   listed({all.begin(), firstThatWrites}) + " and, with --allow-writes, " +
-                   listed({firstThatWrites, all.end()}) + ".");
-}
-
-JSON::Object argumentsFor(const Tool& tool, const std::vector<std::string>& typed) {
-  const Names names = argumentNamesOf(tool);
+JSON::Object argumentsFor(const Tool& tool, std::span<const std::string> typed) {
+  std::vector<std::string> names;
+  for (const ToolArgument& argument : argumentsOf(tool)) names.push_back(argument.name);
+  std::sort(names.begin(), names.end());
   JSON::Object arguments;
   for (const std::string& argument : typed) {
     const std::size_t equals = argument.find('=');
@@ -71,26 +58,49 @@ JSON::Object argumentsFor(const Tool& tool, const std::vector<std::string>& type
                        (names.empty() ? " It takes no arguments." : " It takes " + listed(names) + "."));
     }
     if (arguments.find(name)) throw UsageError("\"" + name + "\" is given twice. Give it once.");
-    arguments.set(name, argument.substr(equals + 1));
+    arguments.set(name, valueOf(std::string_view(argument).substr(equals + 1)));
   }
   return arguments;
 }
 
+const Tool& toolToRun(const std::string& name, const std::vector<DescribedTool>& every,
+                      const std::vector<Tool>& allowed) {
+  const auto found =
+      std::find_if(allowed.begin(), allowed.end(), [&](const Tool& each) { return each.name() == name; });
+  if (found != allowed.end()) return *found;
+  for (const DescribedTool& each : every) {
+    if (each.tool.name() == name) throw UsageError("The tool \"" + name + "\" changes scripts. Add --allow-writes.");
+  }
+  refuseUnknownTool(name);
+}
+
+// The tools' message `Nothing at "x"` is the one that a person can be helped with: x is a name that was typed.
+std::string whatIsNear(std::string_view message, const quorvel::ScriptLibrary& library) {
+  constexpr std::string_view begin = "Nothing at \"";
+  if (!message.starts_with(begin) || !message.ends_with('"')) return {};
+  message.remove_prefix(begin.size());
+  message.remove_suffix(1);
+  const std::string suggestion = suggestedItem(message, library);
+  return suggestion.empty() ? suggestion : '.' + suggestion;
+}
+
 int run(const Arguments& arguments) {
   const std::string name = arguments.word(0);
-  if (name.empty()) throw UsageError("Say which tool to run, such as list_scripts.");
-  const ScriptTools scripts = openLibraryOf(arguments).tools();
-  const std::vector<Tool> tools = scripts.tools(arguments.has(allowWrites));
-  const Tool* tool = find(name, tools);
-  if (tool == nullptr) refuseTool(name, scripts);
-  const JSON::Object given = argumentsFor(*tool, {arguments.words.begin() + 1, arguments.words.end()});
+  if (name.empty()) {
+    print(helpOnTools());
+    return done;
+  }
+  const OpenedLibrary opened = openLibraryOf(arguments);
+  const std::vector<Tool> allowed = opened.tools().tools(arguments.has(allowWrites));
+  const Tool& tool = toolToRun(name, everyTool(), allowed);
+  const JSON::Object given = argumentsFor(tool, std::span(arguments.words).subspan(1));
   std::string text;
   try {
-    text = tool->run(given);
+    text = tool.run(given);
   } catch (const std::bad_alloc&) {
     throw;  // the program says it in a sentence
   } catch (const std::exception& failure) {
-    complain(failure.what());
+    complain(failure.what() + whatIsNear(failure.what(), *opened.library));
     return failed;
   }
   if (!text.empty() && text.back() != '\n') text.push_back('\n');
@@ -104,17 +114,20 @@ constinit const Command callCommand = {
     .name = "call",
     .summary = "Run one tool and print its text.",
     .about = "Runs one tool on a folder of scripts, as an AI client would, and prints the text that it answers with.",
-    .usage = "TOOL [NAME=VALUE ...]",
+    .usage = "[TOOL [NAME=VALUE ...]]",
     .mostWords = Command::anyNumber,
     .words = words,
     .options = options,
     .notes =
         "The text is printed as it is, with a line feed added if its last line has none. If the tool fails, its "
         "message goes to standard error. The exit status is 0 if the tool succeeds, 1 if it fails, and 2 for an "
-        "unknown tool or argument.\n\n"
+        "unknown tool or argument. For a tool's arguments, run: kelvane call TOOL --help\n\n"
         "  kelvane call list_scripts --library ~/Scripts\n"
-        "  kelvane call read_script id=\"Talks/Opening.md\" --library ~/Scripts",
+        "  kelvane call read_script id=Talks/Opening.md\n"
+        "  kelvane call update_script id=Talks/Opening.md text=@new.md note=\"shorter\" \\\n"
+        "    --allow-writes",
     .run = run,
+    .helpOnTopic = helpOnTool,
 };
 
 }  // namespace kelvane::commands

@@ -19,6 +19,8 @@ extern const Command doctorCommand;
 extern const Command historyCommand;
 extern const Command showCommand;
 extern const Command restoreCommand;
+extern const Command listCommand;
+extern const Command toolsCommand;
 extern const Command serveCommand;
 extern const Command callCommand;
 

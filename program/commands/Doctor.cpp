@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include "platform/HomeFolder.h"
 #include "program/ClientEntry.h"
 #include "program/ClientFile.h"
+#include "program/LibraryItems.h"
 #include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
@@ -65,17 +67,8 @@ void lookAtSwitches(const OwnSettings& settings, bool theyCount, Findings& findi
 }
 
 std::int64_t countOfScripts(const quorvel::FolderLibrary& library) {
-  std::vector<quorvel::ScriptItem> waiting = library.contents(library.root());
-  std::int64_t count = 0;
-  while (!waiting.empty()) {
-    quorvel::ScriptItem item = std::move(waiting.back());
-    waiting.pop_back();
-    count += item.kind == quorvel::ScriptItem::Kind::script;
-    if (item.children) {
-      for (quorvel::ScriptItem& child : *item.children) waiting.push_back(std::move(child));
-    }
-  }
-  return count;
+  const std::vector<LibraryItem> items = itemsOf(library);
+  return std::count_if(items.begin(), items.end(), [](const LibraryItem& item) { return !item.isFolder(); });
 }
 
 // Why a tool cannot write, as the end of a sentence; empty if it can. Changes nothing.

@@ -1,6 +1,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "program/Environment.h"
 #include "program/OpenedLibrary.h"
 #include "program/OwnSettings.h"
 #include "program/Process.h"
@@ -11,8 +12,13 @@
 namespace kelvane::commands {
 namespace {
 
-constexpr Option allowWrites = {
-    "--allow-writes", "Offer the tools that change scripts too. Without it, nothing in the folder is changed."};
+constexpr Option allowWrites = {"--allow-writes",
+                                "Offer the tools that change scripts too. Without it, nothing in the folder is "
+                                "changed. KELVANE_ALLOW_WRITES=1 does "
+                                "the same.",
+                                {},
+                                {},
+                                allowWritesVariable};
 constexpr Option options[] = {libraryOption, allowWrites};
 
 int serveLibrary(const OpenedLibrary& opened, bool allowsWrites) {
@@ -33,7 +39,10 @@ int serveBySettings() {
     const std::string why = settings.problem() ? *settings.problem() + ' ' : std::string();
     throw std::runtime_error(why + OwnSettings::serverIsOff);
   }
-  return serveLibrary(openLibraryOf(settings), preferences.allowsWrites());
+  const auto folder = variable(libraryOption.variable);
+  const auto allowsWrites = switchVariable(allowWritesVariable);
+  return serveLibrary(folder ? openLibrary(*folder, "KELVANE_LIBRARY=DIR") : openLibraryOf(settings),
+                      allowsWrites.value_or(preferences.allowsWrites()));
 }
 
 constinit const Command serveCommand = {
@@ -45,7 +54,7 @@ constinit const Command serveCommand = {
     .options = options,
     .notes =
         "This command ignores the switches in the settings. They apply to \"kelvane\" without a command, which is "
-        "what AI clients start.\n\n"
+        "what AI clients start. There, KELVANE_LIBRARY and KELVANE_ALLOW_WRITES (1 or 0) go before the settings.\n\n"
         "The exit status is 0 when the input ends, and 1 if the folder cannot be read or the client goes away.",
     .run = run,
 };

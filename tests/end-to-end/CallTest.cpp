@@ -62,12 +62,86 @@ TEST_F(Call, printsTheTextAndALineFeedWhereTheLastLineHasNone) {
 
 TEST_F(Call, takesAllBehindTheFirstEqualsSignAsTheValue) {
   for (const std::string& value :
-       std::vector<std::string>{"plain", "a=b", "=", "a = b == c", "line\nbreak", " blanks ", "--library", "[a,b]",
-                                "{}", "\"quoted\"", "Übung 😀", "a,b;c", "-x", "\\n", "$HOME", "%PATH%"}) {
+       std::vector<std::string>{"plain", "a=b", "a = b == c", "line\nbreak", " blanks ", "--library", "[a,b]", "{}",
+                                "\"quoted\"", "Übung 😀", "a,b;c", "-x", "\\n", "$HOME", "%PATH%"}) {
     library.put("Talk.md", "old");
     EXPECT_EQ(writing({"update_script", "id=Talk.md", "text=" + value, "note=n"}).status, 0) << value;
     EXPECT_EQ(library.bytes("Talk.md"), value);
   }
+}
+
+TEST_F(Call, takesALongTextFromAFileOrFromStandardInput) {
+  library.put("new.txt", "from a file\n\x80");
+  library.put("empty.txt", "");
+  const std::string file = (library / "new.txt").native();
+  const struct {
+    const char* what;
+    std::string typed;
+    std::string text;
+  } cases[] = {
+      {"a file", "@" + file, "from a file\n\x80"},
+      {"an empty file", "@" + (library / "empty.txt").native(), ""},
+      {"standard input", "-", "from a pipe\n"},
+      {"standard input as a file", "@/dev/stdin", "from a pipe\n"},
+      {"a text that begins like a file", "=@" + file, "@" + file},
+      {"a dash", "=-", "-"},
+      {"an equals sign", "==", "="},
+      {"an empty text", "=", ""},
+      {"more than a dash", "--", "--"},
+  };
+  for (const auto& [what, typed, text] : cases) {
+    library.put("Talk.md", "old");
+    EXPECT_EQ(run({"call", "update_script", "id=Talk.md", "text=" + typed, "note=n", "--allow-writes", "--library",
+                   library.text()},
+                  "from a pipe\n")
+                  .errors,
+              text.empty() ? "Missing \"text\"\n" : "")
+        << what;
+    EXPECT_EQ(library.bytes("Talk.md"), text.empty() ? "old" : text) << what;
+  }
+}
+
+TEST_F(Call, ofATextThatCannotBeReadChangesNothing) {
+  library.put("Talk.md", "old");
+  library.put("Folder/in.md", "");
+  const std::string folder = (library / "Folder").native();
+  const struct {
+    std::string typed;
+    std::string errors;
+  } cases[] = {
+      {"@", "There is no file \"\".\n"},
+      {"@/nonexistent/new.md", "There is no file \"/nonexistent/new.md\".\n"},
+      {"@" + folder,
+       "\"" + folder + "\" could not be read, because it is a folder now. Look at what is there now and try again.\n"},
+      {"@/dev/zero",
+       "\"/dev/zero\" has more than 256 MiB, which is more than a script can hold. Give a shorter text.\n"},
+  };
+  for (const auto& [typed, errors] : cases) {
+    EXPECT_EQ(writing({"update_script", "id=Talk.md", "text=" + typed, "note=n"}), (Outcome{1, "", errors}));
+    EXPECT_EQ(library.bytes("Talk.md"), "old");
+  }
+}
+
+TEST_F(Call, saysWhatIsNearANameAtWhichNothingIs) {
+  library.put("Talks/Opening.md", "1");
+  library.put("Talks/Über uns.md", "2");
+  library.put("Closing.md", "3");
+  const std::pair<const char*, const char*> cases[] = {
+      {"Talks/Opening", "Talks/Opening.md"},
+      {"talks/OPENING.MD", "Talks/Opening.md"},
+      {"Talks/U\xCC\x88"
+       "ber uns.md",
+       "Talks/Über uns.md"},
+      {"Opening.md", "Talks/Opening.md"},
+      {"opening", "Talks/Opening.md"},
+      {"Closng.md", "Closing.md"},
+      {"Talks/Closing.md", "Closing.md"},
+  };
+  for (const auto& [typed, meant] : cases) {
+    const std::string errors = "Nothing at \"" + std::string(typed) + "\". Did you mean \"" + meant + "\"?\n";
+    EXPECT_EQ(call({"read_script", "id=" + std::string(typed)}), (Outcome{1, "", errors}));
+  }
+  EXPECT_EQ(call({"read_script", "id=x"}), (Outcome{1, "", "Nothing at \"x\"\n"}));
 }
 
 TEST_F(Call, findsScriptsWithEvilNames) {

@@ -63,8 +63,14 @@ TEST(Usage, thatIsWrongIsStatusTwoAndASentence) {
       {{"serve", "--library=", "--allow-writes"}, "--library needs a folder: --library DIR."},
       {{"serve", "--library", "a", "--library", "b"}, "--library is given twice. Give it once."},
       {{"serve", "--library", "x", "--allow-writes=no"}, "--allow-writes takes no value. Leave out \"=no\"."},
-      {{"call"}, "Say which tool to run, such as list_scripts."},
-      {{"call", "--library", "x"}, "Say which tool to run, such as list_scripts."},
+      {{"call", "raed_script", "--help"},
+       "There is no tool \"raed_script\". Did you mean \"read_script\"? The tools are list_scripts, list_folders, "
+       "list_versions, read_script, list_chapters, read_chapter and, with --allow-writes, create_script, "
+       "create_folder, rename, save_version, update_script, append_to_script, add_chapter, rename_chapter, "
+       "update_chapter, move_chapter, remove_chapter."},
+      {{"hlep"}, "There is no command \"hlep\". Did you mean \"help\"?"},
+      {{"help", "sevre"}, "There is no command \"sevre\". Did you mean \"serve\"?"},
+      {{"tools", "read_script"}, "\"kelvane tools\" does not take \"read_script\". Run: kelvane tools --help"},
       {{"call", "list_scripts", "--allow"}, "\"kelvane call\" has no option \"--allow\". Run: kelvane call --help"},
   };
   for (const auto& [arguments, sentence] : cases) {
@@ -88,7 +94,7 @@ TEST(Usage, isExplainedWhenAsked) {
   } cases[] = {
       {{"--help"},
        {"Usage: kelvane COMMAND", "\n  settings ", "\n  connect ", "\n  disconnect ", "\n  doctor ", "\n  history ",
-        "\n  show ", "\n  restore ", "\n  serve ", "\n  call ", "--help", "--version"}},
+        "\n  show ", "\n  restore ", "\n  serve ", "\n  call ", "\n  list ", "\n  tools ", "--help", "--version"}},
       {{"settings", "--help"},
        {"Usage: kelvane settings", "show", "enable", "disable", "allow-writes", "read-only", "library DIR", "--help"}},
       {{"connect", "--help"}, {"Usage: kelvane connect claude|codex", "--config FILE", "--dry-run", "--help"}},
@@ -105,8 +111,22 @@ TEST(Usage, isExplainedWhenAsked) {
       {{"serve", "--libary", "--zzz", "-h"}, {"Usage: kelvane serve"}},
       {{"--help", "serve"}, {"Usage: kelvane serve"}},
       {{"--", "--help"}, {"Usage: kelvane COMMAND"}},
-      {{"call", "--help"}, {"Usage: kelvane call", "TOOL", "NAME=VALUE", "--library DIR", "--allow-writes", "--help"}},
-      {{"call", "list_scripts", "--help"}, {"Usage: kelvane call"}},
+      {{"call", "--help"},
+       {"Usage: kelvane call", "TOOL", "NAME=VALUE", "NAME=@FILE", "NAME=-", "NAME==VALUE", "--library DIR",
+        "--allow-writes", "--help"}},
+      {{"call", "--library", "x", "--help"}, {"Usage: kelvane call [TOOL"}},
+      {{"call", "list_scripts", "--help"}, {"The whole script library", "Usage: kelvane call list_scripts [--library"}},
+      {{"call", "read_chapter", "-h"},
+       {"Usage: kelvane call read_chapter id=VALUE chapter=VALUE [--library DIR]", "\n  id        Identifier"}},
+      {{"call", "create_script", "--help"},
+       {"Usage: kelvane call create_script name=VALUE [folder=VALUE] [text=VALUE]", "--allow-writes"}},
+      {{"help", "call", "rename"}, {"Usage: kelvane call rename id=VALUE name=VALUE --allow-writes"}},
+      {{"help", "history"}, {"Usage: kelvane history [SCRIPT]"}},
+      {{"help"}, {"Usage: kelvane COMMAND", "\n  help [COMMAND] "}},
+      {{"list", "--help"}, {"Usage: kelvane list [FOLDER]", "--library DIR", "--json"}},
+      {{"tools", "--help"}, {"Usage: kelvane tools", "--json"}},
+      {{"tools"}, {"\n  list_scripts\n", "\n  create_script name [folder] [text]\n", "\n  rename id name\n"}},
+      {{"call"}, {"\n  list_scripts\n", "run: kelvane call TOOL --help"}},
   };
   for (const auto& [arguments, mentions] : cases) {
     SCOPED_TRACE(testing::PrintToString(arguments));

@@ -54,6 +54,7 @@ std::string outcome(const Words& typed) {
     const Request request = understood(typed);
     std::string text(request.command != nullptr ? request.command->name : "-");
     if (request.wantsHelp) text += " help";
+    if (!request.topic.empty()) text += " on " + request.topic;
     if (request.wantsVersion) text += " version";
     for (const std::string& word : request.arguments.words) text += " [" + word + "]";
     for (const Option& option : options) {
@@ -89,10 +90,17 @@ TEST(CommandLine, theTableTakesItApart) {
       {"help on the program", {"--help"}, "- help"},
       {"the short form", {"-h"}, "- help"},
       {"help on a command, asked before", {"-h", "list"}, "list help"},
-      {"help on a command, asked behind", {"list", "a", "--help"}, "list help"},
+      {"help on a command, asked behind", {"list", "--json", "--help"}, "list help"},
       {"help in place of a value", {"list", "--since", "-h"}, "list help"},
       {"help in spite of mistakes", {"list", "--zzz", "a", "b", "c", "-h"}, "list help"},
       {"help behind two dashes is a word", {"list", "--", "-h"}, "list [-h]"},
+      {"the word help", {"help"}, "- help"},
+      {"the word help, of a command", {"help", "list"}, "list help"},
+      {"the word help, of itself", {"help", "help"}, "- help"},
+      {"help behind a command is a word", {"list", "help"}, "list [help]"},
+      {"help on a topic of a command", {"list", "a", "b", "-h"}, "list help on a"},
+      {"help on a topic, asked before", {"help", "list", "a"}, "list help on a"},
+      {"an option's value is no topic", {"list", "--since", "a", "-h"}, "list help"},
       {"the version", {"--version"}, "- version"},
       {"the version, whatever follows", {"--version", "quti"}, "- version"},
   };
@@ -107,6 +115,7 @@ TEST(CommandLine, whatDoesNotFitIsRefusedWithWhatToTypeInstead) {
   } cases[] = {
       {"an unknown command", {"x"}, "There is no command \"x\". Run: kelvane --help"},
       {"a misspelt command", {"lsit"}, "There is no command \"lsit\". Did you mean \"list\"?"},
+      {"a misspelt help", {"hepl"}, "There is no command \"hepl\". Did you mean \"help\"?"},
       {"a misspelt command, with help", {"lsit", "-h"}, "There is no command \"lsit\". Did you mean \"list\"?"},
       {"an option of the program", {"--x", "list"}, "\"kelvane\" has no option \"--x\". Run: kelvane --help"},
       {"an unknown option", {"list", "-x"}, "\"kelvane list\" has no option \"-x\". Run: kelvane list --help"},
@@ -156,8 +165,10 @@ TEST(HelpPages, aCommandsPageIsMadeFromTheTable) {
 }
 
 TEST(HelpPages, theProgramsPageListsTheCommandsInTheirGroups) {
-  EXPECT_THAT(helpOn(table), testing::HasSubstr("\n\n  list         List versions.\n\n  quit         Quit.\n\n"
-                                                "  -h, --help   Print this.\n  --version    Print the version.\n\n"));
+  EXPECT_THAT(helpOn(table), testing::HasSubstr("\n\n  list             List versions.\n\n  quit             Quit.\n\n"
+                                                "  help [COMMAND]   Explain the program or a command.\n"
+                                                "  -h, --help       Print this.\n"
+                                                "  --version        Print the version.\n\n"));
 }
 
 }  // namespace
