@@ -14,7 +14,7 @@
 #include "program/Nearest.h"
 #include "program/Process.h"
 #include "program/Wording.h"
-#include "program/configuration/LineDiff.h"
+#include "program/changes/LineDiff.h"
 #include "quorvel/files/SystemReason.h"
 #include "quorvel/settings/FileChange.h"
 #include "quorvel/settings/FileReading.h"

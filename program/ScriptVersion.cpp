@@ -42,7 +42,7 @@ FoundScript findScript(const std::string& typed, const OpenedLibrary& opened) {
   } catch (const std::exception& error) {
     std::string what = error.what();
     if (!what.ends_with('.')) what += '.';
-    throw std::runtime_error(what + " To list all scripts with saved versions, run: kelvane history");
+    throw std::runtime_error(what + " To list what was saved, run: kelvane history");
   }
 }
 

@@ -1,7 +1,6 @@
 #include "program/Wording.h"
 
 #include <cstdio>
-#include <ctime>
 
 #include "platform/Unicode.h"
 #include "platform/unicode/UTF8.h"
@@ -16,14 +15,6 @@ bool steersTerminals(char32_t scalar) {
 }
 
 }  // namespace
-
-std::string shown(std::chrono::system_clock::time_point moment) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(moment));
-  std::tm local{};
-  char text[64];
-  if (::localtime_r(&seconds, &local) == nullptr) return "?";
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
-}
 
 std::string onOneLine(std::string_view text) {
   const std::string valid = unicode::replacingInvalidUTF8(text);

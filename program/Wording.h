@@ -1,15 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 /// How things are shown to a person at a terminal. Pure functions that accept any bytes and throw only std::bad_alloc.
 namespace kelvane {
-
-/// A moment in the person's time zone, to the second: "2026-11-21 20:13:05". "?" if the system cannot tell.
-std::string shown(std::chrono::system_clock::time_point moment);
 
 /// A string on one line of a terminal: each character that would steer the terminal (control characters, line
 /// separators, direction marks), and whatever is not UTF-8, becomes U+FFFD. Takes time linear in the string.

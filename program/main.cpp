@@ -25,6 +25,8 @@ constexpr const Command* table[] = {
     nullptr,
     &commands::listCommand,
     &commands::historyCommand,
+    &commands::diffCommand,
+    &commands::undoCommand,
     &commands::showCommand,
     &commands::restoreCommand,
     nullptr,

@@ -17,6 +17,8 @@ extern const Command connectCommand;
 extern const Command disconnectCommand;
 extern const Command doctorCommand;
 extern const Command historyCommand;
+extern const Command diffCommand;
+extern const Command undoCommand;
 extern const Command showCommand;
 extern const Command restoreCommand;
 extern const Command listCommand;

@@ -1,90 +1,185 @@
-#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Unicode.h"
+#include "program/Moments.h"
 #include "program/Process.h"
 #include "program/ScriptVersion.h"
+#include "program/Table.h"
+#include "program/Terminal.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
 #include "quorvel/files/SystemReason.h"
+#include "scripttools/Resolution.h"
 
 namespace kelvane::commands {
 namespace {
 
-using Row = std::vector<std::string>;
+constexpr Option mostOption = {"-n", "At most this many versions.", "N", "a number"};
+constexpr Option sinceOption = {
+    "--since", "Only what was saved since then, such as \"2 hours\", yesterday or 2026-11-21.", "WHEN", "a time"};
+constexpr Option utcOption = {"--utc", "Tell and take times in UTC instead of your time zone."};
+constexpr Option options[] = {mostOption, sinceOption, utcOption, libraryOption, jsonOption};
 
-// Columns of numbers end under each other, the last column is as long as it is.
-std::string table(const std::vector<Row>& rows, std::size_t columnsOfNumbers) {
-  std::vector<std::size_t> widths;
-  for (const Row& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], unicode::characterCount(row[i]));
-  }
-  std::string text;
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      const std::string padding(widths[i] - unicode::characterCount(row[i]), ' ');
-      if (i > 0) text.append("  ");
-      if (i < columnsOfNumbers) text.append(padding);
-      text.append(row[i]);
-      if (i >= columnsOfNumbers && i + 1 < row.size()) text.append(padding);
+/// What is asked for.
+struct Wanted {
+  std::size_t most = std::numeric_limits<std::size_t>::max();
+  std::chrono::system_clock::time_point since = {};
+  TimeZone zone = TimeZone::local;
+  bool asJSON = false;
+};
+
+Wanted wanted(const Arguments& arguments) {
+  Wanted wanted;
+  wanted.asJSON = arguments.has(jsonOption);
+  if (arguments.has(utcOption)) wanted.zone = TimeZone::utc;
+  if (arguments.has(mostOption)) {
+    const std::string typed = arguments.value(mostOption);
+    const auto [end, error] = std::from_chars(typed.data(), typed.data() + typed.size(), wanted.most);
+    if (error != std::errc() || end != typed.data() + typed.size() || wanted.most == 0) {
+      throw UsageError(quorvel::inQuotes(typed) + " is not a number of versions. Type -n 10, for example.");
     }
-    text.append("\n");
   }
-  return text;
-}
-
-std::string signedDifference(std::size_t size, std::size_t below) {
-  return size < below ? "-" + std::to_string(below - size) : "+" + std::to_string(size - below);
-}
-
-void append(const std::vector<quorvel::HistoryEntry>& entries, std::vector<Row>& rows) {
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    const quorvel::HistoryEntry& entry = entries[i];
-    const bool isOldest = i + 1 == entries.size();
-    rows.push_back({entry.version.text(), shown(entry.saved), std::to_string(entry.words), std::to_string(entry.size),
-                    isOldest ? "" : signedDifference(entry.size, entries[i + 1].size), onOneLine(entry.label)});
+  if (arguments.has(sinceOption)) {
+    const std::string typed = arguments.value(sinceOption);
+    const auto since = parsedMoment(typed, wanted.zone, std::chrono::system_clock::now());
+    if (!since) {
+      throw UsageError(
+          quorvel::inQuotes(typed) +
+          " is not a time. Type --since \"2 hours\", --since yesterday or --since 2026-11-21, for example.");
+    }
+    wanted.since = *since;
   }
+  return wanted;
 }
 
-int listVersions(const std::string& typed, const OpenedLibrary& opened) {
+std::string difference(std::size_t now, std::size_t before) {
+  return now < before ? "-" + std::to_string(before - now) : "+" + std::to_string(now - before);
+}
+
+JSON::Object encoded(const std::string& identifier, const quorvel::HistoryEntry& entry) {
+  return {
+      {"id", identifier},     {"version", entry.version.text()},           {"saved", encodedMoment(entry.saved)},
+      {"label", entry.label}, {"words", static_cast<double>(entry.words)}, {"bytes", static_cast<double>(entry.size)}};
+}
+
+void printTable(const std::string& heading, const std::vector<TableRow>& rows, std::size_t columnsOfNumbers) {
+  const std::size_t width = outputIsTerminal() ? terminalWidth() : 0;
+  printPages(heading + table(rows, columnsOfNumbers, width));
+}
+
+/// The text that a script has now, as the newest row of its list.
+struct PresentText {
+  std::chrono::system_clock::time_point saved;
+  std::size_t words = 0;
+  std::size_t size = 0;
+};
+
+std::optional<PresentText> presentText(const FoundScript& script, const OpenedLibrary& opened) {
+  if (!script.item) return std::nullopt;
+  const std::string text = opened.library->read(*script.item);
+  const auto changed = std::filesystem::last_write_time(pathOf(script.identifier, *opened.library));
+  return PresentText{
+      std::chrono::time_point_cast<std::chrono::system_clock::duration>(std::chrono::file_clock::to_sys(changed)),
+      unicode::wordCount(text), text.size()};
+}
+
+/// A version in a list, with the one below it, from which its change is counted; null for a script's first.
+struct ListedVersion {
+  const quorvel::HistoryEntry* entry;
+  const quorvel::HistoryEntry* below;
+};
+
+using Histories = std::vector<std::vector<quorvel::HistoryEntry>>;
+
+// Those of earlier scripts are last.
+std::vector<ListedVersion> listed(const Histories& histories, const Wanted& wanted) {
+  std::vector<ListedVersion> versions;
+  for (const auto& entries : histories) {
+    for (std::size_t i = 0; i < entries.size() && versions.size() < wanted.most; ++i) {
+      if (entries[i].saved < wanted.since) continue;
+      versions.push_back({&entries[i], i + 1 < entries.size() ? &entries[i + 1] : nullptr});
+    }
+  }
+  return versions;
+}
+
+int listVersions(const std::string& typed, const Wanted& wanted, const OpenedLibrary& opened) {
   const FoundScript script = findScript(typed, opened);
   const std::string name = quorvel::inQuotes(script.identifier);
-  const std::vector<quorvel::HistoryOfScript> histories = opened.history->scripts(script.identifier);
+  const auto now = presentText(script, opened);
+  Histories histories;
+  std::int64_t count = 0;
+  for (const quorvel::HistoryOfScript& each : opened.history->scripts(script.identifier)) {
+    histories.push_back(opened.history->entries(script.identifier, each.earlier));
+    count += static_cast<std::int64_t>(histories.back().size());
+  }
+  const std::vector<ListedVersion> versions = listed(histories, wanted);
+  if (wanted.asJSON) {
+    JSON::Array array;
+    for (const ListedVersion& each : versions) array.append(encoded(script.identifier, *each.entry));
+    print(JSON(array).encoded() + '\n');
+    return done;
+  }
   if (histories.empty()) {
     say(name + " has no saved versions yet.");
     return done;
   }
-  std::vector<Row> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
-  for (const quorvel::HistoryOfScript& each : histories) {
-    append(opened.history->entries(script.identifier, each.earlier), rows);
+  std::vector<TableRow> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
+  if (now) {
+    const bool hasVersions = histories.front().front().version.earlier == 0;
+    rows.push_back({"now", shown(now->saved, wanted.zone), std::to_string(now->words), std::to_string(now->size),
+                    hasVersions ? difference(now->size, histories.front().front().size) : ""});
   }
-  const auto count = static_cast<std::int64_t>(rows.size()) - 1;
-  say(counted(count, "version") + " of " + name + (script.item ? "" : ", which is gone") + ", newest first");
-  print("\n" + table(rows, 5));
+  for (const auto& [entry, below] : versions) {
+    rows.push_back({entry->version.text(), shown(entry->saved, wanted.zone), std::to_string(entry->words),
+                    std::to_string(entry->size), below != nullptr ? difference(entry->size, below->size) : "",
+                    onOneLine(entry->label)});
+  }
+  printTable(
+      onOneLine(counted(count, "version") + " of " + name + (now ? "" : ", which is gone") + ", newest first") + "\n\n",
+      rows, 5);
   return done;
 }
 
-int listScripts(const OpenedLibrary& opened) {
-  std::vector<Row> rows = {{"versions", "newest", "script"}};
-  for (const quorvel::HistoryOfScript& each : opened.history->scripts()) {
-    std::string name = onOneLine(each.identifier);
-    if (each.earlier > 0) {
-      name += " (an earlier script of this name: version " + std::to_string(each.earlier) + ".1 and up)";
-    } else if (!isFileAt(each.identifier, opened)) {
-      name += " (gone)";
-    }
-    rows.push_back({std::to_string(each.versions), shown(each.newest), name});
+int listTimeLine(const Wanted& wanted, const OpenedLibrary& opened) {
+  const std::vector<quorvel::TimeLineEntry> entries = opened.history->timeLine(wanted.since, wanted.most);
+  if (wanted.asJSON) {
+    JSON::Array array;
+    for (const auto& each : entries) array.append(encoded(each.identifier, each.entry));
+    print(JSON(array).encoded() + '\n');
+    return done;
   }
-  print(rows.size() == 1 ? std::string("This library has no saved versions yet.\n") : table(rows, 1));
+  if (entries.empty()) {
+    say(wanted.since == decltype(wanted.since)() ? "This library has no saved versions yet."
+                                                 : "Nothing was saved since then.");
+    return done;
+  }
+  std::vector<TableRow> rows = {{"saved", "version", "words", "change", "script", "label"}};
+  std::map<std::string, bool> isThere;
+  for (const auto& [identifier, entry, wordsBefore] : entries) {
+    const auto [known, isNew] = isThere.try_emplace(identifier);
+    if (isNew) known->second = isFileAt(identifier, opened);
+    const bool isGone = entry.version.earlier > 0 || !known->second;
+    rows.push_back({shown(entry.saved, wanted.zone), entry.version.text(), std::to_string(entry.words),
+                    wordsBefore ? difference(entry.words, *wordsBefore) : "",
+                    onOneLine(identifier) + (isGone ? " (gone)" : ""), onOneLine(entry.label)});
+  }
+  printTable("", rows, 4);
   return done;
 }
 
 int run(const Arguments& arguments) {
+  const Wanted what = wanted(arguments);
   const OpenedLibrary opened = openLibraryOf(arguments);
   const std::string script = arguments.word(0);
-  return script.empty() ? listScripts(opened) : listVersions(script, opened);
+  return script.empty() ? listTimeLine(what, opened) : listVersions(script, what, opened);
 }
 
 constexpr Word words[] = {scriptWord};
@@ -93,18 +188,19 @@ constexpr Word words[] = {scriptWord};
 
 constinit const Command historyCommand = {
     .name = "history",
-    .summary = "List the saved versions of a script.",
+    .summary = "List what was saved, of a script or of all.",
     .about =
-        "Lists the saved versions of a script, newest first. Without a script, lists all scripts that have some. The "
-        "script itself may be gone.",
+        "Lists the saved versions of a script, newest first, below the text that it has now. Without a script, lists "
+        "those of all scripts. A script itself may be gone.",
     .usage = "[SCRIPT]",
     .mostWords = 1,
     .words = words,
-    .options = onlyLibraryOption,
+    .options = options,
     .notes =
-        "A version keeps its number whatever is added later. \"kelvane show\" and \"kelvane restore\" take it. "
-        "\"change\" is how many bytes it has more or less than the version below it. The versions of an earlier "
-        "script of the same name have numbers with a dot: 1.1, 1.2 and so on for the first such script.",
+        "A version keeps its number whatever is added later. \"kelvane diff\", \"kelvane show\" and \"kelvane "
+        "restore\" take it. \"change\" compares with the version before it: bytes for one script, words for all. The "
+        "versions of an earlier script of the same name have numbers with a dot: 1.1, 1.2 and so on for the first such "
+        "script.",
     .run = run,
 };
 

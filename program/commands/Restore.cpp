@@ -1,12 +1,10 @@
-#include <stdexcept>
-#include <vector>
+#include <string>
 
+#include "program/ChangeLabel.h"
 #include "program/Process.h"
-#include "program/ScriptVersion.h"
+#include "program/Restoring.h"
 #include "program/commands/Commands.h"
 #include "quorvel/files/SystemReason.h"
-#include "quorvel/files/WholeFile.h"
-#include "scripttools/Resolution.h"
 
 namespace kelvane::commands {
 namespace {
@@ -16,30 +14,20 @@ int run(const Arguments& arguments) {
   const OpenedLibrary opened = openLibraryOf(arguments);
   const auto lock = opened.library->lock();
   const FoundScript script = findScript(arguments.word(0), opened);
-  const std::string text = textOf(version, script, opened);
   const std::string name = quorvel::inQuotes(script.identifier);
-  if (text.size() > quorvel::largestText) {
-    throw std::runtime_error("Version " + version.text() + " of " + name +
-                             " could not be put back, because it is larger than " + quorvel::largestTextInWords +
-                             ", the largest size of a script. To print it into a file, run: kelvane show SCRIPT " +
-                             version.text() + " > FILE");
+  const std::string number = version.text();
+  const Restored restored = restore(script, version, restoringLabel(version), opened, *lock);
+  switch (restored.how) {
+    case Restored::How::recreated:
+      say(name + " was gone. It is restored to version " + number + ".");
+      break;
+    case Restored::How::unchanged:
+      say(name + " is the same as version " + number + ". No change is needed.");
+      break;
+    case Restored::How::replaced:
+      say(name + " is restored to version " + number + ".");
+      if (restored.saved) say("The replaced text is version " + restored.saved->text() + ".");
   }
-  if (!script.item) {
-    opened.library->recreate(script.identifier, text);
-    say(name + " was gone. It is restored to version " + version.text() + ".");
-    return done;
-  }
-  const std::string present = opened.library->readToReplace(*script.item);
-  if (present == text) {
-    say(name + " is the same as version " + version.text() + ". No change is needed.");
-    return done;
-  }
-  const auto saved = opened.history->snapshot(present, pathOf(script.identifier, *opened.library),
-                                              "Before — restoring version " + version.text());
-  const auto entries = saved ? opened.history->entries(script.identifier) : std::vector<quorvel::HistoryEntry>();
-  opened.library->write(text, *script.item);
-  say(name + " is restored to version " + version.text() + ".");
-  if (saved) say("The replaced text is version " + entries.front().version.text() + ".");
   return done;
 }
 

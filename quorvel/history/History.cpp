@@ -203,6 +203,30 @@ std::vector<HistoryOfScript> History::scripts(std::string_view identifier) const
   });
 }
 
+std::vector<TimeLineEntry> History::timeLine(std::chrono::system_clock::time_point since, std::size_t most) const {
+  return reading(file_, std::vector<TimeLineEntry>(), [&](Connection& connection) {
+    constexpr std::size_t mostRows = std::numeric_limits<std::int64_t>::max();
+    auto rows = connection.prepare(
+        "SELECT identifier, earlier, number, saved, label, words, size, (SELECT words FROM versions AS before"
+        " WHERE before.script = versions.script AND before.number = versions.number - 1)"
+        " FROM versions JOIN scripts ON scripts.id = script WHERE saved >= ?"
+        " ORDER BY saved DESC, script DESC, number DESC LIMIT ?",
+        stored(since), static_cast<std::int64_t>(std::min(most, mostRows)));
+    std::vector<TimeLineEntry> entries;
+    while (rows.next()) {
+      TimeLineEntry each{rows.bytes(0), {}, std::nullopt};
+      each.entry = {{rows.integer(1), rows.integer(2)},
+                    moment(rows.integer(3)),
+                    rows.bytes(4),
+                    static_cast<std::size_t>(rows.integer(5)),
+                    static_cast<std::size_t>(rows.integer(6))};
+      if (each.entry.version.number > 1) each.wordsBefore = static_cast<std::size_t>(rows.integer(7));
+      entries.push_back(std::move(each));
+    }
+    return entries;
+  });
+}
+
 bool History::holds(std::string_view text, std::string_view identifier) const {
   if (text.empty()) return true;
   const auto root = file_.findRoot();

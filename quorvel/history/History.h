@@ -42,6 +42,15 @@ struct HistoryOfScript {
   bool operator==(const HistoryOfScript&) const = default;
 };
 
+/// One version of one of the library's scripts.
+struct TimeLineEntry {
+  std::string identifier;
+  HistoryEntry entry;
+  std::optional<std::size_t> wordsBefore;  ///< Those of the script's version before it; empty for its first.
+
+  bool operator==(const TimeLineEntry&) const = default;
+};
+
 /// A rename that the history knows of: about to happen, happening, or done. Made by History::willRename.
 ///
 /// If it is destroyed without `done`, it looks for the script and moves the history only if the script is at the new
@@ -131,6 +140,10 @@ class History final : public VersionStore {
 
   /// Those with one identifier: first the present script, if it has versions, then the earlier ones, the latest first.
   std::vector<HistoryOfScript> scripts(std::string_view identifier) const;
+
+  /// The versions of all scripts that were saved at that moment or later, newest first, at most `most` of them. Takes
+  /// time proportional to the number of all versions; no text is read.
+  std::vector<TimeLineEntry> timeLine(std::chrono::system_clock::time_point since, std::size_t most) const;
 
   /// Whether a version of the script has exactly these bytes, so that the text can be restored. True for the empty
   /// text, of which no version is kept.

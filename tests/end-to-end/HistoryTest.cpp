@@ -51,6 +51,7 @@ TEST_F(HistoryCommands, listsTheVersionsOfAScriptNewestFirst) {
   const std::string expected =
       "3 versions of \"Talk.md\", newest first\n\n"
       "version                saved  words  bytes  change  label\n"
+      "    now  MOMENT      4     20     +17\n"
       "      3  MOMENT      1      3      -6  Before — Longer\n"
       "      2  MOMENT      2      9      -5  Before — Two\xEF\xBF\xBDlines "
       "\xEF\xBF\xBD[31m\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\n"
@@ -75,20 +76,60 @@ TEST_F(HistoryCommands, showsMomentsInThePersonsTimeZone) {
   EXPECT_EQ((difference + 24 * 60) % (24 * 60), 5 * 60 + 30);
 }
 
-TEST_F(HistoryCommands, listsAllScriptsThatHaveOneAndMarksThoseThatAreGone) {
+TEST_F(HistoryCommands, listsWhatWasSavedOfAllScriptsAndMarksThoseThatAreGone) {
   EXPECT_EQ(list({}), "This library has no saved versions yet.\n");
   put("one");
   home.put("Scripts/Talks/Other.md", "one");
   home.put("Scripts/Talks/Never changed.md", "one");
-  replace("two", "n");
-  replace("three", "n");
+  replace("two words", "n");
+  replace("three", "longer");
   replace("two", "n", "Talks/Other.md");
   std::filesystem::remove(home / "Scripts/Talks/Other.md");
   EXPECT_EQ(list({}),
-            "versions  newest               script\n"
-            "       2  MOMENT  Talk.md\n"
-            "       1  MOMENT  Talks/Other.md (gone)\n");
+            "              saved  version  words  change  script                 label\n"
+            "MOMENT        1      1          Talks/Other.md (gone)  Before — n\n"
+            "MOMENT        2      2      +1  Talk.md                Before — longer\n"
+            "MOMENT        1      1          Talk.md                Before — n\n");
   EXPECT_EQ(list({"Talks/Never changed"}), "\"Talks/Never changed.md\" has no saved versions yet.\n");
+}
+
+TEST_F(HistoryCommands, listsOnlyWhatIsAskedFor) {
+  put("one");
+  for (const char* note : {"a", "b", "c"}) replace(std::string("text ") + note, note);
+  const std::string heading = "3 versions of \"Talk.md\", newest first\n\n";
+  const std::string labels = "version                saved  words  bytes  change  label\n";
+  const std::string now = "    now  MOMENT      2      6      +0\n";
+  const std::string newest = "      3  MOMENT      2      6      +0  Before — c\n";
+  EXPECT_EQ(list({"Talk", "-n", "1"}), heading + labels + now + newest);
+  EXPECT_THAT(list({"Talk", "-n", "2"}), HasSubstr("Before — b\n"));
+  EXPECT_THAT(list({"Talk", "--since", "1 hour", "-n", "1"}), HasSubstr(newest));
+  EXPECT_EQ(list({"Talk", "--since", "2100-01-01"}), heading + labels + now);
+  EXPECT_EQ(list({"--since", "2100-01-01"}), "Nothing was saved since then.\n");
+  EXPECT_THAT(list({"-n", "1"}), MatchesRegex("[^\n]*\n[^\n]*Before — c\n"));
+  EXPECT_THAT(list({"--since", "yesterday"}), HasSubstr("Before — a\n"));
+}
+
+TEST_F(HistoryCommands, tellsTimesInUTCIfAsked) {
+  put("one");
+  replace("two", "n");
+  Start there = start({"history", "Talk"});
+  there.environment = {"TZ=UTC"};
+  EXPECT_EQ(printed({"history", "Talk", "--utc"}), run(there).output);
+  there.arguments = {"history"};
+  EXPECT_EQ(printed({"history", "--utc"}), run(there).output);
+}
+
+TEST_F(HistoryCommands, printsJSONForOtherPrograms) {
+  EXPECT_EQ(printed({"history", "--json"}), "[]\n");
+  put("one \"two\"");
+  replace("three", "n");
+  static const std::regex moment("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z");
+  const std::string expected =
+      R"([{"bytes":9,"id":"Talk.md","label":"Before — n","saved":"MOMENT","version":"1","words":2}])"
+      "\n";
+  EXPECT_EQ(std::regex_replace(printed({"history", "Talk", "--json"}), moment, "MOMENT"), expected);
+  EXPECT_EQ(std::regex_replace(printed({"history", "--json", "-n", "1"}), moment, "MOMENT"), expected);
+  EXPECT_EQ(printed({"history", "Talk", "--json", "--since", "2100-01-01"}), "[]\n");
 }
 
 TEST_F(HistoryCommands, showsAVersionsExactBytes) {
@@ -171,10 +212,11 @@ TEST_F(HistoryCommands, reachesScriptsThatHadTheSameNameEarlier) {
   EXPECT_EQ(list({"Talk"}),
             "1 version of \"Talk.md\", newest first\n\n"
             "version                saved  words  bytes  change  label\n"
+            "    now  MOMENT      1      7        \n"
             "    1.1  MOMENT      1      5          Before — n\n");
   EXPECT_EQ(list({}),
-            "versions  newest               script\n"
-            "       1  MOMENT  Talk.md (an earlier script of this name: version 1.1 and up)\n");
+            "              saved  version  words  change  script          label\n"
+            "MOMENT      1.1      1          Talk.md (gone)  Before — n\n");
   EXPECT_EQ(printed({"show", "Talk", "1.1"}), "first");
   EXPECT_EQ(printed({"restore", "Talk", "1.1"}),
             "\"Talk.md\" is restored to version 1.1.\nThe replaced text is version 1.\n");
@@ -209,6 +251,7 @@ TEST_F(HistoryCommands, followsARename) {
   printed({"call", "rename", "id=Talk.md", "name=Speech", "--allow-writes"});
   EXPECT_THAT(list({"Speech"}), StartsWith("1 version of \"Speech.md\", newest first"));
   EXPECT_THAT(list({}), Not(HasSubstr("Talk.md")));
+  EXPECT_THAT(list({}), HasSubstr("Speech.md"));
 }
 
 TEST_F(HistoryCommands, prefersTheNameAsItIsTyped) {
@@ -227,7 +270,7 @@ TEST_F(HistoryCommands, refusesWhatIsNotThereAndChangesNothing) {
   put("first");
   replace("second", "n");
   std::filesystem::create_directory(home / "Scripts/Folder.md");
-  const std::string list = " To list all scripts with saved versions, run: kelvane history\n";
+  const std::string list = " To list what was saved, run: kelvane history\n";
   const std::string numbers = ". To list them, run: kelvane history SCRIPT\n";
   const struct {
     std::vector<std::string> arguments;
@@ -238,6 +281,20 @@ TEST_F(HistoryCommands, refusesWhatIsNotThereAndChangesNothing) {
       {{"history", "../Talk"}, 1, "\"../Talk.md\" is not inside the library." + list},
       {{"history", "Folder"}, 1, "\"Folder.md\" is a folder, not a script." + list},
       {{"history", "a", "b"}, 2, "\"kelvane history\" does not take \"b\". Run: kelvane history --help\n"},
+      {{"history", "-n", "0"}, 2, "\"0\" is not a number of versions. Type -n 10, for example.\n"},
+      {{"history", "-n", "x"}, 2, "\"x\" is not a number of versions. Type -n 10, for example.\n"},
+      {{"history", "-n", "99999999999999999999"},
+       2,
+       "\"99999999999999999999\" is not a number of versions. Type -n 10, for example.\n"},
+      {{"history", "--since", "soon"},
+       2,
+       "\"soon\" is not a time. Type --since \"2 hours\", --since yesterday or --since 2026-11-21, for example.\n"},
+      {{"diff"}, 2, "Say which script, such as \"Talks/Opening\".\n"},
+      {{"diff", "Talk", "x"}, 2, "\"x\" is not a version's number" + numbers},
+      {{"diff", "Talk", "1", "0"}, 2, "\"0\" is not a version's number" + numbers},
+      {{"diff", "Talk", "2"}, 1, "\"Talk.md\" has no version 2. To list its versions, run: kelvane history SCRIPT\n"},
+      {{"diff", "Other"}, 1, "Nothing at \"Other.md\"." + list},
+      {{"undo", "Other"}, 1, "Nothing at \"Other.md\"." + list},
       {{"show", "Talk", "2"}, 1, "\"Talk.md\" has no version 2. To list its versions, run: kelvane history SCRIPT\n"},
       {{"show", "Talk", "1.1"},
        1,

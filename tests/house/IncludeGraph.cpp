@@ -14,9 +14,9 @@ namespace {
 using Rooms = std::set<std::string_view>;
 
 const Rooms all = {
-    "platform", "platform/unicode", "platform/json",        "protocol",        "protocol/json",   "scripttools",
-    "host",     "quorvel/core",     "quorvel/files",        "quorvel/history", "quorvel/library", "quorvel/settings",
-    "program",  "program/commands", "program/configuration"};
+    "platform", "platform/unicode", "platform/json",         "protocol",        "protocol/json",   "scripttools",
+    "host",     "quorvel/core",     "quorvel/files",         "quorvel/history", "quorvel/library", "quorvel/settings",
+    "program",  "program/commands", "program/configuration", "program/changes"};
 
 Rooms allAnd(std::string_view more) {
   Rooms rooms = all;
@@ -41,12 +41,13 @@ const std::map<std::string_view, Rooms> mayInclude = {
     {"quorvel/settings", {"quorvel/files", "platform", "platform/unicode", "platform/json"}},
     {"program",
      {"scripttools", "host", "protocol", "protocol/json", "platform", "platform/unicode", "quorvel/files",
-      "quorvel/history", "quorvel/library", "quorvel/settings", "program/configuration"}},
+      "quorvel/history", "quorvel/library", "quorvel/settings", "program/configuration", "program/changes"}},
     {"program/commands",
      {"scripttools", "host", "protocol", "protocol/json", "platform", "platform/unicode", "quorvel/files",
-      "quorvel/history", "quorvel/library", "quorvel/settings", "program", "program/configuration"}},
+      "quorvel/history", "quorvel/library", "quorvel/settings", "program", "program/configuration", "program/changes"}},
     {"program/main.cpp", {"quorvel/files", "program", "program/commands"}},
     {"program/configuration", {"host", "protocol/json", "platform", "platform/unicode", "platform/json"}},
+    {"program/changes", {}},
     {"tests", all},
     {"benchmarks", all},
     {"fuzz", allAnd("tests")},  // checks what the tests check, with random inputs

@@ -1,4 +1,4 @@
-#include "program/configuration/LineDiff.h"
+#include "program/changes/LineDiff.h"
 
 #include <gtest/gtest.h>
 

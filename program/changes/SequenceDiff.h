@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+/// How one sequence of pieces of text (lines, or words) becomes another.
+namespace kelvane {
+
+using Pieces = std::vector<std::string_view>;
+
+/// A piece of either sequence: '-' goes, '+' comes, ' ' stays.
+struct Step {
+  char sign;
+  std::string_view piece;
+};
+
+/// The steps that lead from one sequence to the other: those with '-' and ' ' are the old one, those with '+' and ' '
+/// the new one. Pieces that go stand before those that come in their place. Usually there are as few changes as
+/// possible; if the sequences have little in common, there may be more, so that the time stays bounded: it is linear in
+/// the sequences, and so is the memory. The views are those of the arguments.
+std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh);
+
+}  // namespace kelvane
