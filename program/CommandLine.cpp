@@ -85,7 +85,7 @@ class Reading {
     if (value.empty()) {
       throw UsageError(name + " needs " + std::string(option->meaning) + ": " + usageOf(*option) + ".");
     }
-    if (arguments_.has(*option)) throw UsageError(name + " is given twice. Give it once.");
+    if (arguments_.has(*option) && !option->isRepeatable) throw UsageError(name + " is given twice. Give it once.");
     arguments_.set(*option, std::move(value));
   }
 

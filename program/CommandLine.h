@@ -19,6 +19,7 @@ struct Option {
   std::string_view value = {};     ///< What the help calls its value: "DIR". Empty for a switch.
   std::string_view meaning = {};   ///< What the value is: "a folder".
   std::string_view variable = {};  ///< The environment variable that stands for it, if any (program/Environment.h).
+  bool isRepeatable = false;       ///< Whether it may be given several times, with a value each.
 };
 
 /// A word that a command takes, as a line of the command's help.
@@ -40,14 +41,20 @@ class Arguments {
   /// The option's value; empty if it was not typed. A value that is typed is never empty.
   std::string value(const Option& option) const {
     const auto found = options_.find(option.name);
-    return found == options_.end() ? std::string() : found->second;
+    return found == options_.end() ? std::string() : found->second.back();
   }
 
-  /// The option is one of the table, which must outlive this.
-  void set(const Option& option, std::string value) { options_.insert_or_assign(option.name, std::move(value)); }
+  /// All values of a repeatable option, in their order; empty if it was not typed.
+  std::vector<std::string> values(const Option& option) const {
+    const auto found = options_.find(option.name);
+    return found == options_.end() ? std::vector<std::string>() : found->second;
+  }
+
+  /// Adds a value. The option is one of the table, which must outlive this.
+  void set(const Option& option, std::string value) { options_[option.name].push_back(std::move(value)); }
 
  private:
-  std::map<std::string_view, std::string> options_;
+  std::map<std::string_view, std::vector<std::string>> options_;
 };
 
 /// A command. Texts are paragraphs with an empty line between them; one that begins with a space is shown as it is, any

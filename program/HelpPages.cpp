@@ -19,7 +19,8 @@ std::string helpOn(const Command& command) {
   appendParagraphs(command.about, text);
   std::string usage("Usage: kelvane ");
   usage.append(command.name).append(command.usage.empty() ? "" : " ").append(command.usage);
-  for (const Option& option : command.options) usage.append(" [").append(usageOf(option)).append("]");
+  for (const Option& option : command.options)
+    usage.append(" [").append(usageOf(option)).append(option.isRepeatable ? " ...]" : "]");
   text.append("\n");
   appendFilled(usage, 4, text);
   std::vector<PageRow> rows;
@@ -52,7 +53,7 @@ std::string helpOn(Commands commands) {
   text.append("\n");
   appendParagraphs(
       "For help on a command, run: kelvane help COMMAND\n\nTo begin:\n\n"
-      "  kelvane settings library ~/Scripts\n  kelvane settings enable\n  kelvane connect claude",
+      "  kelvane setup",
       text);
   return text;
 }

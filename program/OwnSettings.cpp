@@ -2,12 +2,19 @@
 
 #include <stdexcept>
 
+#include "program/Process.h"
 #include "quorvel/files/SystemReason.h"
 
 namespace kelvane {
 namespace {
 
 constexpr const char* noHome = "There is no home folder to store the settings in. Set HOME to one.";
+
+template <class Value>
+void storeValue(const std::filesystem::path& file, std::string_view key, const Value& value) {
+  const auto copy = quorvel::FileDefaults(file).set(key, value);
+  if (copy) say("The settings were damaged. Their old text is now in " + quorvel::inQuotes(copy->native()) + ".");
+}
 
 }  // namespace
 
@@ -21,6 +28,14 @@ OwnSettings::OwnSettings()
 const quorvel::FileDefaults& OwnSettings::store() const {
   if (!store_) throw std::runtime_error(noHome);
   return *store_;
+}
+
+void OwnSettings::change(std::string_view key, bool value) const {
+  storeValue(store().file(), key, value);
+}
+
+void OwnSettings::change(std::string_view key, std::string_view value) const {
+  storeValue(store().file(), key, value);
 }
 
 std::optional<std::string> OwnSettings::problem() const {

@@ -32,7 +32,12 @@ class OwnSettings {
   /// The two switches. Both are off if the settings are damaged or missing.
   Preferences preferences() const { return Preferences(store_.get()); }
 
-  /// The file that stores them, to be changed through its `set`. Lives as long as this object. Throws an error with
+  /// Stores a value for servers that start after this, and says on standard output where the old text of a damaged file
+  /// went. This object keeps its own values. Throws an error with complete sentences if the value cannot be stored.
+  void change(std::string_view key, bool value) const;
+  void change(std::string_view key, std::string_view value) const;
+
+  /// The file that stores them. Lives as long as this object. Throws an error with
   /// complete sentences if there is no home folder.
   const quorvel::FileDefaults& store() const;
 

@@ -18,6 +18,7 @@ namespace kelvane {
 namespace {
 
 constexpr const Command* table[] = {
+    &commands::setupCommand,
     &commands::settingsCommand,
     &commands::connectCommand,
     &commands::disconnectCommand,

@@ -12,6 +12,7 @@
 /// They are constants without constructors, so the order in which sources are linked does not matter.
 namespace kelvane::commands {
 
+extern const Command setupCommand;
 extern const Command settingsCommand;
 extern const Command connectCommand;
 extern const Command disconnectCommand;

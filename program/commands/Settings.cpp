@@ -48,11 +48,10 @@ int showAll(const OwnSettings& settings) {
   return problem ? failed : done;
 }
 
-// Says what was changed, where a damaged file went, and how all stands now.
+// Says how all stands now.
 template <class Value>
 int change(const OwnSettings& settings, std::string_view key, const Value& value) {
-  const auto copy = quorvel::FileDefaults(settings.store().file()).set(key, value);
-  if (copy) say("The settings were damaged. Their old text is now in " + quorvel::inQuotes(copy->native()) + ".");
+  settings.change(key, value);
   print(shown(OwnSettings()));
   return done;
 }

@@ -95,6 +95,8 @@ TEST(Usage, isExplainedWhenAsked) {
       {{"--help"},
        {"Usage: kelvane COMMAND", "\n  settings ", "\n  connect ", "\n  disconnect ", "\n  doctor ", "\n  history ",
         "\n  show ", "\n  restore ", "\n  serve ", "\n  call ", "\n  list ", "\n  tools ", "--help", "--version"}},
+      {{"setup", "--help"},
+       {"Usage: kelvane setup", "--library DIR", "--allow-writes", "--client NAME", "--yes", "--help"}},
       {{"settings", "--help"},
        {"Usage: kelvane settings", "show", "enable", "disable", "allow-writes", "read-only", "library DIR", "--help"}},
       {{"connect", "--help"}, {"Usage: kelvane connect claude|codex", "--config FILE", "--dry-run", "--help"}},

@@ -18,7 +18,8 @@ using Words = std::vector<std::string>;
 constexpr Option since = {"--since", "Only what is newer than this.", "WHEN", "a time"};
 constexpr Option most = {"-n", "At most this many.", "N", "a number"};
 constexpr Option json = {"--json", "Print JSON."};
-constexpr Option options[] = {since, most, json};
+constexpr Option also = {"--also", "More.", "NAME", "a name", {}, true};
+constexpr Option options[] = {since, most, json, also};
 constexpr Word words[] = {
     {"SCRIPT", "The script. This explanation is so long that it does not fit on one line of the page."},
     {"all", "Every script."},
@@ -59,7 +60,9 @@ std::string outcome(const Words& typed) {
     for (const std::string& word : request.arguments.words) text += " [" + word + "]";
     for (const Option& option : options) {
       if (!request.arguments.has(option)) continue;
-      text.append(" ").append(option.name).append("=").append(request.arguments.value(option));
+      for (const std::string& value : request.arguments.values(option)) {
+        text.append(" ").append(option.name).append("=").append(value);
+      }
     }
     return text;
   } catch (const UsageError& error) {
@@ -84,7 +87,8 @@ TEST(CommandLine, theTableTakesItApart) {
        "list [a] [b] -n=3 --json="},
       {"a value behind the equals sign", {"list", "--since=a=b"}, "list --since=a=b"},
       {"a value that looks like an option", {"list", "--since", "--json"}, "list --since=--json"},
-      {"a switch twice", {"list", "--json", "--json"}, "list --json="},
+      {"a switch twice", {"list", "--json", "--json"}, "list --json= --json="},
+      {"an option that may be repeated", {"list", "--also", "a", "--also=b"}, "list --also=a --also=b"},
       {"words behind two dashes", {"list", "--json", "--", "--json", "--"}, "list [--json] [--] --json="},
       {"two dashes before the command", {"--", "list", "a"}, "list [a]"},
       {"help on the program", {"--help"}, "- help"},
@@ -148,7 +152,8 @@ TEST(HelpPages, aCommandsPageIsMadeFromTheTable) {
             "\n"
             "And more.\n"
             "\n"
-            "Usage: kelvane list [SCRIPT...] [--since WHEN] [-n N] [--json]\n"
+            "Usage: kelvane list [SCRIPT...] [--since WHEN] [-n N] [--json] [--also NAME\n"
+            "    ...]\n"
             "\n"
             "  SCRIPT         The script. This explanation is so long that it does not fit\n"
             "                 on one line of the page.\n"
@@ -156,6 +161,7 @@ TEST(HelpPages, aCommandsPageIsMadeFromTheTable) {
             "  --since WHEN   Only what is newer than this.\n"
             "  -n N           At most this many.\n"
             "  --json         Print JSON.\n"
+            "  --also NAME    More.\n"
             "  -h, --help     Print this.\n"
             "\n"
             "Such as:\n"
