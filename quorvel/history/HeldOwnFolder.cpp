@@ -24,11 +24,11 @@ std::shared_ptr<HeldOwnFolder> HeldOwnFolder::of(const OpenedRoot& root) {
 void HeldOwnFolder::remember(std::string_view identifier, std::string_view text) {
   identifier_ = identifier;
   text_ = text;
-  isKept_ = true;
+  isSaved_ = true;
 }
 
 bool HeldOwnFolder::remembers(std::string_view identifier, std::string_view text) const noexcept {
-  return isKept_ && identifier_ == identifier && text_ == text;
+  return isSaved_ && identifier_ == identifier && text_ == text;
 }
 
 }  // namespace quorvel

@@ -10,7 +10,7 @@
 
 namespace quorvel {
 
-/// The library's own folder, opened once for a call that holds the library's lock, and the text that the call kept
+/// The library's own folder, opened once for a call that holds the library's lock, and the text that the call saved
 /// last. The lock owns it, so it ends with the lock.
 ///
 /// Only the thread that made it finds it. Not for use from several threads at once.
@@ -32,12 +32,12 @@ class HeldOwnFolder {
   bool remembers(std::string_view identifier, std::string_view text) const noexcept;
 
   /// Call this before the history changes, because the version may become that of another script.
-  void forget() noexcept { isKept_ = false; }
+  void forget() noexcept { isSaved_ = false; }
 
  private:
   const std::shared_ptr<const OpenedRoot> root_;
   const std::shared_ptr<const Descriptor> folder_;
-  bool isKept_ = false;
+  bool isSaved_ = false;
   std::string identifier_;
   std::string text_;
 };

@@ -1,5 +1,8 @@
 #include "quorvel/history/History.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -129,11 +132,11 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
   const std::string identifier = this->identifier(script);
   if (isInOwnFolder(identifier))
     throw HistoryError("No version of " + inQuotes(identifier) +
-                       " was kept, because it belongs to the folder that the library keeps its history in. Leave that "
+                       " was saved, because it belongs to the folder that the library keeps its history in. Leave that "
                        "folder to the library.");
   if (text.empty()) return std::nullopt;
   if (text.size() > largestText)
-    throw HistoryError(tooLarge("No version of " + inQuotes(identifier) + " was kept", "the text").what());
+    throw HistoryError(tooLarge("No version of " + inQuotes(identifier) + " was saved", "the text").what());
   ScriptVersion version{{}, std::string(label), kelvane::unicode::wordCount(text)};
   const auto root = writing(file_, [&](Connection& connection) {
     const std::int64_t saved = stored(clock_());
@@ -142,7 +145,7 @@ std::optional<ScriptVersion> History::snapshot(std::string_view text, const std:
         "INSERT INTO versions (script, number, saved, label, words, size, text)"
         " VALUES (?1, (SELECT coalesce(max(number), 0) + 1 FROM versions WHERE script = ?1), ?2, ?3, ?4, ?5, ?6)",
         id, saved, label, static_cast<std::int64_t>(version.words), static_cast<std::int64_t>(text.size()),
-        keepText(connection, text));
+        saveText(connection, text));
     version.saved = moment(saved);
   });
   if (const auto held = HeldOwnFolder::of(*root)) held->remember(identifier, text);
@@ -227,7 +230,7 @@ std::vector<TimeLineEntry> History::timeLine(std::chrono::system_clock::time_poi
   });
 }
 
-bool History::holds(std::string_view text, std::string_view identifier) const {
+bool History::hasVersionWith(std::string_view text, std::string_view identifier) const {
   if (text.empty()) return true;
   const auto root = file_.findRoot();
   const auto held = root ? HeldOwnFolder::of(*root) : nullptr;
@@ -235,9 +238,11 @@ bool History::holds(std::string_view text, std::string_view identifier) const {
   return reading(file_, false, [&](Connection& connection) {
     const auto id = scriptID(connection, identifier, 0);
     const auto textID = findText(connection, text);
-    return id && textID &&
-           connection.integer("SELECT EXISTS (SELECT 1 FROM versions WHERE script = ? AND text = ?)", *id, *textID) !=
-               0;
+    if (!id || !textID) return false;
+    // The newest first: a text that is asked for was usually saved a moment ago. An EXISTS would ignore the order.
+    auto version = connection.prepare(
+        "SELECT 1 FROM versions WHERE script = ? AND text = ? ORDER BY number DESC LIMIT 1", *id, *textID);
+    return version.next();
   });
 }
 

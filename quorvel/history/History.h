@@ -110,7 +110,7 @@ class PendingRename {
 /// Failures: operations throw HistoryError, whose message says what to do: the history is damaged, locked, from a newer
 /// version of the program, another program's database, made to use other files, moved away while it was written, behind
 /// a symbolic link, or not permitted to be used; the disk is full or fails; or the text belongs to the library's own
-/// folder, of which no versions are kept.
+/// folder, of which no versions are saved.
 class History final : public VersionStore {
  public:
   using Clock = std::function<std::chrono::system_clock::time_point()>;
@@ -121,7 +121,7 @@ class History final : public VersionStore {
                    std::chrono::milliseconds patience = std::chrono::seconds(10),
                    const SystemCalls& calls = SystemCalls::ofTheSystem());
 
-  /// Keeps a text as the newest version of the script. Empty if the text is empty, of which no version is kept.
+  /// Saves a text as the newest version of the script. Empty if the text is empty, of which no version is saved.
   std::optional<ScriptVersion> snapshot(std::string_view text, const std::filesystem::path& script,
                                         std::string_view label) override;
 
@@ -146,8 +146,9 @@ class History final : public VersionStore {
   std::vector<TimeLineEntry> timeLine(std::chrono::system_clock::time_point since, std::size_t most) const;
 
   /// Whether a version of the script has exactly these bytes, so that the text can be restored. True for the empty
-  /// text, of which no version is kept.
-  bool holds(std::string_view text, std::string_view identifier) const;
+  /// text, of which no version is saved. Takes as long for any number of versions if one of the newest has the text, or
+  /// if no version of any script has it; otherwise proportional to the versions that are newer.
+  bool hasVersionWith(std::string_view text, std::string_view identifier) const;
 
   /// Call this before a new script is created under a free name, but not before a deleted script is restored. The
   /// versions of the script that had the name before become those of an earlier script, and the new one begins with

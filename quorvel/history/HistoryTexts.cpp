@@ -21,7 +21,7 @@ std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string
   return findHashed(connection, text, textHash(text));
 }
 
-std::int64_t keepText(sqlite::Connection& connection, std::string_view text) {
+std::int64_t saveText(sqlite::Connection& connection, std::string_view text) {
   const std::int64_t hash = textHash(text);
   if (const auto id = findHashed(connection, text, hash)) return *id;
   connection.run("INSERT INTO texts (hash, bytes) VALUES (?, ?)", hash, text);

@@ -17,6 +17,6 @@ std::int64_t textHash(std::string_view text) noexcept;
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text);
 
 /// The same, but adds the row if there is none.
-std::int64_t keepText(sqlite::Connection& connection, std::string_view text);
+std::int64_t saveText(sqlite::Connection& connection, std::string_view text);
 
 }  // namespace quorvel

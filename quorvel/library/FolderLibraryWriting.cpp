@@ -145,7 +145,7 @@ std::filesystem::path FolderLibrary::pathOf(std::string_view identifier) const {
 }
 
 void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label) {
-  if (!history_->holds(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
+  if (!history_->hasVersionWith(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
 }
 
 std::vector<std::uint64_t> FolderLibrary::sweep(const FolderToChange& folder) {

@@ -142,7 +142,7 @@ class House {
 
     const std::uint64_t inPlace = isNew ? begun : acknowledged;
     for (std::uint64_t number = first - 1; number < inPlace; ++number) {
-      if (!history_->holds(textNumber(number, size_), script_.identifier)) {
+      if (!history_->hasVersionWith(textNumber(number, size_), script_.identifier)) {
         fail(tally, "text " + std::to_string(number) + " is lost");
       }
     }
@@ -154,7 +154,8 @@ class House {
     writeFor(library_, *history_, last_);
     if (leftovers() > 0) fail(tally, "a temporary file was not cleared away");
     if (bytesOf(root() / script_.identifier) != textNumber(last_, size_)) fail(tally, "the next write went wrong");
-    if (isNew && !history_->holds(textNumber(begun, size_), script_.identifier)) fail(tally, "the last text is lost");
+    if (isNew && !history_->hasVersionWith(textNumber(begun, size_), script_.identifier))
+      fail(tally, "the last text is lost");
   }
 
   long leftovers() const {

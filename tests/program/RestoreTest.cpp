@@ -64,11 +64,11 @@ TEST(RestoreOnADyingDisk, isToldAsItIsAndLosesNoText) {
       EXPECT_EQ(bytesOf(root / "Talk.md"), isSaidToStand ? "first" : "now");
       EXPECT_FALSE(said.starts_with("killed"));
       const OpenedLibrary after = openLibrary(root, "");
-      EXPECT_TRUE(!isSaidToStand || after.history->holds("now", "Talk.md"));
+      EXPECT_TRUE(!isSaidToStand || after.history->hasVersionWith("now", "Talk.md"));
       after.library->write("next", {"Talk.md", "Talk", quorvel::ScriptItem::Kind::script, std::nullopt});
       EXPECT_EQ(bytesOf(root / "Talk.md"), "next");
-      EXPECT_TRUE(after.history->holds("now", "Talk.md"));
-      EXPECT_TRUE(after.history->holds("first", "Talk.md"));
+      EXPECT_TRUE(after.history->hasVersionWith("now", "Talk.md"));
+      EXPECT_TRUE(after.history->hasVersionWith("first", "Talk.md"));
       ++moments;
       stood += isSaidToStand;
     }

@@ -282,8 +282,8 @@ TEST_P(DeathInAWrite, leavesTheOldTextOrTheNewAndNothingForAPersonToRepair) {
     FolderLibrary next(root, history);
     next.write("next", script(name));
     EXPECT_EQ(leftovers(), 0U) << description << ", call " << time;
-    EXPECT_TRUE(history->holds("old", name)) << description << ", call " << time;
-    EXPECT_TRUE(text == "old" || history->holds(before, name)) << description << ", call " << time;
+    EXPECT_TRUE(history->hasVersionWith("old", name)) << description << ", call " << time;
+    EXPECT_TRUE(text == "old" || history->hasVersionWith(before, name)) << description << ", call " << time;
     EXPECT_EQ(bytesOf(name), "next");
     if (answer == "written") break;
     ASSERT_EQ(answer, "killed by signal 9");

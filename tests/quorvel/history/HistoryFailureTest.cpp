@@ -30,7 +30,7 @@ class HistoryFailures : public HistoryHouse {
     EXPECT_EQ(sentenceOf([&] { history.entries("Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.text("Talk.md", {0, 1}); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.scripts(); }), reading) << what;
-    EXPECT_EQ(sentenceOf([&] { history.holds("words", "Talk.md"); }), reading) << what;
+    EXPECT_EQ(sentenceOf([&] { history.hasVersionWith("words", "Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.setAside("Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.willRename("Talk.md", "Speech.md").done(); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { keep("words", "Talk.md"); }), writing) << what;

@@ -1,6 +1,7 @@
 // Looking at a history: what the lists say, and that looking changes nothing.
 #include <thread>
 
+#include "tests/quorvel/history/HistoryCalls.h"
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
 
@@ -21,7 +22,7 @@ class HistoryReading : public HistoryHouse {
     EXPECT_EQ(history.text("Talk.md", {0, 1}), std::nullopt);
     EXPECT_THAT(history.scripts(), IsEmpty());
     EXPECT_THAT(history.scripts("Talk.md"), IsEmpty());
-    EXPECT_FALSE(history.holds("words", "Talk.md"));
+    EXPECT_FALSE(history.hasVersionWith("words", "Talk.md"));
     EXPECT_THAT(history.problems(), IsEmpty());
   }
 };
@@ -61,7 +62,7 @@ TEST_F(HistoryReading, readingChangesNoFile) {
   EXPECT_EQ(history.versions(pathOf("Talk.md")).size(), 2U);
   EXPECT_THAT(scripts(), ElementsAre("Talk.md: 2"));
   EXPECT_EQ(history.scripts("Talk.md").size(), 1U);
-  EXPECT_TRUE(history.holds("one", "Talk.md"));
+  EXPECT_TRUE(history.hasVersionWith("one", "Talk.md"));
   EXPECT_THAT(history.problems(), IsEmpty());
   EXPECT_EQ(everything(), before);
 }
@@ -135,14 +136,36 @@ TEST_F(HistoryReading, aTextIsHeldIfThisScriptHasAVersionWithExactlyItsBytes) {
   const struct {
     const char* what;
     std::string_view text;
-    bool isHeld;
+    bool isThere;
   } cases[] = {
       {"the newest", "two", true},  {"an older one", "one", true},  {"another script's", "other", false},
       {"none's", "three", false},   {"a part of one", "tw", false}, {"one and more", "two ", false},
       {"the empty text", "", true},
   };
-  for (const auto& [what, text, isHeld] : cases) EXPECT_EQ(history.holds(text, "Talk.md"), isHeld) << what;
-  EXPECT_FALSE(history.holds("one", "Gone.md"));
+  for (const auto& [what, text, isThere] : cases) EXPECT_EQ(history.hasVersionWith(text, "Talk.md"), isThere) << what;
+  EXPECT_FALSE(history.hasVersionWith("one", "Gone.md"));
+}
+
+TEST_F(HistoryReading, theNewestVersionIsFoundWithoutReadingTheOlderOnes) {
+  keep("shared", "Other.md");
+  const auto readsAmong = [this](int versions) {
+    const std::string upTo = std::to_string(versions);
+    change(
+        "WITH RECURSIVE n (i) AS (SELECT coalesce(max(number), 0) + 1 FROM versions WHERE script = 2 UNION ALL"
+        " SELECT i + 1 FROM n WHERE i < " +
+        upTo + ") INSERT INTO versions SELECT 2, i, i, x'6C', 1, 6, 1 FROM n");
+    keep("newest of " + upTo, "Talk.md");
+    HistoryCalls calls;
+    int reads = 0;
+    calls.before = [&](std::string_view call) { return reads += call == "readAt", 0; };
+    EXPECT_TRUE(
+        History(root, std::chrono::system_clock::now, patience, calls).hasVersionWith("newest of " + upTo, "Talk.md"));
+    return reads;
+  };
+  keep("first", "Talk.md");
+  const int few = readsAmong(10'000);
+  const int many = readsAmong(100'000);
+  EXPECT_LE(many, few + 1) << "the tree may be one page higher";
 }
 
 TEST_F(HistoryReading, scriptsAreListedInTheOrderOfTheirBytes) {

@@ -164,7 +164,7 @@ TEST_F(HistoryRenames, aNewScriptUnderAnOldNameCountsFromOne) {
   keep("old 2", "Talk.md");
   history.setAside("Talk.md");
   EXPECT_THAT(history.versions(pathOf("Talk.md")), IsEmpty());
-  EXPECT_FALSE(history.holds("old 1", "Talk.md"));
+  EXPECT_FALSE(history.hasVersionWith("old 1", "Talk.md"));
   keep("new 1", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "new 1");
   EXPECT_EQ(history.text("Talk.md", {0, 1}), "new 1");

@@ -66,7 +66,7 @@ TEST_F(HistorySnapshot, textsWithEqualHashesAreDistinguishedByTheirBytes) {
   keep("two", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "one two two");
   EXPECT_EQ(integer("SELECT count(*) FROM texts"), 2);
-  EXPECT_TRUE(history.holds("two", "Talk.md"));
+  EXPECT_TRUE(history.hasVersionWith("two", "Talk.md"));
 }
 
 TEST_F(HistorySnapshot, numbersCountFromOneForEachScript) {

@@ -24,13 +24,13 @@ TEST(HistoryTextHash, isFNV1a) {
 TEST_F(HistoryTexts, areFoundByTheirBytesWhateverTheirHash) {
   sqlite::Connection connection = HistoryFile(root, patience).writing(OpenedRoot::find(root));
   EXPECT_EQ(findText(connection, "one"), std::nullopt);
-  const std::int64_t one = keepText(connection, "one");
-  const std::int64_t two = keepText(connection, "two");
+  const std::int64_t one = saveText(connection, "one");
+  const std::int64_t two = saveText(connection, "two");
   EXPECT_NE(one, two);
-  EXPECT_EQ(keepText(connection, "one"), one);
+  EXPECT_EQ(saveText(connection, "one"), one);
   connection.run("UPDATE texts SET hash = ?", textHash("three"));
   EXPECT_EQ(findText(connection, "three"), std::nullopt) << "the hash is there, the bytes are not";
-  const std::int64_t three = keepText(connection, "three");
+  const std::int64_t three = saveText(connection, "three");
   EXPECT_EQ(findText(connection, "three"), three);
 }
 

@@ -152,7 +152,7 @@ TEST_P(DyingDiskUnderAText, isToldAsItIsAndLosesNoWord) {
     EXPECT_EQ(present == call.made, isSaidToStand) << "there is: " << present;
     EXPECT_TRUE(isSentence(said));
     if (said == noFailure) {
-      EXPECT_TRUE(history->holds(old, "Talk.md"));
+      EXPECT_TRUE(history->hasVersionWith(old, "Talk.md"));
     }
     if (says(said, "in a hidden file beside the script")) {
       EXPECT_EQ(leftovers(), 1U);
@@ -161,12 +161,12 @@ TEST_P(DyingDiskUnderAText, isToldAsItIsAndLosesNoWord) {
     library.write("next", script("Talk.md"));
     EXPECT_EQ(bytesOf("Talk.md"), "next");
     EXPECT_EQ(leftovers(), 0U);
-    EXPECT_TRUE(history->holds(old, "Talk.md"));
+    EXPECT_TRUE(history->hasVersionWith(old, "Talk.md"));
     if (isSaidToStand && call.savedMeanwhile) {
-      EXPECT_TRUE(history->holds("theirs", "Talk.md"));
+      EXPECT_TRUE(history->hasVersionWith("theirs", "Talk.md"));
     }
     if (isSaidToStand) {
-      EXPECT_TRUE(history->holds(call.made, "Talk.md"));
+      EXPECT_TRUE(history->hasVersionWith(call.made, "Talk.md"));
     }
   });
 }

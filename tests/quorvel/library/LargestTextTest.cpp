@@ -108,7 +108,7 @@ TEST_F(LargestText, isNotExceededByWhatIsWrittenOrKept) {
   EXPECT_EQ(bytesOf("New.md"), "");
   EXPECT_EQ(
       sentenceOf([&] { history->snapshot(text, root / "Talk.md", "n"); }),
-      "No version of \"Talk.md\" was kept, because the text is larger than 256 MiB, the largest size of a script. "
+      "No version of \"Talk.md\" was saved, because the text is larger than 256 MiB, the largest size of a script. "
       "Split it into several scripts.");
   EXPECT_THAT(names(), ElementsAre("New.md", "Talk.md"));
 }

@@ -50,11 +50,11 @@ TEST_F(Lock, remembersWhatWasKeptUntilTheHistoryChanges) {
     const auto lock = isLocked ? library.lock() : nullptr;
     const std::string identifier = isLocked ? "Locked.md" : "Open.md";
     history->snapshot("text", root / identifier, "label");
-    EXPECT_TRUE(history->holds("text", identifier)) << isLocked;
-    EXPECT_FALSE(history->holds("another", identifier)) << isLocked;
-    EXPECT_FALSE(history->holds("text", "Another.md")) << isLocked;
+    EXPECT_TRUE(history->hasVersionWith("text", identifier)) << isLocked;
+    EXPECT_FALSE(history->hasVersionWith("another", identifier)) << isLocked;
+    EXPECT_FALSE(history->hasVersionWith("text", "Another.md")) << isLocked;
     ASSERT_TRUE(history->setAside(identifier));
-    EXPECT_FALSE(history->holds("text", identifier)) << isLocked;
+    EXPECT_FALSE(history->hasVersionWith("text", identifier)) << isLocked;
   }
 }
 

@@ -232,7 +232,7 @@ TEST_P(Renaming, aProcessThatDiesAtAnyCallLosesNeitherTheTextNorItsHistory) {
     if (isAtOldPlace != isAtNewPlace) {
       EXPECT_EQ(story(isAtNewPlace ? to : from), "kept: words\n") << time;
     }
-    EXPECT_TRUE(history->holds("words", from) || history->holds("words", to)) << time;
+    EXPECT_TRUE(history->hasVersionWith("words", from) || history->hasVersionWith("words", to)) << time;
     if (answer == "renamed") break;
     ASSERT_EQ(answer, "killed by signal 9");
     ++deaths;

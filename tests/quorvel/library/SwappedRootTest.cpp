@@ -285,7 +285,7 @@ TEST_F(SwappedRoot, byAnotherProcessAllTheTimeNoAcknowledgedWordIsLost) {
     const std::string present(std::istreambuf_iterator<char>(stream), {});
     const auto entries = kept.entries("Talk.md");
     const bool isLabelled = std::any_of(entries.begin(), entries.end(), [&](const auto& e) { return e.label == text; });
-    return isLabelled && (present == text || kept.holds(text, "Talk.md"));
+    return isLabelled && (present == text || kept.hasVersionWith(text, "Talk.md"));
   };
   for (const std::string& text : acknowledged)
     EXPECT_TRUE(isWholeIn(text, *history, root) || isWholeIn(text, other, otherRoot)) << text;

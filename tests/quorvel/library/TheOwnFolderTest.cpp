@@ -48,7 +48,7 @@ TEST_F(TheOwnFolder, hasNoVersions) {
   put("Scenes/.kelvane/notes.md", "words");
   for (const char* identifier : {".kelvane/notes.md", ".kelvane/folder/notes.md", ".kelvane"}) {
     EXPECT_EQ(sentenceOf([&] { history->snapshot("words", root / identifier, "kept"); }),
-              "No version of " + inQuotes(identifier) + " was kept" + why);
+              "No version of " + inQuotes(identifier) + " was saved" + why);
   }
   EXPECT_FALSE(std::filesystem::exists(root / ".kelvane/history.sqlite"));
   for (const char* identifier : {".kelvanes/notes.md", "Scenes/.kelvane/notes.md"}) {

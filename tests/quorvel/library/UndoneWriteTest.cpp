@@ -105,7 +105,7 @@ TEST_F(UndoneWrite, saysWhereBothTextsAreIfProgramsKeepBothOpen) {
   first = Descriptor();
   second = Descriptor();
   writeNew();
-  EXPECT_TRUE(history->holds("half", "Talk.md"));
+  EXPECT_TRUE(history->hasVersionWith("half", "Talk.md"));
   EXPECT_EQ(leftovers(), 0U);
 }
 
@@ -135,8 +135,8 @@ TEST_F(UndoneWrite, losesNothingInAProcessThatDiesAtAnyCall) {
     FolderLibrary(root, history).write("next", script("Talk.md"));
     EXPECT_EQ(leftovers(), 0U);
     const bool saved = std::filesystem::exists(root / "saved");
-    EXPECT_TRUE(!saved || history->holds("third", "Talk.md"));
-    EXPECT_TRUE(!saved || history->holds("theirs", "Talk.md"));
+    EXPECT_TRUE(!saved || history->hasVersionWith("third", "Talk.md"));
+    EXPECT_TRUE(!saved || history->hasVersionWith("theirs", "Talk.md"));
     thirdSaves += saved;
     if (!answer.starts_with("killed")) break;
     ++deaths;
@@ -204,8 +204,8 @@ TEST_F(UndoneWrite, saysWhereTheTextsAreWithoutTheMemoryToReadThem) {
     calls.before = [](std::string_view) { return 0; };
     library.write("next", script("Talk.md"));
     EXPECT_THAT(names(), ElementsAre("Talk.md"));
-    EXPECT_TRUE(history->holds(big, "Talk.md"));
-    EXPECT_TRUE(history->holds(row.inPlace, "Talk.md"));
+    EXPECT_TRUE(history->hasVersionWith(big, "Talk.md"));
+    EXPECT_TRUE(history->hasVersionWith(row.inPlace, "Talk.md"));
   }
 }
 
