@@ -118,7 +118,17 @@ class ScriptLibrary {
   /// item with its final name and identifier.
   virtual ScriptItem create(std::string_view name, const std::optional<std::string>& folder) = 0;
 
-  /// The same for a folder.
+  /// The same for a script that is to have this text at once. The default is `create` and then `write`, and leaves an
+  /// empty script if that fails. Override it if the script can be taken away again: if it throws, either no script was
+  /// made, or `what()` must say which one there is.
+  virtual ScriptItem createWithText(std::string_view name, const std::optional<std::string>& folder,
+                                    std::string_view text) {
+    ScriptItem script = create(name, folder);
+    write(text, script);
+    return script;
+  }
+
+  /// Creates a folder, by the same rules as a script.
   virtual ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder) = 0;
 
   /// Renames a script or a folder within its parent folder, by the same rules for names. Returns the item with its

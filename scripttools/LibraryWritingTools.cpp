@@ -48,8 +48,9 @@ Tool createScript(const WritingTurns& turns) {
             const auto name = requiredString("name", arguments);
             const auto text = suppliedString("text", arguments);
             const WritingTurn turn(turns);
-            const auto script = turn.library().create(name, folderAt(folder, turn.library()));
-            if (text) turn.library().write(*text, script);
+            const auto parent = folderAt(folder, turn.library());
+            const auto script =
+                text ? turn.library().createWithText(name, parent, *text) : turn.library().create(name, parent);
             return JSON(itemSummary(script)).encoded();
           }};
 }

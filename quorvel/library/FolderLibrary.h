@@ -92,6 +92,12 @@ class FolderLibrary final : public ScriptLibrary {
   void write(std::string_view text, const ScriptItem& script) override;
 
   ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
+
+  /// If the text cannot be written, the script is taken away again, unless another program has begun to use it or the
+  /// disk does not let us. Then the sentence says that it is there, and empty.
+  ScriptItem createWithText(std::string_view name, const std::optional<std::string>& folder,
+                            std::string_view text) override;
+
   ScriptItem createFolder(std::string_view name, const std::optional<std::string>& folder) override;
 
   /// Refuses to rename a folder if the path of something in it would become too long for the system: `contents` would
@@ -99,8 +105,8 @@ class FolderLibrary final : public ScriptLibrary {
   ScriptItem rename(const ScriptItem& item, std::string_view name) override;
 
   /// Puts a script that is gone back: creates it with this text at exactly this identifier, with the folders above it.
-  /// The history of the script that was there is its history again. Throws if something is there; if the script was
-  /// created but the text could not be written, the sentence says so.
+  /// The history of the script that was there is its history again. Throws if something is there, and if the text
+  /// cannot be written, as `createWithText` does; folders that were made stay.
   ScriptItem recreate(std::string_view identifier, std::string_view text);
 
  private:
@@ -114,7 +120,24 @@ class FolderLibrary final : public ScriptLibrary {
   std::vector<std::uint64_t> sweep(const FolderToChange& folder);
   void sweepBeforeRenaming(const EntryToChange& script, const std::string& happened);
   void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
-  ScriptItem make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind);
+
+  /// A script or a folder that was just made.
+  struct Made {
+    EntryToChange target;
+    ScriptItem item;
+    std::optional<FileIdentity> file;  ///< Which file a script is; none if the system did not tell.
+    bool wasSetAside = false;          ///< Whether a script before it had versions under its name.
+  };
+  Made make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind,
+            std::string_view state = {});
+
+  /// Gives a new script its text, or takes it away. `isThere` begins the sentence about a script that stays without a
+  /// text, up to "is empty", and `advice` follows it.
+  struct IfItStays {
+    std::string isThere;
+    std::string_view advice;
+  };
+  void fill(const Made& made, std::string_view text, const IfItStays& words);
 
   std::filesystem::path root_;
   std::shared_ptr<History> history_;

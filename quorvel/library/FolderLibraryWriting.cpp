@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -15,6 +16,7 @@
 #include "quorvel/files/Renaming.h"
 #include "quorvel/files/Replacement.h"
 #include "quorvel/files/TemporaryName.h"
+#include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
 #include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
@@ -30,6 +32,9 @@ using Kind = ScriptItem::Kind;
 // The labels of versions that no tool call asked for.
 constexpr std::string_view savedMeanwhile = "Before — saved by another program meanwhile";
 constexpr std::string_view interrupted = "Before — found after an interrupted change";
+
+// What is added to "was made" where a script was to have a text.
+constexpr std::string_view stillEmpty = ", still empty";
 
 std::string_view word(Kind kind) {
   return kind == Kind::script ? "script" : "folder";
@@ -81,16 +86,18 @@ std::string requiredName(std::string_view asked, Kind kind) {
       ", because nothing is left without dots at its start and white space at its ends. Give another name.");
 }
 
-// Makes an entry. Returns why it could not be made: EEXIST when the name is taken.
-std::error_code makeEntry(const FolderToChange& folder, const std::string& name, Kind kind) {
-  bool isMade = false;
-  if (kind == Kind::folder) {
-    isMade = ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0;
-  } else {
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    isMade = static_cast<bool>(Descriptor(::openat(folder.folder.get(), name.c_str(), flags, 0666)));
-  }
-  return isMade ? std::error_code() : lastError();
+// Makes a folder. Returns why it could not be made: EEXIST when the name is taken.
+std::error_code makeFolder(const FolderToChange& folder, const std::string& name) {
+  return ::mkdirat(folder.folder.get(), name.c_str(), 0777) == 0 ? std::error_code() : lastError();
+}
+
+// Makes an empty script in the same way, and tells which file it is, if the system says so.
+std::error_code makeScript(const FolderToChange& folder, const std::string& name, std::optional<FileIdentity>& made) {
+  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const Descriptor file(::openat(folder.folder.get(), name.c_str(), flags, 0666));
+  if (!file) return lastError();
+  if (const auto identity = identityOf(file.get())) made = *identity;
+  return {};
 }
 
 void requireInPlace(const OpenedRoot& root, const std::string& happened) {
@@ -110,14 +117,40 @@ void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
 }
 
-// The text of a script that was made anew could not be written. If the script is empty therefore, the error says that
-// it is there; the size tells, because a disk that fails may still tell that.
-[[noreturn]] void throwWithWhatIsThere(const std::exception& error, const EntryToChange& target) {
+// Takes away a script that was made a moment ago. Another program may begin to use it at any moment, so it gets a
+// hidden name first, under which nobody opens it, and is looked at then. If it is not the file that was made, not empty
+// any more or open for writing, it gets its name back, or waits for the next sweep if something else has the name.
+// Returns whether it is gone.
+bool takeAway(const SystemCalls& calls, const EntryToChange& script, const FileIdentity& made) try {
+  const int folder = script.in.folder.get();
+  if (!(identityOf(folder, script.name) == made)) return false;
+  const std::string aside = TemporaryName::fresh(script.name).ofReplacedFile().text();
+  if (calls.rename(folder, script.name.c_str(), aside.c_str()) != 0) return false;
+  const auto file = openToRead(folder, aside);
+  struct stat status;
+  const bool isOursAndEmpty = file && waitForWriters(file->get(), std::chrono::milliseconds(0)) &&
+                              ::fstat(file->get(), &status) == 0 &&
+                              FileIdentity{status.st_dev, status.st_ino} == made && status.st_size == 0;
+  if (isOursAndEmpty && calls.unlink(folder, aside.c_str()) == 0) {
+    calls.flushFolder(folder);  // without it, an empty script may be back after a power failure, and that is all
+    return true;
+  }
+  renameFile(calls, folder, aside, script.name);
+  return false;
+} catch (const std::exception&) {  // no random name, or no memory
+  return false;
+}
+
+// For a new script whose text could not be written. If it is empty therefore, the error says that it is there; the size
+// tells, because a disk that fails may still tell that.
+[[noreturn]] void throwWithWhatIsThere(const std::exception& error, const EntryToChange& target,
+                                       std::string_view isThere, std::string_view advice) {
   struct stat status;
   const bool isTold = ::fstatat(target.in.folder.get(), target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (isTold ? status.st_size > 0 : lastError() == std::errc::no_such_file_or_directory) throw;
-  throw LibraryError(std::string(error.what()) + " The script exists again, but " + (isTold ? "is" : "may be") +
-                     " empty. Its history is unchanged.");
+  std::string sentences(error.what());
+  sentences.append(" ").append(isThere).append(isTold ? " is" : " may be").append(" empty. ").append(advice);
+  throw LibraryError(sentences);
 }
 
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
@@ -215,19 +248,38 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
 }
 
 ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std::string>& folder) {
-  return make(name, folder, Kind::script);
+  return make(name, folder, Kind::script).item;
+}
+
+ScriptItem FolderLibrary::createWithText(std::string_view name, const std::optional<std::string>& folder,
+                                         std::string_view text) {
+  Made made = make(name, folder, Kind::script, stillEmpty);
+  fill(made, text,
+       {"The script " + inQuotes(made.item.identifier) + " was made, but", "Write its text again, or delete it."});
+  return std::move(made.item);
 }
 
 ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optional<std::string>& folder) {
-  return make(name, folder, Kind::folder);
+  return make(name, folder, Kind::folder).item;
 }
 
-ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind) {
+void FolderLibrary::fill(const Made& made, std::string_view text, const IfItStays& words) try {
+  write(text, made.item);
+} catch (const std::exception& error) {
+  if (!made.file || !takeAway(options_.calls, made.target, *made.file))
+    throwWithWhatIsThere(error, made.target, words.isThere, words.advice);
+  if (made.wasSetAside) history_->undoSetAside(made.item.identifier);
+  throw;
+}
+
+// `state` is put behind "was made" in the sentence about an entry that may not stay.
+FolderLibrary::Made FolderLibrary::make(std::string_view asked, const std::optional<std::string>& folder, Kind kind,
+                                        std::string_view state) {
   const std::string name = requiredName(asked, kind);
   const std::string happened = "The " + std::string(word(kind)) + " " + inQuotes(name) + " could not be made";
   const PathBeneath path = pathBeneath(folder.value_or(std::string()), happened);
   const auto root = openRootToChange(happened);
-  const FolderToChange target = folderToChange(options_.calls, root->folder(), path, happened);
+  FolderToChange target = folderToChange(options_.calls, root->folder(), path, happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
   if (kind == Kind::script) sweep(target);  // what is left of a script that is gone belongs to its history
   std::size_t first = 1;
@@ -239,12 +291,15 @@ ScriptItem FolderLibrary::make(std::string_view asked, const std::optional<std::
     if (identifier.size() > longestIdentifier())
       throw failure(happened, std::make_error_code(std::errc::filename_too_long));
     const bool wasSetAside = kind == Kind::script && history_->setAside(identifier);
-    const std::error_code error = makeEntry(target, file, kind);
+    std::optional<FileIdentity> made;
+    const std::error_code error = kind == Kind::script ? makeScript(target, file, made) : makeFolder(target, file);
     if (!error) {
-      const std::string done = "The " + std::string(word(kind)) + " " + inQuotes(identifier) + " was made";
+      const std::string done =
+          ("The " + std::string(word(kind)) + " " + inQuotes(identifier) + " was made").append(state);
       flush(options_.calls, target, done);
       requireStillInPlace(*root, done);
-      return {std::move(identifier), numberedName(name, number), kind, std::nullopt};
+      ScriptItem item{std::move(identifier), numberedName(name, number), kind, std::nullopt};
+      return {{std::move(target), file}, std::move(item), made, wasSetAside};
     }
     if (wasSetAside) history_->undoSetAside(identifier);
     if (error != std::errc::file_exists) throw failure(happened, error);
@@ -328,26 +383,24 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
     parent = parent.child(name);
     const EntryToChange folder = entryToChange(options_.calls, root->folder(), parent, happened);
     if (folder.status(happened)) continue;
-    const std::error_code error = makeEntry(folder.in, folder.name, Kind::folder);
+    const std::error_code error = makeFolder(folder.in, folder.name);
     if (error && error != std::errc::file_exists) throw failure(happened, error);
     flush(options_.calls, folder.in, "The folder " + inQuotes(parent.string()) + " was made");
   }
-  const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
-  if (const std::error_code error = makeEntry(target.in, target.name, Kind::script)) {
+  EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
+  std::optional<FileIdentity> file;
+  if (const std::error_code error = makeScript(target.in, target.name, file)) {
     if (error != std::errc::file_exists) throw failure(happened, error);
     throw LibraryError(happened + ", because something with that name is there.");
   }
-  const std::string done = "The script " + inQuotes(identifier) + " was made, still empty";
+  const std::string done = ("The script " + inQuotes(identifier) + " was made").append(stillEmpty);
   flush(options_.calls, target.in, done);
   requireStillInPlace(*root, done);
-  const std::size_t nameSize = target.name.size() - scriptSuffix.size();
-  ScriptItem item{path.string(), target.name.substr(0, nameSize), Kind::script, std::nullopt};
-  try {
-    write(text, item);
-  } catch (const std::exception& error) {
-    throwWithWhatIsThere(error, target);
-  }
-  return item;
+  ScriptItem item{path.string(), target.name.substr(0, target.name.size() - scriptSuffix.size()), Kind::script,
+                  std::nullopt};
+  Made made{std::move(target), std::move(item), file};
+  fill(made, text, {"The script exists again, but", "Its history is unchanged."});
+  return std::move(made.item);
 }
 
 }  // namespace quorvel

@@ -1,12 +1,15 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "quorvel/library/FreeNumber.h"
 #include "tests/quorvel/library/LibraryHouse.h"
@@ -286,6 +289,104 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CreatingAtOnce,
                          ::testing::Values(Creation{"scripts", &FolderLibrary::create},
                                            Creation{"folders", &FolderLibrary::createFolder}),
                          kelvane::tests::RowName());
+
+// --- A script with a text ---
+
+struct Meanwhile {
+  const char* description;
+  void (*happen)(const std::filesystem::path& script, Descriptor& editor);  // what another program does
+  const char* before;  // the call before which it does so, after the text could not be written
+  bool isFound;        // whether the sentence says that the script is there
+  const char* present;
+};
+
+void saveInPlace(const std::filesystem::path& script, Descriptor&) {
+  kelvane::tests::writeFile(script, "theirs");
+}
+void saveByRenaming(const std::filesystem::path& script, Descriptor&) {
+  kelvane::tests::writeFile(script.native() + "~", "theirs");
+  std::filesystem::rename(script.native() + "~", script);
+}
+void open(const std::filesystem::path& script, Descriptor& editor) {
+  editor = Descriptor(::open(script.c_str(), O_WRONLY | O_CLOEXEC));
+}
+
+TEST_F(Creating, aScriptWhoseTextCannotBeWrittenIsNotThere) {
+  for (const char* failing : {"write", "flush", "exchange", "rename"}) {
+    SCOPED_TRACE(failing);
+    history->snapshot("words of the first", root / "Talk.md", "kept");
+    bool isMade = false;  // the flushing of the folder comes before the text, and the way back comes after it
+    calls.before = [&, isFailed = false](std::string_view call) mutable {
+      isMade = isMade || std::filesystem::exists(root / "Talk.md");
+      const bool isFirstFlush = call == "flush" && leftovers() == 0;
+      if (isFailed || !isMade || call != failing || isFirstFlush) return 0;
+      isFailed = true;
+      return ENOSPC;
+    };
+    EXPECT_EQ(sentenceOf([&] { library.createWithText("Talk", std::nullopt, "words"); }),
+              "\"Talk.md\" could not be written, because the disk is full. Free some space and try again.");
+    EXPECT_TRUE(isMade);
+    EXPECT_THAT(names(), ElementsAre());
+    EXPECT_THAT(story("Talk.md"), ::testing::EndsWith("kept: words of the first\n"));
+  }
+  calls.before = [](std::string_view) { return 0; };
+  EXPECT_EQ(library.createWithText("Talk", std::nullopt, "words").identifier, "Talk.md");
+  EXPECT_EQ(bytesOf("Talk.md"), "words");
+}
+
+TEST_F(Creating, aScriptWhoseTextCannotBeWrittenStaysWhereAnotherProgramUsesIt) {
+  const Meanwhile cases[] = {
+      {"saved in place", saveInPlace, "write", false, "theirs"},
+      {"saved by renaming", saveByRenaming, "write", false, "theirs"},
+      {"opened", open, "write", true, ""},
+      {"saved in place at the last moment", saveInPlace, "rename", false, "theirs"},
+      {"saved by renaming at the last moment", saveByRenaming, "rename", false, "theirs"},
+      {"opened at the last moment", open, "rename", true, ""},
+      {"saved by renaming once it is set aside", saveByRenaming, "unlink", false, "theirs"},
+  };
+  for (const Meanwhile& row : cases) {
+    SCOPED_TRACE(row.description);
+    const std::string name = "Talk " + std::to_string(&row - cases) + ".md";
+    Descriptor editor;
+    calls.before = [&, isFull = false, isDone = false](std::string_view call) mutable {
+      const bool isWritten = call == "write";
+      isFull = isFull || isWritten;
+      const bool isSetAside = !std::filesystem::exists(root / name);  // the file for the text is deleted before that
+      const bool isItsTurn = isFull && call == row.before && (call != "unlink" || isSetAside);
+      if (!isDone && isItsTurn && std::exchange(isDone, true) == false) row.happen(root / name, editor);
+      return isWritten ? ENOSPC : 0;
+    };
+    const std::string said = sentenceOf([&] { library.createWithText(name, std::nullopt, "words"); });
+    calls.before = [](std::string_view) { return 0; };
+    EXPECT_EQ(said, "\"" + name + "\" could not be written, because the disk is full. Free some space and try again." +
+                        (row.isFound ? " The script \"" + name +
+                                           "\" was made, but is empty. Write its text again, or "
+                                           "delete it."
+                                     : ""));
+    EXPECT_EQ(bytesOf(name), row.present);
+    EXPECT_TRUE(std::filesystem::exists(root / name));
+    EXPECT_EQ(leftovers(), 0U);
+  }
+}
+
+TEST_F(Creating, aScriptWithATextOnADiskThatDiesAtAnyCallSaysWhetherItIsThere) {
+  int empty = 0;
+  bool isDone = false;
+  for (int last = 0; !isDone; ++last) {
+    SCOPED_TRACE("dead after " + std::to_string(last) + " calls");
+    for (const std::string& name : names()) std::filesystem::remove(root / name);
+    calls.before = [left = last](std::string_view) mutable { return left-- <= 0 ? EIO : 0; };
+    const std::string sentence = sentenceOf([&] { library.createWithText("New", std::nullopt, "words"); });
+    isDone = sentence == "(no failure)";
+    const bool isEmpty = std::filesystem::exists(root / "New.md") && bytesOf("New.md").empty();
+    const bool isSaid = sentence.find("The script \"New.md\" was made, but is empty.") != std::string::npos ||
+                        sentence.find("\"New.md\" was made, still empty") != std::string::npos;
+    EXPECT_EQ(isSaid, isEmpty) << sentence;
+    empty += isEmpty;
+  }
+  EXPECT_EQ(bytesOf("New.md"), "words");
+  EXPECT_GT(empty, 2) << "the disk never died in between";
+}
 
 // --- A script that is gone and is put back ---
 
