@@ -2,7 +2,6 @@
 // sorted or kept, and no entry is looked at. The reply is the number of entries.
 //
 //     list FOLDER    answers each line feed in what it reads
-#define _GNU_SOURCE
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
