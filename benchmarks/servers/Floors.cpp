@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "benchmarks/LibraryTools.h"
+#include "benchmarks/servers/Libraries.h"
 #include "benchmarks/servers/Measuring.h"
 
 // The program beside its floors: small C programs that read and write the same bytes and do nothing else.
@@ -14,11 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Command = std::vector<std::string>;
-
-// Where files are in memory; the temporary folder where the system has no such place.
-fs::path memory() {
-  return fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
-}
 
 /// Seconds from just before the program is started until its first reply is there.
 double secondsToStart(const Command& command, Placement placement) {
@@ -119,16 +115,11 @@ void withoutWaiting(const Run& run, const std::string& library) {
   }
 }
 
-/// 100,000 scripts in 5,000 folders.
 void listing(const Run& run) {
   const std::string what = "list_scripts of 100,000 scripts in 5,000 folders";
   if (!run.figures.wants(what)) return;
   const Folder library;
-  for (int i = 0; i < 5000; ++i) {
-    const fs::path below = library.path() / ("Folder " + std::to_string(i));
-    fs::create_directory(below);
-    for (int j = 0; j < 20; ++j) put(below / ("Script " + std::to_string(j) + ".md"), "");
-  }
+  addLibrary(library.path(), 100'000);
   measure(run, run.serve(library.path()),
           {what, toolCall("list_scripts", {}), {run.floor("list"), library.path()}, 1.9, 15, 1, false});
 }
@@ -192,7 +183,7 @@ void updating(const Run& run) {
       std::cout << what << ": this build has no such floor.\n";
     } else {
       for (const Placement placement : run.placements) {
-        const Folder ours(memory()), floors(memory());
+        const Folder ours(memoryFolder()), floors(memoryFolder());
         put(ours.path() / "Talk.md", text);
         put(floors.path() / "Talk.md", text);
         Updating server(run.serve(ours.path()), placement);

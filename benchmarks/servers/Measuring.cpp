@@ -96,15 +96,4 @@ std::string toolCall(const std::string& tool, const JSON::Object& arguments) {
 
 const std::string ping = "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"ping\"}\n";
 
-std::string prose(std::size_t size) {
-  constexpr std::string_view line = "Words that are read aloud, some of them \"quoted\", some with accents: déjà vu.\n";
-  std::string text = "# A chapter\n\n";
-  while (text.size() < size) text += line;
-  text.resize(size);
-  // No character is cut in two.
-  while (static_cast<unsigned char>(text.back()) >= 0x80) text.pop_back();
-  text.resize(size, '.');
-  return text;
-}
-
 }  // namespace kelvane::benchmarks

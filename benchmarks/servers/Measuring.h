@@ -60,9 +60,6 @@ std::string request(const std::string& method, const JSON::Object& params);
 std::string toolCall(const std::string& tool, const JSON::Object& arguments);
 extern const std::string ping;
 
-/// Text as people write it: lines of 80 characters, some with quotes and accents, behind a heading.
-std::string prose(std::size_t size);
-
 /// What a run measures with.
 struct Run {
   std::string build;  // the build folder
@@ -77,10 +74,9 @@ struct Run {
 };
 
 // The parts of a run.
+void measureServers(const Run& run);
 void measureFloors(const Run& run);
-void measureMemory(const Run& run);
 void measureLimits(const Run& run);
 void measureGrowth(const Run& run);
-void measurePeers(const Run& run);
 
 }  // namespace kelvane::benchmarks

@@ -58,7 +58,10 @@ int main(int argc, char** argv) {
     Figures figures(argv[2], std::vector<std::string>(argv + 3, argv + argc));
     figures.add(machine());
     const Run run{argv[1], placements(), figures};
+    measureServers(run);
     measureFloors(run);
+    measureLimits(run);
+    measureGrowth(run);
     return 0;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
