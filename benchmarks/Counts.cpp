@@ -22,7 +22,7 @@
 #include <string_view>
 #include <vector>
 
-#include "benchmarks/LibraryTools.h"
+#include "benchmarks/Files.h"
 #include "protocol/JSON.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "benchmarks/LibraryTools.h"
+#include "benchmarks/Files.h"
 #include "benchmarks/servers/Libraries.h"
 #include "benchmarks/servers/Measuring.h"
 
@@ -49,8 +49,10 @@ struct ClosedLoop {
   bool isOnlyOfOneCPU = false;  // what `most` is about
 };
 
-void measure(const Run& run, const Command& ours, const ClosedLoop& loop) {
-  if (!run.figures.wants(loop.what)) return;
+/// What was measured on one CPU; nothing if it is not wanted.
+std::optional<Pairs> measure(const Run& run, const Command& ours, const ClosedLoop& loop) {
+  if (!run.figures.wants(loop.what)) return std::nullopt;
+  std::optional<Pairs> onOne;
   for (const Placement placement : run.placements) {
     Process server(ours, placement), floor(loop.floor, placement);
     const std::string_view line = std::string_view(loop.line).substr(0, loop.line.size() - 1);
@@ -62,11 +64,12 @@ void measure(const Run& run, const Command& ours, const ClosedLoop& loop) {
         times.push_back(secondsOf([&] { process.askForSize(loop.line); }));
       return median(times);
     };
-    run.figures.add(loop.what, placement.cpus(),
-                    inPairs(
-                        loop.pairs, [&] { return timesOf(server); }, [&] { return timesOf(floor); }),
-                    loop.isOnlyOfOneCPU && placement.cpus() > 1 ? 0 : loop.most);
+    const Pairs pairs = inPairs(
+        loop.pairs, [&] { return timesOf(server); }, [&] { return timesOf(floor); });
+    run.figures.add(loop.what, placement.cpus(), pairs, loop.isOnlyOfOneCPU && placement.cpus() > 1 ? 0 : loop.most);
+    if (placement.cpus() == 1) onOne = pairs;
   }
+  return onOne;
 }
 
 std::string lineOf(std::size_t size, const std::string& piece) {
@@ -110,7 +113,7 @@ void withoutWaiting(const Run& run, const std::string& library) {
       run.figures.add(what, placement.cpus(),
                       inPairs(
                           31, [&] { return each(server); }, [&] { return each(floor); }),
-                      0.7, true);
+                      how == "gathered" ? 0 : 0.7, true);
     }
   }
 }
@@ -148,13 +151,8 @@ void refusals(const Run& run, const std::string& library) {
       {"a tool's name of 10 MB of combining marks, refused", toolCall(lineOf(10'000'000, "\xCC\x81"), {})},
   };
   for (const auto& [what, line] : rows) {
-    if (!run.figures.wants(what)) continue;
-    measure(run, run.serve(library), {what, line, {run.floor("echo")}, 0, 15, 1, false});
-    const Placement placement = run.placements.back();
-    Process server(run.serve(library), placement);
-    std::vector<double> times;
-    for (int time = 0; time < 15; ++time) times.push_back(secondsOf([&, &asked = line] { server.askForSize(asked); }));
-    run.figures.add(what, "ms", median(times) * 1000, 10);
+    const auto times = measure(run, run.serve(library), {what, line, {run.floor("echo")}, 0, 15, 1, false});
+    if (times) run.figures.add("in " + what, "ms", times->ours * 1000, 10);
   }
 }
 

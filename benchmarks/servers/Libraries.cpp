@@ -5,7 +5,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "benchmarks/LibraryTools.h"
+#include "benchmarks/Files.h"
 
 namespace kelvane::benchmarks {
 namespace {

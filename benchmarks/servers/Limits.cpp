@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <functional>
 
-#include "benchmarks/LibraryTools.h"
+#include "benchmarks/Files.h"
 #include "benchmarks/servers/Libraries.h"
 #include "benchmarks/servers/Measuring.h"
 

@@ -78,5 +78,6 @@ void measureServers(const Run& run);
 void measureFloors(const Run& run);
 void measureLimits(const Run& run);
 void measureGrowth(const Run& run);
+void measureJSON(const Run& run);
 
 }  // namespace kelvane::benchmarks

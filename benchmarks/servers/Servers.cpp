@@ -4,7 +4,7 @@
 #include <iostream>
 #include <optional>
 
-#include "benchmarks/LibraryTools.h"
+#include "benchmarks/Files.h"
 #include "benchmarks/servers/Libraries.h"
 #include "benchmarks/servers/Measuring.h"
 

@@ -1,9 +1,12 @@
 #include <sys/utsname.h>
 
+#include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <thread>
 
 #include "benchmarks/servers/Measuring.h"
@@ -26,16 +29,29 @@ std::string processor() {
   return "an unknown processor";
 }
 
+/// The versions of what the program is linked with and compared with, where the system's packages tell.
+std::string versions() {
+  const std::unique_ptr<FILE, int (*)(FILE*)> output(
+      popen("dpkg-query -W -f '${Package} ${Version}, ' libsqlite3-0 libutf8proc2 libsimdjson-dev rapidjson-dev"
+            " libboost-json1.81-dev nlohmann-json3-dev 2>/dev/null; echo Node.js \"$(node --version 2>/dev/null)\"",
+            "r"),
+      pclose);
+  char line[1024] = "";
+  if (!output || std::fgets(line, sizeof line, output.get()) == nullptr) return "unknown";
+  return std::string(line).substr(0, std::strlen(line) - 1);
+}
+
 /// What the figures hold for. No name of a host or a person is among it.
 JSON::Object machine() {
   utsname system{};
   uname(&system);
+  const std::string kernel = std::string(system.sysname).append(" ").append(system.release);
   const std::time_t now = std::time(nullptr);
   char date[16];
   std::strftime(date, sizeof date, "%Y-%m-%d", std::gmtime(&now));
   return {
     {"part", "machine"}, {"date", date}, {"processor", processor()}, {"cores", std::thread::hardware_concurrency()},
-        {"kernel", std::string(system.sysname) + " " + system.release},
+        {"kernel", kernel.substr(0, kernel.find('-'))}, {"versions", versions()},
 #if defined(__clang__)
         {"compiler", "Clang " __clang_version__}
 #else
@@ -62,6 +78,7 @@ int main(int argc, char** argv) {
     measureFloors(run);
     measureLimits(run);
     measureGrowth(run);
+    measureJSON(run);
     return 0;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';

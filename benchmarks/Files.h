@@ -1,19 +1,15 @@
 #pragma once
 
-#include <cstdlib>
+#include <stdlib.h>
+
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
-#include "quorvel/history/History.h"
-#include "quorvel/library/FolderLibrary.h"
-#include "scripttools/ScriptTools.h"
-
-/// Folders of scripts, and the tools over them.
+/// Folders of scripts for the benchmarks.
 namespace kelvane::benchmarks {
 
 /// A folder that goes with the program.
@@ -41,21 +37,5 @@ inline void put(const std::filesystem::path& file, std::string_view text) {
   stream.write(text.data(), static_cast<std::streamsize>(text.size()));
   if (!stream.flush()) throw std::runtime_error("A script could not be written.");
 }
-
-/// The tools over a folder, called by their names.
-class Tools {
- public:
-  explicit Tools(const std::filesystem::path& root) {
-    const auto history = std::make_shared<quorvel::History>(root);
-    const auto library = std::make_shared<quorvel::FolderLibrary>(root, history);
-    for (Tool& tool : ScriptTools(library, history).tools(true)) tools_.emplace(tool.name(), tool);
-  }
-  std::string call(const std::string& name, const JSON::Object& arguments) const {
-    return tools_.at(name).run(arguments);
-  }
-
- private:
-  std::map<std::string, Tool> tools_;
-};
 
 }  // namespace kelvane::benchmarks
