@@ -2,6 +2,24 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
+
+# offer_archive(MODULE ARCHIVE CALL): targets with the property KELVANE_ARCHIVES link the archive of a library, if there
+# is one that links by itself. All others link the shared library.
+include(CheckCXXSourceCompiles)
+function(offer_archive module archive call)
+  find_library(${module}_ARCHIVE ${archive} HINTS ${${module}_LIBRARY_DIRS} ${${module}_LIBDIR})
+  if(${module}_ARCHIVE)
+    set(CMAKE_REQUIRED_LIBRARIES ${${module}_ARCHIVE} m)
+    check_cxx_source_compiles("extern \"C\" void ${call}(); int main() { ${call}(); }" ${module}_ARCHIVE_LINKS)
+  endif()
+  if(${module}_ARCHIVE_LINKS)
+    set(wants_archive $<BOOL:$<TARGET_PROPERTY:KELVANE_ARCHIVES>>)
+    set_target_properties(PkgConfig::${module} PROPERTIES INTERFACE_LINK_LIBRARIES
+      "$<IF:${wants_archive},${${module}_ARCHIVE},${${module}_LINK_LIBRARIES}>;$<${wants_archive}:m>")
+  endif()
+endfunction()
+offer_archive(utf8proc libutf8proc.a utf8proc_version)
+offer_archive(sqlite3 libsqlite3.a sqlite3_initialize)
 # Of toml++ only the headers: a library to load would cost every start, and only two commands read TOML.
 find_path(TOMLPLUSPLUS_HEADERS toml++/toml.h REQUIRED)
 # program/configuration/TOMLParser.h relies on the private macros of this version, and refuses any other.
