@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "platform/unicode/Processor.h"
 
@@ -95,6 +96,21 @@ class ByteBlock {
     return bits([](Lane lane) { return lane.nonASCII(); });
   }
 
+  /// The bytes that start sequences of two bytes in UTF-8: 0xC2 to 0xDF.
+  std::uint64_t leadsOfTwo() const noexcept {
+    return bits([](Lane lane) { return lane.between(0xC2, 0xDF); });
+  }
+
+  /// The bytes that start sequences of three bytes, without 0xE0 and 0xED: what may follow those is restricted.
+  std::uint64_t leadsOfThree() const noexcept {
+    return bits([](Lane lane) { return lane.between(0xE1, 0xEC) | lane.between(0xEE, 0xEF); });
+  }
+
+  /// The bytes that continue a sequence: 0x80 to 0xBF.
+  std::uint64_t continuations() const noexcept {
+    return bits([](Lane lane) { return lane.between(0x80, 0xBF); });
+  }
+
   /// ASCII white space: the space and 0x09 to 0x0D.
   std::uint64_t whiteSpace() const noexcept {
     return bits([](Lane lane) { return lane.equal(' ') | lane.between('\t', '\r'); });
@@ -117,9 +133,13 @@ class ByteBlock {
  private:
   template <typename Question>
   std::uint64_t bits(const Question& question) const noexcept {
-    std::uint64_t result = 0;
-    for (std::size_t at = 0; at < size; at += Lane::size) result |= question(Lane(bytes_ + at)).bits() << at;
-    return result;
+    return bits(question, std::make_index_sequence<size / Lane::size>());
+  }
+
+  // Without a loop, which GCC would not unroll.
+  template <typename Question, std::size_t... lanes>
+  std::uint64_t bits(const Question& question, std::index_sequence<lanes...>) const noexcept {
+    return ((question(Lane(bytes_ + lanes * Lane::size)).bits() << lanes * Lane::size) | ...);
   }
 
   const char* bytes_;

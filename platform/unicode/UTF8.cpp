@@ -1,16 +1,17 @@
 #include "platform/unicode/UTF8.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
 #include "platform/Unicode.h"
+#include "platform/unicode/ByteBlock.h"
 
 namespace kelvane::unicode {
 
 namespace {
 
 constexpr std::uint64_t highBits = 0x8080808080808080;  // set in a word if any of its bytes is not ASCII
-constexpr std::size_t blockSize = 32;
 
 std::uint64_t word(const char* bytes) noexcept {
   std::uint64_t result;
@@ -18,8 +19,17 @@ std::uint64_t word(const char* bytes) noexcept {
   return result;
 }
 
-bool isASCIIBlock(const char* bytes) noexcept {
-  return ((word(bytes) | word(bytes + 8) | word(bytes + 16) | word(bytes + 24)) & highBits) == 0;
+// How many bytes at the start of a block are whole sequences of one, two and three bytes. 0 if other bytes are in the
+// block, which need not be wrong: sequences of four bytes, and those whose second byte is restricted.
+std::size_t wholeSequences(const ByteBlock& block) noexcept {
+  const std::uint64_t two = block.leadsOfTwo();
+  const std::uint64_t three = block.leadsOfThree();
+  const std::uint64_t continuations = block.continuations();
+  if (continuations != ((two | three) << 1 | three << 2)) return 0;
+  if (block.nonASCII() != (two | three | continuations)) return 0;
+  // A sequence that goes on behind the block is none of its own.
+  if ((three >> 62 & 1) != 0) return ByteBlock::size - 2;
+  return (two | three) >> 63 != 0 ? ByteBlock::size - 1 : ByteBlock::size;
 }
 
 }  // namespace
@@ -45,9 +55,15 @@ Decoded decodedSequenceAt(std::string_view text, std::size_t offset) noexcept {
 }
 
 std::size_t asciiEnd(std::string_view text, std::size_t offset) noexcept {
-  // Blocks first, because most texts are long runs of ASCII; then words and bytes for what is left.
-  while (text.size() - offset >= blockSize && isASCIIBlock(text.data() + offset)) offset += blockSize;
-  while (text.size() - offset >= 8 && (word(text.data() + offset) & highBits) == 0) offset += 8;
+  // Four lanes together first, because most texts are long runs of ASCII; then lanes, and bytes for what is left.
+  for (; text.size() - offset >= 4 * Lane::size; offset += 4 * Lane::size) {
+    const auto lane = [&](std::size_t at) { return Lane(text.data() + offset + at * Lane::size); };
+    if ((lane(0) | lane(1) | lane(2) | lane(3)).nonASCII().bits() != 0) break;
+  }
+  for (; text.size() - offset >= Lane::size; offset += Lane::size) {
+    const std::uint64_t others = Lane(text.data() + offset).nonASCII().bits();
+    if (others != 0) return offset + static_cast<std::size_t>(std::countr_zero(others));
+  }
   while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
   return offset;
 }
@@ -62,7 +78,15 @@ bool isASCII(std::string_view text) noexcept {
 std::size_t validUTF8Prefix(std::string_view text) noexcept {
   std::size_t offset = 0;
   while ((offset = asciiEnd(text, offset)) < text.size()) {
+    // Many texts have a few other characters at a time. Where there are more, they are judged by the block.
+    std::size_t nextBlock = offset + 8;
     while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80) {
+      if (offset >= nextBlock && text.size() - offset >= ByteBlock::size) {
+        const std::size_t whole = wholeSequences(ByteBlock(text.data() + offset));
+        offset += whole;
+        if (whole > 0) continue;
+        nextBlock = offset + ByteBlock::size;
+      }
       const Decoded decoded = decodedAt(text, offset);
       if (!decoded.wellFormed) return offset;
       offset += decoded.size;

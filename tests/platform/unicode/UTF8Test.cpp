@@ -143,6 +143,30 @@ std::size_t wellFormedSize(std::string_view text) {
   return 0;
 }
 
+std::size_t validPrefixByTable(std::string_view text) {
+  std::size_t at = 0;
+  while (const std::size_t size = wellFormedSize(text.substr(at))) at += size;
+  return at;
+}
+
+// Long runs without ASCII are judged many bytes at a time.
+TEST(UTF8, findsOneWrongByteWhereverItIsInALongRun) {
+  std::mt19937_64 generator = seededGenerator();
+  const std::string pieces[] = {"é", "あ", "ß", "語", "—", "x", "ि", "😀", "퟿"};
+  for (int round = 0; round < 300; ++round) {
+    std::string text;
+    const std::size_t kinds = 1 + below(std::size(pieces), generator);
+    while (text.size() < 200) text += pieces[below(kinds, generator)];
+    ASSERT_EQ(validUTF8Prefix(text), text.size()) << ::testing::PrintToString(text);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+      std::string changed = text;
+      changed[at] = static_cast<char>(below(256, generator));
+      ASSERT_EQ(validUTF8Prefix(changed), validPrefixByTable(changed)) << ::testing::PrintToString(changed);
+      ASSERT_EQ(validUTF8Prefix(text.substr(0, at)), validPrefixByTable(text.substr(0, at)));
+    }
+  }
+}
+
 TEST(UTF8, judgesAnyBytesByUnicodesTable) {
   std::mt19937_64 generator = seededGenerator();
   const std::string pieces[] = {"x",        "plain words in a row ", "é",    "あ",           "😀",        "\xC3",
@@ -154,9 +178,7 @@ TEST(UTF8, judgesAnyBytesByUnicodesTable) {
     for (std::size_t left = below(40, generator); left > 0; --left) {
       text += pieces[below(valid ? 5 : std::size(pieces), generator)];
     }
-    std::size_t expected = 0;
-    while (const std::size_t size = wellFormedSize(std::string_view(text).substr(expected))) expected += size;
-    ASSERT_EQ(validUTF8Prefix(text), expected) << ::testing::PrintToString(text);
+    ASSERT_EQ(validUTF8Prefix(text), validPrefixByTable(text)) << ::testing::PrintToString(text);
     const std::string replaced = replacingInvalidUTF8(text);
     ASSERT_TRUE(isValidUTF8(replaced)) << ::testing::PrintToString(text);
     ASSERT_EQ(replacingInvalidUTF8(replaced), replaced);
