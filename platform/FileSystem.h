@@ -29,6 +29,10 @@ enum class EntryKind { file, directory };
 /// permitted, or it contains a NUL, which no file name can.
 std::optional<EntryKind> entry(const std::string& path);
 
+/// The same in one look at the whole path, if there is no symbolic link on it and it does not lead to one. std::nullopt
+/// also if there is one, or if the system cannot look so (before Linux 5.6): then ask `resolvingSymbolicLinks`.
+std::optional<EntryKind> entryWithoutLinks(const std::string& path);
+
 /// The path made absolute, without empty, "." and ".." pieces and without a slash at the end. A ".." removes the piece
 /// before it; whether that piece is a link is not checked, because no file is looked at.
 std::string standardized(const std::string& path);

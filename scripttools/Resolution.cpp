@@ -18,6 +18,9 @@
 ///    sibling folder such as "Scripts-old" beside "Scripts".
 /// 4. Only then the disk is asked what is there, by the resolved path, so that what was checked is what is looked at.
 ///
+/// Nearly always no link is on the path, and the system says in one look what is there without following any. Then the
+/// path is resolved as it is, and steps 2 to 4 are done.
+///
 /// Other programs can swap a link in after step 2. So this is a check of what a client asked for, and the library makes
 /// its own: it opens the item beneath its root without following links.
 ///
@@ -75,11 +78,33 @@ bool isInside(const std::string& path, const std::string& root) {
   return path == root || (path.size() > root.size() && path.starts_with(root) && path[root.size()] == '/');
 }
 
-std::string extensionOf(const std::filesystem::path& file) {
-  // With its dot removed. A name such as ".md" has no extension: it is hidden, and not a script.
-  std::string extension = file.extension().string();
-  if (!extension.empty()) extension.erase(0, 1);
-  return extension;
+// Where the dot of the extension is in a file's name. A name such as ".md" has no extension: it is hidden, and not a
+// script. npos if there is none.
+std::size_t extensionDot(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  return dot == 0 ? std::string_view::npos : dot;
+}
+
+// The root joined with the identifier, not yet resolved. Throws if the strings alone say that it leads out of the
+// library or names nothing.
+std::string joined(std::string_view identifier, const ScriptLibrary& library) {
+  if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
+  const std::string& root = library.root().native();
+  if (isTooLong(identifier, filesystem::standardized(root))) throw nothingAt(identifier);
+  std::string path;
+  path.reserve(root.size() + 1 + identifier.size());
+  path.append(root).append("/").append(identifier);
+  return filesystem::standardized(path);
+}
+
+// The path with every symbolic link followed. Throws if it leads out of the library.
+std::string resolved(const std::string& path, std::string_view identifier, const ScriptLibrary& library) {
+  std::string root = filesystem::standardized(library.root());
+  std::string candidate = filesystem::resolvingSymbolicLinks(path);
+  // A path that stays as it is has no link in it, and so neither has the root, which is its beginning.
+  if (candidate != path) root = filesystem::resolvingSymbolicLinks(root);
+  if (!isInside(candidate, root)) throw notInside(identifier);
+  return candidate;
 }
 
 }  // namespace
@@ -89,30 +114,26 @@ std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& l
 }
 
 std::string locate(std::string_view identifier, const ScriptLibrary& library) {
-  if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
-  std::string root = filesystem::standardized(library.root());
-  if (isTooLong(identifier, root)) throw nothingAt(identifier);
-  std::string path = library.root().native();
-  path = filesystem::standardized(path.append("/").append(identifier));
-  std::string candidate = filesystem::resolvingSymbolicLinks(path);
-  // A path that stays as it is has no link in it, and so neither has the root, which is its beginning.
-  if (candidate != path) root = filesystem::resolvingSymbolicLinks(root);
-  if (!isInside(candidate, root)) throw notInside(identifier);
-  return candidate;
+  return resolved(joined(identifier, library), identifier, library);
 }
 
 ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
-  const auto path = locate(identifier, library);
-  const auto kind = filesystem::entry(path);
-  if (!kind) throw nothingAt(identifier);
-  const std::filesystem::path file(path);
-  if (*kind == filesystem::EntryKind::directory) {
-    return {library.identifier(file), file.filename().string(), ScriptItem::Kind::folder, std::nullopt};
+  std::string path = joined(identifier, library);
+  auto kind = filesystem::entryWithoutLinks(path);
+  if (!kind) {
+    path = resolved(path, identifier, library);
+    kind = filesystem::entry(path);
   }
-  if (extensionOf(file) != library.fileExtension()) {
+  if (!kind) throw nothingAt(identifier);
+  const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
+  if (*kind == filesystem::EntryKind::directory) {
+    return {library.identifier(path), std::string(name), ScriptItem::Kind::folder, std::nullopt};
+  }
+  const std::size_t dot = extensionDot(name);
+  if (dot == std::string_view::npos || name.substr(dot + 1) != library.fileExtension()) {
     throw failure("", identifier, " is not a script");
   }
-  return {library.identifier(file), file.stem().string(), ScriptItem::Kind::script, std::nullopt};
+  return {library.identifier(path), std::string(name.substr(0, dot)), ScriptItem::Kind::script, std::nullopt};
 }
 
 ScriptItem scriptAt(std::string_view identifier, const ScriptLibrary& library) {

@@ -35,18 +35,22 @@ std::optional<std::filesystem::path> presentPath(const Descriptor& folder, const
 
 }  // namespace
 
-std::shared_ptr<const OpenedRoot> OpenedRoot::find(const std::filesystem::path& path) {
-  std::vector<Opened>& opened = openedHere();
-  for (const Opened& each : opened) {
+std::shared_ptr<const OpenedRoot> OpenedRoot::held(const std::filesystem::path& path) {
+  for (const Opened& each : openedHere()) {
     if (each.path != path) continue;
-    if (auto held = each.root.lock()) return held;
+    if (auto root = each.root.lock()) return root;
   }
+  return nullptr;
+}
+
+std::shared_ptr<const OpenedRoot> OpenedRoot::find(const std::filesystem::path& path) {
+  if (auto root = held(path)) return root;
   Descriptor folder(::open(path.c_str(), passingFlags() | O_CLOEXEC));
   if (!folder) throw std::system_error(lastError());
   const auto identity = identityOf(folder.get());
   if (!identity) throw std::system_error(identity.error());
   auto root = std::make_shared<const OpenedRoot>(path, std::move(folder), *identity);
-  opened.push_back({path, root});
+  openedHere().push_back({path, root});
   return root;
 }
 

@@ -29,6 +29,9 @@ class OpenedRoot {
   /// library's lock holds it, and so decides on the folder for all operations of its thread.
   static std::shared_ptr<const OpenedRoot> find(const std::filesystem::path& path);
 
+  /// The one that this thread holds; null if it holds none.
+  static std::shared_ptr<const OpenedRoot> held(const std::filesystem::path& path);
+
   OpenedRoot(std::filesystem::path path, Descriptor folder, FileIdentity identity);
 
   /// The folder. It may be open for passing through only (passingFlags in Beneath.h), and not for reading.

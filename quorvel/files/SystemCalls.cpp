@@ -25,6 +25,26 @@ int renameWith(unsigned int flags, int folder, const char* from, const char* to)
 }
 #endif
 
+#if defined(KELVANE_LINUX_CALLS) && defined(SYS_openat2)
+constexpr unsigned int beneath = RESOLVE_BENEATH;
+constexpr unsigned int withoutLinks = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+
+int openAs(int folder, const char* path, int flags, unsigned int resolve) noexcept {
+  open_how how{};
+  how.flags = static_cast<unsigned long long>(flags);
+  how.resolve = resolve;
+  return static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how));
+}
+#else
+constexpr unsigned int beneath = 0;
+constexpr unsigned int withoutLinks = 0;
+
+int openAs(int, const char*, int, unsigned int) noexcept {
+  errno = ENOSYS;
+  return -1;
+}
+#endif
+
 }  // namespace
 
 std::error_code lastError() noexcept {
@@ -36,17 +56,12 @@ const SystemCalls& SystemCalls::ofTheSystem() noexcept {
   return calls;
 }
 
-int SystemCalls::openBeneath([[maybe_unused]] int folder, [[maybe_unused]] const char* path,
-                             [[maybe_unused]] int flags) const noexcept {
-#if defined(KELVANE_LINUX_CALLS) && defined(SYS_openat2)
-  open_how how{};
-  how.flags = static_cast<unsigned long long>(flags);
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how));
-#else
-  errno = ENOSYS;
-  return -1;
-#endif
+int SystemCalls::openBeneath(int folder, const char* path, int flags) const noexcept {
+  return openAs(folder, path, flags, beneath | withoutLinks);
+}
+
+int SystemCalls::openWithoutLinks(const char* path, int flags) const noexcept {
+  return openAs(AT_FDCWD, path, flags, withoutLinks);
 }
 
 long SystemCalls::readEntries([[maybe_unused]] int folder, [[maybe_unused]] void* records,

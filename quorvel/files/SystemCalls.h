@@ -28,6 +28,9 @@ class SystemCalls {
   /// Opens a path beneath a folder without following a symbolic link and without leaving the folder.
   virtual int openBeneath(int folder, const char* path, int flags) const noexcept;
 
+  /// Opens an absolute path without following a symbolic link.
+  virtual int openWithoutLinks(const char* path, int flags) const noexcept;
+
   /// Reads the folder's next entries, as many as fit, as records of the kernel's (struct linux_dirent64); 0 at the end.
   virtual long readEntries(int folder, void* records, std::size_t size) const noexcept;
 

@@ -87,8 +87,7 @@ std::string FolderLibrary::readToReplace(const ScriptItem& script) const {
 std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseconds patience) const {
   const std::string happened = inQuotes(script.identifier) + " could not be read";
   const PathBeneath path = pathBeneath(script.identifier, happened);
-  const auto root = openRoot();
-  const auto file = openBeneath(options_.calls, root->folder().get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  const auto file = openToRead(path);
   if (!file) throw failure(happened, file.error());
   if (patience.count() > 0) waitForWriters(file->get(), patience);
   struct stat status;
@@ -100,6 +99,21 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
   if (!text && text.error() == std::errc::file_too_large) throw tooLarge(happened, "it");
   if (!text) throw failure(happened, text.error());
   return *std::move(text);
+}
+
+// Where this thread holds no lock and no link leads to the script, one system call opens it by its whole path: a path
+// without links and ".." ends beneath the root that is there now. Whatever that call answers otherwise, opening the
+// root first tells what it means.
+Expected<Descriptor> FolderLibrary::openToRead(const PathBeneath& path) const {
+  constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+  auto root = OpenedRoot::held(root_);
+  if (!root) {
+    const std::string whole = root_.native() + '/' + path.string();
+    Descriptor file(options_.calls.openWithoutLinks(whole.c_str(), flags | O_CLOEXEC));
+    if (file) return file;
+    root = openRoot();
+  }
+  return openBeneath(options_.calls, root->folder().get(), path, flags);
 }
 
 std::string FolderLibrary::identifier(const std::filesystem::path& file) const {

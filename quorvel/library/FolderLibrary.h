@@ -113,6 +113,7 @@ class FolderLibrary final : public ScriptLibrary {
   std::shared_ptr<const OpenedRoot> openRoot() const;
   std::shared_ptr<const OpenedRoot> openRootToChange(const std::string& happened) const;
   std::string read(const ScriptItem& script, std::chrono::milliseconds patience) const;
+  Expected<Descriptor> openToRead(const PathBeneath& path) const;
   std::size_t longestIdentifier() const;
   ListingScope scope(const OpenedRoot& root, PathBeneath folder) const;
   bool fitsWith(std::size_t moreBytes, const PathBeneath& folder) const;

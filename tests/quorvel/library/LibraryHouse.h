@@ -57,6 +57,10 @@ class StagedCalls : public SystemCalls {
   int openBeneath(int folder, const char* path, int flags) const noexcept override {
     return made("openBeneath") ? SystemCalls::openBeneath(folder, path, flags) : -1;
   }
+  /// Staged together with the call that it saves.
+  int openWithoutLinks(const char* path, int flags) const noexcept override {
+    return made("openBeneath") ? SystemCalls::openWithoutLinks(path, flags) : -1;
+  }
   long readEntries(int folder, void* records, std::size_t size) const noexcept override {
     return made("readEntries") ? SystemCalls::readEntries(folder, records, size) : -1;
   }
