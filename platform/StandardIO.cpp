@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/LargePages.h"
 #include "platform/Unicode.h"
 
 /// How lines are read: one buffer holds what was read and not returned yet. A line is returned as a view of it. Only
@@ -21,6 +22,9 @@ namespace {
 
 // Each read has room for at least this many bytes.
 constexpr std::size_t readSize = 64 * 1024;
+
+// A buffer below this size grows in few steps. Room that nothing is read into takes no memory of the machine.
+constexpr std::size_t largeSize = 16 * 1024 * 1024;
 
 // Memory above this size is freed once the line that needed it has been used.
 constexpr std::size_t keptSize = 1024 * 1024;
@@ -77,11 +81,10 @@ void LineReader::release() {
 }
 
 void LineReader::resize(std::size_t size) {
-  // The system moves the pages of a large buffer instead of copying them, and no byte is set to zero first.
-  void* memory = std::realloc(buffer_.get(), size);
-  if (memory == nullptr) throw std::bad_alloc();
-  static_cast<void>(buffer_.release());
-  buffer_.reset(static_cast<char*>(memory));
+  std::unique_ptr<char, Free> buffer(static_cast<char*>(allocate(size)));
+  if (!buffer) throw std::bad_alloc();
+  if (filled_ > 0) std::memcpy(buffer.get(), buffer_.get(), filled_);
+  buffer_ = std::move(buffer);
   size_ = size;
 }
 
@@ -90,7 +93,7 @@ void LineReader::resize(std::size_t size) {
 bool LineReader::fill() {
   if (atEnd_) return false;
   release();
-  if (size_ - filled_ < readSize) resize(std::max(size_ * 2, filled_ + readSize));
+  if (size_ - filled_ < readSize) resize(std::max(size_ * (size_ < largeSize ? 16 : 2), filled_ + readSize));
   for (;;) {
     const ssize_t count = ::read(descriptor_, buffer_.get() + filled_, size_ - filled_);
     if (count >= 0) {

@@ -10,6 +10,10 @@
 #include <string>
 #include <system_error>
 
+#if defined(__GLIBC__) && !defined(KELVANE_PORTABLE)
+#include <malloc.h>
+#endif
+
 #include "platform/StandardIO.h"
 #include "program/Wording.h"
 #include "quorvel/files/SystemReason.h"
@@ -34,6 +38,13 @@ void open(int descriptor) {
 }  // namespace
 
 void prepareProcess() {
+#if defined(__GLIBC__) && !defined(KELVANE_PORTABLE)
+  // What a large request needed goes back to the system block by block, as soon as it is freed. Without this, the
+  // allocator raises these sizes after the first large block and keeps the next ones.
+  constexpr int largeBlock = 1 << 20;
+  ::mallopt(M_MMAP_THRESHOLD, largeBlock);
+  ::mallopt(M_TRIM_THRESHOLD, largeBlock);
+#endif
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

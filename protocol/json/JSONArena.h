@@ -1,8 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 
+#include "platform/LargePages.h"
 #include "protocol/json/JSONStorage.h"
 
 namespace kelvane {
@@ -48,7 +48,7 @@ class JSON::Storage::ArenaBuilder {
   /// Allocates a chunk, puts it into the list, and returns its memory after the heads.
   char* addMemory(std::size_t bytes) {
     const std::size_t heads = sizeof(Arena::Chunk) + (arena_ == nullptr ? sizeof(Arena) : 0);
-    void* memory = std::malloc(heads + bytes);
+    void* memory = allocate(heads + bytes);
     if (memory == nullptr) throw std::bad_alloc();
     auto* chunk = ::new (memory) Arena::Chunk{nullptr};
     if (arena_ == nullptr) arena_ = ::new (chunk + 1) Arena{1, nullptr};
