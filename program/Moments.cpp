@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <ctime>
 
+#include "program/Process.h"
+#include "quorvel/files/SystemReason.h"
+
 namespace kelvane {
 namespace {
 
@@ -123,6 +126,12 @@ std::optional<Clock::time_point> parsedMoment(std::string_view typed, TimeZone z
   if (typed == "yesterday") return startOfDay(now, 1, zone);
   if (const auto past = age(typed)) return now - *past;
   return dated(typed, zone);
+}
+
+Clock::time_point typedMoment(const std::string& typed, TimeZone zone) {
+  if (const auto moment = parsedMoment(typed, zone, Clock::now())) return *moment;
+  throw UsageError(quorvel::inQuotes(typed) +
+                   " is not a time. Type --since \"2 hours\", --since yesterday or --since 2026-11-21, for example.");
 }
 
 }  // namespace kelvane

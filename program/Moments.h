@@ -23,4 +23,7 @@ std::string encodedMoment(std::chrono::system_clock::time_point moment);
 std::optional<std::chrono::system_clock::time_point> parsedMoment(std::string_view typed, TimeZone zone,
                                                                   std::chrono::system_clock::time_point now);
 
+/// The same, as a command's option has it. Throws UsageError if it is none.
+std::chrono::system_clock::time_point typedMoment(const std::string& typed, TimeZone zone);
+
 }  // namespace kelvane

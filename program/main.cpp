@@ -18,21 +18,14 @@ namespace kelvane {
 namespace {
 
 constexpr const Command* table[] = {
-    &commands::setupCommand,
-    &commands::settingsCommand,
-    &commands::connectCommand,
-    &commands::disconnectCommand,
-    &commands::doctorCommand,
-    nullptr,
-    &commands::listCommand,
-    &commands::historyCommand,
-    &commands::diffCommand,
-    &commands::undoCommand,
-    &commands::showCommand,
-    &commands::restoreCommand,
-    nullptr,
-    &commands::serveCommand,
-    &commands::callCommand,
+    &commands::setupCommand,   &commands::settingsCommand,
+    &commands::connectCommand, &commands::disconnectCommand,
+    &commands::doctorCommand,  nullptr,
+    &commands::listCommand,    &commands::historyCommand,
+    &commands::diffCommand,    &commands::undoCommand,
+    &commands::reviewCommand,  &commands::showCommand,
+    &commands::restoreCommand, nullptr,
+    &commands::serveCommand,   &commands::callCommand,
     &commands::toolsCommand,
 };
 

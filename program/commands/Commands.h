@@ -20,6 +20,7 @@ extern const Command doctorCommand;
 extern const Command historyCommand;
 extern const Command diffCommand;
 extern const Command undoCommand;
+extern const Command reviewCommand;
 extern const Command showCommand;
 extern const Command restoreCommand;
 extern const Command listCommand;

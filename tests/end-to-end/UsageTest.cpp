@@ -105,6 +105,7 @@ TEST(Usage, isExplainedWhenAsked) {
       {{"history", "--help"},
        {"Usage: kelvane history [SCRIPT] [-n N] [--since WHEN] [--utc]", "--library DIR", "--json", "--help"}},
       {{"diff", "--help"}, {"Usage: kelvane diff SCRIPT [VERSION [VERSION]]", "--library DIR", "--help"}},
+      {{"review", "--help"}, {"Usage: kelvane review", "--since WHEN", "--output FILE", "--open", "--help"}},
       {{"undo", "--help"}, {"Usage: kelvane undo [SCRIPT]", "--library DIR", "--help"}},
       {{"show", "--help"}, {"Usage: kelvane show SCRIPT VERSION", "--library DIR", "--help"}},
       {{"restore", "--help"}, {"Usage: kelvane restore SCRIPT VERSION", "--library DIR", "--help"}},
