@@ -32,23 +32,37 @@ namespace {
 
 constexpr std::chrono::seconds patience(20);
 
-/// The findings, each printed at once.
+/// The findings, each printed at once, or all together as JSON at the end.
 class Findings {
  public:
-  void right(const std::string& sentences) { say("ok     ", sentences); }
-  void remark(const std::string& sentences) { say("note   ", sentences); }
+  explicit Findings(bool asJSON) : asJSON_(asJSON) {}
+
+  void right(const std::string& sentences) { add("ok", sentences); }
+  void remark(const std::string& sentences) { add("note", sentences); }
   void wrong(const std::string& sentences) {
-    say("wrong  ", sentences);
+    add("wrong", sentences);
     isAnythingWrong_ = true;
+  }
+
+  /// To be called once, after the last finding.
+  void finish() const {
+    if (asJSON_) print(JSON(findings_).encoded() + '\n');
   }
 
   bool isAnythingWrong() const noexcept { return isAnythingWrong_; }
 
  private:
-  static void say(std::string_view mark, const std::string& sentences) {
-    kelvane::say(std::string(mark).append(sentences));
+  void add(std::string_view kind, const std::string& sentences) {
+    if (asJSON_) {
+      findings_.append(JSON::Object{{"kind", kind}, {"text", sentences}});
+    } else {
+      constexpr std::size_t width = 7;
+      say(std::string(kind).append(width - kind.size(), ' ').append(sentences));
+    }
   }
 
+  bool asJSON_;
+  JSON::Array findings_;
   bool isAnythingWrong_ = false;
 };
 
@@ -207,7 +221,7 @@ void lookAtServer(const std::string& executable, const std::vector<std::string>&
 }
 
 int run(const Arguments& arguments) {
-  Findings findings;
+  Findings findings(arguments.has(jsonOption));
   const OwnSettings settings;
   const std::string executable = ownExecutable();
   const std::vector<ClientEntry> entries = entriesOfAllClients(executable);
@@ -229,8 +243,11 @@ int run(const Arguments& arguments) {
   } else if (opened && settings.preferences().isEnabled()) {
     lookAtServer(executable, {}, findings);
   }
+  findings.finish();
   return findings.isAnythingWrong() ? failed : done;
 }
+
+constexpr Option options[] = {libraryOption, jsonOption};
 
 }  // namespace
 
@@ -239,7 +256,7 @@ constinit const Command doctorCommand = {
     .summary = "Check the setup, with a fix for each problem.",
     .about =
         "Checks everything an AI client needs, one line per check, with a fix for each problem. It changes nothing.",
-    .options = onlyLibraryOption,
+    .options = options,
     .notes = "The exit status is 0 if everything is fine, and 1 otherwise.",
     .run = run,
 };

@@ -41,9 +41,19 @@ std::string shown(const OwnSettings& settings) {
   return text;
 }
 
-int showAll(const OwnSettings& settings) {
+std::string encoded(const OwnSettings& settings) {
+  const Preferences preferences = settings.preferences();
+  const auto folder = settings.namedLibraryFolder();
+  JSON::Object object{{"server", preferences.isEnabled()},
+                      {"writing", settings.store().boolForKey(Preferences::allowsWritesKey)},
+                      {"library", folder ? JSON(folder->native()) : JSON()},
+                      {"file", settings.store().file().native()}};
+  return JSON(object).encoded() + '\n';
+}
+
+int showAll(const OwnSettings& settings, bool asJSON) {
   const auto problem = settings.problem();
-  print(shown(settings));
+  print(asJSON ? encoded(settings) : shown(settings));
   if (problem) complain(*problem);
   return problem ? failed : done;
 }
@@ -86,14 +96,19 @@ int run(const Arguments& arguments) {
   if (action == "library" && arguments.word(1).empty()) {
     throw UsageError("Say which folder holds the scripts: kelvane settings library DIR.");
   }
+  if (arguments.has(jsonOption) && action != "show") {
+    throw UsageError("Only \"kelvane settings show\" takes --json. Leave it out.");
+  }
   const OwnSettings settings;
   if (action == "enable") return change(settings, Preferences::enabledKey, true);
   if (action == "disable") return change(settings, Preferences::enabledKey, false);
   if (action == "allow-writes") return change(settings, Preferences::allowsWritesKey, true);
   if (action == "read-only") return change(settings, Preferences::allowsWritesKey, false);
   if (action == "library") return changeLibrary(settings, arguments.word(1));
-  return showAll(settings);
+  return showAll(settings, arguments.has(jsonOption));
 }
+
+constexpr Option options[] = {jsonOption};
 
 }  // namespace
 
@@ -104,6 +119,7 @@ constinit const Command settingsCommand = {
     .usage = "[show | enable | disable | allow-writes | read-only | library DIR]",
     .mostWords = Command::anyNumber,
     .words = words,
+    .options = options,
     .notes = "A change applies to servers that start after it. Restart an AI client that is running.",
     .run = run,
 };

@@ -66,6 +66,22 @@ TEST_F(Doctor, saysWhatToDoInAHomeWhereNothingIsSetUp) {
                      ""}));
 }
 
+TEST_F(Doctor, printsJSONForOtherPrograms) {
+  setUp();
+  std::filesystem::remove(home / ".codex/config.toml");
+  const std::string lines = printed({"doctor"});
+  const auto findings = JSON::decoded(printed({"doctor", "--json"}));
+  ASSERT_TRUE(findings && findings->items() != nullptr);
+  std::string again;
+  for (const JSON& finding : *findings->items()) {
+    std::string kind(*finding["kind"]->string());
+    kind.resize(7, ' ');
+    again += kind + std::string(*finding["text"]->string()) + '\n';
+  }
+  EXPECT_EQ(again, lines);
+  EXPECT_THAT(lines, HasSubstr("note   Codex does not start this program."));
+}
+
 TEST_F(Doctor, tellsOfWritesAndTheirHistory) {
   setUp();
   printed({"settings", "allow-writes"});

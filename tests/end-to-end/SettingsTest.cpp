@@ -33,6 +33,17 @@ class Settings : public Home {
   }
 };
 
+TEST_F(Settings, areJSONForOtherPrograms) {
+  const std::string file = R"("file":")" + at(settingsFile) + R"(",)";
+  EXPECT_EQ(printed({"settings", "--json"}), "{" + file + R"("library":null,"server":false,"writing":false})" + "\n");
+  printed({"settings", "library", at("Scripts")});
+  printed({"settings", "allow-writes"});
+  EXPECT_EQ(printed({"settings", "show", "--json"}),
+            "{" + file + R"("library":")" + at("Scripts") + R"(","server":false,"writing":true})" + "\n");
+  EXPECT_EQ(kelvane({"settings", "enable", "--json"}),
+            (Outcome{2, "", "Only \"kelvane settings show\" takes --json. Leave it out.\n"}));
+}
+
 TEST_F(Settings, decideWhatAnAIClientGets) {
   const std::string library = at("Scripts");
   const struct {

@@ -101,7 +101,7 @@ TEST(Usage, isExplainedWhenAsked) {
        {"Usage: kelvane settings", "show", "enable", "disable", "allow-writes", "read-only", "library DIR", "--help"}},
       {{"connect", "--help"}, {"Usage: kelvane connect claude|codex", "--config FILE", "--dry-run", "--help"}},
       {{"disconnect", "--help"}, {"Usage: kelvane disconnect claude|codex", "--config FILE", "--dry-run", "--help"}},
-      {{"doctor", "--help"}, {"Usage: kelvane doctor", "--library DIR", "--help"}},
+      {{"doctor", "--help"}, {"Usage: kelvane doctor", "--library DIR", "--json", "--help"}},
       {{"history", "--help"},
        {"Usage: kelvane history [SCRIPT] [-n N] [--since WHEN] [--utc]", "--library DIR", "--json", "--help"}},
       {{"diff", "--help"}, {"Usage: kelvane diff SCRIPT [VERSION [VERSION]]", "--library DIR", "--help"}},
