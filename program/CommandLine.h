@@ -63,7 +63,7 @@ struct Command {
   static constexpr std::size_t anyNumber = static_cast<std::size_t>(-1);
 
   std::string_view name;
-  std::string_view summary;          ///< A sentence for the list of commands.
+  std::string_view summary;          ///< A sentence for the list of commands. Empty if other programs use it only.
   std::string_view about;            ///< What it does.
   std::string_view usage = {};       ///< Its words as the usage line shows them: "SCRIPT VERSION".
   std::size_t mostWords = 0;         ///< How many it takes at most. The command itself checks for missing ones.

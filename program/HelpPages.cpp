@@ -42,6 +42,7 @@ std::string helpOn(Commands commands) {
       text);
   std::vector<PageRow> rows;
   for (const Command* command : commands) {
+    if (command != nullptr && command->summary.empty()) continue;
     command != nullptr ? rows.emplace_back(command->name, command->summary) : rows.emplace_back();
   }
   rows.emplace_back();

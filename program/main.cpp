@@ -17,33 +17,21 @@
 namespace kelvane {
 namespace {
 
-constexpr const Command* table[] = {
-    &commands::setupCommand,   &commands::settingsCommand,
-    &commands::connectCommand, &commands::disconnectCommand,
-    &commands::doctorCommand,  nullptr,
-    &commands::listCommand,    &commands::historyCommand,
-    &commands::diffCommand,    &commands::undoCommand,
-    &commands::reviewCommand,  &commands::showCommand,
-    &commands::restoreCommand, nullptr,
-    &commands::serveCommand,   &commands::callCommand,
-    &commands::toolsCommand,
-};
-
 // AI clients start it so. A person sees how it is used.
 int withoutCommand() {
   if (!::isatty(STDIN_FILENO)) return commands::serveBySettings();
-  print(helpOn(table));
+  print(helpOn(commands::all()));
   return done;
 }
 
 std::string helpFor(const Request& request) {
-  if (request.command == nullptr) return helpOn(table);
+  if (request.command == nullptr) return helpOn(commands::all());
   const bool isOnTopic = request.command->helpOnTopic != nullptr && !request.topic.empty();
   return isOnTopic ? request.command->helpOnTopic(request.topic) : helpOn(*request.command);
 }
 
 int run(std::span<const char* const> typed) {
-  Request request = understand(typed, table);
+  Request request = understand(typed, commands::all());
   if (request.wantsVersion) {
     print(versionLine());
   } else if (request.wantsHelp) {

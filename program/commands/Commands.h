@@ -2,9 +2,10 @@
 
 #include "program/CommandLine.h"
 
-/// Every command, in a source of its own. The table in program/main.cpp lists them in the order of the help.
+/// Every command, in a source of its own. The table in Commands.cpp lists them in the order of the help.
 ///
-/// A new command is a source here, a line below, and a line in that table:
+/// A new command is a source here, a line below, and a line in that table. Its help, its completions and its section of
+/// the manual page are made from its record:
 ///
 ///     constinit const Command helloCommand = {
 ///         .name = "hello", .summary = "Greet a person.", .about = "Greets a person.", .mostWords = 1, .run = run};
@@ -27,6 +28,12 @@ extern const Command listCommand;
 extern const Command toolsCommand;
 extern const Command serveCommand;
 extern const Command callCommand;
+extern const Command completionsCommand;
+extern const Command manualCommand;
+extern const Command completeCommand;
+
+/// The table of all commands.
+Commands all() noexcept;
 
 /// What AI clients start: kelvane without a command. Serves as the settings say. Throws an error with complete
 /// sentences before it reads anything if they say that the server is off, or name no folder that can be read.
