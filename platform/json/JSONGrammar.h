@@ -1,8 +1,9 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "platform/Unicode.h"
 #include "platform/json/JSONScanner.h"
@@ -46,38 +47,50 @@ class JSONGrammar {
   /// Reads the text; call it once. True if the text is one value, with nothing around it but white space and a
   /// byte-order mark in front.
   bool read() {
-    if (rest().starts_with("\xEF\xBB\xBF")) at_ += 3;
-    bool valueFollows = true;
+    const char* at = at_;
+    if (std::string_view(at, size(at, end_)).starts_with("\xEF\xBB\xBF")) at += 3;
+    bool isKey = false;  // whether a key comes next, or a value
     while (true) {
-      if (valueFollows) {
-        skipSpace();
-        if (at_ == end_) return false;
-        if (*at_ == '{' || *at_ == '[') {
-          const bool isObject = *at_ == '{';
-          *open_.push() = {sink_.open(isObject, at_++), isObject};
-          skipSpace();
-          if (take(isObject ? '}' : ']')) {
-            close();
-            valueFollows = false;
-          } else if (isObject && !readKey()) {
-            return false;
-          }
+      at = jsonscanner::skippingSpace(at, end_);
+      if (at == end_) return failed(at);
+      if (*at == '"') {
+        at = readString(at, isKey);
+        if (at == nullptr) return false;
+        if (isKey) {
+          at = jsonscanner::skippingSpace(at, end_);
+          if (at == end_ || *at != ':') return failed(at);
+          ++at;
+          isKey = false;
           continue;
         }
-        if (!readScalar()) return false;
-      }
-      skipSpace();
-      if (open_.size() == 0) return at_ == end_;
-      const bool inObject = open_.top().isObject;
-      valueFollows = take(',');
-      if (valueFollows) {
-        if (inObject) {
-          skipSpace();
-          if (!readKey()) return false;
+      } else if (isKey) {
+        return failed(at);
+      } else if (*at == '{' || *at == '[') {
+        const bool isObject = *at == '{';
+        *open_.push() = {sink_.open(isObject, at), isObject};
+        at = jsonscanner::skippingSpace(at + 1, end_);
+        if (at == end_ || *at != (isObject ? '}' : ']')) {
+          isKey = isObject;
+          continue;
         }
+        close(++at);
       } else {
-        if (!take(inObject ? '}' : ']')) return false;
-        close();
+        at = readScalar(at);
+        if (at == nullptr) return false;
+      }
+      // Behind a value.
+      while (true) {
+        at = jsonscanner::skippingSpace(at, end_);
+        if (open_.size() == 0) return at == end_ || failed(at);
+        if (at == end_) return failed(at);
+        const bool inObject = open_.top().isObject;
+        if (*at == ',') {
+          ++at;
+          isKey = inObject;
+          break;
+        }
+        if (*at != (inObject ? '}' : ']')) return failed(at);
+        close(++at);
       }
     }
   }
@@ -94,79 +107,80 @@ class JSONGrammar {
     bool isObject;
   };
 
-  std::string_view rest() const noexcept { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+  // What reads a part of the text takes where that starts, and returns its end, or nullptr after `failed`. So the place
+  // is in a register all the time.
 
-  void skipSpace() noexcept { at_ = jsonscanner::skippingSpace(at_, end_); }
-
-  bool take(char byte) noexcept {
-    if (at_ == end_ || *at_ != byte) return false;
-    ++at_;
-    return true;
+  bool failed(const char* at) noexcept {
+    at_ = at;
+    return false;
   }
 
-  void close() {
+  const char* failure(const char* at) noexcept {
+    at_ = at;
+    return nullptr;
+  }
+
+  static std::size_t size(const char* begin, const char* end) noexcept { return static_cast<std::size_t>(end - begin); }
+
+  void close(const char* end) {
     const Open open = open_.top();
     open_.pop();
-    sink_.close(open.isObject, open.mark, at_);
+    sink_.close(open.isObject, open.mark, end);
   }
 
-  bool readKey() {
-    if (at_ == end_ || *at_ != '"' || !readString(true)) return false;
-    skipSpace();
-    return take(':');
-  }
-
-  bool readScalar() {
-    switch (*at_) {
-      case '"':
-        return readString(false);
+  const char* readScalar(const char* at) {
+    switch (*at) {
       case 't':
-        return readWord("true", [this](std::string_view written) { sink_.boolean(true, written); });
+        return readWord(at, "true", [this](std::string_view written) { sink_.boolean(true, written); });
       case 'f':
-        return readWord("false", [this](std::string_view written) { sink_.boolean(false, written); });
+        return readWord(at, "false", [this](std::string_view written) { sink_.boolean(false, written); });
       case 'n':
-        return readWord("null", [this](std::string_view written) { sink_.null(written); });
+        return readWord(at, "null", [this](std::string_view written) { sink_.null(written); });
       default:
-        return readNumber();
+        return readNumber(at);
     }
   }
 
   template <class Tell>
-  bool readWord(std::string_view word, Tell tell) {
-    if (!rest().starts_with(word)) return false;
-    tell(rest().substr(0, word.size()));
-    at_ += word.size();
-    return true;
+  const char* readWord(const char* at, std::string_view word, Tell tell) {
+    const std::string_view written(at, std::min(size(at, end_), word.size()));
+    if (written != word) return failure(at);
+    tell(written);
+    return at + word.size();
   }
 
-  bool readNumber() {
-    const jsonscanner::Number number = jsonscanner::scanNumber(at_, end_);
-    if (!number.isWellFormed) return false;
-    if (!sink_.number(number, {at_, static_cast<std::size_t>(number.end - at_)})) return false;
-    at_ = number.end;
-    return true;
+  const char* readNumber(const char* at) {
+    const jsonscanner::Number number = jsonscanner::scanNumber(at, end_);
+    if (!number.isWellFormed) return failure(at);
+    if (!sink_.number(number, {at, size(at, number.end)})) return failure(at);
+    return number.end;
   }
 
-  bool readString(bool isKey) {
-    const char* const begin = at_ + 1;
-    const jsonscanner::String found = jsonscanner::scanString(begin, end_);
-    if (!found.isWellFormed) {
-      at_ = found.close;
-      return false;
+  const char* readString(const char* at, bool isKey) {
+    const char* const begin = at + 1;
+    const char* const plainEnd = jsonscanner::skippingPlain(begin, end_);
+    if (plainEnd == end_ || *plainEnd != '"') [[unlikely]] {
+      return readOtherString(at, plainEnd, isKey);
     }
-    std::string_view string(begin, static_cast<std::size_t>(found.close - begin));
-    bool isASCII = found.isASCII;
-    if (found.hasEscapes) {
-      char* const out = sink_.room(string.size());
+    sink_.string({begin, size(begin, plainEnd)}, {{at, size(at, plainEnd + 1)}, true, isKey});
+    return plainEnd + 1;
+  }
+
+  /// A string with escapes or beyond ASCII, whose bytes before `plainEnd` have neither.
+  const char* readOtherString(const char* at, const char* plainEnd, bool isKey) {
+    const char* const begin = at + 1;
+    const char* const close = jsonscanner::closingQuote(plainEnd, end_);
+    if (close != nullptr) {
+      char* const out = sink_.room(size(begin, close) + jsonscanner::copySlack);
       const auto allowsLone = [this](const char* escape) { return sink_.loneSurrogate(escape); };
-      const jsonscanner::Unescaped unescaped = jsonscanner::unescaped(begin, found.close, out, allowsLone);
-      if (unescaped.end == nullptr) return false;
-      string = {out, static_cast<std::size_t>(unescaped.end - out)};
-      isASCII = isASCII && unescaped.isASCII;
+      const jsonscanner::Unescaped unescaped = jsonscanner::unescaped(begin, close, end_, out, allowsLone);
+      if (unescaped.end != nullptr) {
+        sink_.string({out, size(out, unescaped.end)}, {{at, size(at, close + 1)}, unescaped.isASCII, isKey});
+        return close + 1;
+      }
     }
-    sink_.string(string, {{at_, static_cast<std::size_t>(found.close + 1 - at_)}, isASCII, isKey});
-    at_ = found.close + 1;
-    return true;
+    const char* const fault = jsonscanner::faultInString(begin, end_);
+    return failure(fault != nullptr ? fault : at);
   }
 
   const char* at_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cstddef>
@@ -22,159 +23,118 @@
 /// nothing.
 namespace kelvane::jsonscanner {
 
-/// The end of the white space (RFC 8259, section 2) at `at`.
-inline const char* skippingSpace(const char* at, const char* end) noexcept {
+/// The same as `skippingSpace`, where there is some.
+inline const char* skippingSomeSpace(const char* at, const char* end) noexcept {
   const auto isSpace = [](char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; };
-  if (at == end || !isSpace(*at)) return at;
 #if defined(KELVANE_SSE2)
-  // Indentation is long runs of spaces.
-  while (end - at >= 16) {
+  // Most of it is one byte, or a line break and spaces.
+  if (!isSpace(*at)) return at;
+  for (++at; end - at >= 16;) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i space = _mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n'))),
-        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\t'))));
-    const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(space)) ^ 0xFFFFU;
-    if (other != 0) return at + std::countr_zero(other);
-    at += 16;
+    const __m128i isBlank = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
+    const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(isBlank)) ^ 0xFFFFU;
+    if (other == 0) {
+      at += 16;
+      continue;
+    }
+    at += std::countr_zero(other);
+    if (!isSpace(*at)) return at;
+    ++at;
   }
 #endif
   while (at != end && isSpace(*at)) ++at;
   return at;
 }
 
-/// The length of the UTF-8 sequence at `at`, which must be for a scalar above U+007F; 0 if it is not well-formed (The
-/// Unicode Standard, table 3-7). `unicode::decodedAt` would say the same, but also decodes the scalar: with it,
-/// decoding Cyrillic or emoji is about 8 % slower.
-inline std::size_t sequenceLength(const char* at, const char* end) noexcept {
-  const auto byte = [at](std::ptrdiff_t i) { return static_cast<unsigned char>(at[i]); };
-  const auto isTail = [&byte](std::ptrdiff_t i) { return (byte(i) & 0xC0) == 0x80; };
-  const std::ptrdiff_t room = end - at;
-  const unsigned char lead = byte(0);
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  if (lead < 0xE0) return room >= 2 && isTail(1) ? 2 : 0;
-  if (lead < 0xF0) {
-    if (room < 3 || !isTail(1) || !isTail(2)) return 0;
-    if (lead == 0xE0 && byte(1) < 0xA0) return 0;  // overlong
-    if (lead == 0xED && byte(1) > 0x9F) return 0;  // a surrogate
-    return 3;
-  }
-  if (room < 4 || !isTail(1) || !isTail(2) || !isTail(3)) return 0;
-  if (lead == 0xF0 && byte(1) < 0x90) return 0;  // overlong
-  if (lead == 0xF4 && byte(1) > 0x8F) return 0;  // beyond U+10FFFF
-  return 4;
+/// The end of the white space (RFC 8259, section 2) at `at`.
+inline const char* skippingSpace(const char* at, const char* end) noexcept {
+  const bool isNone = at == end || static_cast<unsigned char>(*at) > ' ';
+  return isNone ? at : skippingSomeSpace(at, end);
 }
 
-/// What a scan finds of a string.
-struct String {
-  const char* close;  ///< The closing quote. If the string is not well-formed: where reading failed.
-  bool isWellFormed;  ///< Has a closing quote, no control characters, and is UTF-8. Its escapes are not judged yet.
-  bool isASCII;       ///< As it is written; replacing escapes may change that.
-  bool hasEscapes;
-};
-
-/// Scans a string (RFC 8259, section 7). `at` is after its opening quote.
-inline String scanString(const char* at, const char* end) noexcept {
-  String string{at, false, true, false};
+/// Where the string at `at`, after its opening quote, ceases to be well-formed: at a control character, at a byte that
+/// is not UTF-8, or at `end` if it is not closed. nullptr if only its escapes can be wrong.
+inline const char* faultInString(const char* at, const char* end) noexcept {
   while (true) {
-    string.close = skippingPlain(string.close, end);
-    if (string.close == end) return string;
-    if (*string.close == '"') break;
-    if (*string.close == '\\') {
-      if (end - string.close < 2) return string;
-      string.hasEscapes = true;
-      string.close += 2;
+    at = skippingPlain(at, end);
+    if (at == end) return at;
+    if (*at == '"') return nullptr;
+    if (*at == '\\') {
+      if (end - at < 2) return at;
+      at += 2;
     } else {
-      do {
-        const std::size_t length = sequenceLength(string.close, end);
-        if (length == 0) return string;
-        string.close += length;
-      } while (string.close != end && static_cast<signed char>(*string.close) < 0);
-      string.isASCII = false;
+      const auto decoded = unicode::decodedAt({at, static_cast<std::size_t>(end - at)}, 0);
+      if (!decoded.wellFormed || decoded.size == 1) return at;
+      at += decoded.size;
     }
   }
-  string.isWellFormed = true;
-  return string;
-}
-
-/// The number that the four hexadecimal digits at `at` form; std::nullopt if they are not four such digits.
-inline std::optional<unsigned> hexadecimal(const char* at, const char* end) noexcept {
-  if (end - at < 4) return std::nullopt;
-  unsigned value = 0;
-  const auto [stop, error] = std::from_chars(at, at + 4, value, 16);
-  return stop == at + 4 ? std::optional(value) : std::nullopt;
 }
 
 /// The number in the escape \uXXXX at `at`; std::nullopt if there is no such escape.
 inline std::optional<unsigned> escapedUnit(const char* at, const char* end) noexcept {
   if (end - at < 6 || at[0] != '\\' || at[1] != 'u') return std::nullopt;
-  return hexadecimal(at + 2, end);
+  unsigned value = 0;
+  const auto [stop, error] = std::from_chars(at + 2, at + 6, value, 16);
+  return stop == at + 6 ? std::optional(value) : std::nullopt;
 }
 
 /// A string without its escapes.
 struct Unescaped {
-  char* end;     ///< Of what was written; nullptr for an escape that JSON does not have.
-  bool isASCII;  ///< Of what the escapes stand for.
+  char* end;     ///< Of what was written; nullptr if the string is not well-formed.
+  bool isASCII;  ///< Of what was written.
 };
 
-/// Copies the string [at, end), which `scanString` found, to `out` and replaces its escapes. `out` has room for as many
-/// bytes: no escape becomes longer. All of that room may be written to.
+/// What a backslash and one more byte stand for; 0 if that is another escape, or none.
+inline constexpr auto shortEscapes = [] {
+  std::array<char, 256> meanings{};
+  for (const char same : {'"', '\\', '/'}) meanings[static_cast<unsigned char>(same)] = same;
+  meanings['b'] = '\b';
+  meanings['f'] = '\f';
+  meanings['n'] = '\n';
+  meanings['r'] = '\r';
+  meanings['t'] = '\t';
+  return meanings;
+}();
+
+/// Copies the string [at, close) to `out`, replaces its escapes, and judges it: UTF-8, no control characters, no other
+/// escapes than those of JSON. `end` is the end of the whole text. `out` has room for as many bytes, since no escape
+/// becomes longer, and for `copySlack`. All of that room may be written to.
 ///
 /// For half of a surrogate pair, `allowsLone` is called with a pointer to its escape. If it returns true, U+FFFD is
 /// written; if false, the escape is refused.
 template <class AllowsLone>
-Unescaped unescaped(const char* at, const char* end, char* out, AllowsLone allowsLone) {
+Unescaped unescaped(const char* at, const char* close, const char* end, char* out, AllowsLone allowsLone) {
   constexpr Unescaped refused{nullptr, false};
   bool isASCII = true;
   while (true) {
-    const std::size_t plain = copyToBackslash(at, end, out);
-    out += plain;
-    const char* const escape = at + plain;
-    if (escape == end) return {out, isASCII};
+    const Copied copied = copyToEscape(at, end, out);
+    if (!copied.isWellFormed) return refused;
+    isASCII = isASCII && copied.isASCII;
+    out += copied.end - at;
+    if (copied.end == close) return {out, isASCII};
+    const char* const escape = copied.end;
     at = escape + 2;
-    switch (escape[1]) {
-      case '"':
-      case '\\':
-      case '/':
-        *out++ = escape[1];
-        break;
-      case 'b':
-        *out++ = '\b';
-        break;
-      case 'f':
-        *out++ = '\f';
-        break;
-      case 'n':
-        *out++ = '\n';
-        break;
-      case 'r':
-        *out++ = '\r';
-        break;
-      case 't':
-        *out++ = '\t';
-        break;
-      case 'u': {
-        const auto unit = hexadecimal(at, end);
-        if (!unit) return refused;
-        at += 4;
-        unsigned scalar = *unit;
-        if (scalar >= 0xD800 && scalar < 0xE000) {
-          const auto low = scalar < 0xDC00 ? escapedUnit(at, end) : std::nullopt;
-          if (low && *low >= 0xDC00 && *low < 0xE000) {
-            scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
-            at += 6;
-          } else if (allowsLone(escape)) {
-            scalar = unicode::replacementCharacter;
-          } else {
-            return refused;
-          }
-        }
-        isASCII = isASCII && scalar < 0x80;
-        out = unicode::encode(scalar, out);
-        break;
-      }
-      default:
-        return refused;
+    if (const char meant = shortEscapes[static_cast<unsigned char>(escape[1])]) {
+      *out++ = meant;
+      continue;
     }
+    const auto unit = escapedUnit(escape, close);
+    if (!unit) return refused;
+    at = escape + 6;
+    unsigned scalar = *unit;
+    if (scalar >= 0xD800 && scalar < 0xE000) {
+      const auto low = scalar < 0xDC00 ? escapedUnit(at, close) : std::nullopt;
+      if (low && *low >= 0xDC00 && *low < 0xE000) {
+        scalar = 0x10000 + ((scalar - 0xD800) << 10) + (*low - 0xDC00);
+        at += 6;
+      } else if (allowsLone(escape)) {
+        scalar = unicode::replacementCharacter;
+      } else {
+        return refused;
+      }
+    }
+    isASCII = isASCII && scalar < 0x80;
+    out = unicode::encode(scalar, out);
   }
 }
 

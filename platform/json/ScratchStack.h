@@ -21,25 +21,25 @@ class ScratchStack {
   ScratchStack(const ScratchStack&) = delete;
   ScratchStack& operator=(const ScratchStack&) = delete;
 
-  std::size_t size() const noexcept { return size_; }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - elements_); }
 
   /// The element at an index, counted from the bottom. `at(size())` is permitted: the end of the elements.
   Element* at(std::size_t index) noexcept { return elements_ + index; }
   /// The last element. There must be one, here and for `pop`.
-  Element& top() noexcept { return elements_[size_ - 1]; }
+  Element& top() noexcept { return end_[-1]; }
 
   /// Memory for one more element, which the caller fills. Pointers from `at` and `top` become invalid. Throws
   /// std::bad_alloc; the stack is unchanged then.
   Element* push() {
-    if (size_ == capacity_) [[unlikely]] {
+    if (end_ == limit_) [[unlikely]] {
       grow();
     }
-    return elements_ + size_++;
+    return end_++;
   }
 
-  void pop() noexcept { --size_; }
+  void pop() noexcept { --end_; }
   /// Removes the elements from that index on.
-  void cut(std::size_t size) noexcept { size_ = size; }
+  void cut(std::size_t size) noexcept { end_ = elements_ + size; }
 
  private:
   struct Free {
@@ -47,20 +47,22 @@ class ScratchStack {
   };
 
   void grow() {
-    if (capacity_ > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
-    auto* larger = static_cast<Element*>(std::malloc(2 * capacity_ * sizeof(Element)));
+    const auto capacity = static_cast<std::size_t>(limit_ - elements_);
+    if (capacity > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
+    auto* larger = static_cast<Element*>(std::malloc(2 * capacity * sizeof(Element)));
     if (larger == nullptr) throw std::bad_alloc();
-    std::memcpy(static_cast<void*>(larger), elements_, size_ * sizeof(Element));
+    std::memcpy(static_cast<void*>(larger), elements_, capacity * sizeof(Element));
     heap_.reset(larger);
     elements_ = larger;
-    capacity_ *= 2;
+    end_ = larger + capacity;
+    limit_ = end_ + capacity;
   }
 
   alignas(Element) unsigned char inline_[inlineCount * sizeof(Element)];
   std::unique_ptr<Element, Free> heap_;
   Element* elements_ = reinterpret_cast<Element*>(inline_);
-  std::size_t size_ = 0;
-  std::size_t capacity_ = inlineCount;
+  Element* end_ = elements_;
+  Element* limit_ = elements_ + inlineCount;
 };
 
 }  // namespace kelvane

@@ -32,7 +32,7 @@ namespace kelvane {
 /// Builds the value of one text.
 class JSON::Storage::Decoder {
  public:
-  explicit Decoder(std::string_view text) noexcept : arena_(text.size()), textEnd_(text.data() + text.size()) {}
+  explicit Decoder(std::string_view text) noexcept : arena_(text), textEnd_(text.data() + text.size()) {}
 
   std::optional<JSON> decoded(std::string_view text) {
     if (!JSONGrammar<Decoder>(text, *this).read()) return std::nullopt;
@@ -45,7 +45,10 @@ class JSON::Storage::Decoder {
   friend class JSONGrammar<Decoder>;
 
   /// The mark of an array or object: where its values start on the stack.
-  std::size_t open(bool, const char*) const noexcept { return values_.size(); }
+  std::size_t open(bool, const char* at) noexcept {
+    arena_.readUpTo(at);
+    return values_.size();
+  }
 
   /// Moves the values from `first` on into a block, and replaces them on the stack by the array or object.
   void close(bool isObject, std::size_t first, const char*) {
@@ -76,7 +79,8 @@ class JSON::Storage::Decoder {
   void string(std::string_view bytes, const JSONString& found) {
     const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
-    if (bytes.size() <= inlineCapacity) return constructShortText(slot, form, bytes);
+    arena_.readUpTo(found.written.data());
+    if (bytes.size() <= inlineCapacity) return constructShortText(slot, form, bytes, found.written);
     Block* block = std::exchange(room_, nullptr);
     if (block == nullptr) {
       block = arena_.newBlock(bytes.size(), bytes.size());
@@ -99,9 +103,9 @@ class JSON::Storage::Decoder {
 
   /// Constructs a string that is stored inline. If the text has 16 bytes from there on, one load and one store copy
   /// them; those after the string mean nothing.
-  void constructShortText(JSON* slot, Form form, std::string_view bytes) const noexcept {
+  void constructShortText(JSON* slot, Form form, std::string_view bytes, std::string_view written) const noexcept {
 #if defined(KELVANE_SSE2)
-    if (bytes.data() != shortRoom_ && textEnd_ - bytes.data() >= 16) {
+    if (textEnd_ - written.data() > 16) {
       const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data()));
       const int head = firstByte(Tag::inlineText, form) | static_cast<int>(bytes.size()) << 8;
       static_assert(offsetof(InlineText, bytes) == 2 && sizeof(JSON) == 16);
@@ -187,7 +191,7 @@ class JSON::Storage::Decoder {
   ArenaBuilder arena_;
   ScratchStack<JSON, 64> values_;
   Block* room_ = nullptr;  // what `room` allocated for the string that comes next
-  char shortRoom_[6 * inlineCapacity];
+  char shortRoom_[6 * inlineCapacity + jsonscanner::copySlack];
   std::vector<Ranked> manyRanked_;  // kept between objects for its memory
   const char* const textEnd_;
 };
