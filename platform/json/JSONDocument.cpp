@@ -1,6 +1,7 @@
 #include "platform/json/JSONDocument.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "platform/Unicode.h"
@@ -83,7 +84,7 @@ class StandIns : public Outline {
   bool number(const jsonscanner::Number& number, std::string_view written) noexcept {
     constexpr std::string_view mantissa = "1e";
     constexpr std::string_view exponent = "308";
-    if (jsonscanner::doubleValue(number, written.data())) return true;
+    if (!std::isinf(jsonscanner::doubleValue(number, written.data()))) return true;
     // Even the shortest number that is too large, such as 2e308, has room for 1e308. Zeros fill what is left.
     const std::size_t sign = number.isNegative ? 1 : 0;
     char* const digits = copy_.data() + offset(written.data()) + sign;

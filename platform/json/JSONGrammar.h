@@ -123,9 +123,8 @@ class JSONGrammar {
   static std::size_t size(const char* begin, const char* end) noexcept { return static_cast<std::size_t>(end - begin); }
 
   void close(const char* end) {
-    const Open open = open_.top();
+    sink_.close(open_.top().isObject, open_.top().mark, end);
     open_.pop();
-    sink_.close(open.isObject, open.mark, end);
   }
 
   const char* readScalar(const char* at) {
@@ -150,7 +149,8 @@ class JSONGrammar {
   }
 
   const char* readNumber(const char* at) {
-    const jsonscanner::Number number = jsonscanner::scanNumber(at, end_);
+    jsonscanner::Number number;
+    jsonscanner::scanNumber(at, end_, number);
     if (!number.isWellFormed) return failure(at);
     if (!sink_.number(number, {at, size(at, number.end)})) return failure(at);
     return number.end;
@@ -171,7 +171,7 @@ class JSONGrammar {
     const char* const begin = at + 1;
     const char* const close = jsonscanner::closingQuote(plainEnd, end_);
     if (close != nullptr) {
-      char* const out = sink_.room(size(begin, close) + jsonscanner::copySlack);
+      char* const out = sink_.room(size(begin, close) + jsonscanner::unescapedSlack);
       const auto allowsLone = [this](const char* escape) { return sink_.loneSurrogate(escape); };
       const jsonscanner::Unescaped unescaped = jsonscanner::unescaped(begin, close, end_, out, allowsLone);
       if (unescaped.end != nullptr) {

@@ -12,106 +12,28 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/json/PowersOf10.h"
 #include "platform/unicode/Processor.h"
 
 namespace kelvane {
 
 // Without integers of 128 bits, the standard library writes all numbers.
-#if defined(__SIZEOF_INT128__) && !defined(KELVANE_PORTABLE)
+#if defined(KELVANE_INT128)
 
 namespace {
 
-__extension__ using UInt128 = unsigned __int128;
-
-/// log10(2^e), log10(3/4 * 2^e) and log2(10^e), rounded down, for each e that a double needs.
+/// log10(2^e) and log10(3/4 * 2^e), rounded down, for each e that a double needs.
 constexpr int floorLog10OfPower2(int e) noexcept {
   return (e * 1262611) >> 22;
 }
 constexpr int floorLog10OfThreeQuarters(int e) noexcept {
   return (e * 1262611 - 524031) >> 22;
 }
-constexpr int floorLog2OfPower10(int e) noexcept {
-  return (e * 1741647) >> 19;
-}
-
-/// The upper 128 bits of a power of ten, rounded up if it has more.
-struct Power10 {
-  std::uint64_t high = 0;
-  std::uint64_t low = 0;
-};
-
-constexpr int leastPower = -292;
-constexpr int greatestPower = 324;
-
-/// A number of 320 bits with its highest bit set, highest word first. Errors in its lowest bits do not reach the upper
-/// 128.
-class Wide {
- public:
-  constexpr void timesFive() {
-    UInt128 carry = 0;
-    for (std::size_t i = words_.size(); i-- > 0;) {
-      const UInt128 product = static_cast<UInt128>(words_[i]) * 5 + carry;
-      words_[i] = static_cast<std::uint64_t>(product);
-      carry = product >> 64;
-    }
-    while (carry != 0) {
-      shiftRight((carry & 1) != 0);
-      carry >>= 1;
-    }
-  }
-
-  constexpr void overFive() {
-    UInt128 rest = 0;
-    for (std::uint64_t& word : words_) {
-      const UInt128 dividend = rest << 64 | word;
-      word = static_cast<std::uint64_t>(dividend / 5);
-      rest = dividend % 5;
-    }
-    isExact_ = false;
-    while (words_[0] >> 63 == 0) shiftLeft();
-  }
-
-  constexpr Power10 rounded() const {
-    const bool isCut = !isExact_ || words_[2] != 0 || words_[3] != 0 || words_[4] != 0;
-    Power10 power{words_[0], words_[1] + (isCut ? 1 : 0)};
-    if (isCut && power.low == 0) ++power.high;
-    return power;
-  }
-
- private:
-  constexpr void shiftRight(bool highest) {
-    isExact_ = isExact_ && (words_[4] & 1) == 0;
-    for (std::size_t i = words_.size(); i-- > 1;) words_[i] = words_[i] >> 1 | words_[i - 1] << 63;
-    words_[0] = words_[0] >> 1 | static_cast<std::uint64_t>(highest) << 63;
-  }
-
-  constexpr void shiftLeft() {
-    for (std::size_t i = 0; i + 1 < words_.size(); ++i) words_[i] = words_[i] << 1 | words_[i + 1] >> 63;
-    words_[4] <<= 1;
-  }
-
-  std::array<std::uint64_t, 5> words_ = {std::uint64_t{1} << 63, 0, 0, 0, 0};
-  bool isExact_ = true;
-};
-
-/// A power of ten is a power of five times a power of two, so the upper 128 bits of both are the same.
-constexpr auto powersOf10 = [] {
-  std::array<Power10, greatestPower - leastPower + 1> powers{};
-  Wide up;
-  for (std::size_t i = -leastPower; i < powers.size(); ++i, up.timesFive()) powers[i] = up.rounded();
-  Wide down;
-  for (std::size_t i = -leastPower; i-- > 0;) {
-    down.overFive();
-    powers[i] = down.rounded();
-  }
-  return powers;
-}();
 
 /// The integer part of number * power / 2^128. Its lowest bit is set if the fraction is more than the error of the
 /// power can cause.
 std::uint64_t roundedToOdd(Power10 power, std::uint64_t number) noexcept {
-  const UInt128 lower = static_cast<UInt128>(power.low) * number;
-  const UInt128 product = static_cast<UInt128>(power.high) * number + (lower >> 64);
+  const UInt128 product = upperProduct(power, number);
   const auto behindPoint = static_cast<std::uint64_t>(product);
   return static_cast<std::uint64_t>(product >> 64) | (behindPoint > 1 ? 1U : 0U);
 }
@@ -127,7 +49,7 @@ Decimal shortest(std::uint64_t significand, int exponent, bool isLowerBoundaryCl
   const bool isEven = significand % 2 == 0;  // then the ends of the interval belong to it
   const int k = isLowerBoundaryCloser ? floorLog10OfThreeQuarters(exponent) : floorLog10OfPower2(exponent);
   const int shift = exponent + floorLog2OfPower10(-k) + 1;
-  const Power10 power = powersOf10[static_cast<std::size_t>(-k - leastPower)];
+  const Power10 power = power10(-k);
 
   // The value and the ends of its interval, each multiplied by four.
   const std::uint64_t middle = roundedToOdd(power, 4 * significand << shift);

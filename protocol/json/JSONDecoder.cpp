@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "platform/Unicode.h"
@@ -71,12 +72,12 @@ class JSON::Storage::Decoder {
 
   /// False for a number too large for a double.
   bool number(const jsonscanner::Number& number, std::string_view written) {
-    const std::optional<double> value = jsonscanner::doubleValue(number, written.data());
-    if (value) ::new (values_.push()) JSON(*value);
-    return value.has_value();
+    const double value = jsonscanner::doubleValue(number, written.data());
+    construct(values_.push(), value);
+    return !std::isinf(value);
   }
 
-  void string(std::string_view bytes, const JSONString& found) {
+  [[gnu::always_inline]] void string(std::string_view bytes, const JSONString& found) {
     const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
     arena_.readUpTo(found.written.data());
@@ -191,7 +192,7 @@ class JSON::Storage::Decoder {
   ArenaBuilder arena_;
   ScratchStack<JSON, 64> values_;
   Block* room_ = nullptr;  // what `room` allocated for the string that comes next
-  char shortRoom_[6 * inlineCapacity + jsonscanner::copySlack];
+  char shortRoom_[6 * inlineCapacity + jsonscanner::unescapedSlack];
   std::vector<Ranked> manyRanked_;  // kept between objects for its memory
   const char* const textEnd_;
 };

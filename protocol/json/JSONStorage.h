@@ -81,6 +81,9 @@ class JSON::Storage {
   static void construct(JSON* slot, Tag tag, Block* block) noexcept {
     ::new (slot) JSON(firstByte(tag, Form::ascii), block);
   }
+  static void construct(JSON* slot, double number) noexcept {
+    ::new (&slot->number_) Number{{firstByte(Tag::number, Form::ascii), 0}, number};
+  }
   static void constructText(JSON* slot, Form form, Block* block) noexcept;
   static void constructText(JSON* slot, Form form, std::string_view text) noexcept;
 
