@@ -5,8 +5,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Unicode.h"
-#include "platform/json/JSONScanner.h"
+#include "platform/json/JSONNumbers.h"
+#include "platform/json/JSONRuns.h"
+#include "platform/json/JSONStrings.h"
 #include "platform/json/ScratchStack.h"
 
 /// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a text once, from start to end, and

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "platform/Unicode.h"
-#include "platform/json/JSONScanner.h"
+#include "platform/json/JSONRuns.h"
 #include "platform/json/ScratchStack.h"
 #include "platform/json/ShortestDouble.h"
 #include "platform/unicode/Processor.h"

@@ -1,4 +1,4 @@
-#include "platform/json/JSONScanner.h"
+#include "platform/json/JSONNumbers.h"
 
 #include <bit>
 #include <charconv>
