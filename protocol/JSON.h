@@ -160,9 +160,9 @@ class JSON {
   template <class Number>
   requires((std::integral<Number> && !std::same_as<Number, bool>) || std::floating_point<Number>) JSON(Number value)
   noexcept : JSON(FromNumber{static_cast<double>(value)}) {}
-  JSON(std::string_view text);
-  JSON(const std::string& text) : JSON(std::string_view(text)) {}
-  JSON(const char* text) : JSON(std::string_view(text)) {}
+  JSON(std::string_view string);
+  JSON(const std::string& string) : JSON(std::string_view(string)) {}
+  JSON(const char* string) : JSON(std::string_view(string)) {}
   JSON(Array items) noexcept;
   JSON(Object members) noexcept;
   /// Pointers other than `const char*` would be taken for Bools elsewhere; here they do not compile.
@@ -174,26 +174,26 @@ class JSON {
   JSON& operator=(JSON&& other) noexcept;
   ~JSON();
 
-  /// The value of a JSON text. Empty if the text is not JSON to the letter of RFC 8259.
+  /// The value of a JSON document. Empty if it is not JSON to the letter of RFC 8259.
   ///
   /// What the RFC leaves open: one byte-order mark at the start is skipped; a number too small for a double is zero;
   /// the last of equal keys counts; nesting has no limit; any value may stand at the top. A number too large for a
   /// double, bytes that are not UTF-8 and escapes of lone surrogates are refused.
   ///
-  /// The value does not refer to `text`. Takes time linear in the text, besides sorting the members of each object.
-  static std::optional<JSON> decoded(std::string_view text);
+  /// The value does not refer to `json`. Takes time linear in the document, besides sorting the members of each object.
+  static std::optional<JSON> decoded(std::string_view json);
 
-  /// The value as JSON text: no white space, members in key order, slashes and non-ASCII characters unescaped. A number
+  /// The value as JSON: no white space, members in key order, slashes and non-ASCII characters unescaped. A number
   /// that is integral and below 9e15 is written as an integer (-0.0 as 0), any other in the fewest digits that read
   /// back to it. A value that holds a NaN or an infinity anywhere is "null" as a whole.
   std::string encoded() const;
 
-  /// Appends the same text to `out`. False, with `out` as before, if the value holds a NaN or an infinity anywhere. If
-  /// it throws, a part of the text may have been appended.
+  /// Appends the same to `out`. False, with `out` as before, if the value holds a NaN or an infinity anywhere. If
+  /// it throws, a part of it may have been appended.
   bool appendEncoded(std::string& out) const;
 
-  /// Appends what is between the quotes in the JSON text of a string, without making a value of the string.
-  static void appendEscaped(std::string_view text, std::string& out);
+  /// Appends what is between the quotes where a string is written in JSON, without making a value of the string.
+  static void appendEscaped(std::string_view string, std::string& out);
 
   Kind kind() const noexcept;
 
@@ -244,8 +244,8 @@ class JSON {
 
   // Every alternative starts with the same two bytes, so that they can be read whichever is there.
   struct Head {
-    std::uint8_t tag;     // the kind, where a text is kept, and what is known of it
-    std::uint8_t length;  // of a text kept inline
+    std::uint8_t tag;     // the kind, where a string is kept, and what is known of it
+    std::uint8_t length;  // of a string kept inline
   };
   struct Boolean {
     Head head;
@@ -255,11 +255,11 @@ class JSON {
     Head head;
     double value;
   };
-  struct InlineText {
+  struct InlineString {
     Head head;
     char bytes[inlineCapacity];
   };
-  struct SharedText {
+  struct SharedString {
     Head head;
     Block* block;
   };
@@ -275,8 +275,8 @@ class JSON {
     Head head_;
     Boolean boolean_;
     Number number_;
-    InlineText inlineText_;
-    SharedText sharedText_;
+    InlineString inlineString_;
+    SharedString sharedString_;
     Items items_;
     Members members_;
   };

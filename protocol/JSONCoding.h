@@ -11,16 +11,16 @@
 
 #include "protocol/JSON.h"
 
-/// Reads and writes JSON values through an application's own decoder and encoder: of another text format, a property
-/// list, a test. For JSON text use `JSON::decoded` and `JSON::encoded`, which do not use anything from here.
+/// Reads and writes JSON values through an application's own decoder and encoder: of another format, a property
+/// list, a test. For JSON itself use `JSON::decoded` and `JSON::encoded`, which do not use anything from here.
 ///
 ///     struct Writer {                                    // a single-value encoder
-///       std::string text;
-///       void encodeNil() { text += "nothing"; }
-///       void encodeBool(bool value) { text += value ? "yes" : "no"; }
-///       void encodeInteger(std::int64_t value) { text += std::to_string(value); }
-///       void encodeDouble(double value) { text += std::to_string(value); }
-///       void encodeString(std::string_view string) { text += string; }
+///       std::string out;
+///       void encodeNil() { out += "nothing"; }
+///       void encodeBool(bool value) { out += value ? "yes" : "no"; }
+///       void encodeInteger(std::int64_t value) { out += std::to_string(value); }
+///       void encodeDouble(double value) { out += std::to_string(value); }
+///       void encodeString(std::string_view string) { out += string; }
 ///       void encodeArray(const JSON::Array& items) {
 ///         for (const JSON& item : items) item.encode(*this);
 ///       }
@@ -59,7 +59,7 @@ concept SingleValueEncoder = requires(E& encoder, const JSON::Array& items, cons
   encoder.encodeObject(members);
 };
 
-/// The number as an integer, if JSON text shows it as one: if it is integral and its magnitude is below 9e15. Up to
+/// The number as an integer, if JSON shows it as one: if it is integral and its magnitude is below 9e15. Up to
 /// there each integer has a double of its own (2^53 is about 9.007e15). std::nullopt for any other number, for NaN and
 /// for the infinities. -0.0 gives 0.
 inline std::optional<std::int64_t> jsonInteger(double value) noexcept {

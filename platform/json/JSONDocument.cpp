@@ -7,9 +7,9 @@
 #include "platform/Unicode.h"
 #include "platform/json/JSONGrammar.h"
 
-// A document keeps only its text and where its root is. Each question reads the part of the text that it is about with
+// A document keeps only its JSON and where its root is. Each question reads the part of it that it is about with
 // the grammar, whose sinks here note offsets instead of building values. So there is no tree that a change could leave
-// out of step with the text, and changing a member is replacing one range of bytes (JSONDocumentEditing.cpp).
+// out of step with it, and changing a member is replacing one range of bytes (JSONDocumentEditing.cpp).
 namespace kelvane {
 namespace {
 
@@ -17,10 +17,10 @@ using Kind = JSONDocument::Kind;
 using Value = JSONDocument::Value;
 
 /// The sink that notes where a value is and, if it is an object, where its members are. It permits all of JSON. Offsets
-/// count from `text`, which may start before the part that is read.
+/// count from `json`, which may start before the part that is read.
 class Outline {
  public:
-  explicit Outline(const char* text) noexcept : text_(text) {}
+  explicit Outline(const char* json) noexcept : json_(json) {}
 
   Value root{};
   std::vector<JSONDocument::Member> members;
@@ -58,7 +58,7 @@ class Outline {
   static bool loneSurrogate(const char*) noexcept { return true; }
 
  protected:
-  std::size_t offset(const char* at) const noexcept { return static_cast<std::size_t>(at - text_); }
+  std::size_t offset(const char* at) const noexcept { return static_cast<std::size_t>(at - json_); }
 
  private:
   void note(Kind kind, std::string_view written) noexcept {
@@ -70,16 +70,16 @@ class Outline {
     if (depth_ == 1 && !members.empty()) members.back().value = value;
   }
 
-  const char* text_;
+  const char* json_;
   std::size_t depth_ = 0;
   std::string room_;
 };
 
-/// The sink that replaces what JSON permits and no JSON value can hold, in a copy of the text that is read. Each
+/// The sink that replaces what JSON permits and no JSON value can hold, in a copy of the document that is read. Each
 /// replacement has the size of what it replaces, so offsets stay the same.
 class StandIns : public Outline {
  public:
-  explicit StandIns(std::string& copy, const char* text) noexcept : Outline(text), copy_(copy) {}
+  explicit StandIns(std::string& copy, const char* json) noexcept : Outline(json), copy_(copy) {}
 
   bool number(const jsonscanner::Number& number, std::string_view written) noexcept {
     constexpr std::string_view mantissa = "1e";
@@ -106,39 +106,39 @@ class StandIns : public Outline {
 };
 
 /// The outline of a value that is known to be JSON.
-Outline outline(const std::string& text, const Value& value) {
-  Outline outline(text.data());
-  JSONGrammar<Outline>(std::string_view(text).substr(value.begin, value.end - value.begin), outline).read();
+Outline outline(const std::string& json, const Value& value) {
+  Outline outline(json.data());
+  JSONGrammar<Outline>(std::string_view(json).substr(value.begin, value.end - value.begin), outline).read();
   return outline;
 }
 
 }  // namespace
 
-std::optional<JSONDocument> JSONDocument::read(std::string text) {
-  Outline outline(text.data());
-  if (!JSONGrammar<Outline>(text, outline).read()) return std::nullopt;
-  return JSONDocument(std::move(text), outline.root);
+std::optional<JSONDocument> JSONDocument::read(std::string json) {
+  Outline outline(json.data());
+  if (!JSONGrammar<Outline>(json, outline).read()) return std::nullopt;
+  return JSONDocument(std::move(json), outline.root);
 }
 
-std::optional<std::size_t> JSONDocument::fault(std::string_view text) {
-  Outline outline(text.data());
-  JSONGrammar<Outline> grammar(text, outline);
-  return grammar.read() ? std::nullopt : std::optional(static_cast<std::size_t>(grammar.at() - text.data()));
+std::optional<std::size_t> JSONDocument::fault(std::string_view json) {
+  Outline outline(json.data());
+  JSONGrammar<Outline> grammar(json, outline);
+  return grammar.read() ? std::nullopt : std::optional(static_cast<std::size_t>(grammar.at() - json.data()));
 }
 
 std::string JSONDocument::decodable() const {
-  std::string copy = text_;
-  StandIns standIns(copy, text_.data());
-  JSONGrammar<StandIns>(text_, standIns).read();
+  std::string copy = json_;
+  StandIns standIns(copy, json_.data());
+  JSONGrammar<StandIns>(json_, standIns).read();
   return copy;
 }
 
 std::string JSONDocument::string(const Value& value) const {
-  return outline(text_, value).rootString;
+  return outline(json_, value).rootString;
 }
 
 std::vector<JSONDocument::Member> JSONDocument::members(const Value& object) const {
-  return outline(text_, object).members;
+  return outline(json_, object).members;
 }
 
 std::optional<JSONDocument::Value> JSONDocument::find(Path path) const {
@@ -158,10 +158,10 @@ std::optional<JSONDocument::Value> JSONDocument::find(const Value& at, const std
   return value;
 }
 
-std::string quotedJSON(std::string_view text) {
+std::string quotedJSON(std::string_view string) {
   constexpr char digits[] = "0123456789abcdef";
   std::string quoted = "\"";
-  for (const char byte : text) {
+  for (const char byte : string) {
     if (byte == '"' || byte == '\\') {
       quoted.append({'\\', byte});
     } else if (static_cast<unsigned char>(byte) < ' ') {

@@ -10,29 +10,29 @@
 
 namespace kelvane {
 
-/// A JSON text that a person may have written. A member can be changed, and every other byte stays: the order, the
+/// A JSON document that a person may have written. A member can be changed, and every other byte stays: the order, the
 /// layout, how numbers are written, a byte-order mark, the line ends.
 ///
-///     auto settings = JSONDocument::read("{ \"a\": 1.50 }");   // optional: empty if the text is not JSON
+///     auto settings = JSONDocument::read("{ \"a\": 1.50 }");   // optional: empty if it is not JSON
 ///     settings->set({"b", "c"}, quotedJSON("new"));
-///     settings->text();                                        // { "a": 1.50, "b": {"c": "new"} }
+///     settings->json();                                        // { "a": 1.50, "b": {"c": "new"} }
 ///
-/// Grammar. A text is JSON if RFC 8259 says so. `JSON::decoded` refuses two such texts, because no JSON value can hold
-/// them: a lone surrogate escape, such as "\ud800", and a number too large for a double. Both are allowed here; a lone
-/// surrogate reads as U+FFFD. Keys are equal if they are canonically equivalent, and the last of equal keys counts, as
-/// in `JSON::decoded`.
+/// Grammar. A document is JSON if RFC 8259 says so. `JSON::decoded` refuses two such documents, because no JSON value
+/// can hold them: a lone surrogate escape, such as "\ud800", and a number too large for a double. Both are allowed
+/// here; a lone surrogate reads as U+FFFD. Keys are equal if they are canonically equivalent, and the last of equal
+/// keys counts, as in `JSON::decoded`.
 ///
-/// Cost. Nothing recurses. Every operation takes time and memory linear in the text, times the keys of a path where
-/// there is one. Only the text is stored, so each operation reads what it needs again.
+/// Cost. Nothing recurses. Every operation takes time and memory linear in the document, times the keys of a path where
+/// there is one. Only the JSON is stored, so each operation reads what it needs again.
 ///
-/// Failure. Only std::bad_alloc is thrown. If `set` throws, the text may be changed in part.
+/// Failure. Only std::bad_alloc is thrown. If `set` throws, the document may be changed in part.
 ///
-/// Sharing. The document owns its text. Several threads may read one document at once; a change needs it alone.
+/// Sharing. The document owns its JSON. Several threads may read one document at once; a change needs it alone.
 class JSONDocument {
  public:
   enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
 
-  /// A value of the text and its bytes [begin, end). Valid until the text is changed.
+  /// A value of the document and its bytes [begin, end). Valid until the document is changed.
   struct Value {
     Kind kind;
     std::size_t begin;
@@ -48,30 +48,31 @@ class JSONDocument {
   /// A path of keys, from the root inwards.
   using Path = std::initializer_list<std::string_view>;
 
-  /// Takes the text over. Empty if the text is not JSON; `fault` says where.
-  static std::optional<JSONDocument> read(std::string text);
+  /// Takes the JSON over. Empty if it is not JSON; `fault` says where.
+  static std::optional<JSONDocument> read(std::string json);
 
-  /// Where a text stops being JSON: the offset of the byte, string, number or word that is not permitted there, or the
-  /// text's size if it ends too early. Empty if the text is JSON.
-  static std::optional<std::size_t> fault(std::string_view text);
+  /// Where a document stops being JSON: the offset of the byte, string, number or word that is not permitted there, or
+  /// the document's size if it ends too early. Empty if it is JSON.
+  static std::optional<std::size_t> fault(std::string_view json);
 
-  const std::string& text() const noexcept { return text_; }
+  const std::string& json() const noexcept { return json_; }
 
-  /// A copy of the text that `JSON::decoded` accepts. Each lone surrogate is replaced by the escape of U+FFFD, and each
-  /// number too large for a double by 1e308 or -1e308. Everything keeps its offset and its size.
+  /// A copy of the document that `JSON::decoded` accepts. Each lone surrogate is replaced by the escape of U+FFFD, and
+  /// each number too large for a double by 1e308 or -1e308. Everything keeps its offset and its size.
   std::string decodable() const;
 
   const Value& root() const noexcept { return root_; }
 
   /// A value as it is written.
   std::string_view written(const Value& value) const noexcept {
-    return std::string_view(text_).substr(value.begin, value.end - value.begin);
+    return std::string_view(json_).substr(value.begin, value.end - value.begin);
   }
 
   /// What a string says, its escapes replaced. `value` must be a string.
   std::string string(const Value& value) const;
 
-  /// The members of an object in the order of the text, including those with equal keys. `object` must be an object.
+  /// The members of an object in the order of the document, including those with equal keys. `object` must be an
+  /// object.
   std::vector<Member> members(const Value& object) const;
 
   /// The value at the path. Empty if a key is missing, or if a value on the path is not an object.
@@ -83,13 +84,13 @@ class JSONDocument {
   void set(Path path, std::string_view json);
 
   /// Removes the member at the path, and all others of its object with the same key. False if there is none; then the
-  /// text is unchanged. The path must have a key.
+  /// document is unchanged. The path must have a key.
   bool erase(Path path);
 
  private:
   struct Layout;
 
-  JSONDocument(std::string text, Value root) : text_(std::move(text)), root_(root) {}
+  JSONDocument(std::string json, Value root) : json_(std::move(json)), root_(root) {}
 
   std::optional<Value> find(const Value& at, const std::string_view* key, const std::string_view* end) const;
   Value replace(const Value& value, std::string_view json);
@@ -97,12 +98,12 @@ class JSONDocument {
   Layout layout(const Value& object, const std::vector<Member>& members) const;
   void splice(std::size_t begin, std::size_t end, std::string_view bytes);
 
-  std::string text_;
+  std::string json_;
   Value root_;
 };
 
-/// A string as it is written in JSON, in quotes. `text` must be UTF-8; only quotes, backslashes and control characters
-/// are escaped.
-std::string quotedJSON(std::string_view text);
+/// A string as it is written in JSON, in quotes. `string` must be UTF-8; only quotes, backslashes and control
+/// characters are escaped.
+std::string quotedJSON(std::string_view string);
 
 }  // namespace kelvane

@@ -21,18 +21,18 @@ std::optional<std::string_view> lastLine(std::string_view space) noexcept {
 }
 
 /// The white space that ends at an offset.
-std::string_view spaceBefore(std::size_t end, std::string_view text) noexcept {
+std::string_view spaceBefore(std::size_t end, std::string_view json) noexcept {
   std::size_t begin = end;
-  while (begin > 0 && isSpace(text[begin - 1])) --begin;
-  return text.substr(begin, end - begin);
+  while (begin > 0 && isSpace(json[begin - 1])) --begin;
+  return json.substr(begin, end - begin);
 }
 
 /// What stands between a member's key and its value; ": " if that is more than one line.
-std::string_view colon(const JSONDocument::Member& member, std::string_view text) noexcept {
+std::string_view colon(const JSONDocument::Member& member, std::string_view json) noexcept {
   const std::size_t end = member.value.begin;
-  const std::size_t sign = text.rfind(':', end - 1);
-  const std::size_t begin = sign - spaceBefore(sign, text).size();
-  const std::string_view between = text.substr(begin, end - begin);
+  const std::size_t sign = json.rfind(':', end - 1);
+  const std::size_t begin = sign - spaceBefore(sign, json).size();
+  const std::string_view between = json.substr(begin, end - begin);
   return lastLine(between) ? ": " : between;
 }
 
@@ -56,15 +56,15 @@ JSONDocument::Kind kindOf(std::string_view json) noexcept {
 }
 
 /// The spaces and tabs at the start of the line that an offset is in.
-std::string_view indentation(std::size_t offset, std::string_view text) noexcept {
-  const std::size_t begin = text.substr(0, offset).rfind('\n') + 1;
-  const std::size_t end = text.find_first_not_of(" \t", begin);
-  return text.substr(begin, std::min(end, offset) - begin);
+std::string_view indentation(std::size_t offset, std::string_view json) noexcept {
+  const std::size_t begin = json.substr(0, offset).rfind('\n') + 1;
+  const std::size_t end = json.find_first_not_of(" \t", begin);
+  return json.substr(begin, std::min(end, offset) - begin);
 }
 
-std::string_view newline(std::string_view text) noexcept {
-  const std::size_t feed = text.find('\n');
-  return feed != std::string_view::npos && feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
+std::string_view newline(std::string_view json) noexcept {
+  const std::size_t feed = json.find('\n');
+  return feed != std::string_view::npos && feed > 0 && json[feed - 1] == '\r' ? "\r\n" : "\n";
 }
 
 }  // namespace
@@ -78,8 +78,8 @@ struct JSONDocument::Layout {
 
 JSONDocument::Layout JSONDocument::layout(const Value& object, const std::vector<Member>& members) const {
   if (!members.empty()) {
-    const std::string_view space = spaceBefore(members.back().begin, text_);
-    std::string_view between = kelvane::colon(members.back(), text_);
+    const std::string_view space = spaceBefore(members.back().begin, json_);
+    std::string_view between = kelvane::colon(members.back(), json_);
     std::string_view beforeKey = space;
     if (const auto line = lastLine(space)) {
       beforeKey = *line;
@@ -89,18 +89,18 @@ JSONDocument::Layout JSONDocument::layout(const Value& object, const std::vector
     return {std::string(beforeKey), std::string(between), {}};
   }
   const auto around = this->members(root_);
-  const std::string between(around.empty() ? ": " : kelvane::colon(around.front(), text_));
+  const std::string between(around.empty() ? ": " : kelvane::colon(around.front(), json_));
   if (!around.empty() && written(root_).find('\n') == std::string_view::npos) return {{}, between, {}};
   std::string_view step = "  ";
   if (!around.empty()) {
-    if (const auto line = lastLine(spaceBefore(around.front().begin, text_))) step = line->substr(line->find('\n') + 1);
+    if (const auto line = lastLine(spaceBefore(around.front().begin, json_))) step = line->substr(line->find('\n') + 1);
   }
-  const std::string close = std::string(newline(text_)).append(indentation(object.begin, text_));
+  const std::string close = std::string(newline(json_)).append(indentation(object.begin, json_));
   return {close + std::string(step), between, close};
 }
 
 void JSONDocument::splice(std::size_t begin, std::size_t end, std::string_view bytes) {
-  text_.replace(begin, end - begin, bytes);
+  json_.replace(begin, end - begin, bytes);
   root_.end = root_.end - (end - begin) + bytes.size();
 }
 
@@ -145,7 +145,7 @@ bool JSONDocument::erase(Path path) {
   std::string kept;
   std::size_t copied = object->begin + 1;
   const auto leaveOut = [&](std::size_t begin, std::size_t end) {
-    kept.append(text_, copied, begin - copied);
+    kept.append(json_, copied, begin - copied);
     copied = end;
   };
   for (auto member = members.begin(); member < lastKept.base(); ++member) {

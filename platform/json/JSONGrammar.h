@@ -10,8 +10,8 @@
 #include "platform/json/JSONStrings.h"
 #include "platform/json/ScratchStack.h"
 
-/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a text once, from start to end, and
-/// tells a sink what it finds:
+/// The grammar of JSON (RFC 8259), once for everything that reads JSON. It reads a document once, from start to end,
+/// and tells a sink what it finds:
 ///
 ///     Mark open(bool isObject, const char* at)           a bracket opens at `at`; the grammar keeps the mark
 ///     void close(bool isObject, Mark, const char* end)   that bracket closes just before `end`; its mark comes back
@@ -22,17 +22,18 @@
 ///     char* room(std::size_t bytes)                      memory for a string with escapes, valid until `string`
 ///     bool loneSurrogate(const char* escape)             half of a surrogate pair; true reads it as U+FFFD
 ///
-/// `written` is the value as it stands in the text, with its quotes. `string` without quotes and escapes points into
-/// the text or into the memory from `room`. A sink that returns false refuses the text, and reading stops. So a sink
-/// refuses only what is valid JSON but cannot be represented by that sink; the grammar judges everything else.
+/// `written` is the value as it stands in the document, with its quotes. `string` without quotes and escapes points
+/// into the document or into the memory from `room`. A sink that returns false refuses the document, and reading stops.
+/// So a sink refuses only what is valid JSON but cannot be represented by that sink; the grammar judges everything
+/// else.
 ///
 /// Nothing recurses: open brackets lie on a stack of their own, in memory from the heap beyond 32 levels. Time is
-/// linear in the text, memory in its depth. The grammar throws only std::bad_alloc; what a sink throws reaches the
+/// linear in the document, memory in its depth. The grammar throws only std::bad_alloc; what a sink throws reaches the
 /// caller. It is a template, and has one call for keys and strings, so that the compiler puts the sink into it: without
 /// that, the decoder runs up to 5 % more instructions.
 namespace kelvane {
 
-/// A string in a JSON text.
+/// A string in a JSON document.
 struct JSONString {
   std::string_view written;  ///< With its quotes.
   bool isASCII;              ///< Of what it says, once its escapes are replaced.
@@ -42,10 +43,10 @@ struct JSONString {
 template <class Sink>
 class JSONGrammar {
  public:
-  JSONGrammar(std::string_view text, Sink& sink) noexcept
-      : at_(text.data()), end_(text.data() + text.size()), sink_(sink) {}
+  JSONGrammar(std::string_view json, Sink& sink) noexcept
+      : at_(json.data()), end_(json.data() + json.size()), sink_(sink) {}
 
-  /// Reads the text; call it once. True if the text is one value, with nothing around it but white space and a
+  /// Reads the document; call it once. True if it is one value, with nothing around it but white space and a
   /// byte-order mark in front.
   bool read() {
     const char* at = at_;
@@ -96,7 +97,8 @@ class JSONGrammar {
     }
   }
 
-  /// Where `read` failed: at the byte, string, number or word that is not permitted there, or at the end of the text.
+  /// Where `read` failed: at the byte, string, number or word that is not permitted there, or at the end of the
+  /// document.
   const char* at() const noexcept { return at_; }
 
  private:
@@ -108,8 +110,8 @@ class JSONGrammar {
     bool isObject;
   };
 
-  // What reads a part of the text takes where that starts, and returns its end, or nullptr after `failed`. So the place
-  // is in a register all the time.
+  // What reads a part of the document takes where that starts, and returns its end, or nullptr after `failed`. So the
+  // place is in a register all the time.
 
   bool failed(const char* at) noexcept {
     at_ = at;

@@ -82,7 +82,7 @@ ConfigEdit ClaudeConfigFile::adding(std::string_view command, std::string_view t
   after.set({serversKey, entryKey}, "{}");
   after.set({serversKey, entryKey, "args"}, "[]");
   after.set({serversKey, entryKey, "command"}, JSON(command).encoded());
-  edit.text = after.text();
+  edit.text = after.json();
   prove(expected, replaced.begin, replaced.end, to, edit.text);
   return edit;
 }
@@ -98,7 +98,7 @@ ConfigEdit ClaudeConfigFile::removing(std::string_view from) {
   }
   JSONDocument after = before;
   if (!after.erase({serversKey, entryKey})) return edit;
-  edit.text = after.text();
+  edit.text = after.json();
   prove(ClaudeConfig::removing(document(before)), servers->begin, servers->end, from, edit.text);
   return edit;
 }
@@ -136,7 +136,7 @@ std::string ClaudeConfigFile::example(std::string_view command) {
   JSONDocument text = read("{}\n");
   text.set({serversKey, entryKey, "args"}, "[]");
   text.set({serversKey, entryKey, "command"}, JSON(command).encoded());
-  return text.text();
+  return text.json();
 }
 
 }  // namespace kelvane

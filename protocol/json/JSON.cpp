@@ -17,14 +17,14 @@ JSON::JSON(FromBoolean from) noexcept : boolean_{{std::uint8_t(Storage::Tag::boo
 JSON::JSON(FromNumber from) noexcept : number_{{std::uint8_t(Storage::Tag::number), 0}, from.value} {
 }
 
-JSON::JSON(std::string_view text) : JSON(nullptr) {
-  const Storage::Form form = unicode::isASCII(text)       ? Storage::Form::ascii
-                             : unicode::isValidUTF8(text) ? Storage::Form::utf8
-                                                          : Storage::Form::illFormed;
-  if (text.size() <= inlineCapacity) {
-    Storage::constructText(this, form, text);
+JSON::JSON(std::string_view string) : JSON(nullptr) {
+  const Storage::Form form = unicode::isASCII(string)       ? Storage::Form::ascii
+                             : unicode::isValidUTF8(string) ? Storage::Form::utf8
+                                                            : Storage::Form::illFormed;
+  if (string.size() <= inlineCapacity) {
+    Storage::constructString(this, form, string);
   } else {
-    Storage::constructText(this, form, Storage::newText(text));
+    Storage::constructString(this, form, Storage::newString(string));
   }
 }
 
@@ -65,8 +65,8 @@ JSON::Kind JSON::kind() const noexcept {
       return Kind::boolean;
     case Storage::Tag::number:
       return Kind::number;
-    case Storage::Tag::inlineText:
-    case Storage::Tag::sharedText:
+    case Storage::Tag::inlineString:
+    case Storage::Tag::sharedString:
       return Kind::string;
     case Storage::Tag::array:
       return Kind::array;
@@ -79,7 +79,7 @@ JSON::Kind JSON::kind() const noexcept {
 
 std::optional<std::string_view> JSON::string() const& noexcept {
   if (kind() != Kind::string) return std::nullopt;
-  return Storage::text(*this);
+  return Storage::stringOf(*this);
 }
 
 std::optional<double> JSON::number() const noexcept {
@@ -136,7 +136,7 @@ bool JSON::equals(const JSON& other) const {
         if (!(left.number_.value == right.number_.value)) return false;
         break;
       case Kind::string:
-        if (!Storage::equalTexts(left, right)) return false;
+        if (!Storage::equalStrings(left, right)) return false;
         break;
       case Kind::array:
       case Kind::object: {

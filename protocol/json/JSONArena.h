@@ -55,7 +55,7 @@ class JSON::Storage::ArenaBuilder {
     if (arena_ == nullptr) return std::clamp(json_.size(), smallestChunk, largestFirstChunk);
     const auto read = static_cast<std::size_t>(read_ - json_.data());
     const std::size_t left = json_.size() - read;
-    // An eighth more, because a second part is seldom just like the first. Not many times the text, because what is
+    // An eighth more, because a second part is seldom just like the first. Not many times the document, because what is
     // left may be one long string.
     const double expected =
         1.125 * static_cast<double>(allocated_) * static_cast<double>(left) / static_cast<double>(read + 1);

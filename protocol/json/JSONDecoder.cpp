@@ -11,10 +11,10 @@
 
 namespace kelvane {
 
-// How a text becomes a value. The grammar (platform/json/JSONGrammar.h) reads the text once and tells the decoder, its
-// sink, about each value. The decoder pushes each value on one stack, keys included. When an array or object closes,
-// its values are the topmost ones: they move into a block of exactly their size, and the array or object replaces them
-// on the stack. For {"a": [1, 2]}:
+// How JSON becomes a value. The grammar (platform/json/JSONGrammar.h) reads the document once and tells the decoder,
+// its sink, about each value. The decoder pushes each value on one stack, keys included. When an array or object
+// closes, its values are the topmost ones: they move into a block of exactly their size, and the array or object
+// replaces them on the stack. For {"a": [1, 2]}:
 //
 //     "a"                    the key
 //     "a" 1 2                the values of the array
@@ -28,15 +28,15 @@ namespace kelvane {
 // most comparisons. Only objects with a key beyond ASCII need canonical forms.
 //
 // Values on the stack and in blocks are moved as bytes, and their destructors never run: the arena owns what they refer
-// to. If the text is refused, the arena is freed, and everything with it.
+// to. If the document is refused, the arena is freed, and everything with it.
 
-/// Builds the value of one text.
+/// Builds the value of one document.
 class JSON::Storage::Decoder {
  public:
-  explicit Decoder(std::string_view text) noexcept : arena_(text), textEnd_(text.data() + text.size()) {}
+  explicit Decoder(std::string_view json) noexcept : arena_(json), end_(json.data() + json.size()) {}
 
-  std::optional<JSON> decoded(std::string_view text) {
-    if (!JSONGrammar<Decoder>(text, *this).read()) return std::nullopt;
+  std::optional<JSON> decoded(std::string_view json) {
+    if (!JSONGrammar<Decoder>(json, *this).read()) return std::nullopt;
     JSON* root = values_.at(0);
     if (isShared(*root) && block(*root) != nullptr) arena_.handOver();
     return std::move(*root);
@@ -81,14 +81,14 @@ class JSON::Storage::Decoder {
     const Form form = found.isASCII ? Form::ascii : Form::utf8;
     JSON* slot = values_.push();
     arena_.readUpTo(found.written.data());
-    if (bytes.size() <= inlineCapacity) return constructShortText(slot, form, bytes, found.written);
+    if (bytes.size() <= inlineCapacity) return constructShortString(slot, form, bytes, found.written);
     Block* block = std::exchange(room_, nullptr);
     if (block == nullptr) {
       block = arena_.newBlock(bytes.size(), bytes.size());
       std::memcpy(block->bytes(), bytes.data(), bytes.size());
     }
     block->size = bytes.size();
-    constructText(slot, form, block);
+    constructString(slot, form, block);
   }
 
   /// Memory for a string with escapes. It is written where it stays, unless it may be short enough to be stored inline:
@@ -102,19 +102,20 @@ class JSON::Storage::Decoder {
   /// UTF-8 has no lone surrogates.
   static bool loneSurrogate(const char*) noexcept { return false; }
 
-  /// Constructs a string that is stored inline. If the text has 16 bytes from there on, one load and one store copy
+  /// Constructs a string that is stored inline. If the document has 16 bytes from there on, one load and one store copy
   /// them; those after the string mean nothing.
-  void constructShortText(JSON* slot, Form form, std::string_view bytes, std::string_view written) const noexcept {
+  void constructShortString(JSON* slot, Form form, std::string_view bytes,
+                            [[maybe_unused]] std::string_view written) const noexcept {
 #if defined(KELVANE_SSE2)
-    if (textEnd_ - written.data() > 16) {
+    if (end_ - written.data() > 16) {
       const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data()));
-      const int head = firstByte(Tag::inlineText, form) | static_cast<int>(bytes.size()) << 8;
-      static_assert(offsetof(InlineText, bytes) == 2 && sizeof(JSON) == 16);
+      const int head = firstByte(Tag::inlineString, form) | static_cast<int>(bytes.size()) << 8;
+      static_assert(offsetof(InlineString, bytes) == 2 && sizeof(JSON) == 16);
       _mm_storeu_si128(reinterpret_cast<__m128i*>(slot), _mm_insert_epi16(_mm_slli_si128(loaded, 2), head, 0));
       return;
     }
 #endif
-    constructText(slot, form, bytes);
+    constructString(slot, form, bytes);
   }
 
   /// Copies the members to the block in the order of their keys; of members with the same key only the last. Most
@@ -140,7 +141,7 @@ class JSON::Storage::Decoder {
     }
     const auto isBefore = [&key](const Ranked& left, const Ranked& right) {
       if (left.rank != right.rank) return left.rank < right.rank;
-      const int order = text(key(left.member)).compare(text(key(right.member)));
+      const int order = stringOf(key(left.member)).compare(stringOf(key(right.member)));
       return order != 0 ? order < 0 : left.member < right.member;
     };
     if (count <= few) {
@@ -151,7 +152,7 @@ class JSON::Storage::Decoder {
     JSON* to = block->values();
     for (std::size_t i = 0; i < count; ++i) {
       const bool isLastOfItsKey = i + 1 == count || ranked[i].rank != ranked[i + 1].rank ||
-                                  text(key(ranked[i].member)) != text(key(ranked[i + 1].member));
+                                  stringOf(key(ranked[i].member)) != stringOf(key(ranked[i + 1].member));
       if (!isLastOfItsKey) continue;
       std::memcpy(static_cast<void*>(to), members + 2 * ranked[i].member, 2 * sizeof(JSON));
       to += 2;
@@ -162,7 +163,7 @@ class JSON::Storage::Decoder {
   void sortByCanonicalForm(const JSON* members, std::size_t count, Block* block) {
     std::vector<std::pair<std::string, std::size_t>> forms;
     forms.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) forms.emplace_back(unicode::canonicalForm(text(members[2 * i])), i);
+    for (std::size_t i = 0; i < count; ++i) forms.emplace_back(unicode::canonicalForm(stringOf(members[2 * i])), i);
     std::sort(forms.begin(), forms.end());
     JSON* to = block->values();
     for (std::size_t i = 0; i < count; ++i) {
@@ -193,12 +194,12 @@ class JSON::Storage::Decoder {
   ScratchStack<JSON, 64> values_;
   Block* room_ = nullptr;  // what `room` allocated for the string that comes next
   char shortRoom_[6 * inlineCapacity + jsonscanner::unescapedSlack];
-  std::vector<Ranked> manyRanked_;  // kept between objects for its memory
-  const char* const textEnd_;
+  std::vector<Ranked> manyRanked_;          // kept between objects for its memory
+  [[maybe_unused]] const char* const end_;  // of the document
 };
 
-std::optional<JSON> JSON::decoded(std::string_view text) {
-  return Storage::Decoder(text).decoded(text);
+std::optional<JSON> JSON::decoded(std::string_view json) {
+  return Storage::Decoder(json).decoded(json);
 }
 
 }  // namespace kelvane

@@ -10,7 +10,7 @@
 #include "protocol/JSONCoding.h"
 #include "protocol/json/JSONStorage.h"
 
-// How a value becomes text. One loop writes value after value; what is left of the arrays and objects around the
+// How a value becomes JSON. One loop writes value after value; what is left of the arrays and objects around the
 // current value is on a stack, so nothing recurses. Members are stored in key order, so they are written as they come.
 //
 // Output goes through a small buffer. The loop asks once per member for room for everything that is short (a comma, a
@@ -63,28 +63,28 @@ char* copyEscaping(const char* from, const char* end, char* to) noexcept {
   return to;
 }
 
-/// The size of a text with its escapes.
-std::size_t escapedSize(std::string_view text) noexcept {
+/// The size of a string with its escapes.
+std::size_t escapedSize(std::string_view string) noexcept {
   std::size_t size = 0;
-  for (const char byte : text) {
+  for (const char byte : string) {
     const bool isShort = byte == '"' || byte == '\\' || (byte >= '\b' && byte <= '\r' && byte != '\v');
     size += isShort ? 2 : static_cast<unsigned char>(byte) < ' ' ? longestEscape : 1;
   }
   return size;
 }
 
-/// Appends a text of any length with its escapes. It is written where it stays; a string sets to zero what it grows by,
-/// so it grows in steps that stay in the processor's cache.
-void appendWithEscapes(std::string_view text, std::string& out) {
+/// Appends a string of any length with its escapes. It is written where it stays; std::string sets to zero what it
+/// grows by, so it grows in steps that stay in the processor's cache.
+void appendWithEscapes(std::string_view string, std::string& out) {
   constexpr std::size_t step = std::size_t{16} << 10;
-  // Most texts have few escapes. The room for those that have more is counted, so that no text has its room twice.
+  // Most strings have few escapes. The room for those that have more is counted, so that none has its room twice.
   const auto roomFor = [](std::size_t bytes) { return bytes + bytes / 16 + 64; };
   std::size_t size = out.size();
-  if (out.capacity() - size < roomFor(text.size())) out.reserve(size + roomFor(text.size()));
-  const char* from = text.data();
-  const char* const textEnd = from + text.size();
-  while (from != textEnd) {
-    const auto left = static_cast<std::size_t>(textEnd - from);
+  if (out.capacity() - size < roomFor(string.size())) out.reserve(size + roomFor(string.size()));
+  const char* from = string.data();
+  const char* const stringEnd = from + string.size();
+  while (from != stringEnd) {
+    const auto left = static_cast<std::size_t>(stringEnd - from);
     const char* const end = from + std::min(left, step);
     const std::size_t room = roomFor(static_cast<std::size_t>(end - from));
     if (out.capacity() - size < room) out.reserve(size + escapedSize({from, left}) + roomFor(step));
@@ -124,10 +124,10 @@ class Output {
   char* at() noexcept { return at_; }
   void advance(char* at) noexcept { at_ = at; }
 
-  /// Puts a text of any length with its escapes, and needs no room.
-  void putEscaped(std::string_view text) {
+  /// Puts a string of any length with its escapes, and needs no room.
+  void putEscaped(std::string_view string) {
     flush();
-    appendWithEscapes(text, out_);
+    appendWithEscapes(string, out_);
   }
 
   /// Appends what is in the buffer.
@@ -148,17 +148,17 @@ class Output {
   char stage_[stageSize];
 };
 
-void putText(Output& out, std::string_view text) {
-  // A text of this size fits into the buffer even if every byte is escaped.
+void putString(Output& out, std::string_view string) {
+  // A string of this size fits into the buffer even if every byte is escaped.
   constexpr std::size_t longestStaged = (Output::stageSize - 2) / longestEscape;
-  const bool isLong = text.size() > longestStaged;
+  const bool isLong = string.size() > longestStaged;
   out.ensure(1);
   out.put('"');
   if (isLong) {
-    out.putEscaped(text);
+    out.putEscaped(string);
   } else {
-    out.ensure(text.size() * longestEscape + 1);
-    out.advance(copyEscaping(text.data(), text.data() + text.size(), out.at()));
+    out.ensure(string.size() * longestEscape + 1);
+    out.advance(copyEscaping(string.data(), string.data() + string.size(), out.at()));
   }
   out.put('"');
 }
@@ -199,7 +199,7 @@ class JSON::Storage::Encoder {
       if (!rest.isFirst) out_.put(',');
       rest.isFirst = false;
       if (rest.close == '}') {
-        putTextOf(*rest.next++);
+        putStringOf(*rest.next++);
         out_.put(':');
       }
       const JSON& value = *rest.next++;
@@ -214,9 +214,9 @@ class JSON::Storage::Encoder {
           if (!std::isfinite(value.number_.value)) return false;
           putNumber(out_, value.number_.value);
           break;
-        case Tag::inlineText:
-        case Tag::sharedText:
-          putTextOf(value);
+        case Tag::inlineString:
+        case Tag::sharedString:
+          putStringOf(value);
           break;
         case Tag::array:
         case Tag::object: {
@@ -235,11 +235,11 @@ class JSON::Storage::Encoder {
   }
 
  private:
-  static constexpr std::size_t roomForText = inlineCapacity * longestEscape + 2;
+  static constexpr std::size_t roomForString = inlineCapacity * longestEscape + 2;
   /// A comma, a key and a value that are stored inline, and a colon. Nothing else that is put without a check is
   /// longer.
-  static constexpr std::size_t roomForMember = 2 * roomForText + 2;
-  static_assert(roomForDouble <= roomForText);
+  static constexpr std::size_t roomForMember = 2 * roomForString + 2;
+  static_assert(roomForDouble <= roomForString);
 
   /// What is left of an array or object.
   struct Rest {
@@ -249,24 +249,24 @@ class JSON::Storage::Encoder {
     bool isFirst;
   };
 
-  /// Writes a string. Needs `roomForText`. Afterwards there is room for what is left of a member.
-  void putTextOf(const JSON& value) {
-    if (form(value) != Form::illFormed && tag(value) == Tag::inlineText) {
-      putInlineText(value);
+  /// Writes a string. Needs `roomForString`. Afterwards there is room for what is left of a member.
+  void putStringOf(const JSON& value) {
+    if (form(value) != Form::illFormed && tag(value) == Tag::inlineString) {
+      putInlineString(value);
     } else {
-      putText(out_, form(value) == Form::illFormed ? std::string_view(unicode::replacingInvalidUTF8(text(value)))
-                                                   : text(value));
+      putString(out_, form(value) == Form::illFormed ? std::string_view(unicode::replacingInvalidUTF8(stringOf(value)))
+                                                     : stringOf(value));
       out_.ensure(roomForMember);
     }
   }
 
-  void putInlineText(const JSON& value) {
+  void putInlineString(const JSON& value) {
     out_.put('"');
 #if defined(KELVANE_SSE2)
     // One load reads the whole value; the shift drops its head. Most short strings need no escapes and are written by
     // one store, which may write more than their bytes: the room is there, and the next output overwrites it.
     const __m128i bytes =
-        _mm_srli_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&value)), offsetof(InlineText, bytes));
+        _mm_srli_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&value)), offsetof(InlineString, bytes));
     const unsigned mask = (1U << value.head_.length) - 1;
     if ((jsonscanner::escapedBytes(bytes) & mask) == 0) {
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out_.at()), bytes);
@@ -275,8 +275,8 @@ class JSON::Storage::Encoder {
       return;
     }
 #endif
-    const std::string_view bytesOfText = text(value);
-    out_.advance(copyEscaping(bytesOfText.data(), bytesOfText.data() + bytesOfText.size(), out_.at()));
+    const std::string_view string = stringOf(value);
+    out_.advance(copyEscaping(string.data(), string.data() + string.size(), out_.at()));
     out_.put('"');
   }
 
@@ -292,18 +292,18 @@ bool JSON::appendEncoded(std::string& out) const {
   return isAppended;
 }
 
-void JSON::appendEscaped(std::string_view text, std::string& out) {
-  if (unicode::isValidUTF8(text)) {
-    appendWithEscapes(text, out);
+void JSON::appendEscaped(std::string_view string, std::string& out) {
+  if (unicode::isValidUTF8(string)) {
+    appendWithEscapes(string, out);
   } else {
-    appendWithEscapes(unicode::replacingInvalidUTF8(text), out);
+    appendWithEscapes(unicode::replacingInvalidUTF8(string), out);
   }
 }
 
 std::string JSON::encoded() const {
-  std::string text;
-  if (!appendEncoded(text)) text = "null";
-  return text;
+  std::string json;
+  if (!appendEncoded(json)) json = "null";
+  return json;
 }
 
 }  // namespace kelvane

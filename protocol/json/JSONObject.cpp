@@ -42,13 +42,13 @@ class JSON::Storage::SoughtKey {
 
  private:
   bool isAfter(const JSON& name) const noexcept {
-    if (!isComparedAsBytes(name)) return unicode::order(text(name), key_) < 0;
+    if (!isComparedAsBytes(name)) return unicode::order(stringOf(name), key_) < 0;
     const std::uint64_t rank = leadingBytes(name);
-    return rank != rank_ ? rank < rank_ : text(name) < key_;
+    return rank != rank_ ? rank < rank_ : stringOf(name) < key_;
   }
 
   bool is(const JSON& name) const noexcept {
-    return isComparedAsBytes(name) ? text(name) == key_ : unicode::equivalent(text(name), key_);
+    return isComparedAsBytes(name) ? stringOf(name) == key_ : unicode::equivalent(stringOf(name), key_);
   }
 
   bool isComparedAsBytes(const JSON& name) const noexcept { return isASCII_ && form(name) == Form::ascii; }

@@ -7,11 +7,11 @@
 
 namespace kelvane {
 
-bool JSON::Storage::equalTexts(const JSON& left, const JSON& right) noexcept {
-  if (text(left) == text(right)) return true;
+bool JSON::Storage::equalStrings(const JSON& left, const JSON& right) noexcept {
+  if (stringOf(left) == stringOf(right)) return true;
   // Two different ASCII strings are never equivalent.
   if (form(left) == Form::ascii && form(right) == Form::ascii) return false;
-  return unicode::equivalent(text(left), text(right));
+  return unicode::equivalent(stringOf(left), stringOf(right));
 }
 
 JSON::Block* JSON::Storage::newValues(std::size_t capacity) {
@@ -22,12 +22,12 @@ JSON::Block* JSON::Storage::newValues(std::size_t capacity) {
   return ::new (count + 1) Block{{nullptr}, 0};
 }
 
-JSON::Block* JSON::Storage::newText(std::string_view text) {
-  void* memory = std::malloc(sizeof(Count) + sizeof(Block) + text.size());
+JSON::Block* JSON::Storage::newString(std::string_view string) {
+  void* memory = std::malloc(sizeof(Count) + sizeof(Block) + string.size());
   if (memory == nullptr) throw std::bad_alloc();
   Count* count = ::new (memory) Count{1, 0, false};
-  Block* block = ::new (count + 1) Block{{nullptr}, text.size()};
-  std::memcpy(block->bytes(), text.data(), text.size());
+  Block* block = ::new (count + 1) Block{{nullptr}, string.size()};
+  std::memcpy(block->bytes(), string.data(), string.size());
   return block;
 }
 

@@ -39,8 +39,8 @@ namespace kelvane {
 /// release and acquire, so the thread that destroys a block sees all that others did with it.
 class JSON::Storage {
  public:
-  /// What a value is: the lowest bits of its first byte. From `sharedText` on, the value refers to a block.
-  enum class Tag : std::uint8_t { null, boolean, number, inlineText, sharedText, array, object };
+  /// What a value is: the lowest bits of its first byte. From `sharedString` on, the value refers to a block.
+  enum class Tag : std::uint8_t { null, boolean, number, inlineString, sharedString, array, object };
   static constexpr std::uint8_t tagMask = 7;
 
   /// What is known of a string's bytes. Stored beside the tag, so that no string is scanned twice.
@@ -61,36 +61,36 @@ class JSON::Storage {
   }
 
   /// Whether the value refers to a block.
-  static bool isShared(const JSON& value) noexcept { return tag(value) >= Tag::sharedText; }
+  static bool isShared(const JSON& value) noexcept { return tag(value) >= Tag::sharedString; }
 
   /// The block of a value that `isShared`. Null for an empty array or object.
   static Block* block(const JSON& value) noexcept;
 
   /// The bytes of a value that is a string. The view lives as long as the value.
-  static std::string_view text(const JSON& value) noexcept;
+  static std::string_view stringOf(const JSON& value) noexcept;
 
   /// The first eight bytes of a string as a number that orders like them; those that it lacks count as 0.
   static std::uint64_t leadingBytes(const JSON& value) noexcept;
   static std::uint64_t leadingBytes(std::string_view bytes) noexcept;
 
   /// Whether two values that are strings are canonically equivalent.
-  static bool equalTexts(const JSON& left, const JSON& right) noexcept;
+  static bool equalStrings(const JSON& left, const JSON& right) noexcept;
 
   /// Constructs a value in memory of an arena, or on a stack whose content goes to an arena. Its reference to the block
-  /// is not counted, so its destructor must not run. `text` is stored inline and has at most `inlineCapacity` bytes.
+  /// is not counted, so its destructor must not run. `string` is stored inline and has at most `inlineCapacity` bytes.
   static void construct(JSON* slot, Tag tag, Block* block) noexcept {
     ::new (slot) JSON(firstByte(tag, Form::ascii), block);
   }
   static void construct(JSON* slot, double number) noexcept {
     ::new (&slot->number_) Number{{firstByte(Tag::number, Form::ascii), 0}, number};
   }
-  static void constructText(JSON* slot, Form form, Block* block) noexcept;
-  static void constructText(JSON* slot, Form form, std::string_view text) noexcept;
+  static void constructString(JSON* slot, Form form, Block* block) noexcept;
+  static void constructString(JSON* slot, Form form, std::string_view string) noexcept;
 
-  /// A new block on its own with one reference: with room for that many values, or a copy of the text. Throws
+  /// A new block on its own with one reference: with room for that many values, or a copy of the string. Throws
   /// std::bad_alloc.
   static Block* newValues(std::size_t capacity);
-  static Block* newText(std::string_view text);
+  static Block* newString(std::string_view string);
 
   /// Makes sure that only the caller refers to `block`, and that it has room for `needed` values in all, by copying it
   /// if necessary. Null is an empty block. Room grows by doubling. Throws std::bad_alloc; nothing is changed then.
@@ -139,16 +139,16 @@ struct JSON::Storage::Arena {
 };
 
 inline JSON::Block* JSON::Storage::block(const JSON& value) noexcept {
-  static_assert(offsetof(SharedText, block) == offsetof(Items, array));
-  static_assert(offsetof(SharedText, block) == offsetof(Members, object));
+  static_assert(offsetof(SharedString, block) == offsetof(Items, array));
+  static_assert(offsetof(SharedString, block) == offsetof(Members, object));
   static_assert(sizeof(Array) == sizeof(Block*) && sizeof(Object) == sizeof(Block*));
   Block* block;
-  std::memcpy(&block, reinterpret_cast<const char*>(&value) + offsetof(SharedText, block), sizeof block);
+  std::memcpy(&block, reinterpret_cast<const char*>(&value) + offsetof(SharedString, block), sizeof block);
   return block;
 }
 
-inline std::string_view JSON::Storage::text(const JSON& value) noexcept {
-  if (tag(value) == Tag::inlineText) return {value.inlineText_.bytes, value.head_.length};
+inline std::string_view JSON::Storage::stringOf(const JSON& value) noexcept {
+  if (tag(value) == Tag::inlineString) return {value.inlineString_.bytes, value.head_.length};
   return {block(value)->bytes(), block(value)->size};
 }
 
@@ -161,12 +161,12 @@ inline JSON::JSON(std::uint8_t tag, Block* block) noexcept {
       ::new (&members_) Members{{tag, 0}, Object(block)};
       break;
     default:
-      ::new (&sharedText_) SharedText{{tag, 0}, block};
+      ::new (&sharedString_) SharedString{{tag, 0}, block};
   }
 }
 
 inline std::uint64_t JSON::Storage::leadingBytes(const JSON& value) noexcept {
-  const std::string_view bytes = text(value);
+  const std::string_view bytes = stringOf(value);
   // There are eight bytes: a string that is stored inline has room for them, any other is longer.
   static_assert(inlineCapacity >= sizeof(std::uint64_t));
   const std::uint64_t word = leadingBytes({bytes.data(), sizeof word});
@@ -180,14 +180,14 @@ inline std::uint64_t JSON::Storage::leadingBytes(std::string_view bytes) noexcep
   return word;
 }
 
-inline void JSON::Storage::constructText(JSON* slot, Form form, Block* block) noexcept {
-  ::new (slot) JSON(firstByte(Tag::sharedText, form), block);
+inline void JSON::Storage::constructString(JSON* slot, Form form, Block* block) noexcept {
+  ::new (slot) JSON(firstByte(Tag::sharedString, form), block);
 }
 
-inline void JSON::Storage::constructText(JSON* slot, Form form, std::string_view text) noexcept {
-  InlineText inlineText{{firstByte(Tag::inlineText, form), static_cast<std::uint8_t>(text.size())}, {}};
-  std::memcpy(inlineText.bytes, text.data(), text.size());
-  ::new (&slot->inlineText_) InlineText(inlineText);
+inline void JSON::Storage::constructString(JSON* slot, Form form, std::string_view string) noexcept {
+  InlineString inlineString{{firstByte(Tag::inlineString, form), static_cast<std::uint8_t>(string.size())}, {}};
+  std::memcpy(inlineString.bytes, string.data(), string.size());
+  ::new (&slot->inlineString_) InlineString(inlineString);
 }
 
 inline void JSON::Storage::retain(Block* block) noexcept {

@@ -104,7 +104,7 @@ std::optional<std::filesystem::path> FileDefaults::write(std::string_view key, s
     auto settings = settingsIn(text.value_or(""));
     if (!settings) settings = settingsIn("{}\n");
     settings->set({key}, json);
-    return std::optional(settings->text());
+    return std::optional(settings->json());
   });
   read();
   return copies.last();

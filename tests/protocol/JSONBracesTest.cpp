@@ -64,7 +64,7 @@ TEST(JSONBraces, aroundAnythingElseMakeAList) {
   const struct {
     const char* what;
     Array array;
-    const char* text;
+    const char* json;
   } rows[] = {
       {"an array that is said to be a value", Array{JSON(array)}, "[[1]]"},
       {"the same in parentheses", Array({JSON(array)}), "[[1]]"},
@@ -72,7 +72,7 @@ TEST(JSONBraces, aroundAnythingElseMakeAList) {
       {"two arrays", Array{array, array}, "[[1],[1]]"},
       {"an array and a number", Array{array, 2}, "[[1],2]"},
       {"an object", Array{object}, R"([{"a":1}])"},
-      {"a text", Array{"a"}, R"(["a"])"},
+      {"a string", Array{"a"}, R"(["a"])"},
       {"null", Array{nullptr}, "[null]"},
       {"a Bool and a number", Array{true, 1}, "[true,1]"},
       {"empty braces", Array{{}, {}}, "[null,null]"},
@@ -83,13 +83,13 @@ TEST(JSONBraces, aroundAnythingElseMakeAList) {
       {"a vector", Array(std::vector<JSON>{1, array}), "[1,[1]]"},
       {"a vector of one array", Array(std::vector<JSON>{JSON(array)}), "[[1]]"},
   };
-  for (const auto& row : rows) EXPECT_EQ(JSON(row.array).encoded(), row.text) << row.what;
+  for (const auto& row : rows) EXPECT_EQ(JSON(row.array).encoded(), row.json) << row.what;
 }
 
 // What lives only as long as a value cannot be taken from a temporary.
 
 template <class Value>
-concept HandsOutText = requires(Value&& value) {
+concept HandsOutString = requires(Value&& value) {
   std::forward<Value>(value).string();
 };
 template <class Value>
@@ -133,7 +133,7 @@ concept HasAValue = requires(Value&& value) {
   static_assert(Asks<Type&> && Asks<const Type&>); \
   static_assert(!Asks<Type> && !Asks<const Type>)
 
-ONLY_OF_WHAT_STAYS(HandsOutText, JSON);
+ONLY_OF_WHAT_STAYS(HandsOutString, JSON);
 ONLY_OF_WHAT_STAYS(HandsOutItems, JSON);
 ONLY_OF_WHAT_STAYS(HandsOutMembers, JSON);
 ONLY_OF_WHAT_STAYS(HandsOutAMember, JSON);
@@ -147,10 +147,10 @@ ONLY_OF_WHAT_STAYS(HasAKey, JSON::Member);
 ONLY_OF_WHAT_STAYS(HasAValue, JSON::Member);
 
 TEST(JSONBraces, aTemporaryCanBeIterated) {
-  std::string text;
-  for (const JSON& item : Array{1, "a"}) text += item.encoded();
-  for (const JSON::Member& member : Object{{"k", 2}}) text += member.key();
-  EXPECT_EQ(text, "1\"a\"k");
+  std::string json;
+  for (const JSON& item : Array{1, "a"}) json += item.encoded();
+  for (const JSON::Member& member : Object{{"k", 2}}) json += member.key();
+  EXPECT_EQ(json, "1\"a\"k");
   EXPECT_EQ(Array({1, 2}).size(), 2u);
 }
 

@@ -15,9 +15,9 @@ namespace {
 using tests::CountedMemory;
 
 std::string repeated(std::string_view piece, std::size_t times) {
-  std::string text;
-  for (; times > 0; --times) text += piece;
-  return text;
+  std::string all;
+  for (; times > 0; --times) all += piece;
+  return all;
 }
 
 /// Keys of every kind, each with a second spelling if it has one, and with a different key.
@@ -28,7 +28,7 @@ const struct Spelling {
     {"ASCII", "key", "key", "kez"},
     {"an accent of its own", "caf\u00E9", "cafe\u0301", "cafe"},
     {"an accent on what went before", "e\u0301", "\u00E9", "e\u0300"},
-    {"a long text", repeated("caf\u00E9 ", 500), repeated("cafe\u0301 ", 500), repeated("cafe ", 500)},
+    {"a long string", repeated("caf\u00E9 ", 500), repeated("cafe\u0301 ", 500), repeated("cafe ", 500)},
     {"Hangul", "\uD55C", "\u1112\u1161\u11AB", "\u1112\u1161"},
     {"an ASCII letter's twin", "K", "\u212A", "k"},
     {"a long run of marks", "x" + repeated("\u0305\u0332", 2000), "x" + repeated("\u0332\u0305", 2000),
@@ -91,27 +91,27 @@ int timesOutOfMemory(const char* what, const Action& action) {
   }
 }
 
-constexpr const char* longText = "a text that is not short";
+constexpr const char* longString = "a string that is not short";
 
 TEST(JSONMemory, runningOutOfMemoryThrowsAndLeaksNothing) {
-  const std::vector<std::pair<std::string, JSON>> members{{"a key that is not short", 1}, {"b\u00E9", longText}};
+  const std::vector<std::pair<std::string, JSON>> members{{"a key that is not short", 1}, {"b\u00E9", longString}};
   const std::string document =
-      R"({"a key that is not short":["\u00e9 in a text that is not short",[[{}]]],"\u00e9":1})";
+      R"({"a key that is not short":["\u00e9 in a string that is not short",[[{}]]],"\u00e9":1})";
   const JSON::Object object = everyKey();
   const struct {
     const char* what;
     std::function<void()> action;
     int least;
   } rows[] = {
-      {"a text", [] { const JSON text = longText; }, 1},
+      {"a string", [] { const JSON string = longString; }, 1},
       {"an array of values",
        [] {
-         const JSON::Array array{longText, longText};
+         const JSON::Array array{longString, longString};
        },
        3},
       {"an object of members",
        [] {
-         const JSON::Object made{{"a", longText}, {"b", longText}, {"c", longText}, {"d", longText}};
+         const JSON::Object made{{"a", longString}, {"b", longString}, {"c", longString}, {"d", longString}};
        },
        5},
       {"an object of members with long keys",
@@ -134,7 +134,7 @@ TEST(JSONMemory, runningOutOfMemoryThrowsAndLeaksNothing) {
          changed.erase("cafe\u0301");
        },
        1},
-      {"writing", [&] { const std::string text = JSON(object).encoded(); }, 1},
+      {"writing", [&] { const std::string json = JSON(object).encoded(); }, 1},
   };
   for (const auto& row : rows) EXPECT_GE(timesOutOfMemory(row.what, row.action), row.least) << row.what;
 }
@@ -158,17 +158,17 @@ TEST(JSONMemory, aChangeThatRunsOutOfMemoryLeavesTheObjectAsItWas) {
 }
 
 TEST(JSONMemory, aRefusedDocumentLeaksNothing) {
-  const std::string text = '"' + std::string(1000, 'x') + '"';
+  const std::string string = '"' + std::string(1000, 'x') + '"';
   const struct {
     const char* what;
     std::string document;
   } rows[] = {
-      {"refused behind its only value", text + "x"},
-      {"refused within an array", "[" + text + ",[" + text + ",[1,2]],}"},
-      {"refused within an object", "{" + text + ":" + text + ",\"b\":[1,2,3],}"},
-      {"refused for an escape", "[" + text + R"(,"\ud800 and more of it than is kept inline"])"},
-      {"refused behind many chunks", "[" + text + repeated("," + text, 5000) + "}"},
-      {"refused in the midst of it", "[[1,2,3]," + text + ",nul]"},
+      {"refused behind its only value", string + "x"},
+      {"refused within an array", "[" + string + ",[" + string + ",[1,2]],}"},
+      {"refused within an object", "{" + string + ":" + string + ",\"b\":[1,2,3],}"},
+      {"refused for an escape", "[" + string + R"(,"\ud800 and more of it than is kept inline"])"},
+      {"refused behind many chunks", "[" + string + repeated("," + string, 5000) + "}"},
+      {"refused in the midst of it", "[[1,2,3]," + string + ",nul]"},
   };
   for (const auto& row : rows) {
     bool isRefused;
@@ -232,12 +232,12 @@ TEST(JSONMemory, escapingReservesRoomOnceIfEscapesAreFewAndTwiceIfTheyAreMany) {
     std::size_t most;
   } rows[] = {{"no escapes", 'x', 1}, {"each byte is escaped by two", '\n', 2}, {"by six", '\x01', 2}};
   for (const auto& row : rows) {
-    const std::string text(5'000'000, row.byte);
+    const std::string string(5'000'000, row.byte);
     std::string escaped;
     std::size_t asked = 0;
     {
       const CountedMemory memory;
-      JSON::appendEscaped(text, escaped);
+      JSON::appendEscaped(string, escaped);
       asked = memory.asked();
     }
     EXPECT_LE(asked, row.most) << row.what;

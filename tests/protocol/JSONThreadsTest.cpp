@@ -32,16 +32,16 @@ const struct {
   const char* what;
   std::function<JSON()> made;
 } values[] = {
-    {"a text", [] { return JSON("a text that is not short"); }},
+    {"a string", [] { return JSON("a string that is not short"); }},
     {"an array",
      [] {
-       return JSON(JSON::Array{1, "a text that is not short"});
+       return JSON(JSON::Array{1, "a string that is not short"});
      }},
     {"an object",
      [] {
        return JSON(JSON::Object{{"a", JSON::Array{1, 2}}});
      }},
-    {"a document", [] { return *JSON::decoded(R"({"a":["a text that is not short",[[1]]]})"); }},
+    {"a document", [] { return *JSON::decoded(R"({"a":["a string that is not short",[[1]]]})"); }},
 };
 
 TEST(JSONThreads, theLastThreadToDropAValueDestroysIt) {
@@ -52,7 +52,7 @@ TEST(JSONThreads, theLastThreadToDropAValueDestroysIt) {
 }
 
 TEST(JSONThreads, theLastThreadWithAValueMayChangeItInPlace) {
-  const auto array = [] { return JSON(JSON::Array{1, 2, "a text that is not short"}); };
+  const auto array = [] { return JSON(JSON::Array{1, 2, "a string that is not short"}); };
   eachOfSomeThreads(array, [](JSON& mine) {
     EXPECT_EQ((*mine.items())[0], 1);
     JSON::Array items = *mine.items();
@@ -60,7 +60,7 @@ TEST(JSONThreads, theLastThreadWithAValueMayChangeItInPlace) {
     items.append(3);
     EXPECT_EQ(items.size(), 4u);
   });
-  const auto object = [] { return JSON(JSON::Object{{"a", 1}, {"b", "a text that is not short"}}); };
+  const auto object = [] { return JSON(JSON::Object{{"a", 1}, {"b", "a string that is not short"}}); };
   eachOfSomeThreads(object, [](JSON& mine) {
     EXPECT_EQ(*mine["a"], 1);
     JSON::Object members = *mine.object();

@@ -8,15 +8,15 @@ namespace {
 using Kind = JSONDocument::Kind;
 using Path = JSONDocument::Path;
 
-JSONDocument read(std::string text) {
-  auto result = JSONDocument::read(std::move(text));
+JSONDocument read(std::string json) {
+  auto result = JSONDocument::read(std::move(json));
   if (!result) throw std::runtime_error("not JSON");
   return *result;
 }
 
 struct RootCase {
   const char* description;
-  std::string text;
+  std::string json;
   Kind kind;
   std::string written;
 };
@@ -30,29 +30,29 @@ TEST(JSONDocument, hasTheKindAndTheRangeOfItsRoot) {
       {"a number too small for a double", "1e-999", Kind::number, "1e-999"},
       {"a number too large for a double", "[1e400]", Kind::array, "[1e400]"},
       {"a lone surrogate", R"(["\ud800"])", Kind::array, R"(["\ud800"])"},
-      {"a text", R"( "a\"b" )", Kind::string, R"("a\"b")"},
+      {"a string", R"( "a\"b" )", Kind::string, R"("a\"b")"},
       {"an array", " [1, [2]] ", Kind::array, "[1, [2]]"},
       {"an object", R"({"a": {}})", Kind::object, R"({"a": {}})"},
       {"empty ones", "[ ]", Kind::array, "[ ]"},
       {"a byte-order mark", "\xEF\xBB\xBF {}", Kind::object, "{}"},
   };
   for (const RootCase& row : cases) {
-    const auto text = JSONDocument::read(row.text);
-    ASSERT_TRUE(text.has_value()) << row.description;
-    EXPECT_EQ(text->text(), row.text) << row.description;
-    EXPECT_EQ(text->root().kind, row.kind) << row.description;
-    EXPECT_EQ(text->written(text->root()), row.written) << row.description;
-    EXPECT_EQ(JSONDocument::fault(row.text), std::nullopt) << row.description;
+    const auto document = JSONDocument::read(row.json);
+    ASSERT_TRUE(document.has_value()) << row.description;
+    EXPECT_EQ(document->json(), row.json) << row.description;
+    EXPECT_EQ(document->root().kind, row.kind) << row.description;
+    EXPECT_EQ(document->written(document->root()), row.written) << row.description;
+    EXPECT_EQ(JSONDocument::fault(row.json), std::nullopt) << row.description;
   }
 }
 
 struct FaultCase {
   const char* description;
-  std::string text;
+  std::string json;
   std::size_t offset;
 };
 
-TEST(JSONDocument, saysWhereATextCeasesToBeJSON) {
+TEST(JSONDocument, saysWhereADocumentCeasesToBeJSON) {
   const FaultCase cases[] = {
       {"nothing", "", 0},
       {"only white space", "  \n", 3},
@@ -72,33 +72,33 @@ TEST(JSONDocument, saysWhereATextCeasesToBeJSON) {
       {"two values", "1 2", 2},
       {"a comment", "{\n  // note\n}", 4},
       {"single quotes", "['a']", 1},
-      {"an open text", R"(["ab)", 4},
-      {"a line break in a text", "[\"a\nb\"]", 3},
+      {"an open string", R"(["ab)", 4},
+      {"a line break in a string", "[\"a\nb\"]", 3},
       {"a byte that is not UTF-8", "[\"a\xFF\"]", 3},
-      {"a broken escape, by its text", R"(["a\x"])", 1},
-      {"an escape cut short behind a lone surrogate, by its text", R"({"k":"\ud800\ud8"})", 5},
+      {"a broken escape, by its string", R"(["a\x"])", 1},
+      {"an escape cut short behind a lone surrogate, by its string", R"({"k":"\ud800\ud8"})", 5},
       {"a number that starts wrong", "[01]", 2},
       {"a number too large for a double that ends wrong", "[1, 1e]", 4},
       {"a word cut short", "[tru]", 1},
       {"a word in capitals", "[True]", 1},
   };
   for (const FaultCase& row : cases) {
-    EXPECT_EQ(JSONDocument::fault(row.text), row.offset) << row.description;
-    EXPECT_FALSE(JSONDocument::read(row.text).has_value()) << row.description;
+    EXPECT_EQ(JSONDocument::fault(row.json), row.offset) << row.description;
+    EXPECT_FALSE(JSONDocument::read(row.json).has_value()) << row.description;
   }
 }
 
 TEST(JSONDocument, readsMembersInTheirOrder) {
-  const JSONDocument text = read(R"( {"b": [1, {"x": 2}], "a\n\u00e9" :null, "": "t", "b":true} )");
-  const auto members = text.members(text.root());
+  const JSONDocument document = read(R"( {"b": [1, {"x": 2}], "a\n\u00e9" :null, "": "t", "b":true} )");
+  const auto members = document.members(document.root());
   ASSERT_EQ(members.size(), 4U);
   EXPECT_EQ(members[0].key, "b");
-  EXPECT_EQ(text.written(members[0].value), R"([1, {"x": 2}])");
+  EXPECT_EQ(document.written(members[0].value), R"([1, {"x": 2}])");
   EXPECT_EQ(members[1].key, "a\n\u00e9");
-  EXPECT_EQ(text.text().substr(members[1].begin, 4), R"("a\n)");
+  EXPECT_EQ(document.json().substr(members[1].begin, 4), R"("a\n)");
   EXPECT_EQ(members[1].value.kind, Kind::null);
   EXPECT_EQ(members[2].key, "");
-  EXPECT_EQ(text.string(members[2].value), "t");
+  EXPECT_EQ(document.string(members[2].value), "t");
   EXPECT_EQ(members[3].key, "b");
   EXPECT_EQ(members[3].value.kind, Kind::boolean);
   EXPECT_TRUE(read("{ }").members({Kind::object, 0, 3}).empty());
@@ -121,8 +121,8 @@ TEST(JSONDocument, readsALoneSurrogateAsAReplacementCharacter) {
       {"an escaped backslash before what looks like one", R"("\\ud800")", "\\ud800"},
   };
   for (const auto& row : cases) {
-    const JSONDocument text = read(row.written);
-    EXPECT_EQ(text.string(text.root()), row.said) << row.description;
+    const JSONDocument document = read(row.written);
+    EXPECT_EQ(document.string(document.root()), row.said) << row.description;
     const JSONDocument object = read("{" + std::string(row.written) + ":1}");
     EXPECT_EQ(object.members(object.root()).at(0).key, row.said) << row.description;
   }
@@ -131,7 +131,7 @@ TEST(JSONDocument, readsALoneSurrogateAsAReplacementCharacter) {
 TEST(JSONDocument, isDecodableWhateverItsNumbersAndSurrogates) {
   const struct {
     const char* description;
-    std::string text;
+    std::string json;
     std::string decodable;
   } cases[] = {
       {"nothing to do", R"({"a": ["\ud83d\ude00", 1e308, -0, 1e-999, "1e999"]})",
@@ -147,22 +147,22 @@ TEST(JSONDocument, isDecodableWhateverItsNumbersAndSurrogates) {
       {"halves in two strings", R"(["\ud83d","\ude00"])", R"(["\ufffd","\ufffd"])"},
   };
   for (const auto& row : cases) {
-    const JSONDocument text = read(row.text);
-    EXPECT_EQ(text.decodable(), row.decodable) << row.description;
-    EXPECT_EQ(text.text(), row.text) << row.description;
+    const JSONDocument document = read(row.json);
+    EXPECT_EQ(document.decodable(), row.decodable) << row.description;
+    EXPECT_EQ(document.json(), row.json) << row.description;
   }
 }
 
 TEST(JSONDocument, editsAroundValuesThatJSONValuesCannotHold) {
-  JSONDocument text = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
-  text.set({"b"}, "2");
-  EXPECT_TRUE(text.erase({"a"}));
-  EXPECT_EQ(text.text(), R"({"\ud800": 1e400, "z": "\udc00", "b": 2})");
+  JSONDocument document = read(R"({"\ud800": 1e400, "a": 1, "z": "\udc00"})");
+  document.set({"b"}, "2");
+  EXPECT_TRUE(document.erase({"a"}));
+  EXPECT_EQ(document.json(), R"({"\ud800": 1e400, "z": "\udc00", "b": 2})");
 }
 
 struct FindCase {
   const char* description;
-  std::string text;
+  std::string json;
   Path path;
   const char* written;
 };
@@ -175,16 +175,16 @@ TEST(JSONDocument, findsAValueByItsPath) {
       {"the last of equal keys", R"({"a": 1, "b": 2, "a": 3})", {"a"}, "3"},
       {"the last of equal keys on the way", R"({"a": {"b": 1}, "a": {"c": 2}})", {"a", "b"}, nullptr},
       {"an escaped key", R"({"\u0061": 1})", {"a"}, "1"},
-      {"two spellings of one text", "{\"e\u0301\": 1}", {"\u00E9"}, "1"},
+      {"two spellings of one string", "{\"e\u0301\": 1}", {"\u00E9"}, "1"},
       {"a missing key", R"({"a": 1})", {"b"}, nullptr},
       {"a key in what is no object", R"({"a": [1]})", {"a", "b"}, nullptr},
       {"a key of what is no object", "[1]", {"a"}, nullptr},
   };
   for (const FindCase& row : cases) {
-    const JSONDocument text = read(row.text);
-    const auto value = text.find(row.path);
+    const JSONDocument document = read(row.json);
+    const auto value = document.find(row.path);
     EXPECT_EQ(value.has_value(), row.written != nullptr) << row.description;
-    EXPECT_EQ(value ? text.written(*value) : "", row.written ? row.written : "") << row.description;
+    EXPECT_EQ(value ? document.written(*value) : "", row.written ? row.written : "") << row.description;
   }
 }
 
@@ -242,14 +242,14 @@ TEST(JSONDocument, setsAMemberAndLeavesEveryOtherByte) {
       {"a key with quotes", "{\"a\":1}", {"b\"\\\n\u00E9"}, "2", "{\"a\":1,\"b\\\"\\\\\\u000a\u00E9\":2}"},
   };
   for (const SetCase& row : cases) {
-    JSONDocument text = read(row.before);
-    text.set(row.path, row.json);
-    EXPECT_EQ(text.text(), row.after) << row.description;
-    const auto again = read(text.text());
-    EXPECT_EQ(text.root().kind, again.root().kind) << row.description;
-    EXPECT_EQ(text.root().begin, again.root().begin) << row.description;
-    EXPECT_EQ(text.root().end, again.root().end) << row.description;
-    EXPECT_EQ(text.written(*text.find(row.path)), row.json) << row.description;
+    JSONDocument document = read(row.before);
+    document.set(row.path, row.json);
+    EXPECT_EQ(document.json(), row.after) << row.description;
+    const auto again = read(document.json());
+    EXPECT_EQ(document.root().kind, again.root().kind) << row.description;
+    EXPECT_EQ(document.root().begin, again.root().begin) << row.description;
+    EXPECT_EQ(document.root().end, again.root().end) << row.description;
+    EXPECT_EQ(document.written(*document.find(row.path)), row.json) << row.description;
   }
 }
 
@@ -278,12 +278,12 @@ TEST(JSONDocument, erasesAMemberAndLeavesEveryOtherByte) {
        R"({"n":12345678901234567890.10E+1})"},
   };
   for (const EraseCase& row : cases) {
-    JSONDocument text = read(row.before);
-    EXPECT_TRUE(text.erase(row.path)) << row.description;
-    EXPECT_EQ(text.text(), row.after) << row.description;
-    EXPECT_EQ(text.root().end, read(text.text()).root().end) << row.description;
-    EXPECT_FALSE(text.erase(row.path)) << row.description;
-    EXPECT_EQ(text.text(), row.after) << row.description;
+    JSONDocument document = read(row.before);
+    EXPECT_TRUE(document.erase(row.path)) << row.description;
+    EXPECT_EQ(document.json(), row.after) << row.description;
+    EXPECT_EQ(document.root().end, read(document.json()).root().end) << row.description;
+    EXPECT_FALSE(document.erase(row.path)) << row.description;
+    EXPECT_EQ(document.json(), row.after) << row.description;
   }
   const EraseCase without[] = {
       {"no such key", R"({ "a":1 })", {"b"}, {}},
@@ -293,35 +293,35 @@ TEST(JSONDocument, erasesAMemberAndLeavesEveryOtherByte) {
       {"a root that is no object", "[1]", {"a"}, {}},
   };
   for (const EraseCase& row : without) {
-    JSONDocument text = read(row.before);
-    EXPECT_FALSE(text.erase(row.path)) << row.description;
-    EXPECT_EQ(text.text(), row.before) << row.description;
+    JSONDocument document = read(row.before);
+    EXPECT_FALSE(document.erase(row.path)) << row.description;
+    EXPECT_EQ(document.json(), row.before) << row.description;
   }
 }
 
 TEST(JSONDocument, quotesAStringSoThatItReadsBack) {
   std::string all;
   for (char byte = 0; byte < 0x7F; ++byte) all += byte;
-  const std::string texts[] = {"", "a/b", "\"\\\"", all, "\u007F\u00E9\u65E5\U0001F600"};
-  for (const std::string& text : texts) {
-    const JSONDocument quoted = read(quotedJSON(text));
+  const std::string strings[] = {"", "a/b", "\"\\\"", all, "\u007F\u00E9\u65E5\U0001F600"};
+  for (const std::string& string : strings) {
+    const JSONDocument quoted = read(quotedJSON(string));
     ASSERT_EQ(quoted.root().kind, Kind::string);
-    EXPECT_EQ(quoted.string(quoted.root()), text);
+    EXPECT_EQ(quoted.string(quoted.root()), string);
   }
   EXPECT_EQ(quotedJSON("a/\u00E9\x01"), "\"a/\u00E9\\u0001\"");
 }
 
 TEST(JSONDocument, readsHundredsOfThousandsOfLevels) {
-  std::string text;
-  for (int i = 0; i < 300'000; ++i) text += i % 2 == 0 ? "[" : "{\"a\":";
-  EXPECT_EQ(JSONDocument::fault(text), text.size());
+  std::string json;
+  for (int i = 0; i < 300'000; ++i) json += i % 2 == 0 ? "[" : "{\"a\":";
+  EXPECT_EQ(JSONDocument::fault(json), json.size());
   std::string close;
   for (int i = 0; i < 300'000; ++i) close += i % 2 == 0 ? '}' : ']';
-  EXPECT_EQ(JSONDocument::fault(text + "1" + close), std::nullopt);
-  JSONDocument whole = read("{\"x\":" + text + "1" + close + "}");
+  EXPECT_EQ(JSONDocument::fault(json + "1" + close), std::nullopt);
+  JSONDocument whole = read("{\"x\":" + json + "1" + close + "}");
   whole.set({"y"}, "1");
   EXPECT_TRUE(whole.erase({"x"}));
-  EXPECT_EQ(whole.text(), "{\"y\":1}");
+  EXPECT_EQ(whole.json(), "{\"y\":1}");
 }
 
 }  // namespace

@@ -41,10 +41,10 @@ struct Recorder {
   }
 };
 
-TEST(JSONGrammar, tellsItsSinkWhatItFindsInTheOrderOfTheText) {
+TEST(JSONGrammar, tellsItsSinkWhatItFindsInTheOrderOfTheDocument) {
   const struct {
     const char* description;
-    const char* text;
+    const char* json;
     const char* told;
   } rows[] = {
       {"words", "[true,false,null]", "array#1[ T:true F:false null /array#1] "},
@@ -61,7 +61,7 @@ TEST(JSONGrammar, tellsItsSinkWhatItFindsInTheOrderOfTheText) {
   };
   for (const auto& row : rows) {
     Recorder recorder{.allowsLone = true};
-    EXPECT_TRUE(JSONGrammar<Recorder>(row.text, recorder).read()) << row.description;
+    EXPECT_TRUE(JSONGrammar<Recorder>(row.json, recorder).read()) << row.description;
     EXPECT_EQ(recorder.told, row.told) << row.description;
   }
 }
@@ -69,7 +69,7 @@ TEST(JSONGrammar, tellsItsSinkWhatItFindsInTheOrderOfTheText) {
 TEST(JSONGrammar, stopsWhereTheSinkRefuses) {
   const struct {
     const char* description;
-    std::string_view text;
+    std::string_view json;
     std::size_t at;
     const char* told;
   } rows[] = {
@@ -78,9 +78,9 @@ TEST(JSONGrammar, stopsWhereTheSinkRefuses) {
   };
   for (const auto& row : rows) {
     Recorder recorder;
-    JSONGrammar<Recorder> grammar(row.text, recorder);
+    JSONGrammar<Recorder> grammar(row.json, recorder);
     EXPECT_FALSE(grammar.read()) << row.description;
-    EXPECT_EQ(static_cast<std::size_t>(grammar.at() - row.text.data()), row.at) << row.description;
+    EXPECT_EQ(static_cast<std::size_t>(grammar.at() - row.json.data()), row.at) << row.description;
     EXPECT_EQ(recorder.told, row.told) << row.description;
   }
 }

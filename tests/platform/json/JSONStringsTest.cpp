@@ -75,7 +75,7 @@ TEST(JSONStrings, acceptsExactlyWhatIsUTF8) {
       }
     }
   }
-  for (const std::size_t before : {0, 1, 12, 13, 14, 15, 16, 29}) {
+  for (const std::size_t before : {0U, 1U, 12U, 13U, 14U, 15U, 16U, 29U}) {
     for (const std::string& sequence : sequences) {
       for (const char* after : {"", "z", "\\n", "\u00e9"}) {
         const std::string string = std::string(before, 'x') + sequence + after;
@@ -108,8 +108,8 @@ TEST(JSONStrings, replacesEscapesWhereverTheyAre) {
   };
   for (const auto& row : rows) {
     for (std::size_t before = 0; before <= 34; ++before) {
-      for (const std::size_t between : {0, 1, 7, 16}) {
-        for (const std::size_t after : {0, 5, 40}) {
+      for (const std::size_t between : {0U, 1U, 7U, 16U}) {
+        for (const std::size_t after : {0U, 5U, 40U}) {
           const std::string x(before, 'x');
           const std::string y(between, 'y');
           const auto said = unescaped(x + row.written + y + row.written, after);

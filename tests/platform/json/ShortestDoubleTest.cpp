@@ -19,30 +19,30 @@ namespace kelvane {
 namespace {
 
 std::string shortest(double value) {
-  char text[roomForDouble];
-  return {text, writeShortest(value, text)};
+  char written[roomForDouble];
+  return {written, writeShortest(value, written)};
 }
 
-struct DoubleText {
+struct WrittenDouble {
   double value;
-  const char* text;
+  const char* written;
 
-  friend void PrintTo(const DoubleText& row, std::ostream* out) { *out << row.text; }
+  friend void PrintTo(const WrittenDouble& row, std::ostream* out) { *out << row.written; }
 };
 
-class ShortestDouble : public ::testing::TestWithParam<DoubleText> {};
+class ShortestDouble : public ::testing::TestWithParam<WrittenDouble> {};
 
 TEST_P(ShortestDouble, isWritten) {
-  EXPECT_EQ(shortest(GetParam().value), GetParam().text);
+  EXPECT_EQ(shortest(GetParam().value), GetParam().written);
 }
 
 TEST_P(ShortestDouble, isWrittenWithItsSign) {
-  EXPECT_EQ(shortest(-GetParam().value), "-" + std::string(GetParam().text));
+  EXPECT_EQ(shortest(-GetParam().value), "-" + std::string(GetParam().written));
 }
 
 using Limits = std::numeric_limits<double>;
 
-const DoubleText doubleTexts[] = {
+const WrittenDouble writtenDoubles[] = {
     {0.0, "0"},
     {1.0, "1"},
     {10.0, "10"},
@@ -80,12 +80,12 @@ const DoubleText doubleTexts[] = {
     {Limits::epsilon(), "2.220446049250313e-16"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, ShortestDouble, ::testing::ValuesIn(doubleTexts), kelvane::tests::RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, ShortestDouble, ::testing::ValuesIn(writtenDoubles), kelvane::tests::RowName());
 
 // The standard library finds the digits in another way.
 std::string byTheStandardLibrary(double value) {
-  char text[roomForDouble];
-  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+  char written[roomForDouble];
+  return {written, std::to_chars(written, written + sizeof written, value).ptr};
 }
 
 TEST(ShortestDoubles, areTheStandardLibrarysAtEachPowerOfTwo) {

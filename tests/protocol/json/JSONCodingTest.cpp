@@ -18,7 +18,7 @@ struct Holder {
   bool isNil = false;
   std::optional<bool> boolean = {};
   std::optional<double> number = {};
-  std::optional<std::string> text = {};
+  std::optional<std::string> string = {};
   std::optional<std::vector<Holder>> items = {};
   std::optional<std::vector<std::pair<std::string, Holder>>> members = {};
   std::string asked = {};
@@ -37,7 +37,7 @@ struct Holder {
   }
   bool decodeBool() { return answer("b", boolean); }
   double decodeDouble() { return answer("d", number); }
-  std::string decodeString() { return answer("s", text); }
+  std::string decodeString() { return answer("s", string); }
   JSON::Array decodeArray() {
     JSON::Array array;
     for (Holder item : answer("a", items)) array.append(JSON::from(item));
@@ -88,8 +88,8 @@ INSTANTIATE_TEST_SUITE_P(
         Attempt{"a Bool", {.boolean = false}, false, "nb"},
         Attempt{"a decoder that takes numbers for Bools gives Bools", {.boolean = true, .number = 1}, true, "nb"},
         Attempt{"a number", number(2), 2, "nbd"},
-        Attempt{"a number before a text", {.number = 2, .text = "2"}, 2, "nbd"},
-        Attempt{"a text", {.text = "x"}, "x", "nbds"},
+        Attempt{"a number before a string", {.number = 2, .string = "2"}, 2, "nbd"},
+        Attempt{"a string", {.string = "x"}, "x", "nbds"},
         Attempt{"an array", {.items = std::vector{number(1), nil()}}, JSON::Array{1, nullptr}, "nbdsa"},
         Attempt{"an array before an object",
                 {.items = std::vector<Holder>(), .members = {{{"a", nil()}}}},
@@ -115,41 +115,41 @@ TEST(JSONCoding, throwsForALackOfMemoryInsteadOfTryingTheNextKind) {
 
 /// A single-value encoder that records which operations are called.
 struct Notes {
-  std::string text;
-  void encodeNil() { text += "nil "; }
-  void encodeBool(bool value) { text += value ? "true " : "false "; }
-  void encodeInteger(std::int64_t value) { text += "integer:" + std::to_string(value) + " "; }
-  void encodeDouble(double value) { text += "double:" + std::to_string(value) + " "; }
-  void encodeString(std::string_view value) { text.append("string:").append(value).append(" "); }
+  std::string out;
+  void encodeNil() { out += "nil "; }
+  void encodeBool(bool value) { out += value ? "true " : "false "; }
+  void encodeInteger(std::int64_t value) { out += "integer:" + std::to_string(value) + " "; }
+  void encodeDouble(double value) { out += "double:" + std::to_string(value) + " "; }
+  void encodeString(std::string_view value) { out.append("string:").append(value).append(" "); }
   void encodeArray(const JSON::Array& items) {
-    text += "[ ";
+    out += "[ ";
     for (const JSON& item : items) item.encode(*this);
-    text += "] ";
+    out += "] ";
   }
   void encodeObject(const JSON::Object& members) {
-    text += "{ ";
+    out += "{ ";
     for (const JSON::Member& member : members) {
-      text.append(member.key()).append("=");
+      out.append(member.key()).append("=");
       member.value().encode(*this);
     }
-    text += "} ";
+    out += "} ";
   }
 };
 
 TEST(JSONCoding, writesEachKindAsItself) {
   Notes notes;
   JSON(JSON::Array{nullptr, true, false, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(notes);
-  EXPECT_EQ(notes.text, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
+  EXPECT_EQ(notes.out, "[ nil true false string:x double:1.500000 { a=[ ] b=integer:3 } ] ");
 }
 
 /// A single-value encoder whose operations return [[nodiscard]] values and take their arguments as temporaries.
 struct Chain {
-  std::string text = {};
+  std::string out = {};
   [[nodiscard]] Chain& encodeNil() { return put("nil"); }
-  [[nodiscard]] bool encodeBool(bool&& value) { return put(value ? "true" : "false").text.empty(); }
-  [[nodiscard]] std::string encodeInteger(std::int64_t&& value) { return put(std::to_string(value)).text; }
-  [[nodiscard]] int encodeDouble(double&& value) { return static_cast<int>(put(std::to_string(value)).text.size()); }
-  [[nodiscard]] const char* encodeString(std::string_view&& value) { return put(value).text.c_str(); }
+  [[nodiscard]] bool encodeBool(bool&& value) { return put(value ? "true" : "false").out.empty(); }
+  [[nodiscard]] std::string encodeInteger(std::int64_t&& value) { return put(std::to_string(value)).out; }
+  [[nodiscard]] int encodeDouble(double&& value) { return static_cast<int>(put(std::to_string(value)).out.size()); }
+  [[nodiscard]] const char* encodeString(std::string_view&& value) { return put(value).out.c_str(); }
   [[nodiscard]] std::optional<Chain> encodeArray(JSON::Array items) {
     for (const JSON& item : items) item.encode(*this);
     return std::nullopt;
@@ -161,7 +161,7 @@ struct Chain {
 
  private:
   Chain& put(std::string_view word) {
-    text.append(word).append(" ");
+    out.append(word).append(" ");
     return *this;
   }
 };
@@ -182,7 +182,7 @@ static_assert(!SingleValueEncoder<Deaf> && !SingleValueEncoder<const Chain>);
 TEST(JSONCoding, ignoresWhatAnEncoderReturns) {
   Chain chain;
   JSON(JSON::Array{nullptr, true, "x", 1.5, JSON::Object{{"b", 3.0}, {"a", JSON::Array()}}}).encode(chain);
-  EXPECT_EQ(chain.text, "nil true x 1.500000 3 ");
+  EXPECT_EQ(chain.out, "nil true x 1.500000 3 ");
 }
 
 struct IntegerRow {

@@ -17,22 +17,22 @@ using namespace std::string_view_literals;
 
 struct Accepted {
   const char* about;
-  std::string text;
+  std::string json;
   JSON value;
 
   friend void PrintTo(const Accepted& row, std::ostream* out) { *out << row.about; }
 };
 
-class AcceptedText : public testing::TestWithParam<Accepted> {};
+class AcceptedJSON : public testing::TestWithParam<Accepted> {};
 
-TEST_P(AcceptedText, decodesToItsValue) {
-  const auto value = JSON::decoded(GetParam().text);
+TEST_P(AcceptedJSON, decodesToItsValue) {
+  const auto value = JSON::decoded(GetParam().json);
   ASSERT_TRUE(value) << GetParam().about;
   EXPECT_EQ(*value, GetParam().value) << GetParam().about << ": " << value->encoded();
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    JSON, AcceptedText,
+    JSON, AcceptedJSON,
     testing::Values(
         Accepted{"null", "null", nullptr},                                                             //
         Accepted{"true is a Bool and no number", "true", true},                                        //
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         Accepted{"twenty digits", "18446744073709551616", 18446744073709551616.0},                                    //
         Accepted{"half way but for the last of many digits",                                                          //
                  "9007199254740993.0000000000000000000000000000000001", 9007199254740994.0},                          //
-        Accepted{"an empty text", R"("")", ""},                                                                       //
+        Accepted{"an empty string", R"("")", ""},                                                                     //
         Accepted{"fourteen bytes", R"("12345678901234")", "12345678901234"},                                          //
         Accepted{"fifteen bytes", R"("123456789012345")", "123456789012345"},                                         //
         Accepted{"every escape", R"("\"\\\/\b\f\n\r\t\u0041")", "\"\\/\b\f\n\r\tA"},                                  //
@@ -69,9 +69,9 @@ INSTANTIATE_TEST_SUITE_P(
         Accepted{"the last scalar", R"("\uDBFF\uDFFF")", "\U0010FFFF"},                                               //
         Accepted{"the first pair", R"("\uD800\uDC00")", "\U00010000"},                                                //
         Accepted{"the scalars beside the surrogates", R"("\uD7FF\uE000")", "\uD7FF\uE000"},                           //
-        Accepted{"a long text with an escape at its end", R"("0123456789012345678901234567890\n")",                   //
+        Accepted{"a long string with an escape at its end", R"("0123456789012345678901234567890\n")",                 //
                  "0123456789012345678901234567890\n"},                                                                //
-        Accepted{"many escapes in a short text", R"("\u0031\u0032\u0033\u0034\u0035\u0036\u0037\u0038")",             //
+        Accepted{"many escapes in a short string", R"("\u0031\u0032\u0033\u0034\u0035\u0036\u0037\u0038")",           //
                  "12345678"},                                                                                         //
         Accepted{"a delete character bare", "\"\x7f\"", "\x7f"},                                                      //
         Accepted{"two, three and four bytes bare", "\"é€𝄞\"", "é€𝄞"},                                                 //
@@ -92,20 +92,20 @@ INSTANTIATE_TEST_SUITE_P(
 
 struct Rejected {
   const char* about;
-  std::string text;
+  std::string json;
 
   friend void PrintTo(const Rejected& row, std::ostream* out) { *out << row.about; }
 };
 
-class RejectedText : public testing::TestWithParam<Rejected> {};
+class RejectedJSON : public testing::TestWithParam<Rejected> {};
 
-TEST_P(RejectedText, isRefused) {
-  const auto value = JSON::decoded(GetParam().text);
+TEST_P(RejectedJSON, isRefused) {
+  const auto value = JSON::decoded(GetParam().json);
   EXPECT_FALSE(value) << GetParam().about << ": " << value->encoded();
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    JSON, RejectedText,
+    JSON, RejectedJSON,
     testing::Values(
         Rejected{"nothing", ""}, Rejected{"spaces", "  "}, Rejected{"a lone opening brace", "{"},
         Rejected{"a lone opening bracket", "["}, Rejected{"a lone closing bracket", "]"},
@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
         Rejected{"a trailing comma in an object", R"({"a":1,})"}, Rejected{"a trailing comma in an array", "[1,]"},
         Rejected{"a leading comma", "[,1]"}, Rejected{"two commas", "[1,,2]"}, Rejected{"no comma", "[1 2]"},
         Rejected{"no colon", R"({"a" 1})"}, Rejected{"no value", R"({"a":})"}, Rejected{"no key", "{:1}"},
-        Rejected{"a key that is no text", "{1:1}"}, Rejected{"a key alone", R"({"a"})"}, Rejected{"two values", "1 2"},
+        Rejected{"a key that is no json", "{1:1}"}, Rejected{"a key alone", R"({"a"})"}, Rejected{"two values", "1 2"},
         Rejected{"two documents", "{}{}"}, Rejected{"a word cut short", "tru"}, Rejected{"a word too long", "nulls"},
         Rejected{"a word in capitals", "NULL"}, Rejected{"no word", "nan"}, Rejected{"infinity", "Infinity"},
         Rejected{"a plus sign", "+1"}, Rejected{"a sign alone", "-"}, Rejected{"a leading zero", "01"},
@@ -126,9 +126,9 @@ INSTANTIATE_TEST_SUITE_P(
         Rejected{"overflow by many digits with a fraction", std::string(400, '1') + "." + std::string(500, '1')},
         Rejected{"overflow by many digits with an exponent below zero", std::string(400, '1') + "e-50"},
         Rejected{"an exponent beyond 64 bits", "1e99999999999999999999"},
-        Rejected{"a long number that overflows", "1000000000000000000000e300"}, Rejected{"an open text", "\"a"},
-        Rejected{"an open long text", "\"0123456789012345678901234567890123456789"},
-        Rejected{"a text that ends in a backslash", "\"\\"}, Rejected{"single quotes", "'a'"},
+        Rejected{"a long number that overflows", "1000000000000000000000e300"}, Rejected{"an open string", "\"a"},
+        Rejected{"an open long string", "\"0123456789012345678901234567890123456789"},
+        Rejected{"a string that ends in a backslash", "\"\\"}, Rejected{"single quotes", "'a'"},
         Rejected{"an unknown escape", R"("\a")"}, Rejected{"an escape in capitals", R"("\N")"},
         Rejected{"three hexadecimal digits", R"("\u004")"}, Rejected{"no hexadecimal digit", R"("\u00g0")"},
         Rejected{"a sign in hexadecimal", R"("\u-041")"}, Rejected{"an x in hexadecimal", R"("\u0x41")"},
@@ -143,16 +143,16 @@ INSTANTIATE_TEST_SUITE_P(
         Rejected{"the last low surrogate and a low one", R"("\uDFFF\uDC00")"},
         Rejected{"a pair the wrong way round", R"("\uDD1E\uD834")"},
         Rejected{"a high surrogate and another escape", R"("\uD834\n12345")"},
-        Rejected{"a lone surrogate in a key", R"({"\uD834":1})"}, Rejected{"a line feed in a text", "\"a\nb\""},
-        Rejected{"a NUL in a text", std::string("\"a\0b\""sv)}, Rejected{"a tab in a text", "\"\t\""},
-        Rejected{"a control character far into a text", "\"0123456789012345678901234567890\x1f\""},
+        Rejected{"a lone surrogate in a key", R"({"\uD834":1})"}, Rejected{"a line feed in a string", "\"a\nb\""},
+        Rejected{"a NUL in a string", std::string("\"a\0b\""sv)}, Rejected{"a tab in a string", "\"\t\""},
+        Rejected{"a control character far into a string", "\"0123456789012345678901234567890\x1f\""},
         Rejected{"a stray continuation byte", "\"\x80\""}, Rejected{"an overlong slash", "\"\xC0\xAF\""},
         Rejected{"an overlong three-byte form", "\"\xE0\x80\xAF\""},
         Rejected{"an overlong four-byte form", "\"\xF0\x80\x80\xAF\""},
         Rejected{"a surrogate in UTF-8", "\"\xED\xA0\x80\""},
         Rejected{"beyond the last scalar", "\"\xF4\x90\x80\x80\""}, Rejected{"a sequence cut short", "\"\xE2\x82\""},
         Rejected{"a sequence at the end of the input", "\"\xE2"}, Rejected{"a byte that never occurs", "\"\xFF\""},
-        Rejected{"UTF-8 cut short far into a text", "\"0123456789012345é\xE2\x82 \""},
+        Rejected{"UTF-8 cut short far into a string", "\"0123456789012345é\xE2\x82 \""},
         Rejected{"a NUL behind the value", std::string("1\0"sv)}, Rejected{"a comment", "1 // one"},
         Rejected{"a form feed", "\f1"},
         Rejected{"a no-break space",
@@ -181,9 +181,10 @@ TEST(JSONDecoding, readsAStringTheSameWithEachByteAtEveryOffset) {
   }
 }
 
-TEST(JSONDecoding, readsNoByteAfterTheText) {
-  // Each text is a part of a larger one that would change the result. The address sanitizer checks the same text alone.
-  const std::string whole = R"({"key":[12345.5e1,"text\n",true,null]})";
+TEST(JSONDecoding, readsNoByteAfterTheDocument) {
+  // Each document is a part of a larger one that would change the result. The address sanitizer checks the same json
+  // alone.
+  const std::string whole = R"({"key":[12345.5e1,"string\n",true,null]})";
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_FALSE(JSON::decoded(std::string_view(whole).substr(0, length))) << length;
     const std::vector<char> alone(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
@@ -199,33 +200,33 @@ TEST(JSONDecoding, numbersAreRoundedLikeTheSystemRoundsThem) {
     return digits[tests::below(digits.size(), generator)];
   };
   for (int i = 0; i < 200000; ++i) {
-    std::string text = tests::below(2, generator) == 0 ? "-" : "";
+    std::string json = tests::below(2, generator) == 0 ? "-" : "";
     if (tests::below(4, generator) == 0) {
-      text += "0." + std::string(tests::below(25, generator), '0');
+      json += "0." + std::string(tests::below(25, generator), '0');
     } else {
-      text += digit('1');
-      for (std::size_t more = tests::below(12, generator); more > 0; --more) text += digit('0');
-      text += '.';
+      json += digit('1');
+      for (std::size_t more = tests::below(12, generator); more > 0; --more) json += digit('0');
+      json += '.';
     }
-    for (std::size_t more = 1 + tests::below(20, generator); more > 0; --more) text += digit('0');
+    for (std::size_t more = 1 + tests::below(20, generator); more > 0; --more) json += digit('0');
     if (tests::below(2, generator) == 0)
-      text += "e" + std::to_string(static_cast<int>(tests::below(80, generator)) - 40);
-    const auto value = JSON::decoded(text);
-    ASSERT_TRUE(value) << text;
-    ASSERT_EQ(*value->number(), std::strtod(text.c_str(), nullptr)) << text;
+      json += "e" + std::to_string(static_cast<int>(tests::below(80, generator)) - 40);
+    const auto value = JSON::decoded(json);
+    ASSERT_TRUE(value) << json;
+    ASSERT_EQ(*value->number(), std::strtod(json.c_str(), nullptr)) << json;
   }
 }
 
 TEST(JSONDecoding, manyMembersInAnyOrderAreFoundAndWrittenInOrder) {
   for (const std::size_t count : {1U, 2U, 15U, 16U, 17U, 100U, 3000U}) {
     for (const std::string_view prefix : {"", "profile_background_", "é"}) {
-      std::string text = "{";
+      std::string json = "{";
       for (std::size_t i = 0; i < count; ++i) {
-        if (i > 0) text += ',';
-        text += '"' + std::string(prefix) + std::to_string(i * 7919 % count) + "\":" + std::to_string(i);
+        if (i > 0) json += ',';
+        json += '"' + std::string(prefix) + std::to_string(i * 7919 % count) + "\":" + std::to_string(i);
       }
-      text += '}';
-      const auto value = JSON::decoded(text);
+      json += '}';
+      const auto value = JSON::decoded(json);
       ASSERT_TRUE(value);
       ASSERT_EQ(value->object()->size(), count) << prefix;
       std::string previous;
@@ -246,13 +247,13 @@ TEST(JSONDecoding, ofManyMembersWithEqualKeysTheLastStays) {
   for (const std::size_t keys : {1U, 5U, 8U, 9U, 40U, 1000U}) {
     for (const std::string_view prefix : {"", "profile_background_", "é"}) {
       constexpr std::size_t times = 3;
-      std::string text = "{";
+      std::string json = "{";
       for (std::size_t i = 0; i < times * keys; ++i) {
-        if (i > 0) text += ',';
-        text += '"' + std::string(prefix) + std::to_string(i * 7919 % keys) + "\":" + std::to_string(i);
+        if (i > 0) json += ',';
+        json += '"' + std::string(prefix) + std::to_string(i * 7919 % keys) + "\":" + std::to_string(i);
       }
-      text += '}';
-      const auto value = JSON::decoded(text);
+      json += '}';
+      const auto value = JSON::decoded(json);
       ASSERT_TRUE(value);
       ASSERT_EQ(value->object()->size(), keys) << prefix;
       for (std::size_t i = (times - 1) * keys; i < times * keys; ++i) {

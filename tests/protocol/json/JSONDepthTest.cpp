@@ -7,23 +7,23 @@ namespace kelvane {
 namespace {
 
 std::string nested(std::string_view open, std::string_view inner, std::string_view close, std::size_t depth) {
-  std::string text;
-  text.reserve(depth * (open.size() + close.size()) + inner.size());
-  for (std::size_t i = 0; i < depth; ++i) text += open;
-  text += inner;
-  for (std::size_t i = 0; i < depth; ++i) text += close;
-  return text;
+  std::string json;
+  json.reserve(depth * (open.size() + close.size()) + inner.size());
+  for (std::size_t i = 0; i < depth; ++i) json += open;
+  json += inner;
+  for (std::size_t i = 0; i < depth; ++i) json += close;
+  return json;
 }
 
 /// Decodes, copies, compares, encodes, changes and destroys on a stack that recursion would run out of.
-void livesOnASmallStack(const std::string& text, const std::string& other) {
+void livesOnASmallStack(const std::string& json, const std::string& other) {
   tests::onSmallStack([&] {
-    const std::optional<JSON> value = JSON::decoded(text);
+    const std::optional<JSON> value = JSON::decoded(json);
     ASSERT_TRUE(value);
     const JSON copy = *value;  // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_TRUE(copy == *JSON::decoded(text));
+    EXPECT_TRUE(copy == *JSON::decoded(json));
     EXPECT_FALSE(copy == *JSON::decoded(other));
-    EXPECT_TRUE(copy.encoded() == text);
+    EXPECT_TRUE(copy.encoded() == json);
   });
 }
 
@@ -41,7 +41,8 @@ TEST(JSONDepth, aMillionArraysThatNeverCloseAreRefused) {
 
 TEST(JSONDepth, valuesNestedByHandAreDestroyedOnASmallStack) {
   tests::onSmallStack([] {
-    JSON value = JSON::decoded(R"(["a text in a document of its own"])").value();
+    const std::string_view inner = R"(["a string in a document of its own"])";
+    JSON value = JSON::decoded(inner).value();
     for (int i = 0; i < 1000000; ++i) {
       JSON::Array around;
       around.append(std::move(value));
@@ -50,7 +51,7 @@ TEST(JSONDepth, valuesNestedByHandAreDestroyedOnASmallStack) {
     const JSON copy = value;
     EXPECT_TRUE(copy == value);
     value = nullptr;
-    EXPECT_EQ(copy.encoded().size(), 2 * 1000000 + 35);
+    EXPECT_EQ(copy.encoded().size(), 2 * 1000000 + inner.size());
   });
 }
 

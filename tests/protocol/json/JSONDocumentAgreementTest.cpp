@@ -48,13 +48,13 @@ TEST(JSONDocument, hasTheMembersThatTheDecoderReads) {
   std::mt19937_64 random = tests::seededGenerator();
   int beyondValues = 0;
   for (int i = 0; i < 6000; ++i) {
-    const std::string text = randomJSON(random);
-    SCOPED_TRACE(text);
-    const auto document = JSONDocument::read(text);
+    const std::string json = randomJSON(random);
+    SCOPED_TRACE(json);
+    const auto document = JSONDocument::read(json);
     ASSERT_TRUE(document.has_value());
     const std::string decodable = document->decodable();
-    ASSERT_EQ(decodable == text, JSON::decoded(text).has_value());
-    if (decodable != text) ++beyondValues;
+    ASSERT_EQ(decodable == json, JSON::decoded(json).has_value());
+    if (decodable != json) ++beyondValues;
     const auto decoded = JSON::decoded(decodable);
     ASSERT_TRUE(decoded.has_value()) << decodable;
     const auto stoodIn = JSONDocument::read(decodable);
@@ -77,9 +77,9 @@ TEST(JSONDocument, hasTheMembersThatTheDecoderReads) {
 TEST(JSONDocument, changesWhatTheDecoderReadsAndNothingElse) {
   std::mt19937_64 random = tests::seededGenerator();
   for (int i = 0; i < 6000; ++i) {
-    const std::string text = randomJSON(random);
-    SCOPED_TRACE(text);
-    auto edited = JSONDocument::read(text).value();
+    const std::string json = randomJSON(random);
+    SCOPED_TRACE(json);
+    auto edited = JSONDocument::read(json).value();
     const JSON before = JSON::decoded(edited.decodable()).value();
     const std::string_view outer = oneOf(keys, random);
     const std::string_view inner = oneOf(keys, random);
@@ -92,18 +92,18 @@ TEST(JSONDocument, changesWhatTheDecoderReadsAndNothingElse) {
       nested.set(inner, "new");
       root.set(outer, nested);
       edited.set({outer, inner}, R"("new")");
-      ASSERT_EQ(JSON::decoded(edited.decodable()), JSON(root)) << edited.text();
-      const std::string once = edited.text();
+      ASSERT_EQ(JSON::decoded(edited.decodable()), JSON(root)) << edited.json();
+      const std::string once = edited.json();
       edited.set({outer, inner}, R"("new")");
-      ASSERT_EQ(edited.text(), once);
+      ASSERT_EQ(edited.json(), once);
     } else {
       const bool wasThere = nested.erase(inner);
       if (wasThere) root.set(outer, nested);
       ASSERT_EQ(edited.erase({outer, inner}), wasThere);
-      ASSERT_EQ(JSON::decoded(edited.decodable()), wasThere ? JSON(root) : before) << edited.text();
-      ASSERT_TRUE(wasThere || edited.text() == text);
+      ASSERT_EQ(JSON::decoded(edited.decodable()), wasThere ? JSON(root) : before) << edited.json();
+      ASSERT_TRUE(wasThere || edited.json() == json);
     }
-    ASSERT_EQ(edited.root().end, JSONDocument::read(edited.text())->root().end);
+    ASSERT_EQ(edited.root().end, JSONDocument::read(edited.json())->root().end);
   }
 }
 

@@ -25,15 +25,15 @@ constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 struct Row {
   const char* about;
   JSON value;
-  std::string_view text;
+  std::string_view json;
 
   friend void PrintTo(const Row& row, std::ostream* out) { *out << row.about; }
 };
 
 class Encoded : public testing::TestWithParam<Row> {};
 
-TEST_P(Encoded, isExactlyThisText) {
-  EXPECT_EQ(GetParam().value.encoded(), GetParam().text) << GetParam().about;
+TEST_P(Encoded, isExactlyThisJSON) {
+  EXPECT_EQ(GetParam().value.encoded(), GetParam().json) << GetParam().about;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -52,12 +52,12 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"a NaN deep inside makes the whole null", JSON::Object{{"a", JSON::Array{1, JSON::Array{notANumber}}}},
             "null"},
         Row{"an infinity behind other members", JSON::Object{{"a", "x"}, {"b", -infinity}}, "null"},
-        Row{"an empty text", "", R"("")"}, Row{"a slash is bare", "tools/list", R"("tools/list")"},
+        Row{"an empty string", "", R"("")"}, Row{"a slash is bare", "tools/list", R"("tools/list")"},
         Row{"quote and backslash", "\"\\", R"("\"\\")"}, Row{"short escapes", "\b\f\n\r\t", R"("\b\f\n\r\t")"},
         Row{"other control characters", "\0\x01\x1f"sv, R"("\u0000\u0001\u001f")"},
         Row{"a delete character is bare", "\x7f", "\"\x7f\""}, Row{"non-ASCII is bare", "é€𝄞\u2028", "\"é€𝄞\u2028\""},
         Row{"bytes that are not UTF-8", "a\xFFz\xE2\x82", "\"a\uFFFDz\uFFFD\""},
-        Row{"bytes that are not UTF-8, in a long text", "0123456789012345\xC3(", "\"0123456789012345\uFFFD(\""},
+        Row{"bytes that are not UTF-8, in a long string", "0123456789012345\xC3(", "\"0123456789012345\uFFFD(\""},
         Row{"bytes that are not UTF-8, in a key", JSON::Object{{"\xFF", 1}}, "{\"\uFFFD\":1}"},
         Row{"an empty array", JSON::Array(), "[]"}, Row{"an empty object", JSON::Object(), "{}"},
         Row{"an array", JSON::Array{1, "a", nullptr, JSON::Array()}, R"([1,"a",null,[]])"},
@@ -83,9 +83,9 @@ TEST(JSONEncoding, escapesEachByteAtEveryOffset) {
 
 TEST(JSONEncoding, writesStringsOfEverySizeWhole) {
   for (const std::size_t size : {0U, 13U, 14U, 15U, 2047U, 2048U, 2049U, 4095U, 4096U, 4097U, 100000U}) {
-    std::string text;
-    for (std::size_t i = 0; i < size; ++i) text += static_cast<char>('a' + i % 26);
-    EXPECT_EQ(JSON(JSON::Array{text, text, 1}).encoded(), "[\"" + text + "\",\"" + text + "\",1]");
+    std::string string;
+    for (std::size_t i = 0; i < size; ++i) string += static_cast<char>('a' + i % 26);
+    EXPECT_EQ(JSON(JSON::Array{string, string, 1}).encoded(), "[\"" + string + "\",\"" + string + "\",1]");
   }
 }
 
@@ -93,19 +93,19 @@ TEST(JSONEncoding, hasRoomForTheLongestOutputAtEveryOffset) {
   // The longest output of each kind that is written without a check, after any number of bytes in the buffer.
   const auto controls = [](std::size_t count) { return std::string(count, '\x01'); };
   const auto escaped = [](std::size_t count) {
-    std::string text;
-    for (; count > 0; --count) text += "\\u0001";
-    return text;
+    std::string json;
+    for (; count > 0; --count) json += "\\u0001";
+    return json;
   };
   const struct {
     const char* what;
     JSON value;
-    std::string text;
+    std::string json;
   } rows[] = {
       {"a member, its key and its value kept inline", JSON::Object{{"", 1}, {controls(14), controls(14)}},
        R"({"":1,")" + escaped(14) + R"(":")" + escaped(14) + R"("})"},
-      {"a text that is not kept inline", controls(100), '"' + escaped(100) + '"'},
-      {"a text in several steps", controls(1500), '"' + escaped(1500) + '"'},
+      {"a string that is not kept inline", controls(100), '"' + escaped(100) + '"'},
+      {"a string in several steps", controls(1500), '"' + escaped(1500) + '"'},
       {"a member whose key is not kept inline", JSON::Object{{controls(100), controls(14)}},
        "{\"" + escaped(100) + R"(":")" + escaped(14) + R"("})"},
       {"a number", -2.2250738585072014e-308, "-2.2250738585072014e-308"},
@@ -114,22 +114,22 @@ TEST(JSONEncoding, hasRoomForTheLongestOutputAtEveryOffset) {
   };
   for (std::size_t size = 1; size < 4100; ++size) {
     JSON::Array before;
-    std::string text = "[";
+    std::string json = "[";
     if (size % 2 == 0) {
       before.append(10);
-      text += "10,";
+      json += "10,";
     }
     for (std::size_t i = 0; i < size / 2; ++i) {
       before.append(1);
-      text += "1,";
+      json += "1,";
     }
     for (const auto& row : rows) {
       // If more was written than there was room for, what follows is wrong too.
       JSON::Array whole = before;
       whole.append(row.value);
       whole.append(2);
-      ASSERT_TRUE(JSON(whole).encoded() == text + row.text + ",2]")
-          << row.what << " behind " << text.size() << " bytes";
+      ASSERT_TRUE(JSON(whole).encoded() == json + row.json + ",2]")
+          << row.what << " behind " << json.size() << " bytes";
     }
   }
 }
@@ -149,7 +149,7 @@ TEST(JSONEncoding, everyDoubleReadsBackAsItself) {
 /// A value of every kind, nested up to a depth.
 JSON randomValue(std::mt19937_64& generator, int depth) {
   static constexpr std::string_view pieces[] = {"a", "Z", "0", "\"", "\\", "\n", "\x01", "é", "e\u0301", "€", "𝄞", "/"};
-  const auto text = [&generator] {
+  const auto string = [&generator] {
     std::string result;
     for (std::size_t i = tests::below(24, generator); i > 0; --i) {
       result += pieces[tests::below(std::size(pieces), generator)];
@@ -166,7 +166,7 @@ JSON randomValue(std::mt19937_64& generator, int depth) {
     case 3:
       return static_cast<double>(tests::below(1000000, generator)) / 1024;
     case 4:
-      return text();
+      return string();
     case 5: {
       JSON::Array items;
       for (std::size_t i = tests::below(20, generator); i > 0; --i) items.append(randomValue(generator, depth - 1));
@@ -175,7 +175,7 @@ JSON randomValue(std::mt19937_64& generator, int depth) {
     default: {
       JSON::Object members;
       for (std::size_t i = tests::below(20, generator); i > 0; --i) {
-        members.set(text(), randomValue(generator, depth - 1));
+        members.set(string(), randomValue(generator, depth - 1));
       }
       return members;
     }
@@ -186,11 +186,11 @@ TEST(JSONEncoding, everyValueReadsBackAsItself) {
   auto generator = tests::seededGenerator();
   for (int i = 0; i < 2000; ++i) {
     const JSON value = randomValue(generator, 4);
-    const std::string text = value.encoded();
-    const auto back = JSON::decoded(text);
-    ASSERT_TRUE(back) << text;
-    ASSERT_EQ(*back, value) << text;
-    ASSERT_EQ(back->encoded(), text);
+    const std::string json = value.encoded();
+    const auto back = JSON::decoded(json);
+    ASSERT_TRUE(back) << json;
+    ASSERT_EQ(*back, value) << json;
+    ASSERT_EQ(back->encoded(), json);
   }
 }
 
@@ -208,22 +208,22 @@ TEST(JSONEncoding, isAppendedToWhatIsThere) {
 TEST(JSONEncoding, appendsNothingIfANumberCannotBeWritten) {
   const std::string large(10000, 'x');
   for (const JSON& value : {JSON(notANumber), JSON(JSON::Array{large, JSON::Object{{"a", infinity}}})}) {
-    std::string text = "before";
-    EXPECT_FALSE(value.appendEncoded(text));
-    EXPECT_EQ(text, "before");
+    std::string json = "before";
+    EXPECT_FALSE(value.appendEncoded(json));
+    EXPECT_EQ(json, "before");
   }
 }
 
-/// Texts of many sizes, with few escapes and with nothing but escapes, also where one step of writing ends.
-std::vector<std::string> texts() {
+/// Strings of many sizes, with few escapes and with nothing but escapes, also where one step of writing ends.
+std::vector<std::string> strings() {
   std::vector<std::string> all;
   for (const std::size_t size : std::initializer_list<std::size_t>{0, 1, 7, 15, 16, 17, 681, 682, 683, 4095, 16383,
                                                                    16384, 16385, 100000, 3000000}) {
     for (const std::string_view pattern :
          {"x"sv, "\n"sv, "\x01"sv, "a\"b"sv, "caf\u00E9 \\"sv, "\xFF"sv, "\xE2\x82"sv, "\0\t"sv}) {
-      std::string text;
-      while (text.size() < size) text.append(pattern);
-      all.push_back(std::move(text));
+      std::string string;
+      while (string.size() < size) string.append(pattern);
+      all.push_back(std::move(string));
     }
     // The escapes come late, when little room was expected to be needed.
     all.push_back(std::string(size, 'x') + std::string(size, '\x1F'));
@@ -231,22 +231,22 @@ std::vector<std::string> texts() {
   return all;
 }
 
-TEST(JSONEncoding, escapesATextAsItIsWrittenInAValue) {
-  for (const std::string& text : texts()) {
+TEST(JSONEncoding, escapesAStringAsItIsWrittenInAValue) {
+  for (const std::string& string : strings()) {
     std::string escaped = "\"";
-    JSON::appendEscaped(text, escaped);
+    JSON::appendEscaped(string, escaped);
     escaped += '"';
-    ASSERT_TRUE(escaped == JSON(text).encoded()) << text.size() << testing::PrintToString(text.substr(0, 20));
+    ASSERT_TRUE(escaped == JSON(string).encoded()) << string.size() << testing::PrintToString(string.substr(0, 20));
   }
 }
 
 TEST(JSONEncoding, escapesWhatWasEscaped) {
-  for (const std::string& text : texts()) {
-    const std::string once = JSON(text).encoded();
+  for (const std::string& string : strings()) {
+    const std::string once = JSON(string).encoded();
     std::string twice = "\"";
     JSON::appendEscaped(once, twice);
     twice += '"';
-    ASSERT_TRUE(JSON::decoded(twice) == JSON(once)) << text.size() << testing::PrintToString(text.substr(0, 20));
+    ASSERT_TRUE(JSON::decoded(twice) == JSON(once)) << string.size() << testing::PrintToString(string.substr(0, 20));
   }
 }
 

@@ -37,10 +37,10 @@ TEST(JSONTestSuite, everyFileIsJudgedAsItsNameSays) {
   for (const fs::directory_entry& entry : fs::directory_iterator(suite())) {
     const std::string name = entry.path().filename();
     std::ifstream file(entry.path(), std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::string json(std::istreambuf_iterator<char>(file), {});
     const bool isAccepted = name[0] == 'y' || acceptedOpenCases.contains(name);
     if (name[0] == 'i') openCases.insert(name);
-    EXPECT_EQ(JSON::decoded(text).has_value(), isAccepted) << name;
+    EXPECT_EQ(JSON::decoded(json).has_value(), isAccepted) << name;
     ++(isAccepted ? accepted : refused);
   }
   EXPECT_GT(accepted, 90U);

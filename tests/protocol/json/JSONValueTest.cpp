@@ -66,17 +66,18 @@ INSTANTIATE_TEST_SUITE_P(
     JSON, Equality,
     testing::Values(
         Pair{"nulls", nullptr, nullptr, true}, Pair{"Bools", true, true, true}, Pair{"other Bools", true, false, false},
-        Pair{"a number is no Bool", 1, true, false}, Pair{"a text is no number", "1", 1, false},
+        Pair{"a number is no Bool", 1, true, false}, Pair{"a string is no number", "1", 1, false},
         Pair{"null is not false", nullptr, false, false},
         Pair{"an empty array is no empty object", JSON::Array(), JSON::Object(), false},
         Pair{"zeros of both signs", 0.0, -0.0, true}, Pair{"a NaN and itself", notANumber, notANumber, false},
-        Pair{"texts", "abc", "abc", true}, Pair{"texts of other case", "abc", "abC", false},
-        Pair{"canonically equal texts", "\u00e9", "e\u0301", true},
+        Pair{"strings", "abc", "abc", true}, Pair{"strings of other case", "abc", "abC", false},
+        Pair{"canonically equal strings", "\u00e9", "e\u0301", true},
         Pair{"an ASCII letter and its canonical twin", "K", "\u212a", true},
-        Pair{"canonically equal long texts", "a long text with \u00e9", "a long text with e\u0301", true},
-        Pair{"compatible texts only", "\ufb01", "fi", false}, Pair{"texts that are not UTF-8", "\xFF", "\xFF", true},
-        Pair{"other texts that are not UTF-8", "\xFF", "\xFE", false},
-        Pair{"a text that is not UTF-8 and its replacement", "\xFF", "\uFFFD", false},
+        Pair{"canonically equal long strings", "a long string with \u00e9", "a long string with e\u0301", true},
+        Pair{"compatible strings only", "\ufb01", "fi", false},
+        Pair{"strings that are not UTF-8", "\xFF", "\xFF", true},
+        Pair{"other strings that are not UTF-8", "\xFF", "\xFE", false},
+        Pair{"a string that is not UTF-8 and its replacement", "\xFF", "\uFFFD", false},
         Pair{"not UTF-8, so compared as bytes", "\xFF\u00e9",
              "\xFF"
              "e\u0301",
@@ -147,21 +148,21 @@ TEST(JSONValue, changingAPartOfADocumentLeavesTheDocumentAlone) {
 }
 
 TEST(JSONValue, aValueCanBePutIntoItself) {
-  JSON value = JSON::Array{"a text that is not short"};
+  JSON value = JSON::Array{"a string that is not short"};
   value = (*value.items())[0];
-  EXPECT_EQ(value, "a text that is not short");
+  EXPECT_EQ(value, "a string that is not short");
   JSON::Array items{1};
   items.append(items);
   EXPECT_EQ(JSON(items).encoded(), "[1,[1]]");
   value = *&value;
-  EXPECT_EQ(value, "a text that is not short");
+  EXPECT_EQ(value, "a string that is not short");
 }
 
 TEST(JSONValue, aValueThatWasMovedFromIsNull) {
-  JSON value = "a text that is not short";
+  JSON value = "a string that is not short";
   const JSON other = std::move(value);
   EXPECT_EQ(value.kind(), JSON::Kind::null);  // NOLINT(bugprone-use-after-move)
-  EXPECT_EQ(other, "a text that is not short");
+  EXPECT_EQ(other, "a string that is not short");
   JSON::Array items{1};
   const JSON array = std::move(items);
   EXPECT_TRUE(items.empty());  // NOLINT(bugprone-use-after-move)
@@ -204,7 +205,7 @@ TEST(JSONValue, smallValuesAndCopiesTakeNoMemory) {
   EXPECT_FALSE(isTakenByMaking(-1.5));
   EXPECT_FALSE(isTakenByMaking(std::string(14, 'x')));
   for (const JSON& value : {JSON(std::string(15, 'x')), JSON(JSON::Array{1, "a"}), JSON(JSON::Object{{"a", 1}}),
-                            *JSON::decoded(R"({"a":["a text that is not short"]})")}) {
+                            *JSON::decoded(R"({"a":["a string that is not short"]})")}) {
     EXPECT_FALSE(isTakenByCopies(value)) << value.encoded();
   }
 }
@@ -212,8 +213,8 @@ TEST(JSONValue, smallValuesAndCopiesTakeNoMemory) {
 TEST(JSONValue, threadsMayShareStorage) {
   // For the thread sanitizer: eight threads at once read, copy, change and destroy copies of one document and of one
   // value made by hand.
-  const auto document = JSON::decoded(R"({"list":["a text that is not short",{"a":1}],"b":[[[]]]})");
-  JSON::Object made{{"list", JSON::Array{"another text that is not short"}}};
+  const auto document = JSON::decoded(R"({"list":["a string that is not short",{"a":1}],"b":[[[]]]})");
+  JSON::Object made{{"list", JSON::Array{"another string that is not short"}}};
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([copy = *document, object = made, i] {
@@ -229,7 +230,7 @@ TEST(JSONValue, threadsMayShareStorage) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(JSON(made).encoded(), R"({"list":["another text that is not short"]})");
+  EXPECT_EQ(JSON(made).encoded(), R"({"list":["another string that is not short"]})");
 }
 
 }  // namespace
