@@ -88,7 +88,7 @@ inline const char* skippingPlain(const char* at, const char* end) noexcept {
 }
 
 #if defined(KELVANE_SSE2)
-/// One bit per byte, the lowest for the first: set for those that must be escaped.
+/// One bit for each of 16 bytes, the lowest for the first: set for those that must be escaped. The same as `isEscaped`.
 inline unsigned escapedBytes(__m128i bytes) noexcept {
   const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
   const __m128i special = _mm_or_si128(
@@ -97,7 +97,8 @@ inline unsigned escapedBytes(__m128i bytes) noexcept {
 }
 #endif
 
-/// Whether a byte must be escaped in a string: a quote, a backslash or a control character.
+/// Whether a byte must be escaped in a string: a quote, a backslash or a control character. A slash, DEL and what is
+/// beyond ASCII may be escaped, but need not be.
 inline bool isEscaped(char byte) noexcept {
   return static_cast<unsigned char>(byte) < 0x20 || byte == '"' || byte == '\\';
 }

@@ -22,9 +22,12 @@ struct Power10 {
   std::uint64_t low = 0;
 };
 
+/// The least and the greatest exponent that have a power here: those that writing the least and the greatest double
+/// needs.
 inline constexpr int leastPower10 = -292;
 inline constexpr int greatestPower10 = 324;
 
+/// Computed when the program is compiled. For `power10`.
 extern const std::array<Power10, greatestPower10 - leastPower10 + 1> powersOf10;
 
 /// The upper bits of 10^exponent, which must be within the two limits. The powers from 10^0 to 10^55 are exact, those
@@ -38,7 +41,8 @@ constexpr int floorLog2OfPower10(int exponent) noexcept {
   return (exponent * 1741647) >> 19;
 }
 
-/// The integer part of number * power / 2^64: the upper 128 bits of a product of 192.
+/// The integer part of number * power / 2^64: the upper 128 bits of a product of 192. Never overflows. If the power was
+/// rounded up, the product is too large by less than 1.
 inline UInt128 upperProduct(Power10 power, std::uint64_t number) noexcept {
   const UInt128 lower = static_cast<UInt128>(power.low) * number;
   return static_cast<UInt128>(power.high) * number + (lower >> 64);

@@ -19,7 +19,8 @@ namespace kelvane {
 /// Belongs to one thread. No block can be freed by itself.
 class JSON::Storage::ArenaBuilder {
  public:
-  /// Allocates nothing yet.
+  /// For a document that is about to be read, and that outlives the builder. Allocates nothing yet: a document without
+  /// blocks, such as a number, has no arena.
   explicit ArenaBuilder(std::string_view json) noexcept : json_(json), read_(json.data()) {}
   ArenaBuilder(const ArenaBuilder&) = delete;
   ArenaBuilder& operator=(const ArenaBuilder&) = delete;
@@ -30,8 +31,9 @@ class JSON::Storage::ArenaBuilder {
   /// Notes that the blocks so far are for what is before `at` in the document. A wrong place is harmless.
   void readUpTo(const char* at) noexcept { read_ = at; }
 
-  /// A block of the arena with room for `bytes` bytes, and with the given `size`. Takes constant time. Throws
-  /// std::bad_alloc; the blocks so far stay valid then.
+  /// A block of the arena with room for `bytes` bytes, and with the given `size`. What is in it is for the caller to
+  /// write. It stays where it is as long as the arena exists. Takes constant time. Throws std::bad_alloc; the blocks so
+  /// far stay valid then.
   Block* newBlock(std::size_t size, std::size_t bytes) {
     const std::size_t needed = (sizeof(Block) + bytes + alignof(Block) - 1) / alignof(Block) * alignof(Block);
     if (needed > static_cast<std::size_t>(limit_ - at_)) [[unlikely]] {
@@ -51,6 +53,7 @@ class JSON::Storage::ArenaBuilder {
   static constexpr std::size_t smallestChunk = 512;
   static constexpr std::size_t largestFirstChunk = std::size_t{64} << 10;
 
+  /// How large the next chunk should be.
   std::size_t nextChunk() const noexcept {
     if (arena_ == nullptr) return std::clamp(json_.size(), smallestChunk, largestFirstChunk);
     const auto read = static_cast<std::size_t>(read_ - json_.data());

@@ -33,6 +33,11 @@ namespace kelvane {
 /// A change to what is shared, or to what is in an arena, copies the block first (`own`). The copy is a block on its
 /// own whose values may still refer to the arena.
 ///
+/// # Failure
+///
+/// What allocates throws std::bad_alloc, and leaves everything as it was. Nothing else throws. Values are moved with
+/// memcpy, also from one block to another, so moving them cannot fail and runs no destructor.
+///
 /// # Threads
 ///
 /// Counts are atomic. A new reference is taken from an existing one, so it needs no ordering; dropping one is both

@@ -21,8 +21,9 @@ std::optional<std::string> unescaped(const std::string& string, std::size_t byte
   const std::vector<char> document(json.begin(), json.end());
   std::vector<char> room(string.size() + jsonscanner::unescapedSlack);
   const char* const begin = document.data() + 1;
-  const auto found = jsonscanner::unescaped(begin, begin + string.size(), document.data() + document.size(),
-                                            room.data(), [](const char*) { return false; });
+  const auto found = jsonscanner::unescaped(
+      begin, begin + string.size(), document.data() + document.size(), room.data(),
+      [](void*, const char*) { return false; }, nullptr);
   if (found.end == nullptr) return std::nullopt;
   const std::string result(room.data(), found.end);
   EXPECT_EQ(found.isASCII, unicode::isASCII(result)) << testing::PrintToString(string);
