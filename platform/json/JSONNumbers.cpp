@@ -23,44 +23,30 @@ namespace kelvane::jsonscanner {
 namespace {
 
 /// Appends the decimal digits at `at` to `value`, up to eight in one step, and returns their end. What does not fit in
-/// 64 bits is lost.
+/// 64 bits is lost. How many digits there are is counted: fractions have so many and so various numbers of them that
+/// the processor foresees it badly.
 const char* takeDigits(const char* at, const char* end, std::uint64_t& value) noexcept {
   if constexpr (hasLittleEndianWords) {
     while (end - at >= 8) {
       std::uint64_t word;
       std::memcpy(&word, at, 8);
-      // The high half of a digit is 3, and stays so when 6 is added to the low one. What a larger byte carries over
-      // only reaches those behind it.
-      constexpr std::uint64_t highHalves = 0xF0F0F0F0F0F0F0F0;
-      constexpr std::uint64_t threes = 0x3030303030303030;
-      const std::uint64_t others =
-          ((word & highHalves) ^ threes) | (((word + 0x0606060606060606) & highHalves) ^ threes);
-      // The first byte is the lowest one: moved up, the digits have zeros in front.
-      const auto count = static_cast<unsigned>(std::countr_zero(others)) / 8;
+      const auto count = static_cast<unsigned>(std::countr_zero(otherThanDigits(word))) / 8;
+      if (count == 0) return at;
       if (count < 8) {
-        if (count == 0) return at;
-        word <<= 64 - 8 * count;
-      }
-      word &= 0x0F0F0F0F0F0F0F0F;
-      // Neighbouring digits become pairs, pairs fours, fours eight.
-      word = word * 2561 >> 8;
-      word = (word & 0x00FF00FF00FF00FF) * 6553601 >> 16;
-      word = (word & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
-      if (count < 8) {
-        static constexpr std::uint64_t powers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
-        value = value * powers[count] + word;
+        constexpr static std::uint64_t powers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
+        // The first byte is the lowest one: moved up, the digits have zeros in front.
+        value = value * powers[count] + eightDigits(word << (64 - 8 * count));
         return at + count;
       }
-      value = value * 100000000 + word;
+      value = value * 100000000 + eightDigits(word);
       at += 8;
     }
   }
-  for (; at != end && *at >= '0' && *at <= '9'; ++at) value = value * 10 + static_cast<std::uint64_t>(*at - '0');
+  for (; isDigitAt(at, end); ++at) value = value * 10 + static_cast<std::uint64_t>(*at - '0');
   return at;
 }
 
 }  // namespace
-
 void scanRestOfNumber(Number& number, const char* whole, const char* end) noexcept {
   constexpr std::int64_t exponentBound = std::int64_t{1} << 40;
   number.isWellFormed = false;

@@ -2,6 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "platform/unicode/Processor.h"
 
 /// The numbers of a JSON document: where one ends, and which double it is.
 ///
@@ -31,12 +34,31 @@ inline bool isDigitAt(const char* at, const char* end) noexcept {
   return at != end && *at >= '0' && *at <= '9';
 }
 
+/// A word that is 0 if the eight bytes of `word`, which was loaded from a document, are decimal digits. If not, its
+/// lowest byte that is not 0 is where the first other byte is.
+inline std::uint64_t otherThanDigits(std::uint64_t word) noexcept {
+  // The high half of a digit is 3, and stays so when 6 is added to the low one. What a larger byte carries over only
+  // reaches those behind it.
+  constexpr std::uint64_t highHalves = 0xF0F0F0F0F0F0F0F0;
+  constexpr std::uint64_t threes = 0x3030303030303030;
+  return ((word & highHalves) ^ threes) | (((word + 0x0606060606060606) & highHalves) ^ threes);
+}
+
+/// The number that eight digits form, the first of which is the lowest byte of the word.
+inline std::uint64_t eightDigits(std::uint64_t word) noexcept {
+  // Neighbouring digits become pairs, pairs fours, fours eight.
+  word = (word & 0x0F0F0F0F0F0F0F0F) * 2561 >> 8;
+  word = (word & 0x00FF00FF00FF00FF) * 6553601 >> 16;
+  return (word & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
+}
+
 /// Completes a number that `scanNumber` read up to its point, its exponent, or its end: what is left of it, and the
 /// count of its digits where they are many. The digits before the point start at `whole`.
 void scanRestOfNumber(Number& number, const char* whole, const char* end) noexcept;
 
-/// Scans a number (RFC 8259, section 6). Most are short integers, so one digit is read after another: how many there
-/// are is foreseen by the processor, while a count of the digits in a word would have to be waited for.
+/// Scans a number (RFC 8259, section 6). Most are integers of about as many digits as the number before. So eight
+/// digits are read in one step, and then one after another: how many steps there are is foreseen by the processor,
+/// while a count of the digits in a word would have to be waited for.
 ///
 /// The result is written where the caller has it. A result that is returned would be stored in pieces and loaded as a
 /// whole at once, for which processors wait: canada.json takes nearly twice as long then.
@@ -46,12 +68,18 @@ inline void scanNumber(const char* at, const char* end, Number& number) noexcept
   number.end = at;
   number.isWellFormed = isDigitAt(at, end);
   if (!number.isWellFormed) return;
-  auto digits = static_cast<std::uint64_t>(*at - '0');
+  std::uint64_t digits = 0;
   const char* wholeEnd = at + 1;
-  if (digits != 0) {
-    for (; isDigitAt(wholeEnd, end); ++wholeEnd) {
-      digits = digits * 10 + static_cast<std::uint64_t>(*wholeEnd - '0');
+  if (*at != '0') {
+    wholeEnd = at;
+    if constexpr (hasLittleEndianWords) {
+      for (std::uint64_t word; end - wholeEnd >= 8; wholeEnd += 8) {
+        std::memcpy(&word, wholeEnd, 8);
+        if (otherThanDigits(word) != 0) break;
+        digits = digits * 100000000 + eightDigits(word);
+      }
     }
+    for (; isDigitAt(wholeEnd, end); ++wholeEnd) digits = digits * 10 + static_cast<std::uint64_t>(*wholeEnd - '0');
   }
   number.end = wholeEnd;
   number.digitCount = static_cast<std::size_t>(wholeEnd - at);

@@ -34,12 +34,10 @@ class JSON::Storage::ArenaBuilder {
   /// A block of the arena with room for `bytes` bytes, and with the given `size`. What is in it is for the caller to
   /// write. It stays where it is as long as the arena exists. Takes constant time. Throws std::bad_alloc; the blocks so
   /// far stay valid then.
-  Block* newBlock(std::size_t size, std::size_t bytes) {
+  [[gnu::always_inline]] Block* newBlock(std::size_t size, std::size_t bytes) {
     const std::size_t needed = (sizeof(Block) + bytes + alignof(Block) - 1) / alignof(Block) * alignof(Block);
     if (needed > static_cast<std::size_t>(limit_ - at_)) [[unlikely]] {
-      const std::size_t chunk = nextChunk();
-      if (needed > chunk / 4) return newOutsized(size, needed);
-      addChunk(chunk);
+      if (!addChunkFor(needed)) return newOutsized(size, needed);
     }
     Block* block = ::new (at_) Block{{arena_}, size};
     at_ += needed;
@@ -58,11 +56,11 @@ class JSON::Storage::ArenaBuilder {
     if (arena_ == nullptr) return std::clamp(json_.size(), smallestChunk, largestFirstChunk);
     const auto read = static_cast<std::size_t>(read_ - json_.data());
     const std::size_t left = json_.size() - read;
-    // An eighth more, because a second part is seldom just like the first. Not many times the document, because what is
-    // left may be one long string.
+    // An eighth more, because a second part is seldom just like the first. Not many times what is left, because that
+    // may be one long string. At least an eighth of what there is, so that there are few chunks whatever is left.
     const double expected =
         1.125 * static_cast<double>(allocated_) * static_cast<double>(left) / static_cast<double>(read + 1);
-    return std::max(smallestChunk, std::min(static_cast<std::size_t>(expected), 3 * left));
+    return std::max({smallestChunk, allocated_ / 8, std::min(static_cast<std::size_t>(expected), 3 * left)});
   }
 
   /// Allocates a chunk, puts it into the list, and returns its memory after the heads.
@@ -77,13 +75,17 @@ class JSON::Storage::ArenaBuilder {
     return static_cast<char*>(memory) + heads;
   }
 
-  void addChunk(std::size_t bytes) {
+  /// Makes a new chunk the current one, unless a block of that size should have one of its own.
+  [[gnu::noinline]] bool addChunkFor(std::size_t needed) {
+    const std::size_t bytes = nextChunk();
+    if (needed > bytes / 4) return false;
     at_ = addMemory(bytes);
     limit_ = at_ + bytes;
+    return true;
   }
 
   /// A block with a chunk of its own. The current chunk keeps its free space.
-  Block* newOutsized(std::size_t size, std::size_t needed) {
+  [[gnu::noinline]] Block* newOutsized(std::size_t size, std::size_t needed) {
     char* memory = addMemory(needed);
     return ::new (memory) Block{{arena_}, size};
   }
