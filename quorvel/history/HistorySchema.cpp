@@ -3,6 +3,8 @@
 #include <array>
 #include <string>
 
+#include "quorvel/history/HistoryTexts.h"
+
 namespace quorvel {
 namespace {
 
@@ -41,7 +43,9 @@ constexpr std::string_view format1 = R"sql(
   ) STRICT;
 )sql";
 
-constexpr std::array migrations{format1};
+constexpr std::string_view format2 = "UPDATE texts SET hash = xxh3(bytes)";
+
+constexpr std::array migrations{format1, format2};
 
 }  // namespace
 
@@ -66,6 +70,7 @@ HistoryFormat historyFormat(sqlite::Connection& connection, std::span<const std:
 
 void migrateHistory(sqlite::Connection& connection, std::span<const std::string_view> steps) {
   const auto done = static_cast<std::size_t>(connection.integer("PRAGMA user_version"));
+  connection.define<textHash>("xxh3");
   for (const std::string_view step : steps.subspan(done)) connection.runAll(step);
   connection.runAll("PRAGMA application_id = " + std::to_string(historyApplicationID) +
                     "; PRAGMA user_version = " + std::to_string(steps.size()));

@@ -14,7 +14,7 @@ inline constexpr std::int64_t historyApplicationID = 0x4b6c766e;
 
 /// The steps from one format to the next, in SQL: the first creates format 1 in an empty database, the second turns
 /// that into format 2, and so on. The number of steps is the number of the current format. A released step never
-/// changes.
+/// changes. Beside SQLite's own functions it may call xxh3(BLOB), which is `textHash`.
 std::span<const std::string_view> historyMigrations() noexcept;
 
 enum class HistoryFormat { empty, earlier, current, later, foreign };

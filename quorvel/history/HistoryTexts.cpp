@@ -1,6 +1,15 @@
 #include "quorvel/history/HistoryTexts.h"
 
-#include "quorvel/files/FNV1a.h"
+// All of the hash's code stands in this header, so that nothing is linked.
+#define XXH_INLINE_ALL
+#ifdef KELVANE_PORTABLE
+#define XXH_VECTOR 0  // no vector instructions
+#endif
+#include <xxhash.h>
+
+#if XXH_VERSION_NUMBER < 800
+#error "The hash XXH3 has the same values on all machines since xxHash 0.8.0. Install that or a later version."
+#endif
 
 namespace quorvel {
 namespace {
@@ -14,7 +23,7 @@ std::optional<std::int64_t> findHashed(sqlite::Connection& connection, std::stri
 }  // namespace
 
 std::int64_t textHash(std::string_view text) noexcept {
-  return static_cast<std::int64_t>(fnv1a(text));
+  return static_cast<std::int64_t>(XXH3_64bits(text.data(), text.size()));
 }
 
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text) {

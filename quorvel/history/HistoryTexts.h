@@ -10,7 +10,8 @@
 /// proportional to the length of the text.
 namespace quorvel {
 
-/// 64-bit FNV-1a. It only finds candidates; two texts are equal only if their bytes are.
+/// The 64-bit XXH3 hash of the bytes, with seed 0. It only finds candidates: two texts are equal only if their bytes
+/// are. It is stored in the database, so it never changes.
 std::int64_t textHash(std::string_view text) noexcept;
 
 /// The row that contains these bytes. Empty if there is none.

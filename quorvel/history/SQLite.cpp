@@ -114,6 +114,22 @@ void Connection::runAll(std::string_view sql) {
   check(connection_.get(), sqlite3_exec(connection_.get(), std::string(sql).c_str(), nullptr, nullptr, nullptr));
 }
 
+void Connection::defineRaw(const char* name, RawFunction function) {
+  constexpr int kind = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY;
+  check(connection_.get(),
+        sqlite3_create_function(connection_.get(), name, 1, kind, nullptr, function, nullptr, nullptr));
+}
+
+std::string_view Connection::bytesOf(sqlite3_value* value) noexcept {
+  const void* data = sqlite3_value_blob(value);  // first, because it may change how many bytes there are
+  const int size = data ? sqlite3_value_bytes(value) : 0;
+  return {static_cast<const char*>(data), static_cast<std::size_t>(size)};
+}
+
+void Connection::answer(sqlite3_context* context, std::int64_t value) noexcept {
+  sqlite3_result_int64(context, value);
+}
+
 FileIdentity Connection::identity() const noexcept {
   return files_->database();
 }

@@ -15,7 +15,9 @@
 #include "quorvel/files/SystemCalls.h"
 
 struct sqlite3;
+struct sqlite3_context;
 struct sqlite3_stmt;
+struct sqlite3_value;
 
 /// SQLite's C interface in C++: a connection, a prepared statement, and an exception for every failure.
 ///
@@ -108,6 +110,15 @@ class Connection {
     prepare(sql, parameters...).run();
   }
 
+  /// Lets statements of this connection call a function of a BLOB by that name. The function must always return the
+  /// same for the same bytes. Views and triggers in the file cannot call it.
+  template <std::int64_t (*function)(std::string_view) noexcept>
+  void define(const char* name) {
+    defineRaw(name, [](sqlite3_context* context, int, sqlite3_value** values) noexcept {
+      answer(context, function(bytesOf(*values)));
+    });
+  }
+
   /// Runs several statements without parameters, separated by ";".
   void runAll(std::string_view sql);
 
@@ -130,6 +141,11 @@ class Connection {
   std::int64_t lastInserted() const noexcept;
 
  private:
+  using RawFunction = void (*)(sqlite3_context* context, int count, sqlite3_value** values);
+  void defineRaw(const char* name, RawFunction function);
+  static std::string_view bytesOf(sqlite3_value* value) noexcept;
+  static void answer(sqlite3_context* context, std::int64_t value) noexcept;
+
   struct Close {
     void operator()(sqlite3* connection) const noexcept;
   };

@@ -72,7 +72,7 @@ TEST_F(HistoryFailures, aFileThatIsNotAHistoryIsReportedAndLeftAsItIs) {
        "is damaged", "Move that file away to start a new one, or restore it from a backup."},
       {"a table gone", [this] { change("DROP TABLE versions; DROP TABLE scripts; DROP TABLE pendingRenames"); },
        "is damaged", "Move that file away to start a new one, or restore it from a backup."},
-      {"from a newer version", [this] { change("PRAGMA user_version = 2"); },
+      {"from a newer version", [this] { change("PRAGMA user_version = 3"); },
        "was written by a newer version of this program", "Update the program."},
       {"another program's, marked as such", [this] { change("PRAGMA application_id = 1"); },
        "is not a version history but another program's database", "Move that file away to start a new one."},

@@ -28,7 +28,7 @@ TEST_F(HistorySnapshot, anEmptyTextCreatesNothing) {
 TEST_F(HistorySnapshot, theDatabaseHasItsMarksAndNoWriteAheadLog) {
   keep("words", "Talk.md");
   EXPECT_EQ(integer("PRAGMA application_id"), 0x4b6c766e);
-  EXPECT_EQ(integer("PRAGMA user_version"), 1);
+  EXPECT_EQ(integer("PRAGMA user_version"), 2);
   EXPECT_EQ(read(database).substr(18, 2), "\1\1") << "a rollback journal, not a write-ahead log";
 }
 

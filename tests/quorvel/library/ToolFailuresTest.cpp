@@ -50,7 +50,7 @@ class ToolFailure : public LibraryHouse, public ::testing::WithParamInterface<st
   // --- Calamities ---
 
   void damageTheHistory() { put(".kelvane/history.sqlite", std::string(8192, 'x')); }
-  void bringANewerHistory() { database().runAll("PRAGMA user_version = 2"); }
+  void bringANewerHistory() { database().runAll("PRAGMA user_version = 3"); }
   void holdTheHistory() {
     otherProgram_ = std::make_unique<sqlite::Connection>(database());
     otherProgram_->runAll("BEGIN IMMEDIATE");
@@ -157,7 +157,7 @@ TEST_P(KeepingFailure, isOneSentenceAndKeepsAndWritesNothing) {
   if (calamity.happen == &ToolFailure::damageTheHistory) {
     EXPECT_EQ(bytesOf(".kelvane/history.sqlite"), std::string(8192, 'x'));
   } else {
-    if (calamity.happen == &ToolFailure::bringANewerHistory) database().runAll("PRAGMA user_version = 1");
+    if (calamity.happen == &ToolFailure::bringANewerHistory) database().runAll("PRAGMA user_version = 2");
     EXPECT_EQ(story("Talk.md"), kept_);
   }
 }
