@@ -72,8 +72,7 @@ void BufferedFile::write(const char* bytes, std::size_t count, off_t at) {
   if (!joins) sendWaiting();
   if (waiting_.empty()) begin_ = at;
   const auto from = static_cast<std::size_t>(at - begin_);
-  waiting_.resize(std::max(waiting_.size(), from + count));
-  std::memcpy(waiting_.data() + from, bytes, count);
+  waiting_.replace(from, std::min(count, waiting_.size() - from), bytes, count);
 }
 
 // What could not be sent goes on waiting, so that a change that the disk has no room for can be undone.

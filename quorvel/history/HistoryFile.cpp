@@ -24,7 +24,8 @@ HistoryError folderFailure(const std::system_error& error, HistoryUse use) {
 }
 
 void prepare(Connection& connection) {
-  connection.runAll("PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF");
+  connection.distrustSchema();
+  connection.run("PRAGMA cell_size_check = ON");
 }
 
 /// Whether the library's path leads to the database of the connection, or why the system does not tell. This only
@@ -50,7 +51,7 @@ void beginWriting(Connection& connection, std::shared_ptr<const OpenedRoot> root
     // nor look for a journal each anew. A writer that is in the way meanwhile is waited for only without it.
     auto held = connection.prepare("PRAGMA application_id");
     held.next();
-    connection.runAll("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
+    connection.run("PRAGMA synchronous = EXTRA");
     try {
       return connection.run("BEGIN IMMEDIATE");
     } catch (const sqlite::Error& error) {

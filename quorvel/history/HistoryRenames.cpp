@@ -69,6 +69,7 @@ void follow(Connection& connection, const Rename& rename) {
 
 std::vector<Record> records(Connection& connection) {
   std::vector<Record> records;
+  if (!hasPendingRenames(connection)) return records;
   auto statement = connection.prepare("SELECT id, source, target, isFolder, inode FROM pendingRenames ORDER BY id");
   while (statement.next()) {
     records.push_back({statement.integer(0),
@@ -153,7 +154,7 @@ void finishRename(Connection& connection, std::int64_t number) {
 }
 
 bool hasPendingRenames(Connection& connection) {
-  return connection.integer("SELECT EXISTS (SELECT 1 FROM pendingRenames)") != 0;
+  return connection.prepare("SELECT 1 FROM pendingRenames").next();
 }
 
 void settleRenames(Connection& connection, const Descriptor& root) {

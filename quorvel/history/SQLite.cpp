@@ -34,8 +34,8 @@ void check(sqlite3* connection, int code) {
 }  // namespace
 
 void prepareProcess() noexcept {
-  // SQLite would lock a mutex at each allocation to count its bytes, which nobody asks for. It refuses the setting where
-  // the process has used it already, and counts on.
+  // SQLite would lock a mutex at each allocation to count its bytes, which nobody asks for. It refuses the setting
+  // where the process has used it already, and counts on.
   [[maybe_unused]] static const int isSet = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   char byte = 0;
   sqlite3_randomness(1, &byte);
@@ -99,7 +99,7 @@ Connection::Connection(std::shared_ptr<const Descriptor> folder, const std::stri
   connection_.reset(connection);
   check(connection, code);
   check(connection, sqlite3_busy_timeout(connection, static_cast<int>(patience.count())));
-  runAll("PRAGMA temp_store = MEMORY");
+  run("PRAGMA temp_store = MEMORY");
 }
 
 std::optional<Connection> Connection::find(std::shared_ptr<const Descriptor> folder, const std::string& name,
@@ -111,6 +111,10 @@ std::optional<Connection> Connection::find(std::shared_ptr<const Descriptor> fol
     if (error.code() == SQLITE_CANTOPEN && error.systemError() == ENOENT) return std::nullopt;
     throw;
   }
+}
+
+void Connection::distrustSchema() {
+  check(connection_.get(), sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
 }
 
 void Connection::runAll(std::string_view sql) {

@@ -110,6 +110,9 @@ class Connection {
     prepare(sql, parameters...).run();
   }
 
+  /// What the file's schema defines, such as a view, may call only functions that do no harm.
+  void distrustSchema();
+
   /// Lets statements of this connection call a function of a BLOB by that name. The function must always return the
   /// same for the same bytes. Views and triggers in the file cannot call it.
   template <std::int64_t (*function)(std::string_view) noexcept>
