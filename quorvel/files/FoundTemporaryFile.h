@@ -1,10 +1,11 @@
 #pragma once
 
-#include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "quorvel/files/Descriptor.h"
+#include "quorvel/files/Expected.h"
 #include "quorvel/files/SystemCalls.h"
 
 namespace quorvel {
@@ -16,14 +17,23 @@ struct FoundTemporaryFile {
   bool isAsMade;         ///< It is the file that was made under this name, so it never was in another file's place.
   bool hasAnotherName;   ///< It is a hard link: its text also exists under another name.
 
-  /// Opens the file with that name, which is one of a temporary file. std::nullopt if it is gone, cannot be opened,
-  /// or is a folder, a link or the like. Holds a shared lock on it while the object lives, so that two sweeps do not
-  /// delete it at once.
-  static std::optional<FoundTemporaryFile> open(int folder, const std::string& fileName);
+  /// Opens the file with that name, which is one of a temporary file. Errors, beside the system's own: EINVAL if it is
+  /// a folder, a pipe or the like. Holds a shared lock on it while the object lives, so that two sweeps do not delete
+  /// it at once.
+  static Expected<FoundTemporaryFile> open(int folder, const std::string& fileName);
+
+  /// Whether an error of `open` says that there is no temporary file of that name: it is gone, or a link, a folder or
+  /// the like has the name.
+  static bool isNone(const std::error_code& error) noexcept;
 };
 
-/// The names of the temporary files in a folder that is open for reading. Reads the folder's entries once; if that
-/// fails half-way, returns the names found so far. Moves the descriptor's position.
-std::vector<std::string> temporaryFilesIn(const SystemCalls& calls, int folder);
+/// The names of the temporary files in a folder.
+struct TemporaryFileNames {
+  std::vector<std::string> names;
+  bool areAll = true;  ///< False if the folder could not be read to its end.
+};
+
+/// Reads the entries of a folder that is open for reading, once. Moves the descriptor's position.
+TemporaryFileNames temporaryFilesIn(const SystemCalls& calls, int folder);
 
 }  // namespace quorvel

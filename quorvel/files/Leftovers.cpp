@@ -20,35 +20,40 @@ class Sweep {
   Sweep(const SystemCalls& calls, int folder, const KeepLeftover& keep, const RememberedScripts& remembered)
       : calls_(calls), folder_(folder), keep_(keep), remembered_(remembered) {}
 
-  std::vector<std::uint64_t> run() {
-    std::vector<std::uint64_t> staying;
-    for (const std::string& name : leftovers_) {
-      if (!isCleared(name)) staying.push_back(scriptOf(name));
+  SweptLeftovers run() {
+    SweptLeftovers swept{{}, leftovers_.areAll};
+    for (const std::string& name : leftovers_.names) {
+      const Left left = clear(name);
+      if (left == Left::text) swept.scripts.push_back(scriptOf(name));
+      if (left != Left::nothing) swept.areGone = false;
     }
-    return staying;
+    return swept;
   }
 
  private:
+  enum class Left { nothing, file, text };  // a text once was the script's
+
   static std::uint64_t scriptOf(const std::string& leftover) { return TemporaryName::parse(leftover)->script; }
 
-  // False when it is a text that once was the script's, and stays.
-  bool isCleared(const std::string& leftover) {
+  Left clear(const std::string& leftover) {
     const auto found = FoundTemporaryFile::open(folder_, leftover);
-    if (!found) return true;
+    if (!found) return FoundTemporaryFile::isNone(found.error()) ? Left::nothing : Left::file;
     const bool wasTheScript = TemporaryName::parse(leftover)->inode && !found->isAsMade;
-    if (found->hasLivingWriter) return !wasTheScript;
-    if (wasTheScript && !isKept(found->file, scriptOf(leftover), found->hasAnotherName)) return false;
-    calls_.unlink(folder_, leftover.c_str());
-    return true;
+    if (found->hasLivingWriter) return wasTheScript ? Left::text : Left::file;
+    if (wasTheScript && !isKept(found->file, scriptOf(leftover), found->hasAnotherName)) return Left::text;
+    const bool isGone =
+        calls_.unlink(folder_, leftover.c_str()) == 0 || lastError() == std::errc::no_such_file_or_directory;
+    return isGone ? Left::nothing : Left::file;
   }
 
   bool isKept(const Descriptor& file, std::uint64_t script, bool hasAnotherName) {
     if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
     const std::string& name = nameOf(script);
-    if (name.empty()) return hasAnotherName;
+    if (name.empty() && hasAnotherName) return true;
     const auto text = readToEnd(file.get(), calls_);
-    if (!text) return false;
-    if (!text->empty()) keep_(name, *text);
+    if (!text || text->empty()) return text.has_value();
+    if (name.empty()) return false;
+    keep_(name, *text);
     return true;
   }
 
@@ -59,7 +64,7 @@ class Sweep {
   }
 
   void findNames() {
-    for (const std::string& leftover : leftovers_) names_[scriptOf(leftover)];
+    for (const std::string& leftover : leftovers_.names) names_[scriptOf(leftover)];
     std::size_t unknown = names_.size();
     const auto find = [&](std::string_view name) {
       const auto wanted = names_.find(TemporaryName::hash(name));
@@ -77,14 +82,14 @@ class Sweep {
   const int folder_;
   const KeepLeftover& keep_;
   const RememberedScripts& remembered_;
-  const std::vector<std::string> leftovers_ = temporaryFilesIn(calls_, folder_);
+  const TemporaryFileNames leftovers_ = temporaryFilesIn(calls_, folder_);
   std::unordered_map<std::uint64_t, std::string> names_;  // by their hashes
 };
 
 }  // namespace
 
-std::vector<std::uint64_t> sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
-                                          const RememberedScripts& remembered) {
+SweptLeftovers sweepLeftovers(const SystemCalls& calls, int folder, const KeepLeftover& keep,
+                              const RememberedScripts& remembered) {
   return Sweep(calls, folder, keep, remembered).run();
 }
 

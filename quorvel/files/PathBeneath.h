@@ -45,6 +45,8 @@ class PathBeneath {
   std::vector<std::string_view> pieces() const&;
   std::vector<std::string_view> pieces() && = delete;
 
+  bool operator==(const PathBeneath&) const = default;
+
  private:
   std::string path_;
 };

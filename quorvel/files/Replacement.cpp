@@ -34,7 +34,7 @@ class Replacement {
   Replacement(const SystemCalls& calls, const ReplacedFile& file, std::string_view text, const KeepReplacedText& keep)
       : calls_(calls), file_(file), text_(text), keep_(keep) {}
 
-  void make() {
+  bool make() {
     prepare(openOld());
     FileSwap swap(calls_, file_.folder, file_.name, *fresh_, text_);
     const std::error_code error = swap.make();
@@ -46,6 +46,7 @@ class Replacement {
       throw failed(error);
     }
     flushFolder();
+    return !isAnythingLeft_;
   }
 
  private:
@@ -97,24 +98,25 @@ class Replacement {
   void lookAtWhatCameBack(FileSwap& swap) {
     try {
       requireFolderInPlace();
-      keepTextOf(openFile(fresh_->name()));
-      requireFolderInPlace();  // for the text that was kept as well
+      // Keeping takes long enough for the folder to be moved away meanwhile.
+      if (keepTextOf(openFile(fresh_->name()))) requireFolderInPlace();
     } catch (const std::exception& failure) {
       undo(swap, failure);
       throw;
     }
-    fresh_->remove();
+    isAnythingLeft_ = !fresh_->remove();
   }
 
-  // The file is read from where it stands.
-  void keepTextOf(const OpenedFile& replaced) {
+  // The file is read from where it stands. Returns whether the history changed.
+  bool keepTextOf(const OpenedFile& replaced) {
     auto text = readToEnd(replaced.file.get(), replaced.status.st_size, calls_);
     if (!text && text.error() == std::errc::file_too_large)
       throw tooLarge(happened(), "what another program has saved there");
     if (!text) throw failed(text.error());
-    if (text->empty() || *text == kept_) return;
-    keep_(*text);
+    if (text->empty() || *text == kept_) return false;
+    const bool isChanged = keep_(*text);
     kept_ = *std::move(text);
+    return isChanged;
   }
 
   // Returns if all is as it was before. Where other programs have saved meanwhile, what they saved before the last
@@ -191,9 +193,7 @@ class Replacement {
     // Some disks have no second names; the old file is then in our hands by its descriptor alone.
     const bool linked = calls_.link(file_.folder, file_.name.c_str(), aside.c_str()) == 0;
     if (!linked && !SystemCalls::isLacking(lastError())) throw failed(lastError());
-    const auto forgetAside = [&] {
-      if (linked) calls_.unlink(file_.folder, aside.c_str());
-    };
+    const auto forgetAside = [&] { isAnythingLeft_ = linked && calls_.unlink(file_.folder, aside.c_str()) != 0; };
     const auto present = identityOf(file_.folder, file_.name);
     if (!(present == identityOf(old.file.get()))) {
       forgetAside();
@@ -225,14 +225,15 @@ class Replacement {
   const std::string_view text_;
   const KeepReplacedText& keep_;
   std::string kept_;  // the text that was kept last
+  bool isAnythingLeft_ = false;
   std::unique_ptr<TemporaryFile> fresh_;
 };
 
 }  // namespace
 
-void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
+bool replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
                  const KeepReplacedText& keep) {
-  Replacement(calls, file, text, keep).make();
+  return Replacement(calls, file, text, keep).make();
 }
 
 }  // namespace quorvel

@@ -23,8 +23,8 @@ struct ReplacedFile {
 };
 
 /// Makes sure that a text which was swapped out of the file's place is not lost: saves it as a version, unless one has
-/// it. Throws if it cannot.
-using KeepReplacedText = std::function<void(std::string_view text)>;
+/// it. Returns whether that changed the history. Throws if it cannot.
+using KeepReplacedText = std::function<bool(std::string_view text)>;
 
 /// Replaces a file's whole text, and returns when the new one is on the disk for good:
 ///
@@ -49,7 +49,9 @@ using KeepReplacedText = std::function<void(std::string_view text)>;
 /// Two flushes, and about forty system calls; linear in the texts. Throws LibraryError, or what `keep` throws; the file
 /// is as it was then, unless the sentence says otherwise. Calls for one file at the same time lose no text; the
 /// library's lock normally prevents them.
-void replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
+///
+/// Returns whether nothing was left to `sweepLeftovers`. After an exception, something may have been.
+bool replaceFile(const SystemCalls& calls, const ReplacedFile& file, std::string_view text,
                  const KeepReplacedText& keep);
 
 }  // namespace quorvel

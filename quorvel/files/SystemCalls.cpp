@@ -118,6 +118,10 @@ int SystemCalls::flushFolder(int folder) const noexcept {
   return flush(folder) == 0 || errno == EINVAL ? 0 : -1;
 }
 
+int SystemCalls::truncate(int file, off_t size) const noexcept {
+  return ::ftruncate(file, size);
+}
+
 bool SystemCalls::isLacking(const std::error_code& error) noexcept {
   return error == std::errc::function_not_supported || error == std::errc::invalid_argument ||
          error == std::errc::operation_not_supported || error == std::errc::operation_not_permitted;

@@ -49,6 +49,9 @@ class SystemCalls {
   virtual long readAt(int file, void* bytes, std::size_t count, off_t at) const noexcept;
   virtual long writeAt(int file, const void* bytes, std::size_t count, off_t at) const noexcept;
 
+  /// Makes an open file that long.
+  virtual int truncate(int file, off_t size) const noexcept;
+
   /// Whether an error says that the system or the disk does not know the call. Some disks say so by EPERM; whether that
   /// is a refusal shows when the caller tries to do without.
   static bool isLacking(const std::error_code& error) noexcept;

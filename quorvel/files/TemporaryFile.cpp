@@ -98,9 +98,10 @@ void TemporaryFile::markReplaced() {
   moveTo(parts_.ofReplacedFile());
 }
 
-void TemporaryFile::remove() noexcept {
-  calls_.unlink(folder_, name_.c_str());
+bool TemporaryFile::remove() noexcept {
+  const bool isRemoved = calls_.unlink(folder_, name_.c_str()) == 0;
   name_.clear();
+  return isRemoved;
 }
 
 void TemporaryFile::moveTo(const TemporaryName& parts) {

@@ -71,8 +71,8 @@ class TemporaryFile {
   /// From now on the destructor leaves what has the temporary name.
   void leave() noexcept { isLeft_ = true; }
 
-  /// Deletes what has the temporary name. If that fails, it stays for the next sweep.
-  void remove() noexcept;
+  /// Deletes what has the temporary name. Returns false if that fails: it stays for the next sweep.
+  bool remove() noexcept;
 
  private:
   TemporaryFile(const SystemCalls& calls, int folder, const TemporaryName& parts, Descriptor file);

@@ -42,10 +42,10 @@ PathBeneath pathBeneath(std::string_view identifier, const std::string& happened
   return *std::move(path);
 }
 
-std::optional<struct stat> EntryToChange::status(const std::string& happened) const {
+std::optional<struct stat> EntryToChange::status(const Descriptor& root, const std::string& happened) const {
   struct stat status;
   if (::fstatat(in.folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-    refuseOwnFolder(FileIdentity{status.st_dev, status.st_ino} == in.ownFolder, happened);
+    refuseOwnFolder(FileIdentity{status.st_dev, status.st_ino} == ownFolderIn(root, happened), happened);
     return status;
   }
   if (lastError() == std::errc::no_such_file_or_directory) return std::nullopt;
@@ -55,7 +55,7 @@ std::optional<struct stat> EntryToChange::status(const std::string& happened) co
 FolderToChange folderToChange(const SystemCalls& calls, const Descriptor& root, const PathBeneath& path,
                               const std::string& happened) {
   constexpr int readable = O_RDONLY | O_DIRECTORY;
-  FolderToChange reached{Descriptor(), path, ownFolderIn(root, happened)};
+  FolderToChange reached{Descriptor(), path};
   const std::vector<std::string_view> way = path.pieces();
   if (way.empty()) {
     auto opened = openBeneath(calls, root.get(), path, readable);
@@ -64,13 +64,14 @@ FolderToChange folderToChange(const SystemCalls& calls, const Descriptor& root, 
     return reached;
   }
   refuseOwnFolder(way.front() == ownFolderName, happened);
+  const std::optional<FileIdentity> own = ownFolderIn(root, happened);
   for (const std::string_view& piece : way) {
     const int from = reached.folder ? reached.folder.get() : root.get();
     auto next = openBeneath(calls, from, PathBeneath().child(piece), &piece == &way.back() ? readable : passingFlags());
     if (!next) throw failure(happened, next.error());
     const auto identity = identityOf(next->get());
     if (!identity) throw failure(happened, identity.error());
-    refuseOwnFolder(*identity == reached.ownFolder, happened);
+    refuseOwnFolder(*identity == own, happened);
     reached.folder = *std::move(next);
   }
   return reached;

@@ -24,9 +24,8 @@ PathBeneath pathBeneath(std::string_view identifier, const std::string& happened
 
 /// A folder in which something is to change.
 struct FolderToChange {
-  Descriptor folder;                      ///< Open for reading.
-  PathBeneath path;                       ///< Beneath the root.
-  std::optional<FileIdentity> ownFolder;  ///< The library's own folder, which is not to be changed.
+  Descriptor folder;  ///< Open for reading.
+  PathBeneath path;   ///< Beneath the root.
 
   /// The identifier of an entry in it.
   std::string identifierOf(std::string_view name) const { return path.child(name).string(); }
@@ -40,8 +39,8 @@ struct EntryToChange {
   std::string identifier() const { return in.identifierOf(name); }
 
   /// What the entry is now, itself if it is a link; std::nullopt if it is not there. Throws for the library's own
-  /// folder.
-  std::optional<struct stat> status(const std::string& happened) const;
+  /// folder. `root` is the library's folder.
+  std::optional<struct stat> status(const Descriptor& root, const std::string& happened) const;
 };
 
 /// Opens the folder. Two system calls for each piece of its path. `root` is the library's folder.

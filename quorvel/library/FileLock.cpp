@@ -16,6 +16,7 @@
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/history/HeldOwnFolder.h"
 #include "quorvel/history/OwnFolder.h"
+#include "quorvel/library/WritersNote.h"
 
 namespace quorvel {
 namespace {
@@ -24,11 +25,13 @@ using Clock = std::chrono::steady_clock;
 
 class FileLock final : public LibraryLock {
  public:
-  FileLock(std::shared_ptr<HeldOwnFolder> own, Descriptor file) : own_(std::move(own)), file_(std::move(file)) {}
+  FileLock(std::shared_ptr<HeldOwnFolder> own, std::shared_ptr<WritersNote> note)
+      : own_(std::move(own)), note_(std::move(note)) {}
 
  private:
-  std::shared_ptr<HeldOwnFolder> own_;  // for the operations of the call, with the opened root
-  Descriptor file_;
+  // For the operations of the call, with the opened root.
+  std::shared_ptr<HeldOwnFolder> own_;
+  std::shared_ptr<WritersNote> note_;  // has the locked file
 };
 
 LibraryError notLocked(const std::error_code& error) {
@@ -107,7 +110,8 @@ std::error_code lockBefore(Clock::time_point deadline, const Descriptor& file) {
 
 }  // namespace
 
-std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience) {
+std::unique_ptr<LibraryLock> lockLibrary(const SystemCalls& calls, const std::filesystem::path& root,
+                                         std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
   do {
     const auto opened = openedRoot(root);
@@ -123,7 +127,8 @@ std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std:
     if (error) throw error == isBusy ? busy(patience) : notLocked(error);
     if (!isStillThere(file, *opened)) continue;
     ::flock(folder.get(), LOCK_UN);
-    return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)), std::move(file));
+    return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)),
+                                      WritersNote::hold(calls, opened, std::move(file)));
   } while (Clock::now() < deadline);
   throw moved();
 }

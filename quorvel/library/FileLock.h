@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/QuorvelLibrary.h"
+#include "quorvel/files/SystemCalls.h"
 
 namespace quorvel {
 
@@ -15,11 +16,13 @@ namespace quorvel {
 /// it, and the system releases it when the process dies. It is fair: releasing it lets a waiting process go first,
 /// except where folders cannot be locked.
 ///
-/// When this returns, `root` led to the folder whose lock it is. The lock holds that folder and the library's own
-/// folder in it open. Until it is released, OpenedRoot::find and HeldOwnFolder::of return these two in this thread.
+/// When this returns, `root` led to the folder whose lock it is. The lock holds that folder, the library's own folder
+/// in it and the file open. Until it is released, OpenedRoot::find, HeldOwnFolder::of and WritersNote::of return these
+/// in this thread.
 ///
 /// Throws LibraryError if others hold the lock for all of `patience`, if it cannot be made, and if the folders are
 /// moved away or replaced again and again for all of `patience`. Without other writers it takes some ten system calls.
-std::unique_ptr<LibraryLock> lockLibrary(const std::filesystem::path& root, std::chrono::milliseconds patience);
+std::unique_ptr<LibraryLock> lockLibrary(const SystemCalls& calls, const std::filesystem::path& root,
+                                         std::chrono::milliseconds patience);
 
 }  // namespace quorvel

@@ -11,12 +11,14 @@
 #include <vector>
 
 #include "platform/QuorvelLibrary.h"
+#include "quorvel/files/Leftovers.h"
 #include "quorvel/files/OpenedRoot.h"
 #include "quorvel/files/SystemCalls.h"
 #include "quorvel/files/WaitForWriters.h"
 #include "quorvel/history/History.h"
 #include "quorvel/library/ChangeTarget.h"
 #include "quorvel/library/Listing.h"
+#include "quorvel/library/WritersNote.h"
 
 namespace quorvel {
 
@@ -86,9 +88,10 @@ class FolderLibrary final : public ScriptLibrary {
   /// last look and the replacement; or if the system cannot tell who has a file open (WaitForWriters.h), and the other
   /// program has not written all of it when its file is read.
   ///
-  /// First it deletes what writers that died left in the folder (Leftovers.h). A text among it that was once a
-  /// script's, and that the script's history does not have, is saved there first. Creating and renaming a script do the
-  /// same.
+  /// First it deletes what writers that died left behind (Leftovers.h), in the folders that they noted (WritersNote.h);
+  /// without the lock, in this folder. A text among it that was once a script's, and that the script's history does not
+  /// have, is saved there first. Creating and renaming a script do the same. What cannot be deleted in another folder
+  /// waits for the next writer.
   void write(std::string_view text, const ScriptItem& script) override;
 
   ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
@@ -112,18 +115,23 @@ class FolderLibrary final : public ScriptLibrary {
  private:
   std::shared_ptr<const OpenedRoot> openRoot() const;
   std::shared_ptr<const OpenedRoot> openRootToChange(const std::string& happened) const;
+  static std::shared_ptr<WritersNote> noted(const OpenedRoot& root, const PathBeneath& folder,
+                                            const std::string& happened);
   std::string read(const ScriptItem& script, std::chrono::milliseconds patience) const;
   Expected<Descriptor> openToRead(const PathBeneath& path) const;
   std::size_t longestIdentifier() const;
   ListingScope scope(const OpenedRoot& root, PathBeneath folder) const;
   bool fitsWith(std::size_t moreBytes, const PathBeneath& folder) const;
   std::filesystem::path pathOf(std::string_view identifier) const;
-  std::vector<std::uint64_t> sweep(const FolderToChange& folder);
-  void sweepBeforeRenaming(const EntryToChange& script, const std::string& happened);
-  void keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
+  SweptLeftovers sweepFolder(const FolderToChange& folder);
+  bool sweepAnother(const OpenedRoot& root, const PathBeneath& path) noexcept;
+  std::vector<std::uint64_t> sweep(const OpenedRoot& root, const FolderToChange& folder);
+  void sweepBeforeRenaming(const OpenedRoot& root, const EntryToChange& script, const std::string& happened);
+  bool keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
 
   /// A script or a folder that was just made.
   struct Made {
+    std::shared_ptr<const OpenedRoot> root;
     EntryToChange target;
     ScriptItem item;
     std::optional<FileIdentity> file;  ///< Which file a script is; none if the system did not tell.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -121,8 +122,10 @@ void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
 // hidden name first, under which nobody opens it, and is looked at then. If it is not the file that was made, not empty
 // any more or open for writing, it gets its name back, or waits for the next sweep if something else has the name.
 // Returns whether it is gone.
-bool takeAway(const SystemCalls& calls, const EntryToChange& script, const FileIdentity& made) try {
+bool takeAway(const SystemCalls& calls, const OpenedRoot& root, const EntryToChange& script,
+              const FileIdentity& made) try {
   const int folder = script.in.folder.get();
+  if (const auto note = WritersNote::of(root); note && note->begin(script.in.path)) return false;
   if (!(identityOf(folder, script.name) == made)) return false;
   const std::string aside = TemporaryName::fresh(script.name).ofReplacedFile().text();
   if (calls.rename(folder, script.name.c_str(), aside.c_str()) != 0) return false;
@@ -153,6 +156,12 @@ bool takeAway(const SystemCalls& calls, const EntryToChange& script, const FileI
   throw LibraryError(sentences);
 }
 
+// Whether an error of opening a folder says that it is not there any more.
+bool isGone(const std::error_code& error) {
+  return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
+         error == std::errc::too_many_symbolic_link_levels;
+}
+
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
 // \"Talk.md\" was made".
 void flush(const SystemCalls& calls, const FolderToChange& folder, const std::string& done) {
@@ -170,18 +179,20 @@ std::shared_ptr<const OpenedRoot> FolderLibrary::openRootToChange(const std::str
 }
 
 std::unique_ptr<LibraryLock> FolderLibrary::lock() {
-  return lockLibrary(root_, options_.patience);
+  return lockLibrary(options_.calls, root_, options_.patience);
 }
 
 std::filesystem::path FolderLibrary::pathOf(std::string_view identifier) const {
   return root_ / identifier;
 }
 
-void FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label) {
-  if (!history_->hasVersionWith(text, identifier)) history_->snapshot(text, pathOf(identifier), label);
+bool FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label) {
+  if (history_->hasVersionWith(text, identifier)) return false;
+  history_->snapshot(text, pathOf(identifier), label);
+  return true;
 }
 
-std::vector<std::uint64_t> FolderLibrary::sweep(const FolderToChange& folder) {
+SweptLeftovers FolderLibrary::sweepFolder(const FolderToChange& folder) {
   const auto keep = [&](const std::string& name, std::string_view text) {
     keepUnlessHeld(text, folder.identifierOf(name), interrupted);
   };
@@ -196,12 +207,69 @@ std::vector<std::uint64_t> FolderLibrary::sweep(const FolderToChange& folder) {
   return sweepLeftovers(options_.calls, folder.folder.get(), keep, remembered);
 }
 
+// Whether nothing is left in a folder in which nothing is to change. What goes wrong there must not hinder this change.
+bool FolderLibrary::sweepAnother(const OpenedRoot& root, const PathBeneath& path) noexcept try {
+  auto folder = openBeneath(options_.calls, root.folder().get(), path, O_RDONLY | O_DIRECTORY);
+  return folder && sweepFolder({*std::move(folder), path}).areGone;
+} catch (const std::exception&) {
+  return false;
+}
+
+// Clears away what writers left that died: where they noted it; in all folders if nothing is known, or if a noted
+// folder has gone, perhaps elsewhere. Notes what stays. Returns the hashes of scripts with a text that stays in
+// `folder`.
+std::vector<std::uint64_t> FolderLibrary::sweep(const OpenedRoot& root, const FolderToChange& folder) {
+  const auto note = WritersNote::of(root);
+  if (!note) return sweepFolder(folder).scripts;
+  std::vector<PathBeneath> folders = note->folders().value_or(std::vector<PathBeneath>());
+  const auto hasGone = [&](const PathBeneath& path) {
+    const auto found = openBeneath(options_.calls, root.folder().get(), path, passingFlags());
+    return !found && isGone(found.error());
+  };
+  const auto isIn = [](const std::vector<PathBeneath>& paths, const PathBeneath& path) {
+    return std::find(paths.begin(), paths.end(), path) != paths.end();
+  };
+  bool areAll = true;
+  if (std::erase_if(folders, hasGone) > 0 || !note->folders()) {
+    FoldersFound found = foldersWithTemporaryFiles(options_.calls, root.folder().get(), folder.path);
+    areAll = found.areAll;
+    std::erase_if(found.folders, [&](const PathBeneath& path) { return isIn(folders, path); });
+    std::move(found.folders.begin(), found.folders.end(), std::back_inserter(folders));
+  }
+  std::vector<PathBeneath> staying;
+  std::vector<std::uint64_t> scripts;
+  for (PathBeneath& path : folders) {
+    bool isClean = false;
+    if (path == folder.path) {
+      SweptLeftovers swept = sweepFolder(folder);
+      isClean = swept.areGone;
+      scripts = std::move(swept.scripts);
+    } else {
+      isClean = sweepAnother(root, path);
+    }
+    if (!isClean && !isIn(staying, path)) staying.push_back(std::move(path));
+  }
+  note->replace(areAll ? std::optional(std::move(staying)) : std::nullopt);
+  return scripts;
+}
+
+// Call this before a temporary file may be made in a folder. The result is to be told when none is left; null without
+// the lock.
+std::shared_ptr<WritersNote> FolderLibrary::noted(const OpenedRoot& root, const PathBeneath& folder,
+                                                  const std::string& happened) {
+  auto note = WritersNote::of(root);
+  if (!note) return nullptr;
+  if (const std::error_code error = note->begin(folder)) throw failure(happened, error);
+  return note;
+}
+
 // What is left of a script knows it by the name that it has.
-void FolderLibrary::sweepBeforeRenaming(const EntryToChange& script, const std::string& happened) {
+void FolderLibrary::sweepBeforeRenaming(const OpenedRoot& root, const EntryToChange& script,
+                                        const std::string& happened) {
   const auto deadline = std::chrono::steady_clock::now() + options_.patienceWithWriters;
   const std::uint64_t hash = TemporaryName::hash(script.name);
   const auto isSwept = [&] {
-    const std::vector<std::uint64_t> staying = sweep(script.in);
+    const std::vector<std::uint64_t> staying = sweep(root, script.in);
     return std::find(staying.begin(), staying.end(), hash) == staying.end();
   };
   while (!isSwept()) {
@@ -227,11 +295,12 @@ void FolderLibrary::sweepBeforeRenaming(const EntryToChange& script, const std::
 // Twice for the new text:
 // 6. the new file's bytes, before it gets the script's name: otherwise the name could lead to an empty file;
 // 7. the script's folder: otherwise the old text could be back after the new one was acknowledged.
+// The writer's note needs no flush, because the next start of the system makes it void (WritersNote.h).
 void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
   const std::string happened = inQuotes(script.identifier) + " could not be written";
   if (text.size() > largestText) throw tooLarge(happened, "the new text");
   const PathBeneath path = pathBeneath(script.identifier, happened);
-  const auto root = openRootToChange(happened);
+  const auto root = openRoot();  // which is looked at once the new text is in its place
   const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
   const auto isInPlace = [&] {
     requireInPlace(*root, happened);
@@ -239,11 +308,14 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
     const auto folder = openBeneath(options_.calls, root->folder().get(), target.in.path, passingFlags());
     return folder && identityOf(folder->get()) == identityOf(target.in.folder.get());
   };
-  sweep(target.in);
+  sweep(*root, target.in);
   const ReplacedFile file{target.in.folder.get(), target.name, script.identifier, options_.patienceWithWriters,
                           isInPlace};
-  replaceFile(options_.calls, file, text,
-              [&](std::string_view replaced) { keepUnlessHeld(replaced, path.string(), savedMeanwhile); });
+  const auto note = noted(*root, target.in.path, happened);
+  const bool isNothingLeft = replaceFile(options_.calls, file, text, [&](std::string_view replaced) {
+    return keepUnlessHeld(replaced, path.string(), savedMeanwhile);
+  });
+  if (note && isNothingLeft) note->end();
   requireStillInPlace(*root, "The new text of " + inQuotes(script.identifier) + " was written");
 }
 
@@ -266,7 +338,7 @@ ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optiona
 void FolderLibrary::fill(const Made& made, std::string_view text, const IfItStays& words) try {
   write(text, made.item);
 } catch (const std::exception& error) {
-  if (!made.file || !takeAway(options_.calls, made.target, *made.file))
+  if (!made.file || !takeAway(options_.calls, *made.root, made.target, *made.file))
     throwWithWhatIsThere(error, made.target, words.isThere, words.advice);
   if (made.wasSetAside) history_->undoSetAside(made.item.identifier);
   throw;
@@ -281,7 +353,7 @@ FolderLibrary::Made FolderLibrary::make(std::string_view asked, const std::optio
   const auto root = openRootToChange(happened);
   FolderToChange target = folderToChange(options_.calls, root->folder(), path, happened);
   const auto fileOf = [&](std::size_t number) { return fileName(numberedName(name, number), kind); };
-  if (kind == Kind::script) sweep(target);  // what is left of a script that is gone belongs to its history
+  if (kind == Kind::script) sweep(*root, target);  // what is left of a script that is gone belongs to its history
   std::size_t first = 1;
   for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number =
@@ -299,7 +371,7 @@ FolderLibrary::Made FolderLibrary::make(std::string_view asked, const std::optio
       flush(options_.calls, target, done);
       requireStillInPlace(*root, done);
       ScriptItem item{std::move(identifier), numberedName(name, number), kind, std::nullopt};
-      return {{std::move(target), file}, std::move(item), made, wasSetAside};
+      return {root, {std::move(target), file}, std::move(item), made, wasSetAside};
     }
     if (wasSetAside) history_->undoSetAside(identifier);
     if (error != std::errc::file_exists) throw failure(happened, error);
@@ -320,7 +392,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   const PathBeneath path = pathBeneath(item.identifier, happened);
   const auto root = openRootToChange(happened);
   const EntryToChange target = entryToChange(options_.calls, root->folder(), path, happened);
-  const auto status = target.status(happened);
+  const auto status = target.status(root->folder(), happened);
   if (!status) throw failure(happened, std::make_error_code(std::errc::no_such_file_or_directory));
   const bool isScript = item.kind == Kind::script;
   if (isScript ? !S_ISREG(status->st_mode) : !S_ISDIR(status->st_mode))
@@ -334,7 +406,7 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
   const auto renamed = [&](std::size_t number) {
     return ScriptItem{target.in.identifierOf(fileOf(number)), numberedName(name, number), item.kind, std::nullopt};
   };
-  if (isScript) sweepBeforeRenaming(target, happened);
+  if (isScript) sweepBeforeRenaming(*root, target, happened);
   std::size_t first = 1;
   for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     const std::size_t number = findFreeNumber(first, [&](std::size_t candidate) {
@@ -351,8 +423,10 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
           happened +
           ", because the path of something in it would be too long for the system then. Use a shorter name.");
     PendingRename pending = history_->willRename(path.string(), result.identifier);
+    const auto note = isScript ? noted(*root, target.in.path, happened) : nullptr;
     const RenameResult renaming =
         (isScript ? renameFile : renameFolder)(options_.calls, target.in.folder.get(), target.name, file);
+    if (note && renaming.names == NamesLeft::onlyNew) note->end();
     const bool isHiddenLeft = renaming.names == NamesLeft::newAndHidden;
     if (renaming.names == NamesLeft::onlyNew || isHiddenLeft) {
       const std::string done = inQuotes(item.identifier) + " was renamed to " + inQuotes(result.identifier) +
@@ -382,7 +456,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
   for (const std::string_view name : in.pieces()) {
     parent = parent.child(name);
     const EntryToChange folder = entryToChange(options_.calls, root->folder(), parent, happened);
-    if (folder.status(happened)) continue;
+    if (folder.status(root->folder(), happened)) continue;
     const std::error_code error = makeFolder(folder.in, folder.name);
     if (error && error != std::errc::file_exists) throw failure(happened, error);
     flush(options_.calls, folder.in, "The folder " + inQuotes(parent.string()) + " was made");
@@ -398,7 +472,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
   requireStillInPlace(*root, done);
   ScriptItem item{path.string(), target.name.substr(0, target.name.size() - scriptSuffix.size()), Kind::script,
                   std::nullopt};
-  Made made{std::move(target), std::move(item), file};
+  Made made{root, std::move(target), std::move(item), file};
   fill(made, text, {"The script exists again, but", "Its history is unchanged."});
   return std::move(made.item);
 }

@@ -11,6 +11,7 @@
 #include "quorvel/files/Beneath.h"
 #include "quorvel/files/FolderEntries.h"
 #include "quorvel/files/LibraryError.h"
+#include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/NaturalOrder.h"
 
 // A folder's entries are collected in strings that are used again for every folder, with a key for each name, sorted by
@@ -49,9 +50,11 @@ Expected<unsigned char> typeOf(const FolderEntry& entry, int folder) {
   return static_cast<unsigned char>(S_ISREG(status.st_mode) ? DT_REG : DT_UNKNOWN);
 }
 
-// Hands over the name and kind of each item directly in a folder. Returns why the folder could not be read to its end.
-template <class Take>
-std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take) {
+// Hands over the name and kind of each item directly in a folder, and the names that begin with a dot to `takeHidden`.
+// Returns why the folder could not be read to its end.
+template <class Take, class TakeHidden>
+std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take,
+                           TakeHidden takeHidden) {
   const auto folder = openBeneath(calls, root, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
   if (!folder) return folder.error();
   FolderEntries entries(calls, folder->get());
@@ -59,12 +62,20 @@ std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath
     const auto entry = entries.next();
     if (!entry || *entry == nullptr) return entry.error();
     const std::string_view name = (*entry)->name;
-    if (name.starts_with('.')) continue;
+    if (name.starts_with('.')) {
+      takeHidden(name);
+      continue;
+    }
     const auto type = typeOf(**entry, folder->get());
     if (!type && !concernsOnlyWhatWasAsked(type.error())) return type.error();
     if (type == DT_DIR) take(name, Kind::folder);
     if (type == DT_REG && name.ends_with(scriptSuffix)) take(name, Kind::script);
   }
+}
+
+template <class Take>
+std::error_code readFolder(const SystemCalls& calls, int root, const PathBeneath& path, Take take) {
+  return readFolder(calls, root, path, take, [](std::string_view) {});
 }
 
 // The size of the identifier that an entry of a folder has.
@@ -191,6 +202,29 @@ Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const Lis
   });
   if (error) return error;
   return count;
+}
+
+// Nobody can open a folder whose path is too long, so nobody has written there.
+FoldersFound foldersWithTemporaryFiles(const SystemCalls& calls, int root, const PathBeneath& another) {
+  FoldersFound found;
+  std::vector<PathBeneath> unread(1);
+  if (!another.isTheFolderItself()) unread.push_back(another);
+  while (!unread.empty()) {
+    const PathBeneath folder = std::move(unread.back());
+    unread.pop_back();
+    bool hasAny = false;
+    const std::error_code error = readFolder(
+        calls, root, folder,
+        [&](std::string_view name, Kind kind) {
+          if (kind == Kind::script) return;
+          PathBeneath child = folder.child(name);
+          if (!(child == another)) unread.push_back(std::move(child));
+        },
+        [&](std::string_view name) { hasAny = hasAny || TemporaryName::parse(name); });
+    if (hasAny) found.folders.push_back(folder);
+    if (error && error != std::errc::filename_too_long && !concernsOnlyWhatWasAsked(error)) found.areAll = false;
+  }
+  return found;
 }
 
 std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope) {

@@ -38,6 +38,16 @@ Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const Listin
 /// is not counted. An error as for the listing.
 Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope);
 
+/// The folders in which there are temporary files (TemporaryName.h).
+struct FoldersFound {
+  std::vector<PathBeneath> folders;
+  bool areAll = true;  ///< False if a folder could not be read, for a reason that would fail a listing.
+};
+
+/// Looks into the root and every folder that a listing looks into, whatever its name's bytes, and into `another`, which
+/// may be hidden. Does not throw if one cannot be read. Reads each folder once.
+FoldersFound foldersWithTemporaryFiles(const SystemCalls& calls, int root, const PathBeneath& another);
+
 /// The size of the longest identifier that the listing has; the folder's own if the folder is empty, gone or not
 /// permitted to be read.
 std::size_t longestIdentifierBelow(const SystemCalls& calls, const ListingScope& scope);

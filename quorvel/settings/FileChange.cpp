@@ -139,7 +139,10 @@ class Change {
     if (swap.make()) return renameOver();
     isInPlace_ = true;
     try {
-      if (seenText(fresh_->name()) == before_) return fresh_->remove();
+      if (seenText(fresh_->name()) == before_) {
+        fresh_->remove();
+        return;
+      }
     } catch (const std::bad_alloc&) {
       putBack(swap);
       throw notWritten(std::make_error_code(std::errc::not_enough_memory));
@@ -153,7 +156,10 @@ class Change {
     const Undone undone = swap.undo();
     isInPlace_ = undone.how == Undone::notTakenOut || undone.how == Undone::unclear;  // or may be
     if (undone.how == Undone::done) return;
-    if (undone.how == Undone::savedMeanwhile) return fresh_->remove();
+    if (undone.how == Undone::savedMeanwhile) {
+      fresh_->remove();
+      return;
+    }
     const std::string file = inQuotes(shown_.native());
     const std::string hidden = inQuotes((folderPath_ / fresh_->name()).native());
     if (undone.how == Undone::savedAllTheTime) {

@@ -52,7 +52,7 @@ class Search {
 
   std::vector<std::string> temporaryNames(const Path& folder, std::uint64_t hash) const {
     const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    std::vector<std::string> names = temporaryFilesIn(copies_.calls(), opened.get());
+    std::vector<std::string> names = temporaryFilesIn(copies_.calls(), opened.get()).names;
     std::erase_if(names, [&](const std::string& name) { return TemporaryName::parse(name)->script != hash; });
     return names;
   }

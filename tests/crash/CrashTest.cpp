@@ -81,6 +81,8 @@ class House {
  public:
   House(std::size_t size, Write write) : size_(size), write_(std::move(write)) {
     library_.create("Talk", std::nullopt);
+    library_.createFolder("Elsewhere", std::nullopt);
+    library_.create("Other", "Elsewhere");
     writeFor(library_, *history_, 1);
     last_ = 1;
     const auto began = Clock::now();
@@ -147,12 +149,16 @@ class House {
       }
     }
     const auto items = library_.contents(root());
-    if (items.size() != 1 || items[0].identifier != script_.identifier) fail(tally, "something else is listed");
+    if (items.size() != 2 || items[1].identifier != script_.identifier) fail(tally, "something else is listed");
 
     tally.leftovers += leftovers() > 0;
+    {
+      const auto lock = library_.lock();
+      library_.write("words", other_);
+    }
+    if (leftovers() > 0) fail(tally, "a temporary file was not cleared away by a writer in another folder");
     last_ = std::max(begun, acknowledged) + 1;
     writeFor(library_, *history_, last_);
-    if (leftovers() > 0) fail(tally, "a temporary file was not cleared away");
     if (bytesOf(root() / script_.identifier) != textNumber(last_, size_)) fail(tally, "the next write went wrong");
     if (isNew && !history_->hasVersionWith(textNumber(begun, size_), script_.identifier))
       fail(tally, "the last text is lost");
@@ -168,6 +174,7 @@ class House {
   const std::size_t size_;
   const Write write_;
   const ScriptItem script_{"Talk.md", "Talk", ScriptItem::Kind::script, std::nullopt};
+  const ScriptItem other_{"Elsewhere/Other.md", "Other", ScriptItem::Kind::script, std::nullopt};
   const std::shared_ptr<History> history_ = std::make_shared<History>(folder_.path());
   FolderLibrary library_{folder_.path(), history_};
   std::uint64_t last_ = 0;  // the number of the text in place

@@ -168,6 +168,7 @@ TEST_F(HistoryCommands, namesTheVersionThatItKeptAmongOthersThatAreFound) {
   name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << quorvel::fnv1a("Talk.md")
        << "-0123456789abcdef-0";
   home.put(name.str(), "left over");
+  home.put("Scripts/.kelvane/lock", "");  // as a writer of an earlier version leaves it, without a note
   EXPECT_THAT(printed({"restore", "Talk", "1"}), HasSubstr("The replaced text is version 2.\n"));
   EXPECT_EQ(printed({"show", "Talk", "2"}), "second");
   EXPECT_EQ(printed({"show", "Talk", "3"}), "left over");
@@ -350,8 +351,12 @@ TEST_F(HistoryCommands, saysWhatIsThereWhenTheDiskDiesWhileWhatIsGoneIsPutBack) 
     isDone = outcome.status == 0;
     const bool stands = outcome.errors.find("is in its place") != std::string::npos;
     standing += stands;
-    EXPECT_EQ(present(), isDone || stands ? "first" : "") << outcome;
-    EXPECT_EQ(outcome.errors.find("empty") != std::string::npos, present().empty()) << outcome;
+    const bool isThere = std::filesystem::exists(home / "Scripts/Talk.md");
+    const bool isSaidToBeEmpty = outcome.errors.find("empty") != std::string::npos;
+    EXPECT_EQ(isThere, isDone || stands || isSaidToBeEmpty) << outcome;
+    if (isThere) {
+      EXPECT_EQ(present(), isSaidToBeEmpty ? "" : "first") << outcome;
+    }
   }
   EXPECT_TRUE(isDone);
   EXPECT_GT(standing, 0);

@@ -43,6 +43,9 @@ class FailingSystemCalls {
   /// With `last`, the calls after that one are made again, as on a disk that fails for a moment.
   static bool begin(const KindOfCalls& kind, int first, int error, int last = mostCalls + 1);
 
+  /// For `error`: the process is killed just before the `first`-th call.
+  static constexpr int death = -1;
+
   /// How many calls of the kind there were.
   static int count() noexcept { return state().count; }
 
@@ -92,6 +95,7 @@ class FailingSystemCalls {
 #endif
     State& staged = state();
     if (staged.isStaged && ++staged.count > mostCalls) ::kill(::getpid(), SIGKILL);
+    if (staged.isStaged && staged.error == death && staged.count == staged.first) ::kill(::getpid(), SIGKILL);
     long answered = -staged.error;
     if (!staged.isStaged || staged.count < staged.first || staged.count > staged.last) {
       answered = ::syscall(number, argument(0), argument(1), argument(2), argument(3), argument(4), ownCall);

@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -45,15 +46,16 @@ class Leftovers : public LibraryHouse {
     return name.text();
   }
 
-  void sweep() {
+  bool sweep() {
     const Descriptor at(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    sweepLeftovers(
+    const SweptLeftovers swept = sweepLeftovers(
         calls, at.get(),
         [&](const std::string& name, std::string_view text) { kept += name + ": " + std::string(text) + "\n"; },
         [&] {
           ++questions;
           return remembered;
         });
+    return swept.areGone;
   }
 
   std::string kept;
@@ -94,6 +96,12 @@ TEST_F(Leftovers, ofAScriptThatNobodyRemembersStay) {
   sweep();
   EXPECT_EQ(bytesOf(name), "theirs");
   EXPECT_EQ(kept, "");
+}
+
+TEST_F(Leftovers, ofAScriptThatNobodyRemembersAreDeletedIfTheyAreEmpty) {
+  leave("Gone.md", "", false);
+  sweep();
+  EXPECT_THAT(names(), ElementsAre("Talk.md"));
 }
 
 TEST_F(Leftovers, ofAScriptThatHasAnotherNameNowAreDeleted) {
@@ -162,6 +170,28 @@ TEST_F(Leftovers, ofLivingWritersStay) {
   ASSERT_EQ(::flock(owner.get(), LOCK_EX), 0);
   sweep();
   EXPECT_EQ(bytesOf(name), "half wri");
+}
+
+TEST_F(Leftovers, areGoneOnlyIfThatIsSure) {
+  EXPECT_TRUE(sweep());
+  const struct {
+    const char* description;
+    const char* failing;
+    std::optional<bool> ownInode;
+  } cases[] = {
+      {"the folder cannot be read", "readEntries", true},
+      {"a text cannot be read", "read", false},
+      {"a file cannot be deleted", "unlink", true},
+  };
+  for (const auto& row : cases) {
+    leave("Talk.md", "theirs", row.ownInode);
+    calls.lack({row.failing}, EIO);
+    EXPECT_FALSE(sweep()) << row.description;
+    EXPECT_EQ(leftovers(), 1U) << row.description;
+    calls.before = [](std::string_view) { return 0; };
+    EXPECT_TRUE(sweep()) << row.description;
+    EXPECT_EQ(leftovers(), 0U) << row.description;
+  }
 }
 
 TEST_F(Leftovers, areNothingElseThatIsInTheFolder) {

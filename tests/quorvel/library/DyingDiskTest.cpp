@@ -158,7 +158,7 @@ TEST_P(DyingDiskUnderAText, isToldAsItIsAndLosesNoWord) {
       EXPECT_EQ(leftovers(), 1U);
     }
 
-    library.write("next", script("Talk.md"));
+    writeLocked("next", "Talk.md");
     EXPECT_EQ(bytesOf("Talk.md"), "next");
     EXPECT_EQ(leftovers(), 0U);
     EXPECT_TRUE(history->hasVersionWith(old, "Talk.md"));
@@ -253,7 +253,7 @@ TEST_P(DyingDiskUnderAName, isToldAsItIsAndTheHistoryFollows) {
     EXPECT_EQ(bytesOf(script), old);
     EXPECT_EQ(story(script), "kept: " + old + "\n");
 
-    library.write("next", this->script(script));
+    writeLocked("next", script);
     EXPECT_EQ(leftovers(), 0U);
     EXPECT_EQ(bytesOf(script), "next");
   });

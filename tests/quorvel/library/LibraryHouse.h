@@ -73,6 +73,15 @@ class StagedCalls : public SystemCalls {
   long write(int file, const void* bytes, std::size_t count) const noexcept override {
     return made("write") ? SystemCalls::write(file, bytes, count) : -1;
   }
+  long readAt(int file, void* bytes, std::size_t count, off_t at) const noexcept override {
+    return made("readAt") ? SystemCalls::readAt(file, bytes, count, at) : -1;
+  }
+  long writeAt(int file, const void* bytes, std::size_t count, off_t at) const noexcept override {
+    return made("writeAt") ? SystemCalls::writeAt(file, bytes, count, at) : -1;
+  }
+  int truncate(int file, off_t size) const noexcept override {
+    return made("truncate") ? SystemCalls::truncate(file, size) : -1;
+  }
   int flush(int file) const noexcept override { return made("flush") ? SystemCalls::flush(file) : -1; }
   int exchange(int folder, const char* one, const char* other) const noexcept override {
     if (!made("exchange")) return -1;
@@ -148,6 +157,12 @@ class LibraryHouse : public ::testing::Test {
     const auto all = names(within);
     return static_cast<std::size_t>(std::count_if(
         all.begin(), all.end(), [](std::string_view name) { return name.starts_with(TemporaryName::prefix); }));
+  }
+
+  /// Replaces a script's text as a tool does, under the lock.
+  void writeLocked(std::string_view text, std::string identifier) {
+    const auto lock = library.lock();
+    library.write(text, script(std::move(identifier)));
   }
 
   /// A listing as indented lines: "[Scenes]" for a folder, "Talk" for a script.

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "quorvel/files/Descriptor.h"
+#include "quorvel/files/OpenedRoot.h"
+#include "quorvel/files/PathBeneath.h"
+#include "quorvel/files/SystemCalls.h"
+
+namespace quorvel {
+
+/// What a writer tells the next one in case it dies: in which folders temporary files of it may be (TemporaryName.h).
+/// So the next one looks there, and not through all of a folder before each change.
+///
+/// The note is the content of the lock file, which the writer has open and nobody else changes meanwhile:
+///
+///     5fd40ece-1124-4a4f-b9a9-2007b0eb7028 NUL     the system's present run, until it is started anew
+///     Talks/Drafts NUL                             a folder; more may follow. The root is the empty path
+///
+/// With a file that is empty, of another run or not of this form, nothing is known: files may be in any folder. That is
+/// so where an earlier version of the program wrote, and after the power failed. The note itself is therefore never
+/// flushed: a process that dies leaves it to the system, and a system that dies makes it void.
+///
+/// Not promised: a disk that fails alone, such as one that is pulled out, may lose a note of the present run; a folder
+/// that was moved away while another got its name is not found; and an earlier version of the program notes nothing.
+/// What is left then is found after the next start of the system.
+///
+/// The lock owns it (FileLock.h). For one thread. `folders`, `begin` and `end` cost at most one system call each, after
+/// three of the first `folders` in a process.
+class WritersNote {
+ public:
+  /// From now on, `of` returns the result to this thread, until its last owner releases it. Owns the lock file, which
+  /// is open for reading and writing.
+  static std::shared_ptr<WritersNote> hold(const SystemCalls& calls, std::shared_ptr<const OpenedRoot> root,
+                                           Descriptor lockFile);
+
+  /// What this thread holds for that opened root, or null.
+  static std::shared_ptr<WritersNote> of(const OpenedRoot& root);
+
+  WritersNote(const SystemCalls& calls, std::shared_ptr<const OpenedRoot> root, Descriptor lockFile)
+      : calls_(calls), root_(std::move(root)), file_(std::move(lockFile)) {}
+
+  /// The folders that are noted; std::nullopt if files may be in any. Reads the file once.
+  const std::optional<std::vector<PathBeneath>>& folders();
+
+  /// Replaces what is noted, after a sweep. If that cannot be written, the note says at least as much as before.
+  void replace(const std::optional<std::vector<PathBeneath>>& folders);
+
+  /// Notes a folder, before a temporary file is made in it. Returns why it could not be noted in any way.
+  std::error_code begin(const PathBeneath& folder);
+
+  /// The folder noted last has no temporary file any more. Without this, it stays noted.
+  void end() noexcept;
+
+ private:
+  bool forget() noexcept;
+  bool append(const std::string& bytes) noexcept;
+  bool write(const std::string& bytes, off_t at) noexcept;
+
+  const SystemCalls& calls_;
+  const std::shared_ptr<const OpenedRoot> root_;
+  const Descriptor file_;
+  bool isRead_ = false;
+  std::optional<std::vector<PathBeneath>> folders_;  // as the file has them
+  off_t size_ = 0;                                   // of the file, where the folders are known
+  std::optional<off_t> sizeBefore_;                  // what it was before the folder that was begun
+};
+
+}  // namespace quorvel
