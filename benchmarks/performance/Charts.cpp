@@ -66,6 +66,7 @@ void drawField(Drawing& drawing, const std::vector<Figure>& tools, double left, 
 
 std::string floorsChart(const Record& record, const Palette& palette) {
   const std::vector<Figure> rows = record.part("floors");
+  if (rows.empty()) return "";
   constexpr double left = 440, right = width - 60, top = 70;
   const double bottom = top + rowHeight * static_cast<double>(rows.size());
   Drawing drawing(width, bottom + 20, palette);
@@ -100,6 +101,7 @@ std::string growthChart(const Record& record, const Palette& palette) {
     if (fields.empty() || fields.back().first != direction) fields.push_back({direction, {}});
     fields.back().second.push_back(std::move(figure));
   }
+  if (fields.empty()) return "";
   constexpr double fieldRight = 290, fieldDown = 250;
   const std::size_t columns = 3, rows = (fields.size() + columns - 1) / columns;
   Drawing drawing(width + 60, 80 + fieldDown * static_cast<double>(rows), palette);
@@ -117,6 +119,7 @@ std::string growthChart(const Record& record, const Palette& palette) {
 
 std::string jsonChart(const Record& record, const Palette& palette) {
   const std::vector<Figure> figures = record.part("json");
+  if (figures.empty()) return "";
   std::vector<std::string> peers;
   std::vector<std::pair<std::string, std::vector<Figure>>> rows;
   for (const std::string task : {"decode", "encode"}) {

@@ -5,8 +5,8 @@
 #include "benchmarks/performance/Drawing.h"
 #include "benchmarks/performance/Record.h"
 
-/// The charts of a record, each as a whole SVG file. What was not measured is left out; a chart without anything is
-/// empty.
+/// The charts of a record, each as a whole SVG file. What was not measured is left out; the text is empty where that is
+/// everything.
 namespace kelvane::benchmarks {
 
 /// The ratios to the floors, with what each must not exceed.

@@ -151,7 +151,7 @@ std::string growth(const Record& record) {
       "The time of one call at the largest size, and in brackets the exponent of the last decade: 1 is linear growth, "
       "0 "
       "is none.\nFiles are in memory, so that no disk hides a growth. Above 1 MB the server gives memory back after "
-      "each call, and the system\nhas to provide it again; that step is in the decade where the size passes 1 MB.\n\n";
+      "each call, and the system\nhas to provide it again; the last decade is beyond that step.\n\n";
   std::vector<std::string> head{"tool"}, largest{"*largest size*"};
   for (const std::string& direction : directions) {
     head.push_back(direction);

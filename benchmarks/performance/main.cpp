@@ -15,7 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 using namespace kelvane::benchmarks;
 
+/// A chart of nothing is not written.
 void write(const fs::path& file, const std::string& text) {
+  if (text.empty()) return;
   if (!(std::ofstream(file, std::ios::binary) << text << std::flush))
     throw std::runtime_error(file.string() + " cannot be written.");
 }

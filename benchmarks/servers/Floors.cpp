@@ -152,7 +152,7 @@ void refusals(const Run& run, const std::string& library) {
   };
   for (const auto& [what, line] : rows) {
     const auto times = measure(run, run.serve(library), {what, line, {run.floor("echo")}, 0, 15, 1, false});
-    if (times) run.figures.add("in " + what, "ms", times->ours * 1000, 10);
+    if (times) run.figures.add(what + ": the time", "ms", times->ours * 1000, 10);
   }
 }
 
