@@ -105,7 +105,7 @@ std::string growthChart(const Record& record, const Palette& palette) {
   constexpr double fieldRight = 290, fieldDown = 250;
   const std::size_t columns = 3, rows = (fields.size() + columns - 1) / columns;
   Drawing drawing(width + 60, 80 + fieldDown * static_cast<double>(rows), palette);
-  drawing.text(16, 24, "Time of one call as something grows", palette.ink, Anchor::start, 15, true);
+  drawing.text(16, 24, "Processor time of one call as something grows", palette.ink, Anchor::start, 15, true);
   drawing.text(16, 42, "Tools that read", palette.series[0], Anchor::start, 12, true);
   drawing.text(124, 42, "Tools that write", palette.series[1], Anchor::start, 12, true);
   drawing.text(246, 42, "Dashed: as steep as linear growth. Bytes of messages and scripts; numbers of all else.",

@@ -75,6 +75,20 @@ std::string machine(const Record& record) {
   return text;
 }
 
+/// How many demands there are, and how many are missed.
+std::string demands(const Record& record) {
+  std::size_t all = 0, missed = 0;
+  for (const char* part : {"floors", "values", "limits", "json"}) {
+    for (const Figure& figure : record.part(part)) {
+      if (figure.has("must") && figure.number("must") == 0) continue;
+      ++all;
+      missed += figure.flag("isMissed") ? 1 : 0;
+    }
+  }
+  return "The tables say what must be: " + decimal(static_cast<double>(all), 0) +
+         " demands, of which this run misses " + decimal(static_cast<double>(missed), 0) + ". Those are marked.\n";
+}
+
 // --- The tables ---
 
 std::string servers(const Record& record) {
@@ -148,7 +162,8 @@ std::string growth(const Record& record) {
   }
   std::string text =
       "\n## Growth\n\n"
-      "The time of one call at the largest size, and in brackets the exponent of the last decade: 1 is linear growth, "
+      "The server's processor time for one call at the largest size, and in brackets the exponent of the last decade: "
+      "1 is linear growth, "
       "0 "
       "is none.\nFiles are in memory, so that no disk hides a growth. Above 1 MB the server gives memory back after "
       "each call, and the system\nhas to provide it again; the last decade is beyond that step.\n\n";
@@ -184,7 +199,8 @@ std::string limits(const Record& record) {
   if (rows.empty()) return "";
   std::string text =
       "\n## A hundred megabytes of anything\n\n"
-      "Each is one line that a client sends. It is served or refused, in linear time (an exponent of at most 1.1 from "
+      "Each is one line that a client sends. It is served or refused, in linear processor time (an exponent of at most "
+      "1.1 from "
       "10 "
       "to 100 MB)\nand with at most 30 times its bytes of memory.\n\n" +
       header({"100 MB of", "10 MB", "100 MB", "exponent", "memory over the bytes"});
@@ -237,8 +253,8 @@ std::string json(const Record& record) {
 }  // namespace
 
 std::string performancePage(const Record& record) {
-  return "# Performance\n\n" + feeling(record) + machine(record) + servers(record) + floors(record) + growth(record) +
-         limits(record) + json(record) +
+  return "# Performance\n\n" + feeling(record) + machine(record) + demands(record) + servers(record) + floors(record) +
+         growth(record) + limits(record) + json(record) +
          "\n## Measuring again\n\n"
          "`./run bench` measures all of this, in about ten minutes on a machine that does nothing else, and writes "
          "this "

@@ -11,7 +11,7 @@
 
 // How the time of each tool grows with each thing that may be large: the message, the script, its chapters, the
 // library, the folder, the script's versions and the histories of others. Files are in memory, so that no disk hides a
-// growth.
+// growth, and what is measured is processor time, so that other processes do not blur it.
 
 namespace kelvane::benchmarks {
 namespace {
@@ -140,14 +140,16 @@ class World {
     if (direction == "histories of others") addHistories(root, size);
   }
 
-  /// The seconds of one call.
+  /// The seconds of processor time of one call.
   double secondsOf(const ToolUnderTest& tool, std::size_t round) {
     // Else only the first update would replace a text of the size that is asked for.
     if (tool.name == "update_script") put(folder_.path() / script, text_ + std::to_string(round));
     JSON::Object arguments = tool.arguments(round);
     if (!message_.empty()) arguments.set(tool.longArgument, message_ + std::to_string(round));
     const std::string line = toolCall(tool.called(), arguments);
-    return benchmarks::secondsOf([&] { server_->askForSize(line); });
+    const double before = server_->processorTime();
+    server_->askForSize(line);
+    return server_->processorTime() - before;
   }
 
   /// The median of at least four calls, and of up to 16 in half a second. Where the message is long a call may be

@@ -7,7 +7,8 @@
 #include "benchmarks/servers/Libraries.h"
 #include "benchmarks/servers/Measuring.h"
 
-// Requests of 10 and 100 MB of anything: served or refused in linear time, with at most 30 times their bytes of memory.
+// Requests of 10 and 100 MB of anything: served or refused in linear processor time, with at most 30 times their bytes
+// of memory.
 
 namespace kelvane::benchmarks {
 namespace {
@@ -84,12 +85,16 @@ void measure(const Run& run, const std::string& name, const std::function<std::s
   for (int at = 0; at < 2; ++at) {
     const std::string line = lineOfSize(sizes[at]);
     std::vector<double> times;
-    for (int time = 0; time < 3; ++time) {
+    double total = 0;
+    while (times.size() < 3 && total < 5) {
       const Folder library(memoryFolder());
       put(library.path() / "Talk.md", chapters(2));
       Process server(run.serve(library.path()), run.placements.front());
       server.askForSize(ping);
-      times.push_back(secondsOf([&] { server.askForSize(line); }));
+      const double before = server.processorTime();
+      server.askForSize(line);
+      times.push_back(server.processorTime() - before);
+      total += times.back();
       memory = static_cast<double>(server.peakMemory()) / static_cast<double>(line.size());
     }
     seconds[at] = median(times);

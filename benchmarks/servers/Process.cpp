@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -136,6 +137,14 @@ void Process::exchange(std::string_view lines, std::size_t replies) {
     }
   }
   must(fcntl(input_, F_SETFL, flags) == 0, "The pipe cannot be written as before.");
+}
+
+double Process::processorTime() const {
+  clockid_t clock{};
+  timespec time{};
+  must(clock_getcpuclockid(child_, &clock) == 0 && clock_gettime(clock, &time) == 0,
+       "The system does not say how long a process has worked.");
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 std::size_t Process::memory() const {

@@ -43,6 +43,10 @@ class Process {
   /// Writes all of `lines` without waiting, and reads at the same time until that many replies have come.
   void exchange(std::string_view lines, std::size_t replies);
 
+  /// The seconds that processors have worked for the server. Unlike the time on a clock it leaves out the turns of
+  /// other processes. What the server does after its reply may be counted with the next request.
+  double processorTime() const;
+
   /// The bytes of memory that the server has now, and the most that it had since it started or since `forgetPeak`.
   std::size_t memory() const;
   std::size_t peakMemory() const;
