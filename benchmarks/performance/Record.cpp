@@ -66,6 +66,7 @@ std::string duration(double seconds) {
   const char* unit = " s";
   if (seconds < 0.9995) seconds *= 1000, unit = " ms";
   if (seconds < 0.9995) seconds *= 1000, unit = " µs";
+  if (seconds < 0.9995) seconds *= 1000, unit = " ns";
   return decimal(seconds, seconds < 9.95 ? 1 : 0) + unit;
 }
 

@@ -40,7 +40,7 @@ class Record {
 /// "1.75": that many digits after the point.
 std::string decimal(double value, int digits);
 
-/// A duration in two or three digits, in the unit that fits: "16 µs", "1.9 ms", "2.4 s".
+/// A duration in two or three digits, in the unit that fits: "70 ns", "16 µs", "1.9 ms", "2.4 s".
 std::string duration(double seconds);
 
 /// "10,000".
