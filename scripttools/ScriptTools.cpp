@@ -24,12 +24,9 @@ std::vector<Tool> ScriptTools::tools(bool allowingWrites) const {
   if (!allowingWrites) return tools;  // what does not exist cannot be called by mistake
 
   const WritingTurns turns(library_, versions_);
-  const std::initializer_list<Tool> writing = {
-      createScript(turns),  createFolder(turns),   renameItem(turns),    saveVersion(turns),
-      updateScript(turns),  appendToScript(turns), addChapter(turns),    renameChapter(turns),
-      updateChapter(turns), moveChapter(turns),    removeChapter(turns),
-  };
-  tools.insert(tools.end(), writing);
+  for (const auto makeTool : {createScript, createFolder, renameItem, saveVersion, updateScript, appendToScript,
+                              addChapter, renameChapter, updateChapter, moveChapter, removeChapter})
+    tools.push_back(makeTool(turns));
   return tools;
 }
 
