@@ -71,6 +71,23 @@ class LibraryLock {
   virtual ~LibraryLock() = default;
 };
 
+/// Is shown the items of a library one after the other. An item is shown without its children, and is valid until the
+/// operation returns. What an operation throws ends the visit and reaches its caller.
+class ItemVisitor {
+ public:
+  ItemVisitor() = default;
+  ItemVisitor(const ItemVisitor&) = delete;
+  ItemVisitor& operator=(const ItemVisitor&) = delete;
+  virtual ~ItemVisitor() = default;
+
+  /// A folder, before the items in it and again after them.
+  virtual void enter(const ScriptItem& folder) = 0;
+  virtual void leave(const ScriptItem& folder) = 0;
+
+  /// A script, or a folder that the library does not list.
+  virtual void meet(const ScriptItem& item) = 0;
+};
+
 /// A folder of scripts and folders.
 class ScriptLibrary {
  public:
@@ -90,6 +107,10 @@ class ScriptLibrary {
   /// The items directly in the folder, in the order that a person sees. The `children` of each folder are set, and hold
   /// its own items by the same rule, down to the last level. The module calls it with `root()` and keeps the order.
   virtual std::vector<ScriptItem> contents(const std::filesystem::path& folder) const = 0;
+
+  /// Shows all items below `root()` in the order of `contents`. Override it if the library can do so without holding
+  /// all of them at once, which takes a large library's memory and much of the time; by default it asks `contents`.
+  virtual void visit(ItemVisitor& visitor) const;
 
   /// A script's whole text, byte for byte. `script` has the identifier that `identifier` returned for it.
   virtual std::string read(const ScriptItem& script) const = 0;

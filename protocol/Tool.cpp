@@ -13,7 +13,34 @@ void ResultText::reserve(std::size_t size) {
   out_.reserve(out_.size() + size);
 }
 
+// A long text is not copied each time that it has doubled. Room that is not used takes no memory of the machine.
+void ResultText::makeRoom(std::size_t size) {
+  constexpr std::size_t smallSize = std::size_t{512} << 10;
+  constexpr std::size_t largeSize = std::size_t{16} << 20;
+  const std::size_t withSomeEscapes = size + size / 8 + 128;
+  if (out_.capacity() - out_.size() >= withSomeEscapes) return;
+  if (out_.capacity() >= smallSize && out_.capacity() < largeSize) out_.reserve(largeSize);
+}
+
+void ResultText::append(const Markup& piece) {
+  const std::string_view bytes = piece.in(form_);
+  makeRoom(bytes.size());
+  out_.append(bytes);
+}
+
+void ResultText::appendString(std::string_view string) {
+  makeRoom(string.size());
+  const std::size_t start = out_.size();
+  JSON::appendEscaped(string, out_);
+  // A string without escapes has none for its escapes to be escaped.
+  if (form_ == Form::plain || out_.size() - start == string.size()) return;
+  const std::string escaped = out_.substr(start);
+  out_.resize(start);
+  append(escaped);
+}
+
 void ResultText::append(std::string_view piece) {
+  makeRoom(piece.size());
   if (form_ == Form::escaped) {
     JSON::appendEscaped(piece, out_);
   } else {

@@ -22,6 +22,32 @@ class ResultText {
   /// How the pieces are appended to the string: as they are, or with the escapes of a JSON string.
   enum class Form { plain, escaped };
 
+  /// A short piece of JSON text that is known when the program is compiled. Its escapes are made then.
+  ///
+  ///     static constexpr ResultText::Markup id(R"({"id":")");
+  class Markup {
+   public:
+    template <std::size_t size>
+    explicit constexpr Markup(const char (&text)[size]) : plain_(text, size - 1) {
+      static_assert(size <= longest);
+      for (const char c : plain_) {
+        if (c == '"' || c == '\\') escaped_[escapedSize_++] = '\\';
+        escaped_[escapedSize_++] = c;
+      }
+    }
+
+    constexpr std::string_view in(Form form) const noexcept {
+      return form == Form::plain ? plain_ : std::string_view(escaped_, escapedSize_);
+    }
+
+   private:
+    static constexpr std::size_t longest = 40;
+
+    std::string_view plain_;
+    char escaped_[2 * longest] = {};
+    std::size_t escapedSize_ = 0;
+  };
+
   /// `out` must outlive the object and is changed by nothing else meanwhile.
   ResultText(std::string& out, Form form) noexcept : out_(out), form_(form) {}
 
@@ -30,8 +56,14 @@ class ResultText {
 
   /// Appends a piece. A character's bytes must be in one piece. Linear in the piece.
   void append(std::string_view piece);
+  void append(const Markup& piece);
+
+  /// Appends what is between the quotes in the JSON text of a string, where the text is JSON. Linear in the string.
+  void appendString(std::string_view string);
 
  private:
+  void makeRoom(std::size_t size);
+
   std::string& out_;
   Form form_;
 };

@@ -1,12 +1,9 @@
 #include "scripttools/LibraryReadingTools.h"
 
-#include <cstddef>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "platform/FreeMemory.h"
 #include "scripttools/ItemSummary.h"
 #include "scripttools/Resolution.h"
 #include "scripttools/SavedMoment.h"
@@ -20,101 +17,68 @@ using quorvel::VersionStore;
 
 namespace {
 
-// The tree of items is walked with a stack of levels, one for each folder from the root to the current one. A library
-// may be nested deeper than the call stack permits, so nothing recurses. A level takes its items out of their parent,
-// so that destroying the tree does not recurse either.
-struct Level {
-  std::vector<ScriptItem> items;
-  std::size_t next = 0;
-};
-
-// How long the listing of the tree is, if nothing in it needs an escape.
-std::size_t expectedSize(const std::vector<ScriptItem>& items) {
-  constexpr std::size_t sizeOfEntry = std::string_view(R"({\"id\":\"\",\"kind\":\"script\",\"name\":\"\"},)").size();
-  std::size_t size = 0;
-  std::vector<const std::vector<ScriptItem>*> left{&items};
-  while (!left.empty()) {
-    const std::vector<ScriptItem>& folder = *left.back();
-    left.pop_back();
-    for (const ScriptItem& item : folder) {
-      size += sizeOfEntry + item.identifier.size() + item.name.size();
-      if (item.children) left.push_back(&*item.children);
-    }
-  }
-  return size;
-}
-
 // Writes the tree as the array of objects that it is in JSON, without making those: there may be very many. The members
 // of an object are in the order of their keys, so a folder's children come first.
-void writeTree(std::vector<ScriptItem> items, ResultText& text) {
-  constexpr std::size_t longPiece = 4096;
-  // The items of a folder are freed when it is complete. So that a large reply takes their place instead of being added
-  // to them, their memory is given back meanwhile.
-  constexpr std::size_t betweenReturns = 2 * 1024 * 1024;
-  std::size_t sinceReturn = 0;
-  text.reserve(expectedSize(items));
-  std::string piece = "[";
-  const auto writeMembers = [&piece](const ScriptItem& item) {
-    piece.append(R"("id":")");
-    JSON::appendEscaped(item.identifier, piece);
-    piece.append(item.kind == ScriptItem::Kind::folder ? R"(","kind":"folder","name":")"
-                                                       : R"(","kind":"script","name":")");
-    JSON::appendEscaped(item.name, piece);
-    piece.append("\"}");
-  };
-  std::vector<Level> path;
-  path.push_back({std::move(items)});
-  while (true) {
-    Level& level = path.back();
-    if (level.next < level.items.size()) {
-      if (level.next > 0) piece.push_back(',');
-      piece.push_back('{');
-      ScriptItem& item = level.items[level.next];
-      if (item.children) {
-        piece.append(R"("children":[)");
-        path.push_back({std::move(*item.children)});
-      } else {
-        writeMembers(item);
-        ++level.next;
-      }
-    } else {
-      // The folder is complete; what is left of its own entry follows.
-      piece.push_back(']');
-      path.pop_back();
-      if (path.empty()) return text.append(piece);
-      Level& above = path.back();
-      piece.push_back(',');
-      writeMembers(above.items[above.next++]);
-    }
-    if (piece.size() >= longPiece) {
-      text.append(piece);
-      sinceReturn += piece.size();
-      piece.clear();
-    }
-    if (sinceReturn >= betweenReturns) {
-      returnFreeMemory();
-      sinceReturn = 0;
-    }
-  }
-}
+class TreeWriter final : public quorvel::ItemVisitor {
+ public:
+  explicit TreeWriter(ResultText& text) : text_(text) { text_.append("["); }
+  void finish() { text_.append("]"); }
 
-JSON::Array folders(std::vector<ScriptItem> items) {
-  JSON::Array entries;
-  std::vector<Level> path;
-  path.push_back({std::move(items)});
-  while (!path.empty()) {
-    Level& level = path.back();
-    if (level.next == level.items.size()) {
-      path.pop_back();
-      continue;
-    }
-    ScriptItem& item = level.items[level.next++];
-    if (item.kind != ScriptItem::Kind::folder) continue;
-    entries.append(JSON::Object{{"id", item.identifier}, {"name", item.name}});
-    if (item.children) path.push_back({std::move(*item.children)});
+  void enter(const ScriptItem&) override {
+    static constexpr ResultText::Markup start(R"({"children":[)");
+    separate();
+    text_.append(start);
+    isFirst_ = true;
   }
-  return entries;
-}
+
+  void leave(const ScriptItem& folder) override {
+    static constexpr ResultText::Markup id(R"(],"id":")");
+    text_.append(id);
+    writeMembers(folder);
+  }
+
+  void meet(const ScriptItem& item) override {
+    static constexpr ResultText::Markup id(R"({"id":")");
+    separate();
+    text_.append(id);
+    writeMembers(item);
+  }
+
+ private:
+  void separate() {
+    if (!isFirst_) text_.append(",");
+  }
+
+  void writeMembers(const ScriptItem& item) {
+    static constexpr ResultText::Markup folder(R"(","kind":"folder","name":")");
+    static constexpr ResultText::Markup script(R"(","kind":"script","name":")");
+    static constexpr ResultText::Markup end(R"("})");
+    text_.appendString(item.identifier);
+    text_.append(item.kind == ScriptItem::Kind::folder ? folder : script);
+    text_.appendString(item.name);
+    text_.append(end);
+    isFirst_ = false;
+  }
+
+  ResultText& text_;
+  bool isFirst_ = true;  // of the array that is being written
+};
+
+class FolderCollector final : public quorvel::ItemVisitor {
+ public:
+  void enter(const ScriptItem& folder) override {
+    entries_.append(JSON::Object{{"id", folder.identifier}, {"name", folder.name}});
+  }
+  void leave(const ScriptItem&) override {}
+  void meet(const ScriptItem& item) override {
+    if (item.kind == ScriptItem::Kind::folder) enter(item);
+  }
+
+  const JSON::Array& entries() const { return entries_; }
+
+ private:
+  JSON::Array entries_;
+};
 
 JSON::Array savedVersions(const std::vector<ScriptVersion>& versions) {
   JSON::Array entries;
@@ -132,7 +96,9 @@ Tool listScripts(std::shared_ptr<const ScriptLibrary> library) {
           "The whole script library as a tree of folders and scripts. Use the \"id\" of an entry with the other tools; "
           "it is a path and it changes when anything above it is renamed.",
           schema({}, {}), [library = std::move(library)](const JSON::Object&, ResultText& text) {
-            writeTree(library->contents(library->root()), text);
+            TreeWriter tree(text);
+            library->visit(tree);
+            tree.finish();
           }};
 }
 
@@ -141,7 +107,9 @@ Tool listFolders(std::shared_ptr<const ScriptLibrary> library) {
           "Every folder in the library, flat. Use one of these ids as \"folder\" when creating something; omit "
           "\"folder\" to work at the top level.",
           schema({}, {}), [library = std::move(library)](const JSON::Object&) {
-            return JSON(folders(library->contents(library->root()))).encoded();
+            FolderCollector folders;
+            library->visit(folders);
+            return JSON(folders.entries()).encoded();
           }};
 }
 

@@ -76,6 +76,12 @@ std::vector<ScriptItem> FolderLibrary::contents(const std::filesystem::path& fol
   return *std::move(items);
 }
 
+void FolderLibrary::visit(ItemVisitor& visitor) const {
+  const auto root = openRoot();
+  if (const std::error_code error = visitItems(options_.calls, scope(*root, PathBeneath()), visitor))
+    throw failure("The folder " + inQuotes(root_.native()) + " could not be read", error);
+}
+
 std::string FolderLibrary::read(const ScriptItem& script) const {
   return read(script, std::chrono::milliseconds(0));
 }

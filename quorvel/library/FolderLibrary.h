@@ -66,6 +66,9 @@ class FolderLibrary final : public ScriptLibrary {
   /// has no children; any other failure to read one throws. Items with paths too long for the system are left out.
   std::vector<ScriptItem> contents(const std::filesystem::path& folder) const override;
 
+  /// The same items. Needs memory for the names in the folders on the way to the current one only.
+  void visit(ItemVisitor& visitor) const override;
+
   /// The script's exact bytes. Throws if it is larger than `largestText` (WholeFile.h), or grows while it is read.
   std::string read(const ScriptItem& script) const override;
 

@@ -14,10 +14,9 @@
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/library/NaturalOrder.h"
 
-// A folder's entries are collected in strings that are used again for every folder, with a key for each name, sorted by
-// that key, and only then made into items, so that an entry costs no allocation but its item's and is never moved. The
-// folders that are still to be read wait on a stack; their items no longer move, because a folder's items are complete
-// before the first of its folders is read.
+// A folder's entries are collected in strings, with a key for each name, and sorted by that key. Each folder on the way
+// from the first to the current one has such a list, and a list that is no longer needed serves the next folder at its
+// depth. So an entry costs no allocation of its own.
 
 namespace quorvel {
 namespace {
@@ -88,25 +87,51 @@ LibraryError incomplete(const PathBeneath& folder, const std::error_code& error)
                  error);
 }
 
-class Walk {
+// What a folder holds, in order.
+class SortedFolder {
  public:
-  Walk(const SystemCalls& calls, const ListingScope& scope) : calls_(calls), scope_(scope) {}
-
-  Expected<std::vector<ScriptItem>> items() {
-    std::vector<ScriptItem> top;
-    if (const std::error_code error = fill(scope_.folder, top)) return error;
-    while (!unread_.empty()) {
-      ScriptItem& folder = *unread_.back();
-      unread_.pop_back();
-      const PathBeneath path = PathBeneath::of(folder.identifier).value();
-      const std::error_code error = fill(path, *folder.children);
-      if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(path, error);
-    }
-    return top;
+  // Reads the folder. Returns why it could not be read to its end.
+  std::error_code read(const SystemCalls& calls, const ListingScope& scope, PathBeneath path) {
+    path_ = std::move(path);
+    found_.clear();
+    names_.clear();
+    keys_.clear();
+    next_ = 0;
+    const auto collect = [&](std::string_view name, Kind kind) {
+      if (identifierSize(path_, name) > scope.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
+      if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
+      Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
+      names_ += name;
+      appendNaturalKey(name, keys_);
+      found.keyEnd = keys_.size();
+      found_.push_back(found);
+    };
+    const std::error_code error = readFolder(calls, scope.root, path_, collect);
+    if (error) found_.clear();
+    std::sort(found_.begin(), found_.end(),
+              [this](const Found& one, const Found& other) { return isBefore(one, other); });
+    return error;
   }
 
+  // Moves on to the next item. False if there is none.
+  bool next() {
+    if (next_ == found_.size()) return false;
+    const Found& found = found_[next_++];
+    item_.kind = found.kind;
+    item_.name = nameOf(found);
+    item_.identifier = path_.string();
+    if (!path_.isTheFolderItself()) item_.identifier += '/';
+    item_.identifier += item_.name;
+    if (found.kind == Kind::script) item_.identifier += scriptSuffix;
+    return true;
+  }
+
+  // The current item, without children.
+  const ScriptItem& item() const { return item_; }
+  PathBeneath pathOfItem() const { return path_.child(item_.name); }
+
  private:
-  // What was found in a folder, before it is in order. The bytes lie in one text each, used again for every folder.
+  // The bytes lie in one text each.
   struct Found {
     Kind kind;
     std::size_t name, nameEnd;
@@ -126,44 +151,30 @@ class Walk {
     return tieOrder(nameOf(one), nameOf(other)) < 0;
   }
 
-  // Fills in one folder's items, and remembers the folders among them: their places no longer change.
-  std::error_code fill(const PathBeneath& folder, std::vector<ScriptItem>& items) {
-    found_.clear();
-    names_.clear();
-    keys_.clear();
-    const auto collect = [&](std::string_view name, Kind kind) {
-      if (identifierSize(folder, name) > scope_.longestIdentifier || !kelvane::unicode::isValidUTF8(name)) return;
-      if (kind == Kind::script) name.remove_suffix(scriptSuffix.size());
-      Found found{kind, names_.size(), names_.size() + name.size(), keys_.size(), 0};
-      names_ += name;
-      appendNaturalKey(name, keys_);
-      found.keyEnd = keys_.size();
-      found_.push_back(found);
-    };
-    if (const std::error_code error = readFolder(calls_, scope_.root, folder, collect)) return error;
-    std::sort(found_.begin(), found_.end(),
-              [this](const Found& one, const Found& other) { return isBefore(one, other); });
-    items.reserve(found_.size());
-    for (const Found& found : found_) {
-      const std::string_view name = nameOf(found);
-      ScriptItem& item = items.emplace_back();
-      item.identifier = folder.child(name, found.kind == Kind::script ? scriptSuffix : std::string_view()).string();
-      item.name = name;
-      item.kind = found.kind;
-      if (found.kind == Kind::folder) item.children.emplace();
-    }
-    for (std::size_t left = items.size(); left > 0; --left) {
-      if (items[left - 1].kind == Kind::folder) unread_.push_back(&items[left - 1]);
-    }
-    return {};
-  }
-
-  const SystemCalls& calls_;
-  const ListingScope& scope_;
+  PathBeneath path_;
   std::vector<Found> found_;
   std::string names_;
   std::string keys_;
-  std::vector<ScriptItem*> unread_;
+  std::size_t next_ = 0;
+  ScriptItem item_;
+};
+
+// Puts the items that it is shown into a tree.
+class TreeBuilder final : public ItemVisitor {
+ public:
+  void enter(const ScriptItem&) override { open_.emplace_back(); }
+  void leave(const ScriptItem& folder) override {
+    std::vector<ScriptItem> children = std::move(open_.back());
+    open_.pop_back();
+    meet(folder);
+    open_.back().back().children = std::move(children);
+  }
+  void meet(const ScriptItem& item) override { open_.back().push_back(item); }
+
+  std::vector<ScriptItem> items() && { return std::move(open_.front()); }
+
+ private:
+  std::vector<std::vector<ScriptItem>> open_ = std::vector<std::vector<ScriptItem>>(1);
 };
 
 // Hands over each script and folder below a folder, by the path of what it lies in and its name, and looks into
@@ -189,8 +200,33 @@ std::error_code walk(const SystemCalls& calls, const ListingScope& scope, Take t
 
 }  // namespace
 
+std::error_code visitItems(const SystemCalls& calls, const ListingScope& scope, ItemVisitor& visitor) {
+  std::vector<SortedFolder> folders(1);
+  if (const std::error_code error = folders[0].read(calls, scope, scope.folder)) return error;
+  std::size_t depth = 0;
+  while (true) {
+    if (!folders[depth].next()) {
+      if (depth == 0) return {};
+      visitor.leave(folders[--depth].item());
+      continue;
+    }
+    const ScriptItem& item = folders[depth].item();
+    if (item.kind == Kind::script) {
+      visitor.meet(item);
+      continue;
+    }
+    visitor.enter(item);
+    PathBeneath path = folders[depth].pathOfItem();
+    if (++depth == folders.size()) folders.emplace_back();
+    const std::error_code error = folders[depth].read(calls, scope, path);
+    if (error && !concernsOnlyWhatWasAsked(error)) throw incomplete(path, error);
+  }
+}
+
 Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope) {
-  return Walk(calls, scope).items();
+  TreeBuilder tree;
+  if (const std::error_code error = visitItems(calls, scope, tree)) return error;
+  return std::move(tree).items();
 }
 
 Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope) {

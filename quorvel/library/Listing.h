@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
-#include "platform/QuorvelCore.h"
+#include "platform/QuorvelLibrary.h"
 #include "quorvel/files/Expected.h"
 #include "quorvel/files/PathBeneath.h"
 #include "quorvel/files/SystemCalls.h"
@@ -30,8 +31,13 @@ struct ListingScope {
   std::size_t longestIdentifier;  ///< Items with longer ones could not be opened by their paths and are left out.
 };
 
-/// The items in the folder, each folder with its children: folders first, then scripts, each in natural order. An error
-/// if the folder itself cannot be read. Allocates nothing for an entry but what its item holds.
+/// Shows the items below the folder: in each folder the folders first, then the scripts, each in natural order. Returns
+/// why the folder itself could not be read, if so. Keeps the names in the folders on the way to the current one, and
+/// nothing for those that were shown.
+std::error_code visitItems(const SystemCalls& calls, const ListingScope& scope, ItemVisitor& visitor);
+
+/// The same as a tree: the items in the folder, each folder with its children. An error if the folder itself cannot be
+/// read.
 Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const ListingScope& scope);
 
 /// How many scripts and folders the listing leaves out because their names are not UTF-8. What is below such a folder

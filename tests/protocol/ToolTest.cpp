@@ -87,6 +87,25 @@ TEST(Tool, returnsTheTextThatItWrites) {
   EXPECT_NE(writing.writer(), nullptr);
 }
 
+TEST(ResultText, appendsMarkupAndStringsAsTheJSONTextThatTheyAre) {
+  static constexpr ResultText::Markup start(R"({"a\":")");
+  static constexpr ResultText::Markup end(R"("})");
+  const std::string strings[] = {"",     "plain",        "caf\u00E9",           "\"", "\\", "\n\x01",
+                                 "\xFF", "\xF0\x9F\x98", std::string(3000, '"')};
+  for (const std::string& string : strings) {
+    std::string plain, escaped;
+    for (const auto& [form, out] :
+         {std::pair(ResultText::Form::plain, &plain), std::pair(ResultText::Form::escaped, &escaped)}) {
+      ResultText text(*out, form);
+      text.append(start);
+      text.appendString(string);
+      text.append(end);
+    }
+    EXPECT_EQ(plain, R"({"a\":)" + JSON(string).encoded() + "}");
+    EXPECT_EQ('"' + escaped + '"', JSON(plain).encoded());
+  }
+}
+
 TEST(ResultText, appendsToWhatIsThereInItsForm) {
   for (const auto& [form, expected] : {std::pair(ResultText::Form::plain, "before \"\n\xFF\""),
                                        std::pair(ResultText::Form::escaped, "before \\\"\\n\uFFFD\\\"")}) {
