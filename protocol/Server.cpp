@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/FreeMemory.h"
 #include "platform/Unicode.h"
 #include "protocol/RPCError.h"
 
@@ -76,6 +77,30 @@ const Tool& toolOf(const JSON::Object& params, const std::vector<Tool>& tools) {
   throw RPCError::invalidParams(std::move(message.append(name)));
 }
 
+/// How much of a text is in one piece if that has at most `most` bytes and cuts no character, nor an ill-formed part of
+/// one. No character has more than three bytes that continue it.
+std::size_t pieceOf(std::string_view text, std::size_t most) noexcept {
+  if (text.size() <= most) return text.size();
+  const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80; };
+  for (std::size_t end = most; end + 4 > most; --end) {
+    if (!continues(end)) return end;
+  }
+  return most;
+}
+
+/// Appends a text with its escapes. The memory of a long one is given back piece by piece, so that text and reply are
+/// not both there as a whole.
+void appendLast(std::string text, std::string& reply) {
+  constexpr std::size_t longPiece = std::size_t{4} << 20;
+  if (text.size() > longPiece) reply.reserve(reply.size() + text.size() + text.size() / 16);
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t size = pieceOf(std::string_view(text).substr(at), longPiece);
+    JSON::appendEscaped(std::string_view(text).substr(at, size), reply);
+    if (text.size() > longPiece) giveBack(text.data() + at, size);
+    at += size;
+  }
+}
+
 /// Appends what `toolResult` describes. The text is written once, where it leaves from.
 void appendCallResult(const Tool& tool, const JSON::Object& arguments, std::string& reply) {
   reply.append(R"({"content":[{"text":")");
@@ -104,7 +129,7 @@ void appendCallResult(const Tool& tool, const JSON::Object& arguments, std::stri
   } catch (...) {
     fail(noReason);
   }
-  JSON::appendEscaped(text, reply);
+  appendLast(std::move(text), reply);
   reply.append(isError ? R"(","type":"text"}],"isError":true})" : R"(","type":"text"}],"isError":false})");
 }
 

@@ -311,6 +311,21 @@ TEST(Server, replacesWhatIsInTheCallersReply) {
   EXPECT_EQ(reply, "");
 }
 
+// Such a text is escaped piece by piece. Wherever a piece ends, it cuts no character and no ill-formed part of one.
+TEST(Server, repliesWithLongTextsAsWithShortOnes) {
+  std::string text;
+  const Server server("s", {Tool("long", "", schema({}, {}), [&](const JSON::Object&) { return text; })});
+  for (const std::string unit : {"x", "\"", "\u00E9", "\u3042", "\U0001F600", "\x80", "\xF0\x9F\x98", "\xE3\x81x"}) {
+    for (std::size_t before = 0; before < 4; ++before) {
+      text.assign(before, 'a');
+      while (text.size() < (std::size_t{4} << 20) + 100) text += unit;
+      const auto reply = server.handle(R"({"id":1,"method":"tools/call","params":{"name":"long"}})");
+      EXPECT_TRUE(reply == R"({"id":1,"jsonrpc":"2.0","result":)" + toolResult(text, false).encoded() + "}")
+          << ::testing::PrintToString(unit) << ", " << before;
+    }
+  }
+}
+
 TEST(Server, dropsWhatAToolWroteBeforeItFailed) {
   const auto written = [](const JSON::Object& arguments, ResultText& text) {
     text.reserve(20);
