@@ -49,9 +49,12 @@ class ScratchStack {
   void grow() {
     const auto capacity = static_cast<std::size_t>(limit_ - elements_);
     if (capacity > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
-    auto* larger = static_cast<Element*>(std::malloc(2 * capacity * sizeof(Element)));
+    // The system moves the pages of a large stack, so that it is never there twice.
+    auto* larger =
+        static_cast<Element*>(std::realloc(static_cast<void*>(heap_.get()), 2 * capacity * sizeof(Element)));
     if (larger == nullptr) throw std::bad_alloc();
-    std::memcpy(static_cast<void*>(larger), elements_, capacity * sizeof(Element));
+    if (!heap_) std::memcpy(static_cast<void*>(larger), elements_, capacity * sizeof(Element));
+    static_cast<void>(heap_.release());
     heap_.reset(larger);
     elements_ = larger;
     end_ = larger + capacity;

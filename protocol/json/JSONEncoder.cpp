@@ -191,7 +191,7 @@ class JSON::Storage::Encoder {
         }
         out_.ensure(1);
         out_.put(rest.close);
-        rest = around_.top();
+        rest = around_.top().rest();
         around_.pop();
       }
       // Room for all that follows, except strings that are not stored inline.
@@ -222,7 +222,7 @@ class JSON::Storage::Encoder {
         case Tag::object: {
           const bool isArray = tag(value) == Tag::array;
           Block* values = block(value);
-          *around_.push() = rest;
+          *around_.push() = Around(rest);
           rest = {nullptr, nullptr, isArray ? ']' : '}', true};
           if (values != nullptr) {
             rest.next = values->values();
@@ -247,6 +247,22 @@ class JSON::Storage::Encoder {
     const JSON* end;
     char close;  // the bracket that ends it; NUL around the root
     bool isFirst;
+  };
+
+  /// The same in two words, for one that is left for what is nested in it. A text may nest millions of them.
+  class Around {
+   public:
+    explicit Around(const Rest& rest) noexcept
+        : next_(rest.next), leftAndClose_(static_cast<std::uint64_t>(rest.end - rest.next) << 8 | closeOf(rest)) {}
+    Rest rest() const noexcept {
+      return {next_, next_ + (leftAndClose_ >> 8), static_cast<char>(leftAndClose_ & 0xFF), false};
+    }
+
+   private:
+    static std::uint64_t closeOf(const Rest& rest) noexcept { return static_cast<unsigned char>(rest.close); }
+
+    const JSON* next_;
+    std::uint64_t leftAndClose_;
   };
 
   /// Writes a string. Needs `roomForString`. Afterwards there is room for what is left of a member.
@@ -281,7 +297,7 @@ class JSON::Storage::Encoder {
   }
 
   Output out_;
-  ScratchStack<Rest, 32> around_;
+  ScratchStack<Around, 32> around_;
 };
 
 bool JSON::appendEncoded(std::string& out) const {

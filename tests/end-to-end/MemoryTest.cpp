@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -118,6 +119,60 @@ TEST(Memory, aLongLineIsForgotten) {
     EXPECT_EQ(program.line(), pong(1));
   }
   EXPECT_LT(program.finish().peakKilobytes, 2 * once);
+}
+
+// The last of these, because it makes the test itself large, and the program begins as its copy.
+TEST(Memory, noRequestTakesMoreThanThirtyTimesItsBytes) {
+  if (isSanitized()) GTEST_SKIP() << "A sanitizer keeps memory back, so there is nothing to compare.";
+  const std::string call = R"({"id":1,"method":"tools/call","params":{"name":"read_script","arguments":{"id":")";
+  const std::string noJSON = R"({"error":{"code":-32700)", noRequest = R"({"error":{"code":-32600)";
+  const struct {
+    const char* what;
+    std::string begin, opening, closing, end;
+    std::string reply;  // how it begins
+  } rows[] = {
+      {"arrays that are not closed", "", "[", "", "", noJSON},
+      {"arrays in arrays", "", "[", "]", "", noRequest},
+      {"an id of arrays in arrays", R"({"method":"ping","id":)", "[", "]", "}", R"({"id":[[[[)"},
+      {"an id of numbers that are longer in the reply", R"({"method":"ping","id":[)", "1e9,", "", "0]}",
+       R"({"id":[1000)"},
+      {"an id of control characters", R"({"method":"ping","id":")", R"(\u0001)", "", "\"}", R"({"id":"\u0001)"},
+      {"empty arrays", "[0", ",[]", "", "]", noRequest},
+      {"empty objects", "[0", ",{}", "", "]", noRequest},
+      {"numbers", "[0", ",1", "", "]", noRequest},
+      {"short strings", "[0", R"(,"")", "", "]", noRequest},
+      {"members", R"({"a":0)", R"(,"b":0)", "", "}", noRequest},
+      {"bytes that are not UTF-8 in a method", R"({"id":1,"method":")", "\xFF", "", "\"}",
+       R"({"error":{"code":-32601)"},
+      {"bytes that are not UTF-8 alone", "", "\xFF", "", "", noJSON},
+      {"an identifier that climbs", call, "../", "", "\"}}}", R"({"id":1)"},
+      {"an identifier of combining marks", call, "\xCC\x81", "", "\"}}}", R"({"id":1)"},
+  };
+  constexpr std::size_t size = 4 * megabyte;
+  const Folder library;
+  const auto peakOf = [&](const std::string& begin, const std::string& opening, const std::string& closing,
+                          const std::string& end, const std::string& reply) {
+    Program program({"serve", "--allow-writes", "--library", library.text()});
+    program.write(begin);
+    const std::size_t both = std::max<std::size_t>(opening.size() + closing.size(), 1);
+    for (const std::string& part : {opening, closing}) {
+      constexpr std::size_t most = 4096;
+      std::string piece;
+      for (std::size_t count = 0; count < most; ++count) piece += part;
+      for (std::size_t count = 0; !part.empty() && count < size / both; count += most) program.write(piece);
+    }
+    program.write(end + '\n');
+    const Outcome outcome = program.finish();
+    EXPECT_TRUE(outcome.output.starts_with(reply)) << outcome.output.substr(0, 300);
+    return outcome.peakKilobytes;
+  };
+  const long none = peakOf("0", "", "", "", noRequest);
+  for (const auto& row : rows) {
+    const long taken = peakOf(row.begin, row.opening, row.closing, row.end, row.reply) - none;
+    const double perByte = static_cast<double>(taken) * 1024 / static_cast<double>(size);
+    std::cout << row.what << ": " << perByte << " bytes of memory for each of the line\n";
+    EXPECT_LE(perByte, 30) << row.what;
+  }
 }
 
 }  // namespace
