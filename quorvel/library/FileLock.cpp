@@ -81,10 +81,9 @@ Descriptor ownFolder(const OpenedRoot& root) {
 // Whether the file is still the one that others lock: somebody may have taken the library's folder, or its own folder,
 // away and put another one there, by hand. Nothing is opened by the path, so a link on it does no harm. Throws when the
 // system does not tell.
-bool isStillThere(const Descriptor& file, const OpenedRoot& root) {
+bool isStillThere(const struct stat& file, const OpenedRoot& root) {
   if (!root.isInPlace()) return false;
-  const auto locked = identityOf(file.get());
-  if (!locked) throw notLocked(locked.error());
+  const FileIdentity locked{file.st_dev, file.st_ino};
   const auto present = identityOf(root.folder().get(), std::string(ownFolderName) + '/' + lockFileName);
   const std::error_code error = present.error();
   const bool isTold = !error || error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
@@ -125,10 +124,14 @@ std::unique_ptr<LibraryLock> lockLibrary(const SystemCalls& calls, const std::fi
     if (lockBefore(deadline, folder) == isBusy) throw busy(patience);
     const std::error_code error = lockBefore(deadline, file);
     if (error) throw error == isBusy ? busy(patience) : notLocked(error);
-    if (!isStillThere(file, *opened)) continue;
+    struct stat status;
+    if (::fstat(file.get(), &status) != 0) throw notLocked(lastError());
+    if (!isStillThere(status, *opened)) continue;
     ::flock(folder.get(), LOCK_UN);
+    // A file with other names may be one outside the library. It can be locked, but nothing is written into it.
+    const bool mayBeWritten = S_ISREG(status.st_mode) && status.st_nlink == 1;
     return std::make_unique<FileLock>(HeldOwnFolder::hold(opened, std::move(folder)),
-                                      WritersNote::hold(calls, opened, std::move(file)));
+                                      WritersNote::hold(calls, opened, std::move(file), mayBeWritten));
   } while (Clock::now() < deadline);
   throw moved();
 }

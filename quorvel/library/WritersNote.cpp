@@ -72,9 +72,9 @@ std::weak_ptr<WritersNote>& latest() {
 }  // namespace
 
 std::shared_ptr<WritersNote> WritersNote::hold(const SystemCalls& calls, std::shared_ptr<const OpenedRoot> root,
-                                               Descriptor lockFile) {
+                                               Descriptor lockFile, bool mayBeWritten) {
   auto note = std::make_shared<WritersNote>(calls, std::move(root), std::move(lockFile));
-  latest() = note;
+  latest() = mayBeWritten ? note : nullptr;
   return note;
 }
 

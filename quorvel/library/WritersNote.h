@@ -36,10 +36,11 @@ namespace quorvel {
 /// three of the first `folders` in a process.
 class WritersNote {
  public:
-  /// From now on, `of` returns the result to this thread, until its last owner releases it. Owns the lock file, which
-  /// is open for reading and writing.
+  /// Owns the lock file, which is open for reading and writing. From now on, `of` returns the result to this thread,
+  /// until its last owner releases it; but not if the file must not be written, because it has other names (hard
+  /// links), which may be outside the library. Then nothing is noted, and writers look where they work.
   static std::shared_ptr<WritersNote> hold(const SystemCalls& calls, std::shared_ptr<const OpenedRoot> root,
-                                           Descriptor lockFile);
+                                           Descriptor lockFile, bool mayBeWritten);
 
   /// What this thread holds for that opened root, or null.
   static std::shared_ptr<WritersNote> of(const OpenedRoot& root);

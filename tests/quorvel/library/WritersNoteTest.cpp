@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <set>
 #include <string>
@@ -67,6 +68,23 @@ class WritersNotes : public LibraryHouse {
   const std::string clean = firstNote();
 };
 
+TEST_F(WritersNotes, areNeverWrittenIntoAFileOutsideTheLibrary) {
+  const std::filesystem::path outside = root.parent_path() / "Outside";
+  std::ofstream(outside) << "mine";
+  std::filesystem::remove(root / lockFile);
+  std::filesystem::create_hard_link(outside, root / lockFile);
+  leave("Here");
+  leave("There");
+  writeLocked("new", "Here/Talk.md");
+  EXPECT_EQ(note(), "mine");
+  EXPECT_EQ(leftovers("Here"), 0U);
+  EXPECT_EQ(leftovers("There"), 1U);
+  std::filesystem::remove(outside);
+  writeLocked("newer", "Here/Talk.md");
+  EXPECT_EQ(leftovers("There"), 0U);
+  EXPECT_EQ(note(), clean);
+}
+
 // --- What is noted, and where the next writer looks ---
 
 struct Noted {
@@ -89,7 +107,7 @@ TEST_P(WhatIsNoted, saysWhereTheNextWriterLooks) {
   for (const std::string& name : folders) {
     const bool isSwept = std::find(row.swept.begin(), row.swept.end(), name) != row.swept.end();
     EXPECT_EQ(leftovers(name), isSwept ? 0U : 1U) << name;
-    EXPECT_EQ(history->holds("from " + name, (std::filesystem::path(name) / "Talk.md").native()), isSwept) << name;
+    EXPECT_EQ(history->hasVersionWith("from " + name, (std::filesystem::path(name) / "Talk.md").native()), isSwept) << name;
   }
   EXPECT_EQ(note(), clean);
 }
@@ -169,7 +187,7 @@ TEST_F(WritersNotes, stayUntilATextThatAnotherProgramWritesIsKept) {
   editor = Descriptor();
   writeLocked("newer", "Here/Talk.md");
   EXPECT_EQ(note(), clean);
-  EXPECT_TRUE(history->holds("half and whole", "There/Talk.md"));
+  EXPECT_TRUE(history->hasVersionWith("half and whole", "There/Talk.md"));
 }
 
 TEST_F(WritersNotes, stayWhereAFolderCannotBeReadAndDoNotHinderAnother) {
@@ -224,7 +242,7 @@ TEST_F(WritersNotes, areFollowedToAFolderThatWasRenamed) {
   }
   writeLocked("new", "Here/Talk.md");
   EXPECT_EQ(leftovers("Elsewhere"), 0U);
-  EXPECT_TRUE(history->holds("theirs", "Elsewhere/Talk.md"));
+  EXPECT_TRUE(history->hasVersionWith("theirs", "Elsewhere/Talk.md"));
   EXPECT_EQ(note(), clean);
 }
 
@@ -302,7 +320,7 @@ class InterruptedChange : public WritersNotes, public ::testing::WithParamInterf
       EXPECT_THAT(text, ::testing::AnyOf("old", "new", "")) << script;
     }
     const bool isThere = bytesOf("There/Talk.md") == "old" || bytesOf("There/New.md") == "old";
-    EXPECT_TRUE(isThere || history->holds("old", "There/Talk.md"));
+    EXPECT_TRUE(isThere || history->hasVersionWith("old", "There/Talk.md"));
   }
 
   /// Back to what it was before.
