@@ -142,6 +142,8 @@ class Tree {
     const path entry = in / oneOf(names, random_);
     std::error_code taken;
     if (!isFolder(in) || std::filesystem::exists(std::filesystem::symlink_status(entry, taken))) return;
+    // A link may lead to where other tests and other people have their files.
+    if (!std::filesystem::canonical(in).native().starts_with(folder.path().native())) return;
     switch (below(4, random_)) {
       case 0:
         std::filesystem::create_directory(entry);
