@@ -5,7 +5,6 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <optional>
 #include <system_error>
 
 #include "platform/json/PowersOf10.h"
@@ -88,9 +87,9 @@ static_assert(std::size(exactPowersOf10) == greatestExactPower + 1);
 
 #if defined(KELVANE_INT128)
 
-/// The second way, for digits above 0.
-std::optional<double> multiplied(std::uint64_t digits, std::int64_t exponent) noexcept {
-  if (exponent < leastPower10 || exponent > greatestPower10) return std::nullopt;
+/// The second way, for digits above 0. The result is 0 where it is not known in this way.
+double multiplied(std::uint64_t digits, std::int64_t exponent) noexcept {
+  if (exponent < leastPower10 || exponent > greatestPower10) return 0;
   const auto power = static_cast<int>(exponent);
   const int shift = std::countl_zero(digits);
   const UInt128 product = upperProduct(power10(power), digits << shift);
@@ -98,25 +97,27 @@ std::optional<double> multiplied(std::uint64_t digits, std::int64_t exponent) no
   // than one in its lowest bit, too. Only where its lower half is 0 does that reach the upper half. Elsewhere something
   // follows the upper half, which counts as its lowest bit: far below the 53 that are kept, it only says that the rest
   // is not 0.
+  const auto upper = static_cast<std::uint64_t>(product >> 64);
+  const auto lower = static_cast<std::uint64_t>(product);
   const bool isExact = power >= 0 && power <= 27;
-  if (!isExact && static_cast<std::uint64_t>(product) == 0) return std::nullopt;
-  const int up = std::countl_zero(static_cast<std::uint64_t>(product >> 64));
-  const UInt128 shifted = product << up;
-  const std::uint64_t rest = static_cast<std::uint64_t>(shifted) != 0 ? 1 : 0;
-  const auto significand = static_cast<double>(static_cast<std::uint64_t>(shifted >> 64) | rest);
+  if (!isExact && lower == 0) return 0;
+  // Of 63 bits, since the processor converts no more at once.
+  const std::uint64_t down = upper >> 63;
+  const std::uint64_t rest = (upper & down) | (lower != 0 ? 1 : 0);
+  const auto significand = static_cast<double>(static_cast<std::int64_t>(upper >> down | rest));
 
   // The scaling adds to the exponent in the double's bits, where the result is a normal number.
-  const int scale = floorLog2OfPower10(power) + 1 - shift - up;
   const auto bits = std::bit_cast<std::uint64_t>(significand);
+  const int scale = floorLog2OfPower10(power) + 1 - shift + static_cast<int>(down);
   const int scaled = static_cast<int>(bits >> 52) + scale;
-  if (scaled < 1 || scaled > 2046) return std::nullopt;
+  if (scaled < 1 || scaled > 2046) return 0;
   return std::bit_cast<double>((bits & ((std::uint64_t{1} << 52) - 1)) | static_cast<std::uint64_t>(scaled) << 52);
 }
 
 #else
 
-std::optional<double> multiplied(std::uint64_t, std::int64_t) noexcept {
-  return std::nullopt;
+double multiplied(std::uint64_t, std::int64_t) noexcept {
+  return 0;
 }
 
 #endif
@@ -137,7 +138,7 @@ double roundedDouble(const Number& number, const char* begin) noexcept {
         return signedValue(digits * exactPowersOf10[number.exponent]);
       }
     }
-    if (const auto value = multiplied(number.digits, number.exponent)) return signedValue(*value);
+    if (const double value = multiplied(number.digits, number.exponent); value != 0) return signedValue(value);
   }
   double value = 0;
   if (std::from_chars(begin, number.end, value).ec == std::errc()) return value;
