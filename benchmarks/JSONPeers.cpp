@@ -1,12 +1,12 @@
 #include <malloc.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -76,7 +76,9 @@ Row tree() {
     JSON::Array scripts;
     for (int script = 0; script < 20; ++script) {
       const std::string title = "Script " + std::to_string(script);
-      scripts.append(JSON::Object{{"id", name + "/" + title + ".md"}, {"kind", "script"}, {"name", title}});
+      std::string id = name;
+      id.append("/").append(title).append(".md");
+      scripts.append(JSON::Object{{"id", id}, {"kind", "script"}, {"name", title}});
     }
     folders.append(JSON::Object{{"children", scripts}, {"id", name}, {"kind", "folder"}, {"name", name}});
   }

@@ -8,12 +8,18 @@
 #include "platform/unicode/Processor.h"
 
 /// Runs of bytes that need no treatment: the white space between the values of a JSON document, and the parts of its
-/// strings that a reader skips and a writer copies. Runs are found 16 bytes at a time with SSE2, otherwise 8 or one at
-/// a time.
+/// strings that a reader skips and a writer copies.
 ///
-/// Every function reads [at, end) and no byte outside it, in time linear in the run. `at` may be `end`, where nothing
-/// else is said. None allocates or throws, and all are pure, so they may be called from several threads at once. They
-/// are inline because the decoder and the encoder spend most of their time in them.
+///     at = skippingSpace(at, end);                           // to the next value
+///     const char* stop = skippingPlain(at + 1, end);         // to the end of a string, if it is plain
+///     const std::size_t size = copyUnescaped(at, end, to);   // what can be written as it is
+///
+/// Runs are found 16 bytes at a time with SSE2, otherwise 8 or one at a time, and the result is the same. What ends a
+/// run is the caller's question: every function may stop at any byte that is not of its kind, and at `end`.
+///
+/// Every function reads [at, end) and no byte outside it, in time linear in the run. None allocates or throws, and all
+/// are pure, so they may be called from several threads at once. They are inline because the decoder and the encoder
+/// spend most of their time in them.
 namespace kelvane::jsonscanner {
 
 /// White space (RFC 8259, section 2). There is no other: neither a form feed nor a no-break space is.

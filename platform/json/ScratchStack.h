@@ -9,11 +9,19 @@
 
 namespace kelvane {
 
-/// A stack whose first `inlineCount` elements need no memory from the heap. Elements are moved as bytes and are never
-/// destroyed, so it is only for types that permit that.
+/// A stack whose first `inlineCount` elements need no memory from the heap.
 ///
-/// Used where other code would recurse: a level of nesting is an element. A push takes amortised constant time, all
-/// else constant time. Belongs to one thread.
+///     ScratchStack<Open, 32> open;                        // 32 levels in the stack frame
+///     *open.push() = {isObject, begin};                   // a level opens
+///     const bool isObject = open.top().isObject;
+///     open.pop();                                         // and closes
+///
+/// Used where other code would recurse: a level of nesting is an element, so that no input can exhaust the stack of a
+/// thread. Elements are moved as bytes and are never destroyed, so it is only for types that permit that; who destroys
+/// what an element refers to is the caller's question.
+///
+/// A push takes amortised constant time, all else constant time. Room grows by doubling and is given back only by the
+/// destructor. Only `push` throws. Belongs to one thread.
 template <class Element, std::size_t inlineCount>
 class ScratchStack {
  public:
@@ -21,6 +29,7 @@ class ScratchStack {
   ScratchStack(const ScratchStack&) = delete;
   ScratchStack& operator=(const ScratchStack&) = delete;
 
+  /// How many elements there are.
   std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - elements_); }
 
   /// The element at an index, counted from the bottom. `at(size())` is permitted: the end of the elements.

@@ -53,14 +53,16 @@ class JSON::Storage {
   static constexpr std::uint8_t formMask = 3 << 3;
 
   struct Arena;
-  class ArenaBuilder;
-  class Decoder;
-  class Encoder;
-  class SoughtKey;
+  class ArenaBuilder;  // protocol/json/JSONArena.h
+  class Decoder;       // protocol/json/JSONDecoder.cpp
+  class Encoder;       // protocol/json/JSONEncoder.cpp
+  class SoughtKey;     // protocol/json/JSONObject.cpp
 
+  /// What the first byte of a value says. `form` means something only for a string.
   static Tag tag(const JSON& value) noexcept { return static_cast<Tag>(value.head_.tag & tagMask); }
   static Form form(const JSON& value) noexcept { return static_cast<Form>(value.head_.tag & formMask); }
 
+  /// The first byte of a value with that tag and, if it is a string, that form.
   static std::uint8_t firstByte(Tag tag, Form form) noexcept {
     return static_cast<std::uint8_t>(static_cast<unsigned>(tag) | static_cast<unsigned>(form));
   }
@@ -71,10 +73,12 @@ class JSON::Storage {
   /// The block of a value that `isShared`. Null for an empty array or object.
   static Block* block(const JSON& value) noexcept;
 
-  /// The bytes of a value that is a string. The view lives as long as the value.
+  /// The bytes of a value that is a string. The view lives as long as the value, and no longer than that stays where it
+  /// is: a short string is within its value.
   static std::string_view stringOf(const JSON& value) noexcept;
 
-  /// The first eight bytes of a string as a number that orders like them; those that it lacks count as 0.
+  /// The first eight bytes of a string as a number that orders like them; those that it lacks count as 0. So different
+  /// numbers order two strings of ASCII, and equal ones say nothing: "a" and "a\0" have the same.
   static std::uint64_t leadingBytes(const JSON& value) noexcept;
   static std::uint64_t leadingBytes(std::string_view bytes) noexcept;
 

@@ -111,12 +111,13 @@ TEST(JSONStrings, replacesEscapesWhereverTheyAre) {
     for (std::size_t before = 0; before <= 34; ++before) {
       for (const std::size_t between : {0U, 1U, 7U, 16U}) {
         for (const std::size_t after : {0U, 5U, 40U}) {
-          const std::string x(before, 'x');
-          const std::string y(between, 'y');
-          const auto said = unescaped(x + row.written + y + row.written, after);
+          const auto twice = [&](const char* part) {
+            return std::string(before, 'x').append(part).append(between, 'y').append(part);
+          };
+          const auto said = unescaped(twice(row.written), after);
           ASSERT_EQ(said.has_value(), row.said != nullptr) << row.written << " behind " << before;
           if (!said) continue;
-          ASSERT_EQ(*said, x + row.said + y + row.said) << row.written << " behind " << before;
+          ASSERT_EQ(*said, twice(row.said)) << row.written << " behind " << before;
         }
       }
     }
