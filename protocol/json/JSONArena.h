@@ -55,12 +55,11 @@ class JSON::Storage::ArenaBuilder {
   std::size_t nextChunk() const noexcept {
     if (arena_ == nullptr) return std::clamp(json_.size(), smallestChunk, largestFirstChunk);
     const auto read = static_cast<std::size_t>(read_ - json_.data());
-    const std::size_t left = json_.size() - read;
-    // An eighth more, because a second part is seldom just like the first. Not many times what is left, because that
-    // may be one long string. At least an eighth of what there is, so that there are few chunks whatever is left.
-    const double expected =
-        1.125 * static_cast<double>(allocated_) * static_cast<double>(left) / static_cast<double>(read + 1);
-    return std::max({smallestChunk, allocated_ / 8, std::min(static_cast<std::size_t>(expected), 3 * left)});
+    const auto left = static_cast<double>(json_.size() - read);
+    // An eighth more, because a second part is seldom just like the first. At most twice what is left, because that may
+    // be one long string. At least an eighth of what there is, so that there are few chunks whatever is left.
+    const double expected = 1.125 * static_cast<double>(allocated_) * left / static_cast<double>(read + 1);
+    return std::max({smallestChunk, allocated_ / 8, static_cast<std::size_t>(std::min(expected, 2 * left))});
   }
 
   /// Allocates a chunk, puts it into the list, and returns its memory after the heads.
