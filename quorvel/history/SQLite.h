@@ -33,7 +33,9 @@ namespace quorvel::sqlite {
 class ConfinedVFS;
 
 /// Lets SQLite do now what it does once per process, such as asking the system for random bytes, so that the first
-/// request of a client does not wait for that. Optional.
+/// request of a client does not wait for that. Optional; each History does it when it is made. In a process that has
+/// not used SQLite before, SQLite does not count its memory from then on: sqlite3_memory_used() is 0. Not to be called
+/// for the first time while another thread uses SQLite for the first time by other means.
 void prepareProcess() noexcept;
 
 /// SQLite refused or failed. `code` is SQLite's extended code, or one of ConfinedVFS's. `systemError` is the value of
