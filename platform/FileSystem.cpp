@@ -110,8 +110,20 @@ std::string orRoot(std::string path) {
 
 std::optional<EntryKind> entry(const std::string& path) {
   struct stat status {};
-  if (path.find('\0') != std::string::npos || ::stat(path.c_str(), &status) != 0) return std::nullopt;
-  return kindOf(status);
+  if (path.find('\0') != std::string::npos) return std::nullopt;
+  if (::stat(path.c_str(), &status) == 0) return kindOf(status);
+  switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+    case EACCES:
+    case EPERM:
+    case ESTALE:
+      return std::nullopt;
+    default:
+      throw std::system_error(errno, std::generic_category());
+  }
 }
 
 std::optional<EntryKind> entryWithoutLinks(const std::string& path) {

@@ -25,8 +25,9 @@ inline constexpr std::size_t longestPath = PATH_MAX - 1;  // without the NUL at 
 enum class EntryKind { file, directory };
 
 /// What is at the path, with symbolic links followed: a directory, or anything else that exists ("file"). std::nullopt
-/// if nothing is there or if the system does not say: the path is missing, dangling, looping, too long or not
-/// permitted, or it contains a NUL, which no file name can.
+/// if nothing is there that we may look at: the path is missing, dangling, looping, too long or not permitted, or it
+/// contains a NUL, which no file name can. Throws std::system_error if the system does not say, because the disk fails
+/// for example: a path that is taken for one without anything would be a lie then.
 std::optional<EntryKind> entry(const std::string& path);
 
 /// The same in one look at the whole path, if there is no symbolic link on it and it does not lead to one. std::nullopt

@@ -2,10 +2,12 @@
 
 #include <exception>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include "platform/FileSystem.h"
 #include "program/Process.h"
+#include "protocol/RPCError.h"
 #include "quorvel/files/SystemReason.h"
 #include "scripttools/Resolution.h"
 
@@ -30,7 +32,7 @@ FoundScript findScript(const std::string& typed, const OpenedLibrary& opened) {
     try {
       quorvel::ScriptItem item = scriptAt(identifier, *library);
       return {item.identifier, item};
-    } catch (const std::exception&) {
+    } catch (const RPCError&) {  // and not a disk that fails: a script that is taken for gone would be put back
       if (!notThere) notThere = std::current_exception();
     }
   }
@@ -46,8 +48,10 @@ FoundScript findScript(const std::string& typed, const OpenedLibrary& opened) {
   }
 }
 
-bool isFileAt(const std::string& identifier, const OpenedLibrary& opened) {
+bool isFileAt(const std::string& identifier, const OpenedLibrary& opened) try {
   return filesystem::entry(pathOf(identifier, *opened.library)) == filesystem::EntryKind::file;
+} catch (const std::system_error& error) {
+  throw std::runtime_error(quorvel::because(quorvel::inQuotes(identifier) + " could not be looked up", error.code()));
 }
 
 quorvel::VersionNumber versionIn(const Arguments& arguments) {

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "platform/FileSystem.h"
@@ -47,6 +51,15 @@ RPCError notInside(std::string_view identifier) {
 
 RPCError nothingAt(std::string_view identifier) {
   return failure("Nothing at ", identifier, "");
+}
+
+// As filesystem::entry. A disk that fails is not the client's fault, so that is another kind of error.
+std::optional<filesystem::EntryKind> entryAt(const std::string& path, std::string_view identifier) try {
+  return filesystem::entry(path);
+} catch (const std::system_error& error) {
+  std::string sentence("\"");
+  sentence.append(identifier).append("\" could not be looked up, because the system says: ");
+  throw std::runtime_error(sentence.append(error.code().message()).append(". Check the disk and try again."));
 }
 
 // Whether a piece is "..". A piece such as "..." or "..a" is an ordinary name.
@@ -122,7 +135,7 @@ ScriptItem itemAt(std::string_view identifier, const ScriptLibrary& library) {
   auto kind = filesystem::entryWithoutLinks(path);
   if (!kind) {
     path = resolved(path, identifier, library);
-    kind = filesystem::entry(path);
+    kind = entryAt(path, identifier);
   }
   if (!kind) throw nothingAt(identifier);
   const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);

@@ -195,7 +195,7 @@ class Replacement {
     if (!linked && !SystemCalls::isLacking(lastError())) throw failed(lastError());
     const auto forgetAside = [&] { isAnythingLeft_ = linked && calls_.unlink(file_.folder, aside.c_str()) != 0; };
     const auto present = identityOf(file_.folder, file_.name);
-    if (!(present == identityOf(old.file.get()))) {
+    if (!(present == FileIdentity{old.status.st_dev, old.status.st_ino})) {
       forgetAside();
       if (!present) throw failed(present.error());
       throw LibraryError(happened() + ", because another program saved it at the same moment. Try again.");

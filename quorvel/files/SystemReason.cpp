@@ -39,6 +39,7 @@ constexpr Row table[] = {
     {EMFILE, tooManyFiles, closePrograms},
     {ENFILE, tooManyFiles, closePrograms},
     {ENOMEM, "the system is out of memory", closePrograms},
+    {ENOLCK, "the system has no more locks for files", closePrograms},
     {EBUSY, inUse, closeIt},
     {ETXTBSY, inUse, closeIt},
 };

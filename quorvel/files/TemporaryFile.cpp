@@ -58,9 +58,12 @@ TemporaryFile::~TemporaryFile() {
 void TemporaryFile::write(std::string_view text) const {
   Descriptor writing(::openat(folder_, name_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   require(static_cast<bool>(writing));
-  if (!(identityOf(writing.get()) == identity())) throw failed(std::errc::device_or_resource_busy);
+  const auto opened = identityOf(writing.get());
+  if (!opened) throw std::system_error(opened.error());
+  if (*opened != identity()) throw failed(std::errc::device_or_resource_busy);
   while (!text.empty()) {
     const long written = calls_.write(writing.get(), text.data(), text.size());
+    // Each retry is caused by a signal that was handled, so they end when the signals do.
     if (written < 0 && lastError() == std::errc::interrupted) continue;
     require(written >= 0);
     if (written == 0) throw failed(std::errc::io_error);

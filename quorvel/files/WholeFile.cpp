@@ -29,6 +29,7 @@ Expected<std::string> readToEnd(int file, off_t size, const SystemCalls& calls) 
   text.resize(static_cast<std::size_t>(size) + 1);
   while (true) {
     const long count = calls.read(file, text.data() + filled, text.size() - filled);
+    // Each retry is caused by a signal that was handled, so they end when the signals do.
     if (count < 0 && lastError() == std::errc::interrupted) continue;
     if (count < 0) return lastError();
     if (count == 0) break;

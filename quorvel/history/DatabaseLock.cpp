@@ -39,11 +39,12 @@ struct flock lockOf(int type, Range range) {
   return lock;
 }
 
-/// False if another lock is in the way, or if the system has no room for one now.
+/// False if another lock is in the way. A system that has no more locks (ENOLCK) is a failure: no waiting for other
+/// programs would end it.
 bool set(int file, int type, Range range) {
   struct flock lock = lockOf(type, range);
   if (::fcntl(file, F_OFD_SETLK, &lock) == 0) return true;
-  if (errno == EAGAIN || errno == EACCES || errno == EINTR || errno == ENOLCK || errno == ETIMEDOUT) return false;
+  if (errno == EAGAIN || errno == EACCES || errno == EINTR || errno == ETIMEDOUT) return false;
   throw std::system_error(errno, std::generic_category());
 }
 

@@ -306,7 +306,12 @@ void FolderLibrary::write(std::string_view text, const ScriptItem& script) {
     requireInPlace(*root, happened);
     if (target.in.path.isTheFolderItself()) return true;  // the folder is the root
     const auto folder = openBeneath(options_.calls, root->folder().get(), target.in.path, passingFlags());
-    return folder && identityOf(folder->get()) == identityOf(target.in.folder.get());
+    if (!folder && isGone(folder.error())) return false;
+    const auto present = folder ? identityOf(folder->get()) : Expected<FileIdentity>(folder.error());
+    if (!present) throw failure(happened, present.error());
+    const auto opened = identityOf(target.in.folder.get());
+    if (!opened) throw failure(happened, opened.error());
+    return *present == *opened;
   };
   sweep(*root, target.in);
   const ReplacedFile file{target.in.folder.get(), target.name, script.identifier, options_.patienceWithWriters,

@@ -21,15 +21,16 @@ namespace {
 constexpr const char* noFailure = "(no failure)";
 constexpr const char* notStaged = "the system does not let calls fail";
 
-// What the command says. Nothing when the first call to fail was never made.
-std::string restored(const std::filesystem::path& root, const KindOfCalls& kind, int first) {
+// What the command says if the calls from the `first`-th to the `last`-th fail. Nothing when the first was never made.
+std::string restored(const std::filesystem::path& root, const KindOfCalls& kind, int first,
+                     int last = FailingSystemCalls::mostCalls) {
   return inChild([&]() -> std::string {
     const int nowhere = ::open("/dev/null", O_WRONLY);
     if (nowhere < 0 || ::dup2(nowhere, STDOUT_FILENO) < 0) return "no output";
     Arguments arguments;
     arguments.words = {"Talk.md", "1"};
     arguments.set(libraryOption, root.native());
-    if (!FailingSystemCalls::begin(kind, first, EIO)) return notStaged;
+    if (!FailingSystemCalls::begin(kind, first, EIO, last)) return notStaged;
     const std::string said = sentenceOf([&] { commands::restoreCommand.run(arguments); });
     FailingSystemCalls::stop();
     return FailingSystemCalls::count() < first ? std::string() : said;
@@ -75,6 +76,28 @@ TEST(RestoreOnADyingDisk, isToldAsItIsAndLosesNoText) {
   }
   EXPECT_GT(moments, 50);
   EXPECT_GT(stood, 0);
+}
+
+// A disk that fails for a moment.
+TEST(RestoreOnAFlickeringDisk, doesNotTakeAScriptForGone) {
+  const TemporaryFolder folder(folderInMemory());
+  const std::filesystem::path root = folder.path();
+  const OpenedLibrary opened = openLibrary(root, "");
+  writeFile(root / "Talk.md", "first");
+  opened.history->snapshot("first", root / "Talk.md", "kept");
+  int moments = 0;
+  for (const KindOfCalls& kind : kindsOfCalls()) {
+    for (int first = 1;; ++first, ++moments) {
+      SCOPED_TRACE(kind.name + " fails at call " + std::to_string(first));
+      writeFile(root / "Talk.md", "now");
+      const std::string said = restored(root, kind, first, first);
+      if (said == notStaged) GTEST_SKIP() << notStaged;
+      if (said.empty()) break;
+      EXPECT_EQ(said.find("could not be put back"), std::string::npos) << said;
+      EXPECT_EQ(said.find("Nothing at"), std::string::npos) << said;
+    }
+  }
+  EXPECT_GT(moments, 50);
 }
 
 }  // namespace

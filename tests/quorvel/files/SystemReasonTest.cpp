@@ -33,6 +33,7 @@ TEST(SystemReason, everySentenceSaysWhyAndWhatToDo) {
       {ENOMEM, "It failed, because the system is out of memory. Close some programs and try again."},
       {EBUSY, "It failed, because another program is using it. Close it there and try again."},
       {ETXTBSY, "It failed, because another program is using it. Close it there and try again."},
+      {ENOLCK, "It failed, because the system has no more locks for files. Close some programs and try again."},
       {ENOTCONN,
        "It failed, because the system says: Transport endpoint is not connected. Check the disk and try again."},
   };

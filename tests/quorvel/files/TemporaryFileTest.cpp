@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FailingSystemCalls.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -118,6 +120,18 @@ TEST_F(TemporaryFiles, leaveWhatAnotherProgramPutUnderTheirNames) {
   file = made();
   EXPECT_FALSE(file->takeFreeName("g"));
   EXPECT_EQ(got("g"), "taken");
+}
+
+TEST_F(TemporaryFiles, areNotTakenForAnotherProgramsWhenTheDiskDoesNotTell) {
+  const auto file = made();
+  const auto kinds = kelvane::tests::kindsOfCalls();
+  const auto status = std::find_if(kinds.begin(), kinds.end(), [](const auto& kind) { return kind.name == "status"; });
+  if (status == kinds.end()) GTEST_SKIP() << "the system does not let calls fail";
+  EXPECT_EQ(kelvane::tests::inChild([&]() -> std::string {
+              if (!kelvane::tests::FailingSystemCalls::begin(*status, 1, EIO)) return std::to_string(EIO);
+              return std::to_string(errorOf([&] { file->write("text"); }));
+            }),
+            std::to_string(EIO));
 }
 
 // What such disks answer to a call that they make, or make nothing of.

@@ -4,6 +4,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
@@ -11,11 +12,13 @@
 
 #include "tests/quorvel/history/HistoryHouse.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FailingSystemCalls.h"
 
 namespace quorvel {
 namespace {
 
 using kelvane::tests::becomeNobody;
+using kelvane::tests::FailingSystemCalls;
 using kelvane::tests::inChild;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -274,6 +277,22 @@ TEST_F(HistoryFailures, theSystemsReasonForAFailedWriteIsReported) {
   const sqlite::Error unexplained(SQLITE_IOERR_WRITE, 0, "disk I/O error");
   EXPECT_EQ(HistoryFailure::of(unexplained, HistoryUse::writing, patience).what(),
             subject + "could not be used (SQLite says: disk I/O error), so nothing was changed. Check the disk.");
+}
+
+TEST_F(HistoryFailures, aSystemThatCannotLockIsNoOtherProgramThatUsesTheHistory) {
+  startAfresh();
+  history.snapshot("words", root / "Talk.md", "");
+  const auto kinds = kelvane::tests::kindsOfCalls();
+  const auto control =
+      std::find_if(kinds.begin(), kinds.end(), [](const auto& kind) { return kind.name == "control"; });
+  if (control == kinds.end()) GTEST_SKIP() << "the system does not let calls fail";
+  EXPECT_EQ(inChild([&]() -> std::string {
+              if (!FailingSystemCalls::begin(*control, 1, ENOLCK)) return "the system does not let calls fail";
+              return sentenceOf([&] { history.snapshot("more words", root / "Talk.md", ""); });
+            }),
+            subject +
+                "could not be written, because the system has no more locks for files, so nothing was changed. Close "
+                "some programs and try again.");
 }
 
 TEST_F(HistoryFailures, aLibraryWhosePathIsTooLongForSQLiteHasAHistory) {

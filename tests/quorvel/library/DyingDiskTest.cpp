@@ -329,8 +329,17 @@ TEST_P(FlickeringDisk, isNotTakenForALibraryThatWasMovedAway) {
   forEachMoment([&](const std::string& said) { EXPECT_FALSE(isBlamed(said)); }, false);
 }
 
+TEST_P(FlickeringDisk, isNotTakenForAScriptThatIsGoneOrInUse) {
+  const auto isBlamed = [](const std::string& said) {
+    return says(said, "Nothing at") || says(said, "not there any more") || says(said, "is using it") ||
+           says(said, "saved it at the same moment");
+  };
+  forEachMoment([&](const std::string& said) { EXPECT_FALSE(isBlamed(said)); }, false);
+}
+
 INSTANTIATE_TEST_SUITE_P(Rows, FlickeringDisk,
-                         ::testing::Combine(::testing::Values(rewriting[0], making[0], naming[0], keeping[0]),
+                         ::testing::Combine(::testing::Values(rewriting[0], rewriting[4], making[0], naming[0],
+                                                              keeping[0]),
                                             ::testing::Values(errors[0])),
                          kelvane::tests::RowName());
 

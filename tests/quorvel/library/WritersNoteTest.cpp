@@ -358,6 +358,7 @@ TEST_P(InterruptedChange, byADiskThatFailsAtAnySystemCallIsClearedUpByTheNextWri
         const std::string said = changed(kind, first, EIO, isForGood ? FailingSystemCalls::mostCalls : first);
         if (said == notStaged) GTEST_SKIP() << notStaged;
         SCOPED_TRACE(said);
+        EXPECT_EQ(said.find("not there any more"), std::string::npos);
         timesLeft += leftoversEverywhere() > 0;
         expectTheNextWriterToClearUp();
         if (said.empty()) break;
