@@ -18,7 +18,8 @@ inline constexpr const char* meanwhile = "Before — saved by another program me
 /// Programs that take no lock and save a script while it is being replaced.
 class OtherPrograms : public LibraryHouse {
  protected:
-  OtherPrograms() {
+  explicit OtherPrograms(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+      : LibraryHouse(parent) {
     put("Talk.md", "old");
     history->snapshot("old", root / "Talk.md", "kept");
   }
