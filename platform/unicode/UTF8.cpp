@@ -76,21 +76,37 @@ bool isASCII(std::string_view text) noexcept {
 }
 
 std::size_t validUTF8Prefix(std::string_view text) noexcept {
+  // Most texts have a few other characters among their ASCII: those of a block are decoded one by one. Where there are
+  // more, what follows is judged as a whole, if that is possible.
+  constexpr int few = 4;
+  bool areMany = false;  // where the block before ends
   std::size_t offset = 0;
-  while ((offset = asciiEnd(text, offset)) < text.size()) {
-    // Many texts have a few other characters at a time. Where there are more, they are judged by the block.
-    std::size_t nextBlock = offset + 8;
-    while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80) {
-      if (offset >= nextBlock && text.size() - offset >= ByteBlock::size) {
-        const std::size_t whole = wholeSequences(ByteBlock(text.data() + offset));
-        offset += whole;
-        if (whole > 0) continue;
-        nextBlock = offset + ByteBlock::size;
+  while (text.size() - offset >= ByteBlock::size) {
+    const std::size_t begin = offset;
+    std::uint64_t others = ByteBlock(text.data() + begin).nonASCII();
+    offset += ByteBlock::size;
+    for (int count = areMany ? few : 0; others != 0; ++count) {
+      std::size_t at = begin + static_cast<std::size_t>(std::countr_zero(others));
+      std::size_t whole = 0;
+      if (count == few && text.size() - at >= ByteBlock::size) whole = wholeSequences(ByteBlock(text.data() + at));
+      areMany = whole != 0;
+      if (!areMany) {
+        const Decoded decoded = decodedAt(text, at);
+        if (!decoded.wellFormed) return at;
+        whole = decoded.size;
       }
-      const Decoded decoded = decodedAt(text, offset);
-      if (!decoded.wellFormed) return offset;
-      offset += decoded.size;
+      at += whole;
+      if (at - begin >= ByteBlock::size) {
+        offset = at;
+        break;
+      }
+      others &= ~std::uint64_t{0} << (at - begin);
     }
+  }
+  while ((offset = asciiEnd(text, offset)) < text.size()) {
+    const Decoded decoded = decodedAt(text, offset);
+    if (!decoded.wellFormed) return offset;
+    offset += decoded.size;
   }
   return offset;
 }
