@@ -30,7 +30,7 @@ class ConfinedDatabase : public HistoryHouse {
   void startAfresh() {
     std::filesystem::remove_all(root / ".kelvane");
     put("Talk.md");
-    keep("words", "Talk.md", "label");
+    save("words", "Talk.md", "label");
     write(elsewhere, "of somebody else");
   }
 
@@ -64,7 +64,7 @@ class ConfinedDatabase : public HistoryHouse {
     EXPECT_EQ(sentenceOf([&] { history.entries("Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.text("Talk.md", {0, 1}); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.willRename("Talk.md", "Speech.md").done(); }), reading) << what;
-    EXPECT_EQ(sentenceOf([&] { keep("words", "Talk.md"); }), writing) << what;
+    EXPECT_EQ(sentenceOf([&] { save("words", "Talk.md"); }), writing) << what;
     EXPECT_THAT(history.problems(), ElementsAre(reading)) << what;
     EXPECT_EQ(everything(), before) << what;
     EXPECT_EQ(read(elsewhere), "of somebody else") << what;
@@ -99,7 +99,7 @@ TEST_F(ConfinedDatabase, isRefusedAtOnceWithAPipeInPlaceOfItsJournal) {
   const std::string why =
       "has something beside it that is not a file but has the name of its journal (.kelvane/history.sqlite-journal)";
   EXPECT_THAT(sentenceOf([&] { history.entries("Talk.md"); }), ::testing::HasSubstr(why));
-  EXPECT_THAT(sentenceOf([&] { keep("more", "Talk.md"); }), ::testing::HasSubstr(why));
+  EXPECT_THAT(sentenceOf([&] { save("more", "Talk.md"); }), ::testing::HasSubstr(why));
   std::filesystem::remove(journal);
   EXPECT_EQ(story("Talk.md"), "words");
 }
@@ -110,7 +110,7 @@ TEST_F(ConfinedDatabase, isRefusedWithALinkInPlaceOfItsJournal) {
   const std::string bytes = read(elsewhere);
   std::filesystem::create_symlink(elsewhere, journal);
   EXPECT_NE(sentenceOf([&] { history.entries("Talk.md"); }), "(no failure)");
-  EXPECT_NE(sentenceOf([&] { keep("more", "Talk.md"); }), "(no failure)");
+  EXPECT_NE(sentenceOf([&] { save("more", "Talk.md"); }), "(no failure)");
   EXPECT_EQ(read(elsewhere), bytes);
   std::filesystem::remove(journal);
   EXPECT_EQ(story("Talk.md"), "words");
@@ -120,7 +120,7 @@ TEST_F(ConfinedDatabase, isNotChangedWhereItsJournalWouldOverwriteAFileWithAnoth
   for (const std::string& bytes : {std::string(), std::string(4096, '\0')}) {
     write(elsewhere, bytes);
     std::filesystem::create_hard_link(elsewhere, journal);
-    EXPECT_THAT(sentenceOf([&] { keep("more", "Talk.md"); }),
+    EXPECT_THAT(sentenceOf([&] { save("more", "Talk.md"); }),
                 ::testing::HasSubstr("has the name of its journal (.kelvane/history.sqlite-journal) and another name "
                                      "elsewhere, so nothing was changed. Move that file away."));
     EXPECT_EQ(read(elsewhere), bytes);
@@ -149,7 +149,7 @@ TEST_F(ConfinedDatabase, isRefusedWithAWriteAheadLog) {
         what);
     asAnotherProgram("PRAGMA journal_mode = DELETE");
     EXPECT_EQ(story("Talk.md"), "words") << what;
-    keep("more", "Talk.md");
+    save("more", "Talk.md");
     EXPECT_EQ(story("Talk.md"), "words more") << what;
   }
 }
@@ -196,7 +196,7 @@ TEST_F(ConfinedDatabase, isLockedByOneProgramAtATime) {
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(database.c_str(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    const auto kept = [&] { return sentenceOf([&] { keep("more", "Talk.md"); }); };
+    const auto kept = [&] { return sentenceOf([&] { save("more", "Talk.md"); }); };
     EXPECT_EQ(
         inAnother ? inChild(kept) : kept(),
         subject + "has been in use by another program for 1 second, so nothing was changed. Try again in a moment.")

@@ -13,10 +13,10 @@ class HistoryCheck : public HistoryHouse {
   void startAfresh() {
     std::filesystem::remove_all(root / ".kelvane");
     history.setAside("Talk.md");
-    keep("one", "Talk.md");
+    save("one", "Talk.md");
     history.setAside("Talk.md");
-    for (const auto* text : {"two", "three", "two"}) keep(text, "Talk.md");
-    keep("other", "Other \"one\".md");
+    for (const auto* text : {"two", "three", "two"}) save(text, "Talk.md");
+    save("other", "Other \"one\".md");
   }
 };
 
@@ -57,7 +57,7 @@ TEST_F(HistoryCheck, everyBrokenRuleIsReported) {
 
 TEST_F(HistoryCheck, damageIsReportedAlsoInPagesThatNoReadingNeeds) {
   startAfresh();
-  keep(std::string(20'000, 'x'), "Long.md");
+  save(std::string(20'000, 'x'), "Long.md");
   std::string bytes = read(database);
   const std::size_t page = bytes.find(std::string(4'000, 'x')) / 4096;
   ASSERT_GT(page, 0U);

@@ -35,7 +35,7 @@ class HistoryCrash : public HistoryHouse {
 
   void script(std::string_view identifier) {
     put(identifier);
-    keep(identifier, identifier);
+    save(identifier, identifier);
   }
 
   static bool isRenamed(Death death) { return death == Death::afterTheRename || death == Death::afterAll; }
@@ -46,7 +46,7 @@ class HistoryCrash : public HistoryHouse {
     EXPECT_EQ(scripts(), expected) << what << ", to a reader";
     EXPECT_EQ(everything(), before) << what << ", to a reader";
     EXPECT_THAT(history.problems(), IsEmpty()) << what;
-    keep("later", "a writer.md");
+    save("later", "a writer.md");
     EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0) << what << ", to a writer";
     Lines afterwards = expected;
     afterwards.insert(std::lower_bound(afterwards.begin(), afterwards.end(), "a writer.md: 1"), "a writer.md: 1");
@@ -81,7 +81,7 @@ TEST_F(HistoryCrash, theHistoriesBelowAFolderAreWhereTheFolderIs) {
 TEST_F(HistoryCrash, theHistoryUnderTheNewNameIsAnEarlierScriptsOnceTheRenameHappened) {
   for (const Death death : everyDeath) {
     startAfresh();
-    for (const auto* identifier : {"gone.md", "gone/a.md", "gone/b.md"}) keep("words", identifier);
+    for (const auto* identifier : {"gone.md", "gone/a.md", "gone/b.md"}) save("words", identifier);
     script("b.md");
     script("F/a.md");
     renameAndDie("b.md", "gone.md", death);
@@ -90,7 +90,7 @@ TEST_F(HistoryCrash, theHistoryUnderTheNewNameIsAnEarlierScriptsOnceTheRenameHap
                       : Lines{"F/a.md: 1", "b.md: 1", "gone.md: 1", "gone/a.md: 1", "gone/b.md: 1"},
                   "a script, " + std::to_string(static_cast<int>(death)));
     startAfresh();
-    for (const auto* identifier : {"gone/a.md", "gone/b.md"}) keep("words", identifier);
+    for (const auto* identifier : {"gone/a.md", "gone/b.md"}) save("words", identifier);
     script("F/a.md");
     renameAndDie("F", "gone", death);
     expectScripts(isRenamed(death) ? Lines{"gone/a.md: 1", "gone/a.md (earlier 1): 1", "gone/b.md (earlier 1): 1"}
@@ -227,7 +227,7 @@ TEST_F(HistoryCrash, aRenameOfAnotherScriptFinishesThePendingOneFirst) {
 TEST_F(HistoryCrash, aReaderWithoutPermissionToWriteSeesTheHistoryWhereTheScriptIs) {
   script("b.md");
   renameAndDie("b.md", "c.md", Death::afterTheRename);
-  keep("later", "c.md");
+  save("later", "c.md");
   renameAndDie("c.md", "d.md", Death::afterTheRename);
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));

@@ -36,7 +36,7 @@ class HistoryFailures : public HistoryHouse {
     EXPECT_EQ(sentenceOf([&] { history.hasVersionWith("words", "Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.setAside("Talk.md"); }), reading) << what;
     EXPECT_EQ(sentenceOf([&] { history.willRename("Talk.md", "Speech.md").done(); }), reading) << what;
-    EXPECT_EQ(sentenceOf([&] { keep("words", "Talk.md"); }), writing) << what;
+    EXPECT_EQ(sentenceOf([&] { save("words", "Talk.md"); }), writing) << what;
     EXPECT_THAT(history.problems(), ElementsAre(reading)) << what;
     EXPECT_EQ(everything(), before) << what;
   }
@@ -51,7 +51,7 @@ class HistoryFailures : public HistoryHouse {
     std::filesystem::remove_all(root / ".kelvane");
     std::filesystem::remove_all(root / "elsewhere");
     put("Talk.md");
-    keep("words", "Talk.md", "label");
+    save("words", "Talk.md", "label");
   }
 };
 
@@ -144,10 +144,10 @@ TEST_F(HistoryFailures, aWriterExcludesOtherWritersButNotReaders) {
   other.runAll("BEGIN IMMEDIATE");
   EXPECT_EQ(story("Talk.md"), "words");
   EXPECT_EQ(
-      sentenceOf([&] { keep("more", "Talk.md"); }),
+      sentenceOf([&] { save("more", "Talk.md"); }),
       subject + "has been in use by another program for 1 second, so nothing was changed. Try again in a moment.");
   other.runAll("COMMIT");
-  keep("more", "Talk.md");
+  save("more", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "words more");
 }
 
@@ -156,7 +156,7 @@ TEST_F(HistoryFailures, aWriterThatWaitsTooLongForAReaderChangesNothing) {
   sqlite::Connection other = openedDatabase(database, sqlite::Connection::Access::reading, patience);
   other.runAll("BEGIN; SELECT count(*) FROM versions");
   EXPECT_EQ(
-      sentenceOf([&] { keep("more", "Talk.md"); }),
+      sentenceOf([&] { save("more", "Talk.md"); }),
       subject + "has been in use by another program for 1 second, so nothing was changed. Try again in a moment.");
   other.runAll("COMMIT");
   EXPECT_EQ(story("Talk.md"), "words");
@@ -198,7 +198,7 @@ TEST_F(HistoryFailures, aMissingPermissionIsReported) {
       const std::string sentence = sentenceOf([&] { story("Talk.md"); });
       return sentence == "(no failure)" ? story("Talk.md") : sentence;
     });
-    const std::string writeSentence = asNobody([&] { return sentenceOf([&] { keep("more", "Talk.md"); }); });
+    const std::string writeSentence = asNobody([&] { return sentenceOf([&] { save("more", "Talk.md"); }); });
     std::filesystem::permissions(root, std::filesystem::perms(0700));
     std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0700));
     std::filesystem::permissions(database, std::filesystem::perms(0600));
@@ -212,7 +212,7 @@ TEST_F(HistoryFailures, aReadOnlyLibraryGetsNoHistory) {
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   EXPECT_EQ(inChild([this] {
               becomeNobody();
-              return sentenceOf([&] { keep("words", "Talk.md"); });
+              return sentenceOf([&] { save("words", "Talk.md"); });
             }),
             subject +
                 "could not be written, because the system does not permit it, so nothing was changed. Check who "
@@ -227,14 +227,14 @@ TEST_F(HistoryFailures, aFileSizeLimitLeavesTheHistoryAsItWas) {
               std::signal(SIGXFSZ, SIG_IGN);
               const rlimit limit{256 << 10, 256 << 10};
               ::setrlimit(RLIMIT_FSIZE, &limit);
-              return sentenceOf([&] { keep(std::string(1 << 20, 'x'), "Talk.md"); });
+              return sentenceOf([&] { save(std::string(1 << 20, 'x'), "Talk.md"); });
             }),
             subject +
                 "could not be written, because it would be larger than the system allows, so nothing was "
                 "changed. Make it smaller, or raise the limit (ulimit -f).");
   EXPECT_EQ(story("Talk.md"), "words");
   EXPECT_THAT(history.problems(), IsEmpty());
-  keep("more", "Talk.md");
+  save("more", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "words more");
 }
 
@@ -245,13 +245,13 @@ TEST_F(HistoryFailures, aFullDiskLeavesTheHistoryAsItWas) {
                            ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                            ::mount("tmpfs", root.c_str(), "tmpfs", 0, "size=512k") == 0;
     if (!isMounted) return "not mounted";
-    keep("words", "Talk.md");
-    const std::string sentence = sentenceOf([&] { keep(std::string(1 << 20, 'x'), "Talk.md"); });
+    save("words", "Talk.md");
+    const std::string sentence = sentenceOf([&] { save(std::string(1 << 20, 'x'), "Talk.md"); });
     const std::string kept = story("Talk.md") + ", " + std::to_string(history.problems().size()) + " problems, ";
     std::ofstream(root / "filler") << std::string(1 << 20, 'x');  // as much of it as fits
-    const std::string full = sentenceOf([&] { keep("more", "Talk.md"); });
+    const std::string full = sentenceOf([&] { save("more", "Talk.md"); });
     std::filesystem::remove(root / "filler");
-    keep("more", "Talk.md");
+    save("more", "Talk.md");
     return sentence + '\n' + kept + '\n' + full + '\n' + story("Talk.md");
   });
   if (answer == "not mounted") GTEST_SKIP() << "A small disk of its own can only be mounted by root.";

@@ -41,14 +41,14 @@ TEST_F(HistoryFormats, connectionsFlushEverythingAndUseNoTemporaryFiles) {
 }
 
 TEST_F(HistoryFormats, aReaderSeesOneStateUntilItEnds) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   {
     auto reading = HistoryFile(root, patience).reading(OpenedRoot::find(root));
     ASSERT_TRUE(reading);
-    EXPECT_THAT(sentenceOf([&] { keep("two", "Talk.md"); }), HasSubstr("in use by another program"));
+    EXPECT_THAT(sentenceOf([&] { save("two", "Talk.md"); }), HasSubstr("in use by another program"));
     EXPECT_EQ(reading->integer("SELECT count(*) FROM versions"), 1);
   }
-  keep("two", "Talk.md");
+  save("two", "Talk.md");
   EXPECT_EQ(HistoryFile(root, patience).reading(OpenedRoot::find(root))->integer("SELECT count(*) FROM versions"), 2);
 }
 

@@ -42,7 +42,7 @@ class HistoryHouse : public ::testing::Test {
   /// Puts a script on the disk.
   void put(std::string_view identifier, std::string_view text = "words") const { write(root / identifier, text); }
 
-  void keep(std::string_view text, std::string_view identifier, std::string_view label = "") {
+  void save(std::string_view text, std::string_view identifier, std::string_view label = "") {
     history.snapshot(text, pathOf(identifier), label);
   }
 

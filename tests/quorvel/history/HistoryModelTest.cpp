@@ -127,7 +127,7 @@ void HistoryModel::take(const Step& step, const std::string& text) {
       return;
     case Step::keep:
       if (!isThere(one)) return;
-      HistoryHouse::keep(text, one);
+      HistoryHouse::save(text, one);
       return model.keep(one, text);
     case Step::renameScript:
     case Step::renameFolder:

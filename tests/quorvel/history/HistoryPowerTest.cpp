@@ -170,7 +170,7 @@ TEST_F(HistoryWithoutPower, isValidAndHasEveryAcknowledgedVersion) {
       for (int deadly = 1;; ++deadly) {
         SCOPED_TRACE(std::string(what) + ", a disk that " + disk + ", call " + std::to_string(deadly));
         std::filesystem::remove_all(root / ".kelvane");
-        if (*first) keep(first, "Talk.md");
+        if (*first) save(first, "Talk.md");
         random.discard(1);  // each child forgets something else
         const bool isAcknowledged = keepUntilPowerFails(second, deadly, isForgotten);
         ++moments;
@@ -180,7 +180,7 @@ TEST_F(HistoryWithoutPower, isValidAndHasEveryAcknowledgedVersion) {
         const std::string found = story("Talk.md");
         EXPECT_TRUE(found == after || (!isAcknowledged && found == first)) << found.substr(0, 100);
         EXPECT_THAT(history.problems(), IsEmpty());
-        keep("later", "Talk.md");
+        save("later", "Talk.md");
         EXPECT_EQ(story("Talk.md"), found.empty() ? "later" : found + " later");
         if (isAcknowledged) break;
       }
@@ -200,7 +200,7 @@ TEST_F(HistoryWithoutPower, isAsItWasAfterADiskErrorAndCanBeWrittenAgain) {
       for (int failing = 1;; ++failing) {
         SCOPED_TRACE(std::to_string(error) + (isForGood ? " from call " : " at call ") + std::to_string(failing));
         std::filesystem::remove_all(root / ".kelvane");
-        keep("one", "Talk.md");
+        save("one", "Talk.md");
         int made = 0;
         calls.before = [&](std::string_view) {
           ++made;
@@ -215,7 +215,7 @@ TEST_F(HistoryWithoutPower, isAsItWasAfterADiskErrorAndCanBeWrittenAgain) {
             << sentence << found;
         EXPECT_EQ(sentence.find("damaged"), std::string::npos) << sentence;
         EXPECT_THAT(history.problems(), IsEmpty());
-        keep("three", "Talk.md");
+        save("three", "Talk.md");
         EXPECT_EQ(story("Talk.md"), found + " three");
       }
     }
@@ -223,7 +223,7 @@ TEST_F(HistoryWithoutPower, isAsItWasAfterADiskErrorAndCanBeWrittenAgain) {
 }
 
 TEST_F(HistoryWithoutPower, isNotReportedAsDamagedWhenReadingFails) {
-  keep(std::string(100'000, 'x'), "Talk.md");
+  save(std::string(100'000, 'x'), "Talk.md");
   HistoryCalls calls;
   const History staged(root, std::chrono::system_clock::now, patience, calls);
   int failing = 1;

@@ -55,8 +55,8 @@ TEST_F(HistoryReading, aMissingRootIsAnEmptyHistory) {
 }
 
 TEST_F(HistoryReading, readingChangesNoFile) {
-  keep("one", "Talk.md", "first");
-  keep("two", "Talk.md", "second");
+  save("one", "Talk.md", "first");
+  save("two", "Talk.md", "second");
   const auto before = everything();
   EXPECT_EQ(story("Talk.md"), "one two");
   EXPECT_EQ(history.versions(pathOf("Talk.md")).size(), 2U);
@@ -68,7 +68,7 @@ TEST_F(HistoryReading, readingChangesNoFile) {
 }
 
 TEST_F(HistoryReading, aReaderWithoutPermissionToWriteSeesEverything) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   std::filesystem::permissions(root, std::filesystem::perms(0555));
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));
   std::filesystem::permissions(database, std::filesystem::perms(0444));
@@ -82,9 +82,9 @@ TEST_F(HistoryReading, aReaderWithoutPermissionToWriteSeesEverything) {
 }
 
 TEST_F(HistoryReading, anEntryHasEveryFieldOfAVersion) {
-  keep("one two", "Talk.md", "first");
+  save("one two", "Talk.md", "first");
   now += std::chrono::hours(1);
-  keep("caf\u00e9", "Talk.md", "second");
+  save("caf\u00e9", "Talk.md", "second");
   EXPECT_THAT(history.entries("Talk.md"),
               ElementsAre(HistoryEntry{{0, 2}, now, "second", 1, 5},
                           HistoryEntry{{0, 1}, now - std::chrono::hours(1), "first", 2, 7}));
@@ -107,7 +107,7 @@ TEST_F(HistoryReading, textsComeBackByteForByte) {
   };
   std::int64_t number = 0;
   for (const auto& [what, text] : cases) {
-    keep(text, "Talk.md", what);
+    save(text, "Talk.md", what);
     EXPECT_EQ(history.text("Talk.md", {0, ++number}), text) << what;
   }
   number = 0;
@@ -115,7 +115,7 @@ TEST_F(HistoryReading, textsComeBackByteForByte) {
 }
 
 TEST_F(HistoryReading, aMissingVersionIsEmpty) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   const struct {
     const char* what;
     std::string_view identifier;
@@ -130,9 +130,9 @@ TEST_F(HistoryReading, aMissingVersionIsEmpty) {
 }
 
 TEST_F(HistoryReading, aTextIsHeldIfThisScriptHasAVersionWithExactlyItsBytes) {
-  keep("one", "Talk.md");
-  keep("two", "Talk.md");
-  keep("other", "Other.md");
+  save("one", "Talk.md");
+  save("two", "Talk.md");
+  save("other", "Other.md");
   const struct {
     const char* what;
     std::string_view text;
@@ -147,14 +147,14 @@ TEST_F(HistoryReading, aTextIsHeldIfThisScriptHasAVersionWithExactlyItsBytes) {
 }
 
 TEST_F(HistoryReading, theNewestVersionIsFoundWithoutReadingTheOlderOnes) {
-  keep("shared", "Other.md");
+  save("shared", "Other.md");
   const auto readsAmong = [this](int versions) {
     const std::string upTo = std::to_string(versions);
     change(
         "WITH RECURSIVE n (i) AS (SELECT coalesce(max(number), 0) + 1 FROM versions WHERE script = 2 UNION ALL"
         " SELECT i + 1 FROM n WHERE i < " +
         upTo + ") INSERT INTO versions SELECT 2, i, i, x'6C', 1, 6, 1 FROM n");
-    keep("newest of " + upTo, "Talk.md");
+    save("newest of " + upTo, "Talk.md");
     HistoryCalls calls;
     int reads = 0;
     calls.before = [&](std::string_view call) { return reads += call == "readAt", 0; };
@@ -162,14 +162,14 @@ TEST_F(HistoryReading, theNewestVersionIsFoundWithoutReadingTheOlderOnes) {
         History(root, std::chrono::system_clock::now, patience, calls).hasVersionWith("newest of " + upTo, "Talk.md"));
     return reads;
   };
-  keep("first", "Talk.md");
+  save("first", "Talk.md");
   const int few = readsAmong(10'000);
   const int many = readsAmong(100'000);
   EXPECT_LE(many, few + 1) << "the tree may be one page higher";
 }
 
 TEST_F(HistoryReading, scriptsAreListedInTheOrderOfTheirBytes) {
-  for (const auto* identifier : {"b.md", "a/c.md", "a.md", "B.md", "\xff.md"}) keep("words", identifier);
+  for (const auto* identifier : {"b.md", "a/c.md", "a.md", "B.md", "\xff.md"}) save("words", identifier);
   EXPECT_THAT(scripts(), ElementsAre("B.md: 1", "a.md: 1", "a/c.md: 1", "b.md: 1", "\xff.md: 1"));
 }
 
@@ -195,7 +195,7 @@ TEST_F(HistoryReading, aPathOutsideTheRootIsRefused) {
 }
 
 TEST_F(HistoryReading, theRootMayEndInASlashOrBeALink) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   const std::filesystem::path link = folder.path().string() + "-link";
   std::filesystem::create_directory_symlink(root, link);
   EXPECT_EQ(story(History(root / ""), "Talk.md"), "one");
@@ -207,7 +207,7 @@ TEST_F(HistoryReading, theRootMayEndInASlashOrBeALink) {
 }
 
 TEST_F(HistoryReading, tenThousandVersionsAreListedWithoutTheirTexts) {
-  keep("words", "Talk.md");
+  save("words", "Talk.md");
   change(
       "WITH RECURSIVE n (i) AS (VALUES (2) UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
       " INSERT INTO versions SELECT 1, i, i * 1000, CAST('label ' || i AS BLOB), i, 5, 1 FROM n");

@@ -12,7 +12,7 @@ class HistoryRenames : public HistoryHouse {
   /// Keeps a version of a script that is on the disk, with its identifier as its text.
   void script(std::string_view identifier) {
     put(identifier);
-    keep(identifier, identifier);
+    save(identifier, identifier);
   }
 
   /// Renames on the disk and in the history.
@@ -30,7 +30,7 @@ class HistoryRenames : public HistoryHouse {
 TEST_F(HistoryRenames, aRenamedScriptKeepsItsHistory) {
   script("Talk.md");
   rename("Talk.md", "Speech.md");
-  keep("more", "Speech.md");
+  save("more", "Speech.md");
   EXPECT_THAT(scripts(), ElementsAre("Speech.md: 2"));
   EXPECT_EQ(story("Speech.md"), "Talk.md more");
   EXPECT_EQ(story("Talk.md"), "");
@@ -42,7 +42,7 @@ TEST_F(HistoryRenames, aRenamedFolderKeepsTheHistoriesBelowItAndNoOthers) {
        {"F/a.md", "F/G/b.md", "F/G/H/c.md", "F.md", "F0/d.md", "FF/e.md", "E/F/f.md", "f/g.md"}) {
     script(identifier);
   }
-  keep("gone", "F/gone.md");
+  save("gone", "F/gone.md");
   rename("F", "N");
   EXPECT_THAT(scripts(), ElementsAre("E/F/f.md: 1", "F.md: 1", "F0/d.md: 1", "FF/e.md: 1", "N/G/H/c.md: 1",
                                      "N/G/b.md: 1", "N/a.md: 1", "N/gone.md: 1", "f/g.md: 1"));
@@ -106,7 +106,7 @@ TEST_F(HistoryRenames, aScriptRenamedToADeletedScriptsNameDoesNotMixTheirHistori
   rename("Talk.md", "gone.md");
   EXPECT_EQ(story("gone.md"), "Talk.md");
   EXPECT_EQ(story("gone.md", 1), "gone.md");
-  keep("more", "gone.md");
+  save("more", "gone.md");
   EXPECT_THAT(scripts(), ElementsAre("gone.md: 2", "gone.md (earlier 1): 1"));
 }
 
@@ -136,7 +136,7 @@ TEST_F(HistoryRenames, earlierScriptsStayWhenAScriptIsRenamedAndMoveWithAFolder)
   remove("F/a.md");
   history.setAside("F/a.md");
   put("F/a.md");
-  keep("second", "F/a.md");
+  save("second", "F/a.md");
   rename("F/a.md", "F/b.md");
   EXPECT_THAT(scripts(), ElementsAre("F/a.md (earlier 1): 1", "F/b.md: 1"));
   rename("F", "N");
@@ -148,7 +148,7 @@ TEST_F(HistoryRenames, earlierScriptsOfTwoFoldersKeepApart) {
     const std::string identifier = std::string(name) + "/a.md";
     for (const auto* text : {"first", "second", "third"}) {
       history.setAside(identifier);
-      keep(std::string(name) + " " + text, identifier);
+      save(std::string(name) + " " + text, identifier);
     }
   }
   put("F/a.md");
@@ -160,12 +160,12 @@ TEST_F(HistoryRenames, earlierScriptsOfTwoFoldersKeepApart) {
 }
 
 TEST_F(HistoryRenames, aNewScriptUnderAnOldNameCountsFromOne) {
-  keep("old 1", "Talk.md");
-  keep("old 2", "Talk.md");
+  save("old 1", "Talk.md");
+  save("old 2", "Talk.md");
   history.setAside("Talk.md");
   EXPECT_THAT(history.versions(pathOf("Talk.md")), IsEmpty());
   EXPECT_FALSE(history.hasVersionWith("old 1", "Talk.md"));
-  keep("new 1", "Talk.md");
+  save("new 1", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "new 1");
   EXPECT_EQ(history.text("Talk.md", {0, 1}), "new 1");
   EXPECT_EQ(story("Talk.md", 1), "old 1 old 2");
@@ -176,7 +176,7 @@ TEST_F(HistoryRenames, aNewScriptUnderAnOldNameCountsFromOne) {
 TEST_F(HistoryRenames, earlierScriptsAreNumberedInTheirOrder) {
   for (const auto* text : {"first", "second", "third"}) {
     history.setAside("Talk.md");
-    keep(text, "Talk.md");
+    save(text, "Talk.md");
   }
   history.setAside("Talk.md");
   history.setAside("Talk.md");
@@ -187,7 +187,7 @@ TEST_F(HistoryRenames, earlierScriptsAreNumberedInTheirOrder) {
 TEST_F(HistoryRenames, settingAsideCanBeUndone) {
   EXPECT_FALSE(history.setAside("Talk.md"));
   for (const auto* text : {"first", "second"}) {
-    keep(text, "Talk.md");
+    save(text, "Talk.md");
     EXPECT_TRUE(history.setAside("Talk.md"));
   }
   for (int time = 0; time < 2; ++time) {  // the second time there is nothing to take back
@@ -211,7 +211,7 @@ TEST_F(HistoryRenames, aRenameWithoutHistoryIsNotRecorded) {
 }
 
 TEST_F(HistoryRenames, aRenameOfAMissingScriptIsNotRecorded) {
-  keep("words", "gone.md");
+  save("words", "gone.md");
   const std::string before = read(database);
   history.willRename("gone.md", "Talk.md").done();
   EXPECT_EQ(read(database), before);
@@ -258,7 +258,7 @@ TEST_F(HistoryRenames, theNextWriterFinishesARenameThatCouldNotBeWritten) {
   }
   EXPECT_EQ(pendingRenames(), 1);
   EXPECT_THAT(scripts(), ElementsAre("Speech.md: 1"));
-  keep("more", "Speech.md");
+  save("more", "Speech.md");
   EXPECT_EQ(pendingRenames(), 0);
   EXPECT_EQ(story("Speech.md"), "Talk.md more");
 }

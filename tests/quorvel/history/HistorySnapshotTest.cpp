@@ -14,19 +14,19 @@ using ::testing::IsEmpty;
 using HistorySnapshot = HistoryHouse;
 
 TEST_F(HistorySnapshot, theFirstVersionCreatesThePrivateFolderAndTheDatabaseOnly) {
-  keep("words", "Talk.md");
+  save("words", "Talk.md");
   EXPECT_EQ(everything().size(), 2U);
   EXPECT_TRUE(std::filesystem::exists(database));
   EXPECT_EQ(std::filesystem::status(root / ".kelvane").permissions(), std::filesystem::perms(0700));
 }
 
 TEST_F(HistorySnapshot, anEmptyTextCreatesNothing) {
-  keep("", "Talk.md");
+  save("", "Talk.md");
   EXPECT_THAT(everything(), IsEmpty());
 }
 
 TEST_F(HistorySnapshot, theDatabaseHasItsMarksAndNoWriteAheadLog) {
-  keep("words", "Talk.md");
+  save("words", "Talk.md");
   EXPECT_EQ(integer("PRAGMA application_id"), 0x4b6c766e);
   EXPECT_EQ(integer("PRAGMA user_version"), 2);
   EXPECT_EQ(read(database).substr(18, 2), "\1\1") << "a rollback journal, not a write-ahead log";
@@ -53,17 +53,17 @@ TEST_F(HistorySnapshot, equalTextsShareTheirBytesAndEachIsAVersion) {
   };
   std::int64_t versions = 0;
   for (const auto& [what, text, identifier, texts] : cases) {
-    keep(text, identifier);
+    save(text, identifier);
     EXPECT_EQ(integer("SELECT count(*) FROM texts"), texts) << what;
     EXPECT_EQ(integer("SELECT count(*) FROM versions"), ++versions) << what;
   }
 }
 
 TEST_F(HistorySnapshot, textsWithEqualHashesAreDistinguishedByTheirBytes) {
-  keep("one", "Talk.md");
-  keep("two", "Talk.md");
+  save("one", "Talk.md");
+  save("two", "Talk.md");
   change("UPDATE texts SET hash = (SELECT hash FROM texts WHERE bytes = CAST('two' AS BLOB))");
-  keep("two", "Talk.md");
+  save("two", "Talk.md");
   EXPECT_EQ(story("Talk.md"), "one two two");
   EXPECT_EQ(integer("SELECT count(*) FROM texts"), 2);
   EXPECT_TRUE(history.hasVersionWith("two", "Talk.md"));
@@ -71,8 +71,8 @@ TEST_F(HistorySnapshot, textsWithEqualHashesAreDistinguishedByTheirBytes) {
 
 TEST_F(HistorySnapshot, numbersCountFromOneForEachScript) {
   for (const auto* text : {"one", "two", "three"}) {
-    keep(text, "Talk.md");
-    keep(text, "Other.md");
+    save(text, "Talk.md");
+    save(text, "Other.md");
   }
   for (const auto* identifier : {"Talk.md", "Other.md"}) {
     EXPECT_EQ(history.text(identifier, {0, 1}), "one");
@@ -82,9 +82,9 @@ TEST_F(HistorySnapshot, numbersCountFromOneForEachScript) {
 }
 
 TEST_F(HistorySnapshot, aVersionKeepsItsNumberWhenOthersAreAdded) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   const VersionNumber chosen = history.entries("Talk.md").front().version;
-  for (int i = 0; i < 20; ++i) keep(std::to_string(i), "Talk.md");
+  for (int i = 0; i < 20; ++i) save(std::to_string(i), "Talk.md");
   EXPECT_EQ(history.text("Talk.md", chosen), "one");
 }
 
@@ -148,17 +148,17 @@ void dieWhileWriting(const std::filesystem::path& database) {
 }
 
 TEST_F(HistorySnapshot, theNextWriterUndoesTheChangeOfAKilledOne) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   dieWhileWriting(database);
   ASSERT_TRUE(std::filesystem::exists(journal));
-  keep("two", "Talk.md");
+  save("two", "Talk.md");
   EXPECT_FALSE(std::filesystem::exists(journal));
   EXPECT_EQ(story("Talk.md"), "one two");
   EXPECT_THAT(history.problems(), IsEmpty());
 }
 
 TEST_F(HistorySnapshot, aReaderUndoesTheChangeOfAKilledWriter) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   dieWhileWriting(database);
   ASSERT_TRUE(std::filesystem::exists(journal));
   EXPECT_EQ(story("Talk.md"), "one");
@@ -166,7 +166,7 @@ TEST_F(HistorySnapshot, aReaderUndoesTheChangeOfAKilledWriter) {
 }
 
 TEST_F(HistorySnapshot, aReaderWithoutPermissionToWriteReportsTheChangeOfAKilledWriter) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   dieWhileWriting(database);
   const auto before = everything();
   const struct {

@@ -80,7 +80,7 @@ TEST_F(HistoryUpgrade, isMadeByWhoeverComesFirst) {
        }},
       {"one who looks for a text", [this] { EXPECT_TRUE(history.hasVersionWith("one", "Talk.md")); }},
       {"one who checks", [this] { EXPECT_THAT(history.problems(), IsEmpty()); }},
-      {"one who saves a version", [this] { keep("later", "Later.md"); }},
+      {"one who saves a version", [this] { save("later", "Later.md"); }},
       {"one who sets a script aside", [this] { history.setAside("Gone.md"); }},
   };
   for (const auto& [what, come] : cases) {
@@ -94,7 +94,7 @@ TEST_F(HistoryUpgrade, isMadeByWhoeverComesFirst) {
 
 TEST_F(HistoryUpgrade, keepsEqualTextsShared) {
   makeFormat1();
-  for (const std::string& text : {std::string("one"), longText, std::string("other")}) keep(text, "Talk.md");
+  for (const std::string& text : {std::string("one"), longText, std::string("other")}) save(text, "Talk.md");
   EXPECT_EQ(integer("SELECT count(*) FROM texts"), 3);
   EXPECT_THAT(scripts(), ElementsAre("Other.md: 1", "Talk.md: 6", "Talk.md (earlier 1): 1"));
 }
@@ -156,11 +156,11 @@ TEST_F(HistoryUpgrade, isNotMadeByOneWhoMayNotWrite) {
 }
 
 TEST_F(HistoryUpgrade, leavesALaterFormatAsItIs) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   change("PRAGMA user_version = 3");
   const auto before = everything();
   EXPECT_THAT(sentenceOf([this] { history.entries("Talk.md"); }), HasSubstr("newer version"));
-  EXPECT_THAT(sentenceOf([this] { keep("two", "Talk.md"); }), HasSubstr("newer version"));
+  EXPECT_THAT(sentenceOf([this] { save("two", "Talk.md"); }), HasSubstr("newer version"));
   EXPECT_EQ(everything(), before);
 }
 

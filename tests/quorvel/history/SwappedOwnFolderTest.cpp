@@ -134,7 +134,7 @@ TEST_F(SwappedOwnFolder, touchesNothingOutsideAndLosesNothingWhenSwappedAtAnyCal
 }
 
 TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheFolderWasMovedAway) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   History clocked(
       root,
       [&] {
@@ -152,7 +152,7 @@ TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheFolderWasMovedAway) {
 }
 
 TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheDatabaseWasReplaced) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   const std::string bytes = read(database);
   History clocked(
       root,
@@ -168,7 +168,7 @@ TEST_F(SwappedOwnFolder, aVersionIsRefusedIfTheDatabaseWasReplaced) {
 }
 
 TEST_F(SwappedOwnFolder, aVersionIsNotAcknowledgedIfTheFolderWasMovedAwayAtTheEnd) {
-  keep("one", "Talk.md");
+  save("one", "Talk.md");
   const std::string sentence = sentenceOfInterrupted([&] { keepStaged("two"); },
                                                      [&](std::string_view call) {
                                                        if (call == "unlink") swap();  // of the journal: the end
@@ -186,7 +186,7 @@ TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInAFolderThatWasMovedAway) {
   for (const bool isDone : {true, false}) {
     startAfresh();
     put("Talk.md");
-    keep("one", "Talk.md");
+    save("one", "Talk.md");
     {
       PendingRename rename = staged.willRename("Talk.md", "Speech.md");
       std::filesystem::rename(pathOf("Talk.md"), pathOf("Speech.md"));
@@ -200,7 +200,7 @@ TEST_F(SwappedOwnFolder, aRenameIsNotFinishedInAFolderThatWasMovedAway) {
     swapBack();
     EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 1) << isDone;
     EXPECT_EQ(story("Speech.md"), "one") << isDone;
-    keep("two", "Speech.md");
+    save("two", "Speech.md");
     EXPECT_EQ(integer("SELECT count(*) FROM pendingRenames"), 0) << isDone;
     EXPECT_EQ(story("Speech.md"), "one two") << isDone;
     std::filesystem::remove(pathOf("Speech.md"));
@@ -220,7 +220,7 @@ TEST_F(SwappedOwnFolder, aDatabaseOrJournalThatBecomesALinkIsNotOpened) {
   for (const auto& each : cases) {
     const std::filesystem::path& file = each.file;
     startAfresh();
-    keep("one", "Talk.md");
+    save("one", "Talk.md");
     int opened = 0;
     const int time = file == database ? 1 : 2;
     const std::string sentence = sentenceOfInterrupted([&] { keepStaged("two"); },
