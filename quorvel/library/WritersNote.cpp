@@ -85,10 +85,10 @@ std::shared_ptr<WritersNote> WritersNote::of(const OpenedRoot& root) {
 
 const Folders& WritersNote::folders() {
   if (std::exchange(isRead_, true)) return folders_;
-  std::string bytes(longestNote + 1, '\0');
-  const long size = calls_.readAt(file_.get(), bytes.data(), bytes.size(), 0);
+  char bytes[longestNote + 1];
+  const long size = calls_.readAt(file_.get(), bytes, sizeof bytes, 0);
   if (size > 0 && static_cast<std::size_t>(size) <= longestNote) {
-    folders_ = parse(std::string_view(bytes).substr(0, static_cast<std::size_t>(size)));
+    folders_ = parse(std::string_view(bytes, static_cast<std::size_t>(size)));
     size_ = size;
   }
   return folders_;
