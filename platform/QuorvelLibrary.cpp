@@ -19,6 +19,10 @@ struct Level {
 
 }  // namespace
 
+std::optional<std::string> ScriptLibrary::readAtOnce(std::string_view) const {
+  return std::nullopt;
+}
+
 void ScriptLibrary::visit(ItemVisitor& visitor) const {
   // The items of a folder are freed when it is complete. So that what the visitor makes of them takes their place
   // instead of being added to them, their memory is given back meanwhile.

@@ -19,8 +19,8 @@
 ///
 /// # What the module calls
 ///
-/// A tool that reads calls `read`, `contents` or `versions`, without a lock. A tool that replaces a text makes these
-/// calls, all on one thread:
+/// A tool that reads calls `readAtOnce`, `read`, `visit` or `versions`, without a lock. A tool that replaces a text
+/// makes these calls, all on one thread:
 ///
 /// 1. `lock`, after the arguments were checked. Identifiers are resolved again while the lock is held;
 /// 2. `readToReplace`, once or twice, for the text that is about to be replaced;
@@ -114,6 +114,12 @@ class ScriptLibrary {
 
   /// A script's whole text, byte for byte. `script` has the identifier that `identifier` returned for it.
   virtual std::string read(const ScriptItem& script) const = 0;
+
+  /// The same in one step for an identifier that leads out of the library neither by "/" at its start nor by ".."; so
+  /// it need not be looked up before. std::nullopt if the library cannot tell at once that it names a script, as when a
+  /// symbolic link is on the way or nothing is there: then it is looked up, and `read`. Override it if the library
+  /// opens scripts without following links.
+  virtual std::optional<std::string> readAtOnce(std::string_view identifier) const;
 
   /// The same, for a text that is about to be replaced by one derived from it. Override it if other programs, which
   /// take no lock, may be in the middle of saving the script: wait here until that save is complete.

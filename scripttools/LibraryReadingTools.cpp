@@ -127,7 +127,11 @@ Tool readScript(std::shared_ptr<const ScriptLibrary> library) {
   return {"read_script", "The full text of one script.",
           schema({{"id", "Identifier of the script, from list_scripts"}}, {"id"}),
           [library = std::move(library)](const JSON::Object& arguments) {
-            return library->read(scriptAt(requiredString("id", arguments), *library));
+            const std::string_view id = requiredString("id", arguments);
+            if (!leadsOut(id)) {
+              if (auto text = library->readAtOnce(id)) return *std::move(text);
+            }
+            return library->read(scriptAt(id, *library));
           }};
 }
 

@@ -101,7 +101,7 @@ std::size_t extensionDot(std::string_view name) {
 // The root joined with the identifier, not yet resolved. Throws if the strings alone say that it leads out of the
 // library or names nothing.
 std::string joined(std::string_view identifier, const ScriptLibrary& library) {
-  if (identifier.starts_with('/') || hasPieceThatClimbs(identifier)) throw notInside(identifier);
+  if (leadsOut(identifier)) throw notInside(identifier);
   const std::string& root = library.root().native();
   if (isTooLong(identifier, filesystem::standardized(root))) throw nothingAt(identifier);
   std::string path;
@@ -121,6 +121,10 @@ std::string resolved(const std::string& path, std::string_view identifier, const
 }
 
 }  // namespace
+
+bool leadsOut(std::string_view identifier) {
+  return identifier.starts_with('/') || hasPieceThatClimbs(identifier);
+}
 
 std::filesystem::path pathOf(std::string_view identifier, const ScriptLibrary& library) {
   return identifier.empty() ? library.root() : library.root() / identifier;

@@ -21,6 +21,9 @@
 /// it without following links, and writing tools resolve again while they hold the lock.
 namespace kelvane {
 
+/// Whether the string alone says that it leads out of the library: an absolute path, or one with a piece "..".
+bool leadsOut(std::string_view identifier);
+
 /// The path that the identifier names, with every symbolic link followed. Nothing need exist there. Throws if it leads
 /// out of the library: for an absolute path, a piece "..", or a link to somewhere else. Also throws if the path is
 /// longer than the system permits before links are followed: nothing can be there.

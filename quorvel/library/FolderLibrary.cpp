@@ -17,6 +17,8 @@ namespace {
 
 namespace filesystem = kelvane::filesystem;
 
+constexpr int readingFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+
 // What is left of a path behind the folder that it lies in; nothing when it lies elsewhere.
 std::optional<std::string> relative(const std::string& path, const std::string& folder) {
   if (path == folder) return std::string();
@@ -110,16 +112,28 @@ std::string FolderLibrary::read(const ScriptItem& script, std::chrono::milliseco
 // Where this thread holds no lock and no link leads to the script, one system call opens it by its whole path: a path
 // without links and ".." ends beneath the root that is there now. Whatever that call answers otherwise, opening the
 // root first tells what it means.
+Descriptor FolderLibrary::openAtOnce(const PathBeneath& path) const {
+  if (OpenedRoot::held(root_)) return Descriptor();
+  const std::string whole = root_.native() + '/' + path.string();
+  return Descriptor(options_.calls.openWithoutLinks(whole.c_str(), readingFlags | O_CLOEXEC));
+}
+
 Expected<Descriptor> FolderLibrary::openToRead(const PathBeneath& path) const {
-  constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
-  auto root = OpenedRoot::held(root_);
-  if (!root) {
-    const std::string whole = root_.native() + '/' + path.string();
-    Descriptor file(options_.calls.openWithoutLinks(whole.c_str(), flags | O_CLOEXEC));
-    if (file) return file;
-    root = openRoot();
-  }
-  return openBeneath(options_.calls, root->folder().get(), path, flags);
+  if (Descriptor file = openAtOnce(path)) return file;
+  const auto root = openRoot();
+  return openBeneath(options_.calls, root->folder().get(), path, readingFlags);
+}
+
+// What fails here, fails or succeeds again where the reason is told.
+std::optional<std::string> FolderLibrary::readAtOnce(std::string_view identifier) const {
+  const auto path = PathBeneath::of(identifier);
+  if (!path || !path->name().ends_with(scriptSuffix) || path->name() == scriptSuffix) return std::nullopt;
+  const Descriptor file = openAtOnce(*path);
+  struct stat status;
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  auto text = readToEnd(file.get(), status.st_size, options_.calls);
+  if (!text) return std::nullopt;
+  return *std::move(text);
 }
 
 std::string FolderLibrary::identifier(const std::filesystem::path& file) const {

@@ -72,6 +72,10 @@ class FolderLibrary final : public ScriptLibrary {
   /// The script's exact bytes. Throws if it is larger than `largestText` (WholeFile.h), or grows while it is read.
   std::string read(const ScriptItem& script) const override;
 
+  /// The same if no link leads to a file with the extension of scripts, and this thread has no lock: the root and the
+  /// file are opened in one system call.
+  std::optional<std::string> readAtOnce(std::string_view identifier) const override;
+
   /// The same, once no program has the script open for writing, as far as the system tells. After two seconds it is
   /// read all the same, and `write` refuses to replace it.
   std::string readToReplace(const ScriptItem& script) const override;
@@ -121,6 +125,7 @@ class FolderLibrary final : public ScriptLibrary {
   static std::shared_ptr<WritersNote> noted(const OpenedRoot& root, const PathBeneath& folder,
                                             const std::string& happened);
   std::string read(const ScriptItem& script, std::chrono::milliseconds patience) const;
+  Descriptor openAtOnce(const PathBeneath& path) const;
   Expected<Descriptor> openToRead(const PathBeneath& path) const;
   std::size_t longestIdentifier() const;
   ListingScope scope(const OpenedRoot& root, PathBeneath folder) const;

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "quorvel/files/WholeFile.h"
@@ -34,6 +35,45 @@ TEST_F(Reading, takesTextsOfAnySize) {
     put("Talk.md", text);
     EXPECT_EQ(library.read(script("Talk.md")), text) << size;
   }
+}
+
+TEST_F(Reading, atOnceIsOnlyForScriptsThatNoLinkLeadsTo) {
+  put("Talk.md", "words");
+  put("Scenes/End.md", "end");
+  put("note.txt", "note");
+  put(".md", "hidden");
+  std::filesystem::create_directory(root / "Folder.md");
+  std::filesystem::create_symlink("Talk.md", root / "link.md");
+  std::filesystem::create_symlink("Scenes", root / "way");
+  ASSERT_EQ(::mkfifo((root / "pipe.md").c_str(), 0600), 0);
+  const struct {
+    std::string identifier;
+    std::optional<std::string> text;
+  } rows[] = {
+      {"Talk.md", "words"},
+      {"Scenes/End.md", "end"},
+      {"./Scenes//End.md", "end"},
+      {"link.md", std::nullopt},
+      {"way/End.md", std::nullopt},
+      {"Folder.md", std::nullopt},
+      {"pipe.md", std::nullopt},
+      {"note.txt", std::nullopt},
+      {".md", std::nullopt},
+      {"Missing.md", std::nullopt},
+      {"", std::nullopt},
+      {"Scenes", std::nullopt},
+      {"../Talk.md", std::nullopt},
+      {"/Talk.md", std::nullopt},
+      {"Scenes/../Talk.md", std::nullopt},
+      {std::string("Talk\0.md", 8), std::nullopt},
+  };
+#ifdef KELVANE_PORTABLE
+  for (const auto& row : rows) EXPECT_EQ(library.readAtOnce(row.identifier), std::nullopt) << row.identifier;
+#else
+  for (const auto& row : rows) EXPECT_EQ(library.readAtOnce(row.identifier), row.text) << row.identifier;
+#endif
+  const auto lock = library.lock();
+  EXPECT_EQ(library.readAtOnce("Talk.md"), std::nullopt) << "the lock decides on the folder";
 }
 
 // Such files say that they are empty until they are read.
