@@ -27,7 +27,7 @@ void Transport::run(const Server& server, int input, int output) {
   std::string reply;
   while (const auto line = lines.next()) {
     // Some clients send empty lines between messages. They get no reply, not even an error.
-    if (unicode::trimmingSpacesAndTabs(*line).empty()) continue;
+    if (!line->starts_with('{') && unicode::trimmingSpacesAndTabs(*line).empty()) continue;
     const std::size_t size = line->size();
     if (server.handle(*line, reply)) {
       reply.push_back('\n');  // so that the line leaves in one write
