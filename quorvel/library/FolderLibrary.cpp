@@ -124,8 +124,10 @@ Expected<Descriptor> FolderLibrary::openToRead(const PathBeneath& path) const {
   return openBeneath(options_.calls, root->folder().get(), path, readingFlags);
 }
 
-// What fails here, fails or succeeds again where the reason is told.
+// What fails here, fails or succeeds again where the reason is told. An identifier may have megabytes; one that is
+// longer than a path is not even read here.
 std::optional<std::string> FolderLibrary::readAtOnce(std::string_view identifier) const {
+  if (identifier.size() >= PATH_MAX) return std::nullopt;
   const auto path = PathBeneath::of(identifier);
   if (!path || !path->name().ends_with(scriptSuffix) || path->name() == scriptSuffix) return std::nullopt;
   const Descriptor file = openAtOnce(*path);
