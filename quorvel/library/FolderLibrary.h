@@ -84,7 +84,7 @@ class FolderLibrary final : public ScriptLibrary {
   /// inside the root "/".
   std::string identifier(const std::filesystem::path& file) const override;
 
-  /// The lock is one on the file ".kelvane/lock" (FileLock.h). The operations below rely on it and do not lock.
+  /// The lock is one on the file ".kelvane/lock" (LockLibrary.h). The operations below rely on it and do not lock.
   std::unique_ptr<LibraryLock> lock() override;
 
   /// Replaces the script by a new file in one step, with the old one's mode, owner, access lists and attributes, and

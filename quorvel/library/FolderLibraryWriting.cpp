@@ -19,11 +19,11 @@
 #include "quorvel/files/TemporaryName.h"
 #include "quorvel/files/WaitForWriters.h"
 #include "quorvel/files/WholeFile.h"
-#include "quorvel/library/FileLock.h"
 #include "quorvel/library/FolderLibrary.h"
 #include "quorvel/library/FreeNumber.h"
 #include "quorvel/library/ItemName.h"
 #include "quorvel/library/Listing.h"
+#include "quorvel/library/LockLibrary.h"
 
 namespace quorvel {
 namespace {

@@ -32,8 +32,8 @@ namespace quorvel {
 /// that was moved away while another got its name is not found; and an earlier version of the program notes nothing.
 /// What is left then is found after the next start of the system.
 ///
-/// The lock owns it (FileLock.h). For one thread. `folders`, `begin` and `end` cost at most one system call each, after
-/// three of the first `folders` in a process.
+/// The lock owns it (LockLibrary.h). For one thread. `folders`, `begin` and `end` cost at most one system call each,
+/// after three of the first `folders` in a process.
 class WritersNote {
  public:
   /// Owns the lock file, which is open for reading and writing. From now on, `of` returns the result to this thread,

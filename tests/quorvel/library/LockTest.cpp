@@ -12,7 +12,7 @@
 #include <string>
 #include <thread>
 
-#include "quorvel/library/FileLock.h"
+#include "quorvel/library/LockLibrary.h"
 #include "tests/quorvel/library/LibraryHouse.h"
 #include "tests/support/ChildProcess.h"
 

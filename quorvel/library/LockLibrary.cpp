@@ -1,4 +1,4 @@
-#include "quorvel/library/FileLock.h"
+#include "quorvel/library/LockLibrary.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
