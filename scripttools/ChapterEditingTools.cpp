@@ -68,8 +68,10 @@ class FirstChapter {
 
   std::string applied(const TextEdit& edit) const {
     std::string text = edit.applied(script_.text());
-    const std::size_t heading = edit.range.begin == 0 ? edit.replacement.size() : 0;
-    return text.replace(heading + headingSize_, breaksSize_, "\n\n");
+    // A title of several lines may hold headings itself, before which a chapter can be added.
+    const bool isBefore = edit.range.end <= headingSize_;
+    const std::size_t moved = isBefore ? edit.replacement.size() - (edit.range.end - edit.range.begin) : 0;
+    return text.replace(headingSize_ + moved, breaksSize_, "\n\n");
   }
 
  private:

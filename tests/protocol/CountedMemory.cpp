@@ -6,8 +6,10 @@
 // The linker redirects every call of these functions in this program to here (see tests/CMakeLists.txt).
 extern "C" {
 void* __real_malloc(std::size_t size);
+void* __real_realloc(void* memory, std::size_t size);
 void __real_free(void* memory);
 void* __wrap_malloc(std::size_t size);
+void* __wrap_realloc(void* memory, std::size_t size);
 void __wrap_free(void* memory);
 }
 
@@ -52,6 +54,18 @@ void* __wrap_malloc(std::size_t size) {
   void* memory = __real_malloc(size);
   if (memory != nullptr) ++count.held;
   return memory;
+}
+
+// Asks for memory; what is held already stays one piece.
+void* __wrap_realloc(void* memory, std::size_t size) {
+  using kelvane::tests::count;
+  if (!count.isOn) return __real_realloc(memory, size);
+  ++count.asked;
+  if (count.left == 0) return nullptr;
+  --count.left;
+  void* larger = __real_realloc(memory, size);
+  if (larger != nullptr && memory == nullptr) ++count.held;
+  return larger;
 }
 
 void __wrap_free(void* memory) {

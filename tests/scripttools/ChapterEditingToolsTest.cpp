@@ -145,6 +145,25 @@ TEST_F(ChapterEditingTools, writeTheLineBreaksOfTheScript) {
   EXPECT_EQ(textOf("Windows.md"), "g\nh");
 }
 
+TEST_F(ChapterEditingTools, addAChapterBeforeAHeadingThatIsPartOfTheFirstTitle) {
+  const struct {
+    const char* script;
+    const char* before;
+    const char* text;
+  } cases[] = {
+      {"raw\n", "1", "# New\n\n# A\n# B\n\nraw\n"},
+      {"raw\n", "2", "# A\n\n# New\n\n# B\n\nraw\n"},
+      {"raw\r\n", "1", "# New\r\n\r\n# A\n# B\n\nraw\r\n"},
+      {"raw\r\n", "2", "# A\n\r\n# New\r\n\r\n# B\n\nraw\r\n"},
+  };
+  for (const auto& [script, before, text] : cases) {
+    put("Raw.md", script);
+    const JSON::Object arguments{{"id", "Raw.md"}, {"title", "New"}, {"first_title", "A\n# B"}, {"before", before}};
+    ASSERT_FALSE(call("add_chapter", arguments).failed);
+    EXPECT_EQ(textOf("Raw.md"), text);
+  }
+}
+
 TEST_F(ChapterEditingTools, leaveTheExistingTextUnchangedBelowItsTitle) {
   put("Raw.md", "\r\n  raw \xff text\t");
   const JSON::Object arguments{{"id", "Raw.md"}, {"title", "Next"}, {"first_title", "A\n# B "}, {"before", "1"}};
