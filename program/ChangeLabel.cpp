@@ -1,5 +1,7 @@
 #include "program/ChangeLabel.h"
 
+#include "quorvel/library/FolderLibrary.h"
+
 namespace kelvane {
 namespace {
 
@@ -18,7 +20,7 @@ std::string undoingLabel(quorvel::VersionNumber version) {
 }
 
 ChangeLabel readLabel(std::string_view label) {
-  if (!label.starts_with(before)) return {};
+  if (!label.starts_with(before) || label == quorvel::foundLabel) return {};
   const std::string_view change = label.substr(before.size());
   for (const std::string_view beginning : {restoring, undoing}) {
     if (!change.starts_with(beginning)) continue;

@@ -22,8 +22,8 @@ struct ChangeLabel {
   std::optional<quorvel::VersionNumber> restored;
 };
 
-/// Reads a label. The view is part of it. A person or a client can give a version any label, so what it says is a help
-/// to find a text and never a reason to lose one.
+/// Reads a label. The view is part of it. A client's note can look like any of them, so a label alone proves nothing:
+/// it helps to find a text, and is never a reason to lose one.
 ChangeLabel readLabel(std::string_view label);
 
 }  // namespace kelvane

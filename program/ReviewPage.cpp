@@ -94,19 +94,6 @@ void appendChanges(std::string_view old, std::string_view fresh, std::string& ht
   }
 }
 
-// An argument as a shell takes it.
-std::string quotedForShell(std::string_view argument) {
-  std::string quoted = "'";
-  for (const char character : argument) {
-    if (character == '\'') {
-      quoted.append("'\\''");
-    } else {
-      quoted.push_back(character);
-    }
-  }
-  return quoted.append("'");
-}
-
 // A line through the counts, oldest first, at most `mostPoints` of them.
 std::string chart(const std::string& name, const std::vector<std::size_t>& newestFirst) {
   std::vector<std::size_t> counts;
@@ -184,8 +171,7 @@ void ReviewPage::add(const ReviewedChange& change) {
     appendChanges(change.old, change.isGone ? std::string_view() : change.fresh, changes_);
   }
   changes_.append("</div>\n<div class=\"back\"><span>To put the old text back:</span> <code id=\"command-");
-  changes_.append(number).append("\">kelvane restore ");
-  changes_.append(escapedHTML(quotedForShell(change.identifier))).append(" ").append(escapedHTML(change.version));
+  changes_.append(number).append("\">").append(escapedHTML(change.restoreCommand));
   changes_.append("</code> <button type=\"button\" data-copies=\"command-").append(number);
   changes_.append("\">Copy</button></div>\n</article>\n");
 }

@@ -12,7 +12,7 @@ namespace kelvane {
 /// One change of a script, as the page shows it.
 struct ReviewedChange {
   std::string identifier;
-  std::string version;  ///< The number of the version that holds the old text.
+  std::string restoreCommand;  ///< What puts the old text back.
   std::chrono::system_clock::time_point saved;
   std::string label;       ///< What the change was, or what the version was called.
   std::string_view old;    ///< The text of that version.

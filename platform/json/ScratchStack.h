@@ -59,8 +59,7 @@ class ScratchStack {
     const auto capacity = static_cast<std::size_t>(limit_ - elements_);
     if (capacity > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
     // The system moves the pages of a large stack, so that it is never there twice.
-    auto* larger =
-        static_cast<Element*>(std::realloc(static_cast<void*>(heap_.get()), 2 * capacity * sizeof(Element)));
+    auto* larger = static_cast<Element*>(std::realloc(static_cast<void*>(heap_.get()), 2 * capacity * sizeof(Element)));
     if (larger == nullptr) throw std::bad_alloc();
     if (!heap_) std::memcpy(static_cast<void*>(larger), elements_, capacity * sizeof(Element));
     static_cast<void>(heap_.release());

@@ -35,6 +35,9 @@ extern const Command completeCommand;
 /// The table of all commands.
 Commands all() noexcept;
 
+/// An option of "doctor": to be content without a connected client.
+inline constexpr Option noClientsOption = {"--no-clients", "Ask for no connected AI client."};
+
 /// What AI clients start: kelvane without a command. Serves as the settings say. Throws an error with complete
 /// sentences before it reads anything if they say that the server is off, or name no folder that can be read.
 int serveBySettings();

@@ -190,8 +190,9 @@ void lookAtEntry(const ClientEntry& entry, const std::string& executable, Findin
   }
 }
 
-void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& executable, Findings& findings) {
-  bool isAnySeen = false;
+void lookAtClients(const std::vector<ClientEntry>& entries, const std::string& executable, bool isNoneNeeded,
+                   Findings& findings) {
+  bool isAnySeen = isNoneNeeded;
   for (const ClientEntry& entry : entries) {
     if (!entry.problem.empty()) findings.wrong(entry.problem);
     if (entry.command) lookAtEntry(entry, executable, findings);
@@ -234,7 +235,7 @@ int run(const Arguments& arguments) {
   }
   const auto opened = lookAtLibrary(arguments, settings.preferences().allowsWrites(), findings);
   if (opened) lookAtHistory(*opened->history, findings);
-  lookAtClients(entries, executable, findings);
+  lookAtClients(entries, executable, arguments.has(noClientsOption), findings);
   for (const ClientEntry& entry : entries) lookAtLeftovers(clientFile(entry.file), findings);
   if (homeFolder()) lookAtLeftovers(settings.store().copies(), findings);
   if (arguments.has(libraryOption) && opened) {
@@ -247,7 +248,7 @@ int run(const Arguments& arguments) {
   return findings.isAnythingWrong() ? failed : done;
 }
 
-constexpr Option options[] = {libraryOption, jsonOption};
+constexpr Option options[] = {libraryOption, noClientsOption, jsonOption};
 
 }  // namespace
 

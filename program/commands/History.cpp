@@ -15,6 +15,7 @@
 #include "program/Terminal.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
+#include "quorvel/files/LibraryError.h"
 #include "quorvel/files/SystemReason.h"
 #include "scripttools/Resolution.h"
 
@@ -70,15 +71,22 @@ struct PresentText {
   std::chrono::system_clock::time_point saved;
   std::size_t words = 0;
   std::size_t size = 0;
+  bool isReadable = true;
 };
 
 std::optional<PresentText> presentText(const FoundScript& script, const OpenedLibrary& opened) {
   if (!script.item) return std::nullopt;
-  const std::string text = opened.library->read(*script.item);
+  std::string text;
+  bool isReadable = true;
+  try {
+    text = opened.library->read(*script.item);
+  } catch (const quorvel::LibraryError&) {  // its versions are listed all the same
+    isReadable = false;
+  }
   const auto changed = std::filesystem::last_write_time(pathOf(script.identifier, *opened.library));
   return PresentText{
       std::chrono::time_point_cast<std::chrono::system_clock::duration>(std::chrono::file_clock::to_sys(changed)),
-      unicode::wordCount(text), text.size()};
+      unicode::wordCount(text), text.size(), isReadable};
 }
 
 /// A version in a list, with the one below it, from which its change is counted; null for a script's first.
@@ -123,7 +131,9 @@ int listVersions(const std::string& typed, const Wanted& wanted, const OpenedLib
     return done;
   }
   std::vector<TableRow> rows = {{"version", "saved", "words", "bytes", "change", "label"}};
-  if (now) {
+  if (now && !now->isReadable) {
+    rows.push_back({"now", "cannot be read"});
+  } else if (now) {
     const bool hasVersions = histories.front().front().version.earlier == 0;
     rows.push_back({"now", shown(now->saved, wanted.zone), std::to_string(now->words), std::to_string(now->size),
                     hasVersions ? difference(now->size, histories.front().front().size) : ""});

@@ -12,6 +12,7 @@ namespace {
 int run(const Arguments& arguments) {
   const quorvel::VersionNumber version = versionIn(arguments);
   const OpenedLibrary opened = openLibraryOf(arguments);
+  textOf(version, findScript(arguments.word(0), opened), opened);  // what is not there takes no lock
   const auto lock = opened.library->lock();
   const FoundScript script = findScript(arguments.word(0), opened);
   const std::string name = quorvel::inQuotes(script.identifier);

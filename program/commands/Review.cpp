@@ -1,10 +1,13 @@
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -21,6 +24,7 @@
 #include "program/Process.h"
 #include "program/ReviewPage.h"
 #include "program/ScriptVersion.h"
+#include "program/ShellWords.h"
 #include "program/Wording.h"
 #include "program/commands/Commands.h"
 #include "quorvel/files/Descriptor.h"
@@ -50,7 +54,12 @@ After present(const std::string& identifier, quorvel::VersionNumber version, con
   if (version.earlier > 0 || !isFileAt(identifier, opened)) return {{}, true};
   const FoundScript script = findScript(identifier, opened);
   if (!script.item) return {{}, true};
-  return {opened.library->read(*script.item), false};
+  try {
+    return {opened.library->read(*script.item), false};
+  } catch (const std::exception& error) {  // the other scripts are shown all the same
+    complain(error.what());
+    return {{}, true};
+  }
 }
 
 // Each script has one text in memory: that of its version above, until the next one has been compared with it.
@@ -63,8 +72,8 @@ std::string pageOf(std::chrono::system_clock::time_point since, const OpenedLibr
     if (isNewest) known->second = present(identifier, entry.version, opened);
     std::string old = opened.history->text(identifier, entry.version).value_or(std::string());
     const std::string_view change = readLabel(entry.label).change;
-    page.add({identifier, entry.version.text(), entry.saved, change.empty() ? entry.label : std::string(change), old,
-              known->second.text, known->second.isGone});
+    page.add({identifier, restoreCommandFor(identifier, entry.version.text(), opened), entry.saved,
+              change.empty() ? entry.label : std::string(change), old, known->second.text, known->second.isGone});
     known->second = {std::move(old), false};
   }
   return page.html();
@@ -96,7 +105,9 @@ void write(const std::string& html, const fs::path& file) {
   if (count > 0 && beginning != ReviewPage::beginning) {
     throw std::runtime_error(name + " is another file, not a page of this command, so it stays. Choose another name.");
   }
-  if (::ftruncate(opened.get(), 0) != 0 || ::lseek(opened.get(), 0, SEEK_SET) != 0) refuse(name, errno);
+  if (::fchmod(opened.get(), S_IRUSR | S_IWUSR) != 0 || ::ftruncate(opened.get(), 0) != 0 ||
+      ::lseek(opened.get(), 0, SEEK_SET) != 0)
+    refuse(name, errno);
   for (std::string_view left = html; !left.empty();) {
     const ssize_t written = ::write(opened.get(), left.data(), left.size());
     if (written < 0 && errno == EINTR) continue;
@@ -110,8 +121,19 @@ bool openInBrowser(const fs::path& file) {
   std::string program = "xdg-open";
   std::string argument = file.native();
   char* arguments[] = {program.data(), argument.data(), nullptr};
+  // It gets the usual effect of the signals that this process ignores.
+  sigset_t ignoredHere;
+  ::sigemptyset(&ignoredHere);
+  ::sigaddset(&ignoredHere, SIGPIPE);
+  ::sigaddset(&ignoredHere, SIGXFSZ);
+  posix_spawnattr_t how;
+  if (::posix_spawnattr_init(&how) != 0) return false;
+  ::posix_spawnattr_setsigdefault(&how, &ignoredHere);
+  ::posix_spawnattr_setflags(&how, POSIX_SPAWN_SETSIGDEF);
   pid_t process = 0;
-  if (::posix_spawnp(&process, program.c_str(), nullptr, nullptr, arguments, environ) != 0) return false;
+  const int error = ::posix_spawnp(&process, program.c_str(), nullptr, &how, arguments, environ);
+  ::posix_spawnattr_destroy(&how);
+  if (error != 0) return false;
   int status = 0;
   return ::waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }

@@ -13,6 +13,7 @@
 #include "platform/FileSystem.h"
 #include "platform/HomeFolder.h"
 #include "program/AIClient.h"
+#include "program/ClientEntry.h"
 #include "program/Environment.h"
 #include "program/Nearest.h"
 #include "program/OpenedLibrary.h"
@@ -31,9 +32,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr Option folderOption = {"--library", "Where the scripts are. Default: ~/Scripts, made if it is missing.",
-                                 "DIR", "a folder", libraryOption.variable};
-constexpr Option allowWrites = {
-    "--allow-writes", "Let AI clients change the scripts too.", {}, {}, allowWritesVariable};
+                                 "DIR", "a folder"};
+constexpr Option allowWrites = {"--allow-writes", "Let AI clients change the scripts too."};
 constexpr Option clientOption = {"--client", "An AI client to connect, or \"none\". Default: all that are found here.",
                                  "NAME",     "a client",
                                  {},         true};
@@ -193,15 +193,18 @@ int run(const Arguments& arguments) {
       (plan.allowsWrites ? "change them." : "only read them."));
   const bool areConnected = connectClients(plan.clients);
   print("\n");
-  const int health = doctorCommand.run({});
-  print(plan.clients.empty() ? "\nNo AI client is connected yet.\n"
-                             : "\nRestart your AI client, and it can use the scripts.\n");
+  const bool isAnyConnected = anyRegistered(entriesOfAllClients(ownExecutable()));
+  Arguments withoutClients;
+  if (!isAnyConnected && plan.clients.empty()) withoutClients.set(noClientsOption, "");
+  const int health = doctorCommand.run(withoutClients);
+  print(isAnyConnected ? "\nRestart your AI client, and it can use the scripts.\n"
+                       : "\nNo AI client is connected yet.\n");
   print(
       "To change an answer later, run one of these:\n\n"
       "  kelvane settings library DIR\n"
       "  kelvane settings allow-writes      (or read-only)\n"
       "  kelvane connect CLIENT             (or disconnect)\n");
-  return areConnected && (health == done || plan.clients.empty()) ? done : failed;
+  return areConnected && health == done ? done : failed;
 }
 
 }  // namespace

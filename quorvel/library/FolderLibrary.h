@@ -22,6 +22,10 @@
 
 namespace quorvel {
 
+/// The label of a version that was found in a file that a dead writer left. It need not be a text that the script ever
+/// had.
+inline constexpr std::string_view foundLabel = "Before — found after an interrupted change";
+
 /// A script library of plain files: a script is a ".md" file below the root, a folder is a directory.
 ///
 /// It keeps nothing between two calls and may be called from several threads at once. What an identifier names is

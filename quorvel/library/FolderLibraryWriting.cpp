@@ -32,7 +32,6 @@ using Kind = ScriptItem::Kind;
 
 // The labels of versions that no tool call asked for.
 constexpr std::string_view savedMeanwhile = "Before — saved by another program meanwhile";
-constexpr std::string_view interrupted = "Before — found after an interrupted change";
 
 // What is added to "was made" where a script was to have a text.
 constexpr std::string_view stillEmpty = ", still empty";
@@ -194,7 +193,7 @@ bool FolderLibrary::keepUnlessHeld(std::string_view text, const std::string& ide
 
 SweptLeftovers FolderLibrary::sweepFolder(const FolderToChange& folder) {
   const auto keep = [&](const std::string& name, std::string_view text) {
-    keepUnlessHeld(text, folder.identifierOf(name), interrupted);
+    keepUnlessHeld(text, folder.identifierOf(name), foundLabel);
   };
   const auto remembered = [&] {
     std::vector<std::string> names;

@@ -109,6 +109,13 @@ TEST_F(HistoryCommands, listsOnlyWhatIsAskedFor) {
   EXPECT_THAT(list({"--since", "yesterday"}), HasSubstr("Before — a\n"));
 }
 
+TEST_F(HistoryCommands, listsTheVersionsOfAScriptThatCannotBeRead) {
+  put("one");
+  replace("two", "n");
+  std::filesystem::resize_file(home / "Scripts/Talk.md", std::uintmax_t{300} << 20);
+  EXPECT_THAT(list({"Talk"}), HasSubstr("    now       cannot be read\n      1  MOMENT"));
+}
+
 TEST_F(HistoryCommands, tellsTimesInUTCIfAsked) {
   put("one");
   replace("two", "n");

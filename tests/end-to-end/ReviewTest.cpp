@@ -60,6 +60,21 @@ TEST_F(Review, replacesItsOwnPageAndNoOtherFile) {
   }
 }
 
+TEST_F(Review, letsOnlyItsOwnerReadAPageThatWasAnEmptyFile) {
+  home.put("page.html", "");
+  std::filesystem::permissions(home / "page.html", std::filesystem::perms(0644));
+  printed({"review", "--output", at("page.html")});
+  EXPECT_EQ(std::filesystem::status(home / "page.html").permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(Review, showsTheOtherScriptsIfOneCannotBeRead) {
+  std::filesystem::resize_file(home / "Scripts/A.md", std::uintmax_t{300} << 20);
+  const Outcome outcome = kelvane({"review", "--output", at("page.html")});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.errors, HasSubstr("A.md"));
+  EXPECT_THAT(home.bytes("page.html"), HasSubstr("B.md: in B"));
+}
+
 TEST_F(Review, saysWhyThePageCannotBeWritten) {
   std::filesystem::create_symlink(at("elsewhere"), home / "link.html");
   EXPECT_EQ(kelvane({"review", "--output", at("Scripts")}).status, 1);

@@ -82,6 +82,28 @@ TEST_F(Setup, connectsTheClientsThatAreNamed) {
   EXPECT_TRUE(isThere(".claude.json")) << "it only adds";
 }
 
+TEST_F(Setup, saysWhetherAClientIsConnectedWhoeverConnectedIt) {
+  printed({"setup", "--yes", "--client", "claude"});
+  EXPECT_THAT(printed({"setup", "--yes", "--client", "none"}),
+              AllOf(HasSubstr("Restart your AI client"), Not(HasSubstr("No AI client is connected"))));
+}
+
+TEST_F(Setup, failsIfTheCheckFindsSomethingWrong) {
+  home.put("Texts/Talk.md", "mine");
+  home.put("Texts/.kelvane/history.sqlite", "this is not a history, and it is long enough to be looked at");
+  const Outcome outcome = kelvane({"setup", "--yes", "--library", at("Texts"), "--client", "none"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output, AllOf(HasSubstr("\nwrong  "), Not(HasSubstr("wrong  Claude"))));
+}
+
+TEST_F(Setup, storesNoVariables) {
+  std::filesystem::create_directory(home / "Elsewhere");
+  Start how = start({"setup", "--yes"});
+  how.environment = {"KELVANE_ALLOW_WRITES=1", "KELVANE_LIBRARY=" + at("Elsewhere")};
+  EXPECT_EQ(run(how).status, 0);
+  EXPECT_THAT(settings(), HasSubstr("writing   not allowed\nlibrary   " + at("Scripts") + "\n"));
+}
+
 TEST_F(Setup, connectsTheOthersIfOneCannotBe) {
   home.put(".claude.json", "{ this is not JSON");
   const Outcome outcome = kelvane({"setup", "--yes", "--client", "claude", "--client", "codex"});

@@ -1,8 +1,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <iomanip>
+#include <sstream>
 
+#include "quorvel/files/FNV1a.h"
 #include "tests/end-to-end/Home.h"
 
 namespace kelvane::tests {
@@ -26,7 +30,7 @@ class Changes : public Home {
 
   static std::string undone(const std::string& note, int version, int saved, const std::string& id = "Talk.md") {
     return "Undone: the change \"" + note + "\" of \"" + id + "\", made [-0-9]+ [:0-9]+\\.\nThe text is version " +
-           std::to_string(version) + " again\\.\nTo take this back, run: kelvane restore \"" + id + "\" " +
+           std::to_string(version) + " again\\.\nTo take this back, run: kelvane restore " + id + " " +
            std::to_string(saved) + "\n";
   }
 
@@ -34,7 +38,7 @@ class Changes : public Home {
 };
 
 TEST_F(Changes, areUndoneOneAfterTheOther) {
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   put("first\r\n\xFF");
   replace("second", "a");
   replace("third", "b");
@@ -42,7 +46,7 @@ TEST_F(Changes, areUndoneOneAfterTheOther) {
   EXPECT_EQ(present(), "second");
   EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("a", 1, 4)));
   EXPECT_EQ(present(), "first\r\n\xFF");
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   EXPECT_EQ(present(), "first\r\n\xFF");
   EXPECT_EQ(printed({"restore", "Talk.md", "3"}),
             "\"Talk.md\" is restored to version 3.\nThe replaced text is version 5.\n");
@@ -71,9 +75,9 @@ TEST_F(Changes, areUndoneInTheScriptThatChangedLastOrInTheOneThatIsNamed) {
   EXPECT_EQ(present("A.md") + present("B.md"), "a3b1");
   EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("in A again", 2, 3, "A.md")));
   EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("in A", 1, 4, "A.md")));
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   EXPECT_EQ(kelvane({"undo", "B"}),
-            (Outcome{1, "There is no change of \"B.md\" to undo. To list what was saved, run: kelvane history\n", ""}));
+            (Outcome{1, "", "There is no change of \"B.md\" to undo. To list what was saved, run: kelvane history\n"}));
   EXPECT_EQ(present("A.md") + present("B.md"), "a1b1");
 }
 
@@ -82,14 +86,14 @@ TEST_F(Changes, thatAPersonWentBackBehindAreNotUndoneAgain) {
   replace("second", "a");
   replace("third", "b");
   printed({"restore", "Talk", "1"});
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   EXPECT_EQ(present(), "first");
 }
 
 TEST_F(Changes, areThoseOfToolsAndNotSavedVersions) {
   put("first");
   printed({"call", "save_version", "id=Talk.md", "note=mine", "--allow-writes"});
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   replace("second", "a");
   printed({"call", "save_version", "id=Talk.md", "note=yours", "--allow-writes"});
   EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("a", 2, 4)));
@@ -100,8 +104,102 @@ TEST_F(Changes, ofAScriptThatIsGoneAreNotUndone) {
   put("first");
   replace("second", "a");
   std::filesystem::remove(home / "Scripts/Talk.md");
-  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, nothing, ""}));
+  EXPECT_EQ(kelvane({"undo"}), (Outcome{1, "", nothing}));
   EXPECT_FALSE(std::filesystem::exists(home / "Scripts/Talk.md"));
+}
+
+// A client can give any note, also one that looks like a label of this program.
+TEST_F(Changes, areFoundWhateverNotesSay) {
+  put("first");
+  replace("second", "a");
+  replace("third", "restoring version 1");
+  EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("restoring version 1", 2, 3)));
+  EXPECT_EQ(present(), "second");
+  EXPECT_THAT(printed({"undo"}), MatchesRegex(undone("a", 1, 4)));
+  EXPECT_EQ(present(), "first");
+}
+
+TEST_F(Changes, areNotTakenForUndoneIfTheUndoFailed) {
+  put("first", "Talks/Talk.md");
+  replace("second", "a", "Talks/Talk.md");
+  replace("third", "b", "Talks/Talk.md");
+  home.giveToNobody();
+  const auto undo = [&] {
+    Start asking = start({"undo"});
+    asking.asNobody = true;
+    return run(asking);
+  };
+  const std::filesystem::path folder = home / "Scripts/Talks";
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  EXPECT_EQ(undo().status, 1);
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+  EXPECT_EQ(present("Talks/Talk.md"), "third");
+  EXPECT_THAT(undo().output, StartsWith("Undone: the change \"b\" of "));
+  EXPECT_EQ(present("Talks/Talk.md"), "second");
+}
+
+TEST_F(Changes, areNoTextsThatWereFoundAfterADeath) {
+  put("first");
+  replace("second", "a");
+  std::ostringstream name;
+  name << "Scripts/.kelvane-" << std::hex << std::setfill('0') << std::setw(16) << quorvel::fnv1a("Talk.md")
+       << "-0123456789abcdef-0";
+  home.put(name.str(), "left over");
+  home.put("Scripts/.kelvane/lock", "");  // nobody knows where a writer died
+  replace("third", "b");
+  EXPECT_THAT(printed({"history", "Talk"}), HasSubstr("found after an interrupted change"));
+  EXPECT_THAT(printed({"undo"}), StartsWith("Undone: the change \"b\" of "));
+  EXPECT_THAT(printed({"undo"}), StartsWith("Undone: the change \"a\" of "));
+  EXPECT_EQ(present(), "first");
+}
+
+TEST_F(Changes, areUndoneWithWhatWasEditedAfterThem) {
+  put("first");
+  replace("second", "a");
+  put("second, and edited");
+  const auto later = std::filesystem::last_write_time(home / "Scripts/Talk.md") + std::chrono::hours(1);
+  std::filesystem::last_write_time(home / "Scripts/Talk.md", later);
+  EXPECT_THAT(printed({"undo"}), HasSubstr("What was edited after that change is undone, too. It is in version 2.\n"));
+  EXPECT_EQ(printed({"show", "Talk", "2"}), "second, and edited");
+}
+
+// What is printed is pasted into a shell, and names are other people's.
+TEST_F(Changes, areTakenBackByTheCommandThatIsPrinted) {
+  for (const std::string& id :
+       std::vector<std::string>{"$(touch ran).md", "`touch ran`.md", "it's \"q\".md", "-dash.md", "a b.md",
+                                "a;touch ran.md", "plain.md", "Ü.md", "~.md", "*.md"}) {
+    SCOPED_TRACE(id);
+    put("first", id);
+    replace("second", "a", id);
+    for (const std::string& library : {std::string(), at("Scripts")}) {
+      std::vector<std::string> undo = {"undo", "--", id};
+      if (!library.empty()) undo.insert(undo.begin() + 1, {"--library", library});
+      const std::string said = printed(undo);
+      EXPECT_EQ(present(id), "first");
+      const std::string mark = "To take this back, run: kelvane ";
+      ASSERT_THAT(said, HasSubstr(mark));
+      std::string command = said.substr(said.find(mark) + mark.size());
+      Start shell = start({"-c", "cd \"$HOME\"; \"$0\" " + command, KELVANE_PROGRAM});
+      shell.program = "/bin/sh";
+      EXPECT_EQ(run(shell).status, 0);
+      EXPECT_EQ(present(id), "second");
+      EXPECT_FALSE(std::filesystem::exists(home / "ran"));
+    }
+  }
+}
+
+TEST_F(Changes, ofAnotherLibraryAreTakenBackThere) {
+  home.put("Other/Talk.md", "first");
+  printed({"call", "update_script", "id=Talk.md", "text=second", "note=n", "--allow-writes", "--library", at("Other")});
+  EXPECT_THAT(printed({"undo", "--library", at("Other")}),
+              HasSubstr("run: kelvane restore --library " + at("Other") + " Talk.md 2\n"));
+}
+
+TEST_F(Changes, thatAreNoneLeaveNoTrace) {
+  std::filesystem::create_directory(home / "Empty");
+  EXPECT_EQ(kelvane({"undo", "--library", at("Empty")}).status, 1);
+  EXPECT_EQ(kelvane({"restore", "Nope", "1", "--library", at("Empty")}).status, 1);
+  EXPECT_TRUE(std::filesystem::is_empty(home / "Empty"));
 }
 
 TEST_F(Changes, ofAnEmptyTextAreUndoneWithoutSavingIt) {

@@ -21,7 +21,7 @@ const std::chrono::system_clock::time_point moment = std::chrono::system_clock::
 std::string pageWith(std::string_view old, std::string_view fresh, const std::string& identifier = "Talk.md",
                      const std::string& label = "shorter", bool isGone = false) {
   ReviewPage page("/home/me/Scripts", moment);
-  page.add({identifier, "3", moment, label, old, fresh, isGone});
+  page.add({identifier, "kelvane restore 'x' <3>", moment, label, old, fresh, isGone});
   return page.html();
 }
 
@@ -107,8 +107,8 @@ TEST(ReviewPage, saysWhatChanged) {
   const std::string page = pageWith("one two three\n", "one 2 three\n", "Talks/Bob's.md");
   for (const char* part :
        {"Talks/Bob&#39;s.md: shorter", "<del>one <mark>two</mark> three</del>", "<ins>one <mark>2</mark> three</ins>",
-        "3 words (0:01) → 3 words (0:01)", "kelvane restore &#39;Talks/Bob&#39;\\&#39;&#39;s.md&#39; 3",
-        "1 change of 1 script", "+0 words", "Words over time: 3 → 3 words"}) {
+        "3 words (0:01) → 3 words (0:01)", "kelvane restore &#39;x&#39; &lt;3&gt;", "1 change of 1 script", "+0 words",
+        "Words over time: 3 → 3 words"}) {
     EXPECT_THAT(page, HasSubstr(part));
   }
   EXPECT_THAT(pageWith("one", "", "Talk.md", "x", true), HasSubstr("and then the script was gone"));

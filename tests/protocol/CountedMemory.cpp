@@ -1,5 +1,6 @@
 #include "tests/protocol/CountedMemory.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -7,9 +8,11 @@
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
+int __real_posix_memalign(void** memory, std::size_t alignment, std::size_t size);
 void __real_free(void* memory);
 void* __wrap_malloc(std::size_t size);
 void* __wrap_realloc(void* memory, std::size_t size);
+int __wrap_posix_memalign(void** memory, std::size_t alignment, std::size_t size);
 void __wrap_free(void* memory);
 }
 
@@ -66,6 +69,17 @@ void* __wrap_realloc(void* memory, std::size_t size) {
   void* larger = __real_realloc(memory, size);
   if (larger != nullptr && memory == nullptr) ++count.held;
   return larger;
+}
+
+int __wrap_posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
+  using kelvane::tests::count;
+  if (!count.isOn) return __real_posix_memalign(memory, alignment, size);
+  ++count.asked;
+  if (count.left == 0) return ENOMEM;
+  --count.left;
+  const int error = __real_posix_memalign(memory, alignment, size);
+  if (error == 0) ++count.held;
+  return error;
 }
 
 void __wrap_free(void* memory) {

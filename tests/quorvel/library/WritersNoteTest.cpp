@@ -107,7 +107,8 @@ TEST_P(WhatIsNoted, saysWhereTheNextWriterLooks) {
   for (const std::string& name : folders) {
     const bool isSwept = std::find(row.swept.begin(), row.swept.end(), name) != row.swept.end();
     EXPECT_EQ(leftovers(name), isSwept ? 0U : 1U) << name;
-    EXPECT_EQ(history->hasVersionWith("from " + name, (std::filesystem::path(name) / "Talk.md").native()), isSwept) << name;
+    EXPECT_EQ(history->hasVersionWith("from " + name, (std::filesystem::path(name) / "Talk.md").native()), isSwept)
+        << name;
   }
   EXPECT_EQ(note(), clean);
 }
