@@ -1,5 +1,6 @@
 #include "program/Moments.h"
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -21,15 +22,25 @@ std::optional<std::tm> fieldsOf(Clock::time_point moment, TimeZone zone) {
   return fields;
 }
 
-// Empty for a day or an hour that there is not, such as February 30th.
+// Empty for a moment that there is not, such as one on February 30th, or in the hour by which clocks are put forward.
 std::optional<Clock::time_point> momentOf(const std::tm& fields, TimeZone zone) {
   std::tm normal = fields;
   normal.tm_isdst = -1;
   const std::time_t seconds = zone == TimeZone::utc ? ::timegm(&normal) : std::mktime(&normal);
-  if (normal.tm_mday != fields.tm_mday || normal.tm_mon != fields.tm_mon || normal.tm_year != fields.tm_year) {
-    return std::nullopt;
-  }
+  const auto shownAs = [](const std::tm& each) {
+    return std::array{each.tm_year, each.tm_mon, each.tm_mday, each.tm_hour, each.tm_min};
+  };
+  if (shownAs(normal) != shownAs(fields)) return std::nullopt;
   return Clock::from_time_t(seconds);
+}
+
+// The first full hour of the day. Where clocks are put forward at midnight, the day has no midnight.
+std::optional<Clock::time_point> startOfDay(std::tm day, TimeZone zone) {
+  day.tm_min = day.tm_sec = 0;
+  for (day.tm_hour = 0; day.tm_hour < 24; ++day.tm_hour) {
+    if (const auto moment = momentOf(day, zone)) return moment;
+  }
+  return std::nullopt;
 }
 
 std::optional<Clock::time_point> startOfDay(Clock::time_point now, int daysBefore, TimeZone zone) {
@@ -40,8 +51,7 @@ std::optional<Clock::time_point> startOfDay(Clock::time_point now, int daysBefor
   noon.tm_mday -= daysBefore;
   noon.tm_isdst = -1;
   if ((zone == TimeZone::utc ? ::timegm(&noon) : std::mktime(&noon)) == -1) return std::nullopt;
-  noon.tm_hour = noon.tm_min = noon.tm_sec = 0;
-  return momentOf(noon, zone);
+  return startOfDay(noon, zone);
 }
 
 // Reads digits and removes them from the front; empty unless there are `least` to `most` of them.
@@ -73,6 +83,7 @@ std::optional<Clock::time_point> dated(std::string_view text, TimeZone zone) {
   fields.tm_year = *year - 1900;
   fields.tm_mon = *month - 1;
   fields.tm_mday = *day;
+  if (text.empty()) return startOfDay(fields, zone);
   if (skip(' ', text) || skip('T', text)) {
     const auto hour = number(text, 1, 2);
     if (!hour || !skip(':', text)) return std::nullopt;

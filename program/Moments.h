@@ -19,7 +19,8 @@ std::string encodedMoment(std::chrono::system_clock::time_point moment);
 
 /// The moment that a person means by "2026-11-21", "2026-11-21 20:13", "2026-11-21 20:13:05", "today", "yesterday", or
 /// an age such as "90 seconds", "30 minutes", "2 hours", "3 days" or "1 week", also without the space. A day begins at
-/// midnight. Empty if it is none of these, or does not exist.
+/// midnight, or at its first hour where clocks skip midnight. Empty if it is none of these, or does not exist: that is
+/// also so of a time that clocks skip.
 std::optional<std::chrono::system_clock::time_point> parsedMoment(std::string_view typed, TimeZone zone,
                                                                   std::chrono::system_clock::time_point now);
 

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
 #include <string>
 
 #include "program/ChangeLabel.h"
@@ -58,6 +61,59 @@ TEST(Moments, areTypedInManyWays) {
     const auto moment = parsedMoment(typed, TimeZone::utc, now);
     EXPECT_EQ(moment ? shown(*moment, TimeZone::utc) : "", means) << typed;
   }
+}
+
+/// The process's time zone, until the end of the test.
+class ZoneOfTest {
+ public:
+  explicit ZoneOfTest(const char* zone) {
+    if (const char* before = std::getenv("TZ")) before_ = before;
+    set(zone);
+  }
+  ~ZoneOfTest() { set(before_ ? before_->c_str() : nullptr); }
+  ZoneOfTest(const ZoneOfTest&) = delete;
+  ZoneOfTest& operator=(const ZoneOfTest&) = delete;
+
+ private:
+  static void set(const char* zone) {
+    if (zone == nullptr) {
+      ::unsetenv("TZ");
+    } else {
+      ::setenv("TZ", zone, 1);
+    }
+    ::tzset();
+  }
+
+  std::optional<std::string> before_;
+};
+
+TEST(Moments, thatClocksSkipDoNotExist) {
+  const char* const berlin = "CET-1CEST,M3.5.0,M10.5.0/3";
+  const char* const skipsMidnight = "AAA3BBB,M11.1.0/0,M2.3.0/0";
+  const struct {
+    const char* zone;
+    const char* typed;
+    const char* means;  // empty: nothing
+  } cases[] = {
+      {berlin, "2026-03-29 01:59", "2026-03-29 01:59:00"},
+      {berlin, "2026-03-29 02:00", ""},
+      {berlin, "2026-03-29 02:30", ""},
+      {berlin, "2026-03-29 03:00", "2026-03-29 03:00:00"},
+      {berlin, "2026-10-25 02:30", "2026-10-25 02:30:00"},  // twice: either will do
+      {berlin, "2026-03-29", "2026-03-29 00:00:00"},
+      {skipsMidnight, "2026-11-01", "2026-11-01 01:00:00"},
+      {skipsMidnight, "2026-11-01 00:30", ""},
+      {skipsMidnight, "2026-11-31", ""},
+  };
+  for (const auto& [zone, typed, means] : cases) {
+    const ZoneOfTest there(zone);
+    const auto moment = parsedMoment(typed, TimeZone::local, now);
+    EXPECT_EQ(moment ? shown(*moment, TimeZone::local) : "", means) << typed;
+  }
+  const ZoneOfTest there(skipsMidnight);
+  const auto noon = parsedMoment("2026-11-01 12:00", TimeZone::local, now);
+  ASSERT_TRUE(noon);
+  EXPECT_EQ(parsedMoment("today", TimeZone::local, *noon), parsedMoment("2026-11-01 01:00", TimeZone::local, now));
 }
 
 TEST(Moments, areEncodedInUTC) {
