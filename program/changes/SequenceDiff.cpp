@@ -8,16 +8,15 @@
 namespace kelvane {
 namespace {
 
-// If sequences have more pieces between the first change and the last, or more pairs of them must be compared, all
-// these pieces count as changed.
+// If sequences have more pieces between the first change and the last, or more pairs of them must be compared than
+// comparisons are left, all these pieces count as changed.
 constexpr std::size_t mostPieces = 200'000;
-constexpr std::size_t mostComparisons = 1'000'000;
 
 // Compares pieces by their numbers, as often as there are comparisons left. dtl itself searches without a limit. Once
 // none is left, this calls all pieces equal, which ends the search within one round. Its result means nothing then.
 class LimitedComparison : public dtl::Compare<int> {
  public:
-  explicit LimitedComparison(std::size_t* left) : left_(left) {}
+  explicit LimitedComparison(Comparisons* comparisons) : left_(&comparisons->left) {}
 
   bool impl(const int& old, const int& fresh) const override {
     if (*left_ == 0) return true;
@@ -32,10 +31,9 @@ class LimitedComparison : public dtl::Compare<int> {
 // The shortest way from one sequence to the other; empty where it takes too long to find.
 //
 // dtl has room for two million places; when they are used up, it goes on in a way that need not be the shortest. It
-// uses one for each comparison that fails, and at most one for each piece besides. So the limits above keep it below
-// that.
-std::vector<Step> shortestWay(const Pieces& old, const Pieces& fresh) {
-  if (old.size() + fresh.size() > mostPieces) return {};
+// uses one for each comparison that fails, and at most one for each piece besides. So the limits keep it below that.
+std::vector<Step> shortestWay(const Pieces& old, const Pieces& fresh, Comparisons& comparisons) {
+  if (comparisons.left == 0 || old.size() + fresh.size() > mostPieces) return {};
   // Pieces can be long; their numbers are compared at once.
   std::unordered_map<std::string_view, int> numbers;
   const auto numbered = [&numbers](const Pieces& pieces) {
@@ -45,12 +43,11 @@ std::vector<Step> shortestWay(const Pieces& old, const Pieces& fresh) {
     }
     return result;
   };
-  std::size_t left = mostComparisons;
   constexpr bool linesThatGoFirst = true;
   dtl::Diff<int, std::vector<int>, LimitedComparison> diff(numbered(old), numbered(fresh), linesThatGoFirst,
-                                                           LimitedComparison(&left));
+                                                           LimitedComparison(&comparisons));
   diff.compose();
-  if (left == 0) return {};
+  if (comparisons.left == 0) return {};
 
   std::vector<Step> way;
   auto goes = old.begin();
@@ -68,7 +65,7 @@ std::vector<Step> shortestWay(const Pieces& old, const Pieces& fresh) {
 
 }  // namespace
 
-std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh) {
+std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh, Comparisons& comparisons) {
   // What both begin and end with is left out first: most texts change in one place.
   const auto [oldBegin, freshBegin] = std::mismatch(old.begin(), old.end(), fresh.begin(), fresh.end());
   const auto front = oldBegin - old.begin();
@@ -78,7 +75,7 @@ std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh) {
   const Pieces comes(freshBegin, freshEnd.base());
   std::vector<Step> steps;
   for (auto piece = old.begin(); piece != oldBegin; ++piece) steps.push_back({' ', *piece});
-  const std::vector<Step> way = shortestWay(goes, comes);
+  const std::vector<Step> way = shortestWay(goes, comes, comparisons);
   steps.insert(steps.end(), way.begin(), way.end());
   if (way.empty()) {
     for (const std::string_view piece : goes) steps.push_back({'-', piece});
@@ -86,6 +83,11 @@ std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh) {
   }
   for (auto piece = oldEnd.base(); piece != old.end(); ++piece) steps.push_back({' ', *piece});
   return steps;
+}
+
+std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh) {
+  Comparisons comparisons;
+  return stepsBetween(old, fresh, comparisons);
 }
 
 }  // namespace kelvane

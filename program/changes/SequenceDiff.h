@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -14,10 +15,18 @@ struct Step {
   std::string_view piece;
 };
 
+/// How many comparisons of two pieces are left. Searches that share one together take no longer than one search.
+struct Comparisons {
+  std::size_t left = 1'000'000;
+};
+
 /// The steps that lead from one sequence to the other: those with '-' and ' ' are the old one, those with '+' and ' '
 /// the new one. Pieces that go stand before those that come in their place. Usually there are as few changes as
-/// possible; if the sequences have little in common, there may be more, so that the time stays bounded: it is linear in
-/// the sequences, and so is the memory. The views are those of the arguments.
+/// possible; if the sequences have little in common, or no comparisons are left, there may be more, so that the time
+/// stays bounded: it is linear in the sequences, and so is the memory. The views are those of the arguments.
+std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh, Comparisons& comparisons);
+
+/// The same, with comparisons of its own.
 std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh);
 
 }  // namespace kelvane

@@ -84,7 +84,7 @@ class Changes {
     for (std::size_t at = goes; at < comes; ++at) appendWords(steps_[at].piece, old);
     for (std::size_t at = comes; at < end; ++at) appendWords(steps_[at].piece, fresh);
     std::vector<Step> words;
-    if (!old.empty() && !fresh.empty()) words = stepsBetween(old, fresh);
+    if (!old.empty() && !fresh.empty()) words = stepsBetween(old, fresh, comparisons_);
     if (!isMostlyKept(words, std::max(old.size(), fresh.size()))) words.clear();
     addLines('-', goes, comes, words);
     addLines('+', comes, end, words);
@@ -121,8 +121,9 @@ class Changes {
 
   std::vector<Step> steps_;
   std::vector<TextLine> lines_;
-  std::size_t old_ = 0;    // the number of the last line of the old text
-  std::size_t fresh_ = 0;  // and of the new one
+  Comparisons comparisons_;  // of words, in all changes together
+  std::size_t old_ = 0;      // the number of the last line of the old text
+  std::size_t fresh_ = 0;    // and of the new one
 };
 
 }  // namespace

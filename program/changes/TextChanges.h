@@ -26,7 +26,7 @@ struct TextLine {
 
 /// What changes between two texts, by lines and by words within them. The lines of a change that go stand before those
 /// that come. In prose a line is often a whole paragraph, so the words that differ are marked, unless the lines have
-/// little in common.
+/// little in common, or the changes before them took all the time that there is for words.
 ///
 ///     for (const TextLine& line : textChanges("one two\n", "one three\n")) …  // "-one [two]", "+one [three]"
 ///

@@ -53,6 +53,30 @@ TEST(TextChanges, marksTheWordsThatDiffer) {
   for (const auto& [what, old, fresh, changes] : cases) EXPECT_EQ(shown(textChanges(old, fresh)), changes) << what;
 }
 
+// A paragraph of which every other word changes, so that the words of both take almost a million comparisons.
+std::string paragraph(std::string_view changing) {
+  std::string words;
+  for (int i = 0; i < 900; ++i) {
+    words.append("w").append(std::to_string(i)).append(" ").append(changing).append(std::to_string(i)).append(" ");
+  }
+  return words.append("\n");
+}
+
+TEST(TextChanges, compareWordsUntilAllParagraphsTogetherHaveTakenTooLong) {
+  const auto markedLines = [](const std::string& old, const std::string& fresh) {
+    std::string numbers;
+    for (const TextLine& line : textChanges(old, fresh)) {
+      if (line.sign == '+' && line.parts.size() > 1) numbers.append(std::to_string(line.number)).append(" ");
+    }
+    return numbers;
+  };
+  const std::string old = paragraph("a");
+  const std::string fresh = paragraph("b");
+  EXPECT_EQ(markedLines(old, fresh), "1 ");
+  EXPECT_EQ(markedLines(old + "same\n" + old + "same\none two\n", fresh + "same\n" + fresh + "same\none 2\n"), "1 5 ")
+      << "the second takes too long, and a change in one place needs no comparison";
+}
+
 TEST(TextChanges, areEachTextWithoutTheLinesOfTheOther) {
   std::mt19937_64 random = seededGenerator();
   const auto text = [&] {
