@@ -64,16 +64,31 @@ std::string difference(std::size_t before, std::size_t after) {
   return (after < before ? "−" : "+") + counted(static_cast<std::int64_t>(count), "word");
 }
 
-void appendLine(const TextLine& line, std::string& html) {
+// At most so many bytes of a text, without half a character at the end.
+std::string_view beginningOf(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  const auto isContinuation = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; };
+  while (most > 0 && isContinuation(text[most])) --most;
+  return text.substr(0, most);
+}
+
+// Appends at most so many bytes of the line's text. Whether that is all of it.
+bool appendLine(const TextLine& line, std::size_t most, std::string& html) {
   const bool goes = line.sign == '-';
   const bool comes = line.sign == '+';
   html.append(goes    ? R"(<div class="goes"><span class="sign" aria-hidden="true">−</span><del>)"
               : comes ? R"(<div class="comes"><span class="sign" aria-hidden="true">+</span><ins>)"
                       : "<div>");
+  bool isWhole = true;
   for (const LinePart& part : line.parts) {
-    html.append(part.isChanged ? "<mark>" : "").append(escapedHTML(part.text)).append(part.isChanged ? "</mark>" : "");
+    const std::string_view text = beginningOf(part.text, most);
+    html.append(part.isChanged ? "<mark>" : "").append(escapedHTML(text)).append(part.isChanged ? "</mark>" : "");
+    most -= text.size();
+    isWhole = text.size() == part.text.size();
+    if (!isWhole) break;
   }
   html.append(goes ? "</del>" : comes ? "</ins>" : "").append("</div>\n");
+  return isWhole;
 }
 
 void appendChanges(std::string_view old, std::string_view fresh, std::string& html) {
@@ -81,17 +96,21 @@ void appendChanges(std::string_view old, std::string_view fresh, std::string& ht
   const std::vector<bool> isShown = linesToShow(lines, linesAround);
   const std::size_t begin = html.size();
   std::size_t left = static_cast<std::size_t>(std::count(isShown.begin(), isShown.end(), true));
-  for (std::size_t at = 0; at < lines.size(); ++at) {
+  bool isWhole = true;
+  for (std::size_t at = 0; at < lines.size() && isWhole; ++at) {
     if (!isShown[at]) continue;
-    if (html.size() - begin > mostBytes) {
-      html.append("<div class=\"gap\">… and ").append(counted(static_cast<std::int64_t>(left), "line"));
-      html.append(" more, which \"kelvane diff\" shows</div>\n");
-      return;
-    }
+    const std::size_t size = html.size() - begin;
+    if (size >= mostBytes) break;
     if (at > 0 && !isShown[at - 1]) html.append("<div class=\"gap\">…</div>\n");
-    appendLine(lines[at], html);
+    isWhole = appendLine(lines[at], mostBytes - size, html);
     --left;
   }
+  if (isWhole && left == 0) return;
+  html.append("<div class=\"gap\">… and ").append(isWhole ? "" : "the rest of the line");
+  if (left > 0) {
+    html.append(isWhole ? "" : " and ").append(counted(static_cast<std::int64_t>(left), "line")).append(" more");
+  }
+  html.append(", which \"kelvane diff\" shows</div>\n");
 }
 
 // A line through the counts, oldest first, at most `mostPoints` of them.

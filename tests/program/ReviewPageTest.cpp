@@ -131,6 +131,28 @@ TEST(ReviewPage, cutsAVeryLongChange) {
   EXPECT_EQ(faultOf(page), "");
 }
 
+TEST(ReviewPage, cutsAVeryLongLineBetweenTwoCharacters) {
+  for (const char* start : {"", "a", "ab"}) {
+    std::string text = start;
+    for (int i = 0; i < 1'000'000; ++i) text += "€";
+    const struct {
+      std::string old, fresh;
+      const char* said;
+    } cases[] = {
+        {text, "", "… and the rest of the line, which"},
+        {text, "new", "… and the rest of the line and 1 line more, which"},
+        {text + " one two", text + " one three", "… and the rest of the line and 1 line more, which"},
+    };
+    for (const auto& [old, fresh, said] : cases) {
+      const std::string page = pageWith(old, fresh);
+      EXPECT_LT(page.size(), 80'000u);
+      EXPECT_THAT(page, HasSubstr(said));
+      EXPECT_THAT(page, Not(HasSubstr("\uFFFD")));
+      EXPECT_EQ(faultOf(page), "");
+    }
+  }
+}
+
 TEST(ReviewPage, ofNothingSaysSo) {
   const std::string page = ReviewPage("/home/me/Scripts", moment).html();
   EXPECT_EQ(faultOf(page), "");
