@@ -6,7 +6,8 @@
 
 #include "program/CommandLine.h"
 
-/// The environment variables that stand for options. What is typed goes before them, and they go before the settings.
+/// What the environment says. What is typed goes before variables that stand for options, and they go before the
+/// settings.
 /// Not to be called while another thread changes the environment.
 namespace kelvane {
 
@@ -19,6 +20,10 @@ std::optional<std::string> variable(std::string_view name);
 /// Whether a variable switches something on ("1") or off ("0"). Empty if it is not set. Throws UsageError for any other
 /// value.
 std::optional<bool> switchVariable(std::string_view name);
+
+/// Whether a program of this name can be started, because a folder of PATH has it. Asks the system once for each
+/// folder.
+bool isOnPath(std::string_view program);
 
 /// Adds each option of the command that has a variable which is set, unless the option was typed. Throws UsageError as
 /// above.

@@ -7,12 +7,26 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "program/Environment.h"
 #include "program/Process.h"
 
 namespace kelvane {
 namespace {
+
+// A terminal that can do more than print lines. The system says "dumb" of others, or nothing.
+bool isCapable() {
+  return outputIsTerminal() && variable("TERM").value_or("dumb") != "dumb";
+}
+
+// The command that shows long texts; empty if there is none.
+std::optional<std::string> pagerCommand() {
+  if (!isCapable()) return std::nullopt;
+  if (auto chosen = variable("PAGER")) return chosen;
+  if (!isOnPath("less")) return std::nullopt;  // else the shell would say that there is none
+  return "less -FRX";
+}
 
 // False if there is no such command.
 bool showInPager(const std::string& command, const std::string& text) {
@@ -34,7 +48,7 @@ bool outputIsTerminal() {
 }
 
 bool mayColour() {
-  return outputIsTerminal() && !variable("NO_COLOR") && variable("TERM").value_or("dumb") != "dumb";
+  return isCapable() && !variable("NO_COLOR");
 }
 
 std::size_t terminalWidth() {
@@ -44,8 +58,8 @@ std::size_t terminalWidth() {
 }
 
 void printPages(const std::string& text) {
-  if (outputIsTerminal() && showInPager(variable("PAGER").value_or("less -FRX"), text)) return;
-  print(text);
+  const auto command = pagerCommand();
+  if (!command || !showInPager(*command, text)) print(text);
 }
 
 }  // namespace kelvane

@@ -17,8 +17,8 @@ bool mayColour();
 std::size_t terminalWidth();
 
 /// Writes a long text to standard output. At a terminal, the person's pager shows it: the command in $PAGER, else
-/// "less -FRX", which ends by itself if the text fits. Without a pager the text is written as it is. Throws
-/// std::system_error if it cannot be written.
+/// "less -FRX", which ends by itself if the text fits. Without a pager, or at a terminal that TERM calls dumb or does
+/// not name, the text is written as it is. Throws std::system_error if it cannot be written.
 void printPages(const std::string& text);
 
 }  // namespace kelvane

@@ -87,16 +87,6 @@ fs::path withHome(const std::string& typed) {
   return typed;
 }
 
-bool isOnPath(std::string_view program) {
-  std::string path = variable("PATH").value_or("");
-  for (std::string_view left = path; !left.empty();) {
-    const std::string_view folder = left.substr(0, left.find(':'));
-    left.remove_prefix(std::min(folder.size() + 1, left.size()));
-    if (!folder.empty() && ::access((fs::path(folder) / program).c_str(), X_OK) == 0) return true;
-  }
-  return false;
-}
-
 // A client is here if its program can be started, or it has left a configuration or a folder of its own.
 bool isHere(const AIClient& client) {
   const auto home = homeFolder();

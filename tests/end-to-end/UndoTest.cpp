@@ -294,5 +294,37 @@ TEST_F(Changes, areColouredAtATerminalOnly) {
   }
 }
 
+TEST_F(Changes, areShownByAPagerOnlyWhereOneWorks) {
+  put("one two");
+  replace("one three", "a");
+  home.put("bin/less", "#!/bin/sh\nread -r line && echo \"paged $*: $line\"\n");
+  std::filesystem::permissions(home / "bin/less", std::filesystem::perms::owner_all);
+  const std::string plain =
+      "Talk.md: version 1 and now\r\n@@ line 1 @@\r\n-one [-two-]\r\n\\ No line break at the end\r\n"
+      "+one {+three+}\r\n\\ No line break at the end\r\n";
+  const std::string paged = "paged -FRX: Talk.md: version 1 and now\r\n";
+  const std::string withLess = "PATH=/nonexistent:" + at("bin");
+  const struct {
+    const char* what;
+    std::vector<std::string> variables;
+    std::string shown;
+  } cases[] = {
+      {"a terminal", {"TERM=xterm", withLess}, paged},
+      {"no less", {"TERM=xterm", "PATH=/nonexistent"}, plain},
+      {"no path", {"TERM=xterm", "PATH="}, plain},
+      {"a dumb terminal", {"TERM=dumb", withLess}, plain},
+      {"a dumb terminal, and a pager", {"TERM=dumb", "PAGER=cat >/dev/null", withLess}, plain},
+      {"a terminal that is not known", {withLess}, plain},
+  };
+  for (const auto& [what, variables, shown] : cases) {
+    Start how = start({"diff", "Talk"});
+    how.environment = variables;
+    how.environment.emplace_back("NO_COLOR=1");
+    const std::string seen = atTerminal(how);
+    if (seen == "no terminal") GTEST_SKIP() << "this machine has no terminals to give";
+    EXPECT_EQ(seen, shown) << what;
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::tests
