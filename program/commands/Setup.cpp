@@ -12,6 +12,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/HomeFolder.h"
+#include "platform/Unicode.h"
 #include "program/AIClient.h"
 #include "program/ClientEntry.h"
 #include "program/Environment.h"
@@ -71,7 +72,7 @@ class Questions {
 
   bool confirm(const std::string& question, bool byDefault) const {
     while (true) {
-      const std::string answer = ask(question, byDefault ? "yes" : "no");
+      const std::string answer = unicode::lowercased(ask(question, byDefault ? "yes" : "no"));
       if (answer == "y" || answer == "yes") return true;
       if (answer == "n" || answer == "no") return false;
       print("Type yes or no.\n");

@@ -153,6 +153,8 @@ TEST_F(Setup, asksAtATerminal) {
   } cases[] = {
       {"an enter for each question", "\n\n\n", 0, "server    on\nwriting   not allowed\n", true},
       {"answers", "~/Other\ny\nno\n", 0, "writing   allowed\n", false},
+      {"answers in capitals", "\nYES\nNo\n", 0, "writing   allowed\n", false},
+      {"capital letters", "\nN\nY\n", 0, "writing   not allowed\n", true},
       {"an answer that is neither yes nor no", "\nmaybe\nyes\nn\n", 0, "writing   allowed\n", false},
       {"the end of the input", "~/Other\n\x04", 1, "server    off\n", false},
   };
