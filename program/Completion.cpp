@@ -53,9 +53,18 @@ Arguments argumentsBefore(const Words& typed, const Command& command, Commands c
 
 Words ofCommand(const Words& typed, const Command& command, Commands commands, const WordsFor& wordsFor) {
   const Arguments before = argumentsBefore(typed, command, commands);
-  if (const Option* option = valueOption(typed[typed.size() - 2], command)) {
-    return option->value == "DIR" || option->value == "FILE" ? Words{std::string(anyFile)}
-                                                             : wordsFor(option->value, command, before);
+  const auto valuesOf = [&](const Option& option) {
+    return option.value == "DIR" || option.value == "FILE" ? Words{std::string(anyFile)}
+                                                           : wordsFor(option.value, command, before);
+  };
+  if (const Option* option = valueOption(typed[typed.size() - 2], command)) return valuesOf(*option);
+  const std::string_view name = std::string_view(typed.back()).substr(0, typed.back().find('='));
+  if (const Option* option = name.size() < typed.back().size() ? valueOption(name, command) : nullptr) {
+    Words values = valuesOf(*option);
+    for (std::string& each : values) {
+      if (each != anyFile) each.insert(0, std::string(name).append("="));
+    }
+    return values;
   }
   Words words;
   if (typed.back().starts_with('-')) {

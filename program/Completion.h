@@ -14,7 +14,7 @@ namespace kelvane {
 using WordsFor =
     std::function<std::vector<std::string>(std::string_view word, const Command& command, const Arguments& typed)>;
 
-/// The answer that means "any file".
+/// The answer that means "any file": in the place of the whole word, or behind "=" if the word is an option with one.
 inline constexpr std::string_view anyFile = "@files";
 
 /// What the last of the typed arguments, which may be empty, can be completed to. All of it is made from the table of

@@ -76,15 +76,49 @@ int complete(const Arguments& arguments) {
   return done;
 }
 
+// readline splits a line within names, at quotes, colons and equals signs, and replaces only the last part of a word.
+// So this script reads the line as the shell will, and leaves out of each completion what readline keeps.
 constexpr std::string_view bash = R"sh(# Completions of kelvane for bash
 _kelvane() {
-  local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]} found
-  mapfile -t found < <(kelvane complete -- "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)
-  if [ "${found[0]-}" = @files ]; then compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$word"); return; fi
+  local line=${COMP_LINE:0:COMP_POINT} words=() word= begun= home= quote= before= kept= each i found file
+  for ((i = 0; i < ${#line}; i++)); do
+    each=${line:i:1}
+    case $quote$each in
+      "''" | '""') quote= ;;
+      \"\\) ((++i)); each=${line:i:1}; case $each in [\"\\\$\`]) ;; *) word+=\\ ;; esac; word+=$each ;;
+      [\"\']?) word+=$each ;;
+      [\"\']) quote=$each before=$word begun=1 ;;
+      \\) ((++i)); word+=${line:i:1} begun=1 ;;
+      [[:space:]])
+        if [ "$home" ]; then case $word in '~' | '~/'*) word=$HOME${word:1} ;; esac; fi
+        if [ "$begun" ]; then words+=("$word"); fi
+        word= begun= home= kept= ;;
+      *)
+        if [ "$each" = '~' ] && [ ! "$begun" ]; then home=1; fi
+        word+=$each begun=1
+        case $COMP_WORDBREAKS in *"$each"*) kept=$word ;; esac ;;
+    esac
+  done
+  if [ "$quote" ]; then kept=$before; fi
   COMPREPLY=()
-  local each
+  mapfile -t found < <(kelvane complete -- "${words[@]:1}" "$word" 2>/dev/null)
+  if [ "${found[0]-}" = @files ]; then
+    file=$word
+    case $word in --*=*) file=${word#*=} ;; esac
+    compopt -o filenames
+    mapfile -t found < <(compgen -f -- "$file")
+    for each in "${found[@]}"; do each=${word%"$file"}$each; COMPREPLY+=("${each#"$kept"}"); done
+    return
+  fi
   for each in "${found[@]}"; do
-    case $each in *=) compopt -o nospace; COMPREPLY+=("$each") ;; *) COMPREPLY+=("$(printf %q "$each")") ;; esac
+    case $each in *=) compopt -o nospace ;; esac
+    each=${each#"$kept"}
+    case $quote in
+      \') each=${each//\'/\'\\\'\'} ;;
+      \") each=${each//\\/\\\\}; each=${each//\"/\\\"}; each=${each//\$/\\\$}; each=${each//\`/\\\`} ;;
+      *) if [ "$each" ]; then printf -v each %q "$each"; fi ;;
+    esac
+    COMPREPLY+=("$each")
   done
 }
 complete -F _kelvane kelvane
@@ -93,9 +127,13 @@ complete -F _kelvane kelvane
 constexpr std::string_view zsh = R"sh(#compdef kelvane
 # Completions of kelvane for zsh
 _kelvane() {
-  local -a found
-  found=("${(@f)$(kelvane complete -- "${(@)words[2,CURRENT]}" 2>/dev/null)}")
-  if [[ ${found[1]} == @files ]]; then _files; elif [[ ${found[1]} == *= ]]; then compadd -S '' -- $found
+  local -a typed found
+  typed=("${(@Q)words[2,CURRENT-1]}" "${(Q)${:-$words[CURRENT]$compstate[quote]}}")
+  typed=("${(@)typed/#\~\//$HOME/}")
+  found=("${(@f)$(kelvane complete -- "${(@)typed}" 2>/dev/null)}")
+  if [[ -z ${found[1]} ]]; then return 1
+  elif [[ ${found[1]} == @files ]]; then compset -P '--*='; _files
+  elif [[ ${found[1]} == *= ]]; then compadd -S '' -- $found
   else compadd -- $found; fi
 }
 if [[ ${funcstack[1]} == _kelvane ]]; then _kelvane "$@"; else compdef _kelvane kelvane; fi
