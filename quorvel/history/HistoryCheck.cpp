@@ -48,9 +48,10 @@ void checkRules(Connection& connection, std::vector<std::string>& problems) {
 }
 
 void checkTexts(Connection& connection, std::vector<std::string>& problems) {
+  const TextHash hash = textHashIn(connection);
   auto texts = connection.prepare("SELECT id, hash, bytes FROM texts");
   while (texts.next()) {
-    if (textHash(texts.bytes(2)) == texts.integer(1)) continue;
+    if (hash(texts.bytes(2)) == texts.integer(1)) continue;
     problems.push_back("Text " + std::to_string(texts.integer(0)) +
                        " of the version history has other bytes than were kept.");
   }

@@ -61,24 +61,25 @@ void beginWriting(Connection& connection, std::shared_ptr<const OpenedRoot> root
   connection.run("BEGIN IMMEDIATE");
 }
 
-void bringUpToDate(Connection& connection, std::span<const std::string_view> migrations, HistoryUse use) {
+void bringUpToDate(Connection& connection, const HistoryMigrations& migrations) {
   switch (historyFormat(connection, migrations)) {
     case HistoryFormat::current:
       return;
     case HistoryFormat::empty:
     case HistoryFormat::earlier:
+    case HistoryFormat::readable:
       return migrateHistory(connection, migrations);
     case HistoryFormat::later:
-      throw HistoryFailure::later(use);
+      throw HistoryFailure::later(HistoryUse::writing);
     case HistoryFormat::foreign:
-      throw HistoryFailure::foreign(use);
+      throw HistoryFailure::foreign(HistoryUse::writing);
   }
 }
 
 }  // namespace
 
 HistoryFile::HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
-                         std::span<const std::string_view> migrations, const SystemCalls& calls)
+                         const HistoryMigrations& migrations, const SystemCalls& calls)
     : root_(std::move(root)), patience_(patience), migrations_(migrations), calls_(calls) {
 }
 
@@ -113,6 +114,7 @@ std::optional<Connection> HistoryFile::reading(const std::shared_ptr<const Opene
       prepare(*connection);
       connection->run("BEGIN");
       switch (historyFormat(*connection, migrations_)) {
+        case HistoryFormat::readable:
         case HistoryFormat::current:
           return connection;
         case HistoryFormat::empty:
@@ -132,12 +134,14 @@ std::optional<Connection> HistoryFile::reading(const std::shared_ptr<const Opene
   }
 }
 
-/// Opening a database for writing finishes what a dead process left half-way.
+/// Locking a database for writing undoes what a dead process left half-way. Nothing else changes, unless the format is
+/// one that cannot be read.
 void HistoryFile::makeReadable(const std::shared_ptr<const Descriptor>& folder,
                                const std::shared_ptr<const OpenedRoot>& root) const {
   Connection connection(folder, historyFileName, Connection::Access::writing, patience_, calls_);
   beginWriting(connection, root);
-  bringUpToDate(connection, migrations_, HistoryUse::reading);
+  if (historyFormat(connection, migrations_) != HistoryFormat::earlier) return;
+  migrateHistory(connection, migrations_);
   commit(connection, *root);
 }
 
@@ -153,7 +157,7 @@ Connection HistoryFile::writing(const std::shared_ptr<const OpenedRoot>& root) c
   auto found = Connection::find(folder, historyFileName, Connection::Access::writing, patience_, calls_);
   Connection connection = found ? std::move(*found) : created(folder, *root);
   beginWriting(connection, root);
-  bringUpToDate(connection, migrations_, use);
+  bringUpToDate(connection, migrations_);
   return connection;
 }
 

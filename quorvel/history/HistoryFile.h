@@ -4,8 +4,6 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <span>
-#include <string_view>
 
 #include "quorvel/files/OpenedRoot.h"
 #include "quorvel/history/HistoryError.h"
@@ -25,9 +23,9 @@ namespace quorvel {
 class HistoryFile {
  public:
   /// An operation waits for at most `patience` while another program has the history locked. `migrations` lead to the
-  /// current format (HistorySchema.h). The migrations and `calls` must outlive the object.
+  /// current format (HistorySchema.h). Their steps and `calls` must outlive the object.
   HistoryFile(std::filesystem::path root, std::chrono::milliseconds patience,
-              std::span<const std::string_view> migrations = historyMigrations(),
+              const HistoryMigrations& migrations = historyMigrations(),
               const SystemCalls& calls = SystemCalls::ofTheSystem());
 
   const std::filesystem::path& root() const noexcept { return root_; }
@@ -38,8 +36,9 @@ class HistoryFile {
   std::shared_ptr<const OpenedRoot> openRoot() const;
 
   /// A connection in a transaction that sees one state of the history and changes no file. Empty if the library has no
-  /// history. If a dead program left a change half done, or if the format is an earlier one, the file is repaired or
-  /// updated first.
+  /// history. The file may be of an earlier format that has the current tables; it stays as it is. Two things are done
+  /// to the file first, if need be: what a dead program left half done is undone, and a format with other tables is
+  /// brought up to date.
   std::optional<sqlite::Connection> reading(const std::shared_ptr<const OpenedRoot>& root) const;
 
   /// A connection in a transaction that excludes other writers. Creates the folder and the database if they are
@@ -61,7 +60,7 @@ class HistoryFile {
 
   std::filesystem::path root_;
   std::chrono::milliseconds patience_;
-  std::span<const std::string_view> migrations_;
+  HistoryMigrations migrations_;
   const SystemCalls& calls_;
 };
 

@@ -45,21 +45,25 @@ constexpr std::string_view format1 = R"sql(
 
 constexpr std::string_view format2 = "UPDATE texts SET hash = xxh3(bytes)";
 
-constexpr std::array migrations{format1, format2};
+constexpr std::array steps{format1, format2};
+
+/// Format 2 changed no table, only what the hashes are, and `textHashIn` knows both.
+constexpr std::size_t firstReadableFormat = 1;
 
 }  // namespace
 
-std::span<const std::string_view> historyMigrations() noexcept {
-  return migrations;
+HistoryMigrations historyMigrations() noexcept {
+  return {steps, firstReadableFormat};
 }
 
-HistoryFormat historyFormat(sqlite::Connection& connection, std::span<const std::string_view> steps) {
+HistoryFormat historyFormat(sqlite::Connection& connection, const HistoryMigrations& migrations) {
   const std::int64_t application = connection.integer("PRAGMA application_id");
   const std::int64_t format = connection.integer("PRAGMA user_version");
-  const auto current = static_cast<std::int64_t>(steps.size());
+  const auto current = static_cast<std::int64_t>(migrations.steps.size());
   if (application == historyApplicationID) {
     if (format > current) return HistoryFormat::later;
     if (format == current) return HistoryFormat::current;
+    if (format >= static_cast<std::int64_t>(migrations.firstReadable)) return HistoryFormat::readable;
     if (format > 0) return HistoryFormat::earlier;
     return HistoryFormat::foreign;
   }
@@ -68,12 +72,12 @@ HistoryFormat historyFormat(sqlite::Connection& connection, std::span<const std:
   return untouched ? HistoryFormat::empty : HistoryFormat::foreign;
 }
 
-void migrateHistory(sqlite::Connection& connection, std::span<const std::string_view> steps) {
+void migrateHistory(sqlite::Connection& connection, const HistoryMigrations& migrations) {
   const auto done = static_cast<std::size_t>(connection.integer("PRAGMA user_version"));
   connection.define<textHash>("xxh3");
-  for (const std::string_view step : steps.subspan(done)) connection.runAll(step);
+  for (const std::string_view step : migrations.steps.subspan(done)) connection.runAll(step);
   connection.runAll("PRAGMA application_id = " + std::to_string(historyApplicationID) +
-                    "; PRAGMA user_version = " + std::to_string(steps.size()));
+                    "; PRAGMA user_version = " + std::to_string(migrations.steps.size()));
 }
 
 }  // namespace quorvel

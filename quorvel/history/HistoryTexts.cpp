@@ -7,6 +7,8 @@
 #endif
 #include <xxhash.h>
 
+#include "quorvel/files/FNV1a.h"
+
 #if XXH_VERSION_NUMBER < 800
 #error "The hash XXH3 has the same values on all machines since xxHash 0.8.0. Install that or a later version."
 #endif
@@ -20,14 +22,22 @@ std::optional<std::int64_t> findHashed(sqlite::Connection& connection, std::stri
   return found.integer(0);
 }
 
+std::int64_t hashOfFormat1(std::string_view text) noexcept {
+  return static_cast<std::int64_t>(fnv1a(text));
+}
+
 }  // namespace
 
 std::int64_t textHash(std::string_view text) noexcept {
   return static_cast<std::int64_t>(XXH3_64bits(text.data(), text.size()));
 }
 
+TextHash textHashIn(sqlite::Connection& connection) {
+  return connection.integer("PRAGMA user_version") == 1 ? hashOfFormat1 : textHash;
+}
+
 std::optional<std::int64_t> findText(sqlite::Connection& connection, std::string_view text) {
-  return findHashed(connection, text, textHash(text));
+  return findHashed(connection, text, textHashIn(connection)(text));
 }
 
 std::int64_t saveText(sqlite::Connection& connection, std::string_view text) {

@@ -19,8 +19,11 @@ class HistoryFormats : public HistoryHouse {
  protected:
   using Steps = std::vector<std::string_view>;
 
+  /// Those whose formats before the last have other tables.
+  static HistoryMigrations changingTables(const Steps& steps) { return {steps, steps.size()}; }
+
   void makeOf(const Steps& steps) const {
-    HistoryFile(root, patience, steps).writing(OpenedRoot::find(root)).run("COMMIT");
+    HistoryFile(root, patience, changingTables(steps)).writing(OpenedRoot::find(root)).run("COMMIT");
   }
 
   std::int64_t format() const { return integer("PRAGMA user_version"); }
@@ -78,16 +81,37 @@ TEST_F(HistoryFormats, anEmptyFileTakesAllSteps) {
   EXPECT_EQ(format(), 2);
 }
 
-TEST_F(HistoryFormats, aReaderBringsAnEarlierFormatUpToDateFirst) {
+TEST_F(HistoryFormats, aReaderTakesAnEarlierFormatAsItIsIfItHasTheTablesOfToday) {
+  const struct {
+    const char* what;
+    Steps before;
+    std::int64_t afterwards, y;
+  } cases[] = {
+      {"other tables", {one}, 3, 104},
+      {"the same tables, another y", {one, two}, 2, 4},
+      {"today's", {one, two, three}, 3, 104},
+  };
+  const Steps steps{one, two, three};
+  for (const auto& [what, before, afterwards, y] : cases) {
+    std::filesystem::remove_all(root / ".kelvane");
+    makeOf(before);
+    auto connection = HistoryFile(root, patience, {steps, 2}).reading(OpenedRoot::find(root));
+    ASSERT_TRUE(connection) << what;
+    EXPECT_EQ(connection->integer("SELECT y FROM new"), y) << what;
+    EXPECT_EQ(format(), afterwards) << what;
+  }
+}
+
+TEST_F(HistoryFormats, aReaderBringsAnEarlierFormatWithOtherTablesUpToDateFirst) {
   makeOf({one});
   const Steps steps{one, two};
-  auto connection = HistoryFile(root, patience, steps).reading(OpenedRoot::find(root));
+  auto connection = HistoryFile(root, patience, changingTables(steps)).reading(OpenedRoot::find(root));
   ASSERT_TRUE(connection);
   EXPECT_EQ(connection->integer("SELECT y FROM new"), 4);
   EXPECT_EQ(format(), 2);
 }
 
-TEST_F(HistoryFormats, aReaderWithoutPermissionToWriteLeavesAnEarlierFormatAsItIs) {
+TEST_F(HistoryFormats, aReaderWithoutPermissionToWriteReportsAFormatWithOtherTables) {
   makeOf({one});
   std::filesystem::permissions(root, std::filesystem::perms(0755));
   std::filesystem::permissions(root / ".kelvane", std::filesystem::perms(0555));
@@ -95,7 +119,7 @@ TEST_F(HistoryFormats, aReaderWithoutPermissionToWriteLeavesAnEarlierFormatAsItI
   EXPECT_EQ(kelvane::tests::inChild([this] {
               kelvane::tests::becomeNobody();
               const Steps steps{one, two};
-              const HistoryFile file(root, patience, steps);
+              const HistoryFile file(root, patience, changingTables(steps));
               try {
                 file.reading(OpenedRoot::find(root));
               } catch (const sqlite::Error& error) {
@@ -118,7 +142,7 @@ TEST_F(HistoryFormats, aReaderGivesUpWhenAnotherProgramBringsTheEarlierFormatBac
     if (call == "open" && !std::filesystem::exists(journal) && ++opened < 20) write(database, earlier);
     return 0;
   };
-  const HistoryFile file(root, patience, steps, calls);
+  const HistoryFile file(root, patience, changingTables(steps), calls);
   try {
     file.reading(OpenedRoot::find(root));
     ADD_FAILURE() << "read";
@@ -132,8 +156,8 @@ TEST_F(HistoryFormats, aFailedStepLeavesTheEarlierFormat) {
   makeOf({one});
   const std::string before = read(database);
   const Steps steps{one, two, broken};
-  EXPECT_THROW(HistoryFile(root, patience, steps).writing(OpenedRoot::find(root)), sqlite::Error);
-  EXPECT_THROW(HistoryFile(root, patience, steps).reading(OpenedRoot::find(root)), sqlite::Error);
+  EXPECT_THROW(HistoryFile(root, patience, changingTables(steps)).writing(OpenedRoot::find(root)), sqlite::Error);
+  EXPECT_THROW(HistoryFile(root, patience, changingTables(steps)).reading(OpenedRoot::find(root)), sqlite::Error);
   EXPECT_EQ(read(database), before);
 }
 
@@ -141,7 +165,7 @@ TEST_F(HistoryFormats, aProcessKilledBetweenTheStepsLeavesTheEarlierFormat) {
   makeOf({one});
   kelvane::tests::inChild([this]() -> std::string {
     const Steps steps{one, two};
-    const auto connection = HistoryFile(root, patience, steps).writing(OpenedRoot::find(root));
+    const auto connection = HistoryFile(root, patience, changingTables(steps)).writing(OpenedRoot::find(root));
     kelvane::tests::dieAtOnce();
   });
   EXPECT_EQ(format(), 1);
@@ -152,7 +176,7 @@ TEST_F(HistoryFormats, aLaterFormatIsReportedAndLeftAsItIs) {
   makeOf({one, two, three});
   const std::string before = read(database);
   const Steps steps{one, two};
-  const HistoryFile file(root, patience, steps);
+  const HistoryFile file(root, patience, changingTables(steps));
   EXPECT_THAT(sentenceOf([&] { file.reading(OpenedRoot::find(root)); }), HasSubstr("newer version"));
   EXPECT_THAT(sentenceOf([&] { file.writing(OpenedRoot::find(root)); }), HasSubstr("newer version"));
   EXPECT_EQ(read(database), before);
