@@ -165,6 +165,30 @@ TEST_F(HistorySnapshot, aReaderUndoesTheChangeOfAKilledWriter) {
   EXPECT_FALSE(std::filesystem::exists(journal));
 }
 
+TEST_F(HistorySnapshot, aReaderPutsNothingIntoADatabaseWhoseFirstWriterWasKilled) {
+  int repaired = 0;
+  bool isDone = false;
+  for (int call = 0; !isDone; ++call) {
+    ASSERT_LT(call, 10'000);
+    std::filesystem::remove_all(root / ".kelvane");
+    isDone = kelvane::tests::inChild([&]() -> std::string {
+               HistoryCalls calls;
+               calls.before = [left = call](std::string_view) mutable {
+                 if (left-- == 0) kelvane::tests::dieAtOnce();
+                 return 0;
+               };
+               History(root, std::chrono::system_clock::now, patience, calls).snapshot("one", pathOf("Talk.md"), "");
+               return "done";
+             }) == "done";
+    if (!std::filesystem::exists(journal)) continue;
+    const bool isChanged = std::filesystem::file_size(database) > 0;
+    EXPECT_EQ(story("Talk.md"), "") << call;
+    EXPECT_EQ(std::filesystem::file_size(database), 0U) << call;
+    repaired += isChanged;
+  }
+  EXPECT_GT(repaired, 0) << "No writer was killed after it changed the database, so nothing was shown.";
+}
+
 TEST_F(HistorySnapshot, aReaderWithoutPermissionToWriteReportsTheChangeOfAKilledWriter) {
   save("one", "Talk.md");
   dieWhileWriting(database);
