@@ -43,17 +43,24 @@ bool tellsWriters(int file) {
 
 // A read lease is granted only while nobody has the file open for writing. It is given back at once; should somebody
 // open the file just then, the system would send SIGIO, which ends a program, unless another signal is asked for.
-bool waitForWriters([[maybe_unused]] int file, [[maybe_unused]] std::chrono::milliseconds patience) {
+std::optional<bool> hasWriter([[maybe_unused]] int file) {
 #ifdef KELVANE_LEASES
-  if (::fcntl(file, F_SETSIG, SIGURG) != 0) return true;
+  if (::fcntl(file, F_SETSIG, SIGURG) != 0) return std::nullopt;
+  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) {
+    ::fcntl(file, F_SETLEASE, F_UNLCK);
+    return false;
+  }
+  if (lastError() == std::errc::resource_unavailable_try_again && tellsWriters(file)) return true;
+#endif
+  return std::nullopt;
+}
+
+bool waitForWriters(int file, std::chrono::milliseconds patience) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) {
-    if (lastError() != std::errc::resource_unavailable_try_again || !tellsWriters(file)) return true;
+  while (hasWriter(file).value_or(false)) {
     if (std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  ::fcntl(file, F_SETLEASE, F_UNLCK);
-#endif
   return true;
 }
 

@@ -107,8 +107,9 @@ class FolderLibrary final : public ScriptLibrary {
 
   ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
 
-  /// If the text cannot be written, the script is taken away again, unless another program has begun to use it or the
-  /// disk does not let us. Then the sentence says that it is there, and empty.
+  /// If the text cannot be written, the script is taken away again, unless another program has begun to use it, the
+  /// system does not tell whether one has (WaitForWriters.h), or the disk does not let us. Then the sentence says that
+  /// it is there, and what is in it.
   ScriptItem createWithText(std::string_view name, const std::optional<std::string>& folder,
                             std::string_view text) override;
 
@@ -152,10 +153,10 @@ class FolderLibrary final : public ScriptLibrary {
   Made make(std::string_view name, const std::optional<std::string>& folder, ScriptItem::Kind kind,
             std::string_view state = {});
 
-  /// Gives a new script its text, or takes it away. `isThere` begins the sentence about a script that stays without a
-  /// text, up to "is empty", and `advice` follows it.
+  /// Gives a new script its text, or takes it away. `isMade` begins the sentence about a script that stays without that
+  /// text, and `advice` follows it where it is empty and nobody is known to use it.
   struct IfItStays {
-    std::string isThere;
+    std::string isMade;
     std::string_view advice;
   };
   void fill(const Made& made, std::string_view text, const IfItStays& words);

@@ -117,42 +117,73 @@ void requireStillInPlace(const OpenedRoot& root, const std::string& done) {
   throw LibraryError(done + ", but in a folder that is not the library any more, because " + root.whyNotInPlace());
 }
 
-// Takes away a script that was made a moment ago. Another program may begin to use it at any moment, so it gets a
-// hidden name first, under which nobody opens it, and is looked at then. If it is not the file that was made, not empty
-// any more or open for writing, it gets its name back, or waits for the next sweep if something else has the name.
-// Returns whether it is gone.
-bool takeAway(const SystemCalls& calls, const OpenedRoot& root, const EntryToChange& script,
-              const FileIdentity& made) try {
-  const int folder = script.in.folder.get();
-  if (const auto note = WritersNote::of(root); note && note->begin(script.in.path)) return false;
-  if (!(identityOf(folder, script.name) == made)) return false;
-  const std::string aside = TemporaryName::fresh(script.name).ofReplacedFile().text();
-  if (calls.rename(folder, script.name.c_str(), aside.c_str()) != 0) return false;
-  const auto file = openToRead(folder, aside);
+// What became of a script that was to be taken away.
+struct TakenAway {
+  bool isGone = false;
+  bool isOpenElsewhere = false;  // another program has it open for writing
+  std::string aside;             // the hidden name that it may have
+};
+
+// Whether a name leads to the script that was made, and surely nobody uses it: it is empty and not open for writing.
+bool isUnused(int folder, const std::string& name, const FileIdentity& made, TakenAway& taken) {
+  const auto file = openToRead(folder, name);
+  if (!file) return false;
+  const std::optional<bool> isOpen = hasWriter(file->get());
+  taken.isOpenElsewhere = isOpen.value_or(false);
   struct stat status;
-  const bool isOursAndEmpty = file && waitForWriters(file->get(), std::chrono::milliseconds(0)) &&
-                              ::fstat(file->get(), &status) == 0 &&
-                              FileIdentity{status.st_dev, status.st_ino} == made && status.st_size == 0;
-  if (isOursAndEmpty && calls.unlink(folder, aside.c_str()) == 0) {
-    calls.flushFolder(folder);  // without it, an empty script may be back after a power failure, and that is all
-    return true;
-  }
-  renameFile(calls, folder, aside, script.name);
-  return false;
-} catch (const std::exception&) {  // no random name, or no memory
-  return false;
+  return isOpen && !*isOpen && ::fstat(file->get(), &status) == 0 &&
+         FileIdentity{status.st_dev, status.st_ino} == made && status.st_size == 0;
 }
 
-// For a new script whose text could not be written. If it is empty therefore, the error says that it is there; the size
-// tells, because a disk that fails may still tell that.
-[[noreturn]] void throwWithWhatIsThere(const std::exception& error, const EntryToChange& target,
-                                       std::string_view isThere, std::string_view advice) {
+// Takes away a script that was made a moment ago, where the system tells that nobody uses it. Another program may begin
+// to at any moment, so it gets a hidden name first, under which nobody opens it, and is looked at again. If somebody
+// uses it then, it gets its name back, or keeps the hidden one if something else has the name.
+void takeAway(const SystemCalls& calls, const OpenedRoot& root, const EntryToChange& script, const FileIdentity& made,
+              TakenAway& taken) try {
+  const int folder = script.in.folder.get();
+  if (!isUnused(folder, script.name, made, taken)) return;
+  if (const auto note = WritersNote::of(root); note && note->begin(script.in.path)) return;
+  taken.aside = TemporaryName::fresh(script.name).ofReplacedFile().text();
+  if (calls.rename(folder, script.name.c_str(), taken.aside.c_str()) != 0) return;
+  if (isUnused(folder, taken.aside, made, taken) && calls.unlink(folder, taken.aside.c_str()) == 0) {
+    calls.flushFolder(folder);  // without it, an empty script may be back after a power failure, and that is all
+    taken.isGone = true;
+    return;
+  }
+  renameFile(calls, folder, taken.aside, script.name);
+} catch (const std::exception&) {  // no random name, or no memory
+}
+
+// What a new script is whose text could not be written: a sentence that begins with `isMade`; empty if the error says
+// all, because the script is gone or has its text. The size tells what is there, because a disk that fails may still
+// tell that.
+std::string whatIsThere(const SystemCalls& calls, const EntryToChange& script, const std::optional<FileIdentity>& made,
+                        const TakenAway& taken, std::string_view text, const std::string& isMade,
+                        std::string_view advice) {
+  const int folder = script.in.folder.get();
+  const auto present = identityOf(folder, script.name);
+  const bool isMadeOne = made && present == *made;
+  if (made && !isMadeOne && !taken.aside.empty() && identityOf(folder, taken.aside) == *made)
+    return isMade + ", but it has the hidden name " + inQuotes(taken.aside) +
+           " now and could not get its own back. Rename it if you need it; the next change there may delete it if it " +
+           "is empty.";
   struct stat status;
-  const bool isTold = ::fstatat(target.in.folder.get(), target.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-  if (isTold ? status.st_size > 0 : lastError() == std::errc::no_such_file_or_directory) throw;
-  std::string sentences(error.what());
-  sentences.append(" ").append(isThere).append(isTold ? " is" : " may be").append(" empty. ").append(advice);
-  throw LibraryError(sentences);
+  if (::fstatat(folder, script.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (lastError() == std::errc::no_such_file_or_directory) return {};
+    return (isMade + ", but may be empty. ").append(advice);
+  }
+  if (status.st_size > 0) {
+    const auto file = openToRead(folder, script.name);
+    const auto found = file ? readToEnd(file->get(), calls) : Expected<std::string>(file.error());
+    const bool isTheirs = isMadeOne || (found && *found != text);
+    return isTheirs ? isMade + ", and another program has written into it. Read it before you change it."
+                    : std::string();
+  }
+  if (taken.isOpenElsewhere)
+    return isMade +
+           ", but is empty, and another program has it open for writing. Save and close it there, then read it before "
+           "you write its text again.";
+  return (isMade + ", but is empty. ").append(advice);
 }
 
 // Whether an error of opening a folder says that it is not there any more.
@@ -331,7 +362,7 @@ ScriptItem FolderLibrary::createWithText(std::string_view name, const std::optio
                                          std::string_view text) {
   Made made = make(name, folder, Kind::script, stillEmpty);
   fill(made, text,
-       {"The script " + inQuotes(made.item.identifier) + " was made, but", "Write its text again, or delete it."});
+       {"The script " + inQuotes(made.item.identifier) + " was made", "Write its text again, or delete it."});
   return std::move(made.item);
 }
 
@@ -342,8 +373,14 @@ ScriptItem FolderLibrary::createFolder(std::string_view name, const std::optiona
 void FolderLibrary::fill(const Made& made, std::string_view text, const IfItStays& words) try {
   write(text, made.item);
 } catch (const std::exception& error) {
-  if (!made.file || !takeAway(options_.calls, *made.root, made.target, *made.file))
-    throwWithWhatIsThere(error, made.target, words.isThere, words.advice);
+  TakenAway taken;
+  if (made.file) takeAway(options_.calls, *made.root, made.target, *made.file, taken);
+  if (!taken.isGone) {
+    const std::string what =
+        whatIsThere(options_.calls, made.target, made.file, taken, text, words.isMade, words.advice);
+    if (what.empty()) throw;
+    throw LibraryError(std::string(error.what()).append(" ").append(what));
+  }
   if (made.wasSetAside) history_->undoSetAside(made.item.identifier);
   throw;
 }
@@ -477,7 +514,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
   ScriptItem item{path.string(), target.name.substr(0, target.name.size() - scriptSuffix.size()), Kind::script,
                   std::nullopt};
   Made made{root, std::move(target), std::move(item), file};
-  fill(made, text, {"The script exists again, but", "Its history is unchanged."});
+  fill(made, text, {"The script exists again", "Its history is unchanged."});
   return std::move(made.item);
 }
 
