@@ -1,5 +1,7 @@
 #include "quorvel/files/Leftovers.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -50,11 +52,16 @@ class Sweep {
     if (!waitForWriters(file.get(), std::chrono::milliseconds(0))) return false;
     const std::string& name = nameOf(script);
     if (name.empty() && hasAnotherName) return true;
+    if (name.empty()) return isEmpty(file);
     const auto text = readToEnd(file.get(), calls_);
     if (!text || text->empty()) return text.has_value();
-    if (name.empty()) return false;
     keep_(name, *text);
     return true;
+  }
+
+  static bool isEmpty(const Descriptor& file) {
+    struct stat status;
+    return ::fstat(file.get(), &status) == 0 && status.st_size == 0;
   }
 
   // The name of the script with that hash; empty when nobody knows it.
