@@ -125,9 +125,9 @@ Expected<Descriptor> FolderLibrary::openToRead(const PathBeneath& path) const {
 }
 
 // What fails here, fails or succeeds again where the reason is told. An identifier may have megabytes; one that is
-// longer than a path is not even read here.
+// longer than a path is not even read here. Nothing is inside the root "/".
 std::optional<std::string> FolderLibrary::readAtOnce(std::string_view identifier) const {
-  if (identifier.size() >= PATH_MAX) return std::nullopt;
+  if (identifier.size() >= PATH_MAX || root_ == root_.root_path()) return std::nullopt;
   const auto path = PathBeneath::of(identifier);
   if (!path || !path->name().ends_with(scriptSuffix) || path->name() == scriptSuffix) return std::nullopt;
   const Descriptor file = openAtOnce(*path);

@@ -76,6 +76,12 @@ TEST_F(Reading, atOnceIsOnlyForScriptsThatNoLinkLeadsTo) {
   EXPECT_EQ(library.readAtOnce("Talk.md"), std::nullopt) << "the lock decides on the folder";
 }
 
+TEST_F(Reading, findsNothingAtOnceInsideTheRootOfTheSystem) {
+  put("Talk.md", "words");
+  const FolderLibrary whole("/", history);
+  EXPECT_EQ(whole.readAtOnce((root / "Talk.md").relative_path().native()), std::nullopt);
+}
+
 // Such files say that they are empty until they are read.
 TEST_F(Reading, doesNotTrustTheSizeThatTheSystemTells) {
   const Descriptor file(::open("/proc/self/status", O_RDONLY | O_CLOEXEC));
