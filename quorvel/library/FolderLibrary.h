@@ -101,8 +101,8 @@ class FolderLibrary final : public ScriptLibrary {
   ///
   /// First it deletes what writers that died left behind (Leftovers.h), in the folders that they noted (WritersNote.h);
   /// without the lock, in this folder. A text among it that was once a script's, and that the script's history does not
-  /// have, is saved there first. Creating and renaming a script do the same. What cannot be deleted in another folder
-  /// waits for the next writer.
+  /// have, is saved there first. Creating and renaming a script do the same; renaming looks into its folder in any
+  /// case. What cannot be deleted in another folder waits for the next writer.
   void write(std::string_view text, const ScriptItem& script) override;
 
   ScriptItem create(std::string_view name, const std::optional<std::string>& folder) override;
@@ -138,7 +138,8 @@ class FolderLibrary final : public ScriptLibrary {
   std::filesystem::path pathOf(std::string_view identifier) const;
   SweptLeftovers sweepFolder(const FolderToChange& folder);
   bool sweepAnother(const OpenedRoot& root, const PathBeneath& path) noexcept;
-  std::vector<std::uint64_t> sweep(const OpenedRoot& root, const FolderToChange& folder);
+  enum class Look { whereNoted, alsoHere };
+  std::vector<std::uint64_t> sweep(const OpenedRoot& root, const FolderToChange& folder, Look look = Look::whereNoted);
   void sweepBeforeRenaming(const OpenedRoot& root, const EntryToChange& script, const std::string& happened);
   bool keepUnlessHeld(std::string_view text, const std::string& identifier, std::string_view label);
 

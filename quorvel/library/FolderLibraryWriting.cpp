@@ -192,6 +192,18 @@ bool isGone(const std::error_code& error) {
          error == std::errc::too_many_symbolic_link_levels;
 }
 
+// Call this before a folder gets a path or loses it. A note of that path would lead to another folder then, or nowhere.
+void forgetNotesOf(const OpenedRoot& root, const PathBeneath& folder, const std::string& happened) {
+  const auto note = WritersNote::of(root);
+  if (!note) return;
+  if (const std::error_code error = note->forgetIfIn(folder)) throw failure(happened, error);
+}
+
+bool isHidden(const PathBeneath& path) {
+  const auto pieces = path.pieces();
+  return std::any_of(pieces.begin(), pieces.end(), [](std::string_view piece) { return piece.starts_with('.'); });
+}
+
 // Lets what was done in a folder outlast a power failure. `done` begins the sentence of the failure, as in "The script
 // \"Talk.md\" was made".
 void flush(const SystemCalls& calls, const FolderToChange& folder, const std::string& done) {
@@ -246,9 +258,9 @@ bool FolderLibrary::sweepAnother(const OpenedRoot& root, const PathBeneath& path
 }
 
 // Clears away what writers left that died: where they noted it; in all folders if nothing is known, or if a noted
-// folder has gone, perhaps elsewhere. Notes what stays. Returns the hashes of scripts with a text that stays in
-// `folder`.
-std::vector<std::uint64_t> FolderLibrary::sweep(const OpenedRoot& root, const FolderToChange& folder) {
+// folder has gone, perhaps elsewhere. Looks into `folder` besides if asked, and if it is hidden, because the look into
+// all folders leaves such out. Notes what stays. Returns the hashes of scripts with a text that stays in `folder`.
+std::vector<std::uint64_t> FolderLibrary::sweep(const OpenedRoot& root, const FolderToChange& folder, Look look) {
   const auto note = WritersNote::of(root);
   if (!note) return sweepFolder(folder).scripts;
   std::vector<PathBeneath> folders = note->folders().value_or(std::vector<PathBeneath>());
@@ -266,6 +278,7 @@ std::vector<std::uint64_t> FolderLibrary::sweep(const OpenedRoot& root, const Fo
     std::erase_if(found.folders, [&](const PathBeneath& path) { return isIn(folders, path); });
     std::move(found.folders.begin(), found.folders.end(), std::back_inserter(folders));
   }
+  if ((look == Look::alsoHere || isHidden(folder.path)) && !isIn(folders, folder.path)) folders.push_back(folder.path);
   std::vector<PathBeneath> staying;
   std::vector<std::uint64_t> scripts;
   for (PathBeneath& path : folders) {
@@ -293,13 +306,14 @@ std::shared_ptr<WritersNote> FolderLibrary::noted(const OpenedRoot& root, const 
   return note;
 }
 
-// What is left of a script knows it by the name that it has.
+// What is left of a script knows it by the name that it has. So its folder is looked into also where nothing is noted:
+// a writer of an earlier version may have died in it, and it may have been moved here.
 void FolderLibrary::sweepBeforeRenaming(const OpenedRoot& root, const EntryToChange& script,
                                         const std::string& happened) {
   const auto deadline = std::chrono::steady_clock::now() + options_.patienceWithWriters;
   const std::uint64_t hash = TemporaryName::hash(script.name);
   const auto isSwept = [&] {
-    const std::vector<std::uint64_t> staying = sweep(root, script.in);
+    const std::vector<std::uint64_t> staying = sweep(root, script.in, Look::alsoHere);
     return std::find(staying.begin(), staying.end(), hash) == staying.end();
   };
   while (!isSwept()) {
@@ -403,6 +417,7 @@ FolderLibrary::Made FolderLibrary::make(std::string_view asked, const std::optio
     std::string identifier = target.identifierOf(file);
     if (identifier.size() > longestIdentifier())
       throw failure(happened, std::make_error_code(std::errc::filename_too_long));
+    if (kind == Kind::folder) forgetNotesOf(*root, target.path.child(file), happened);
     const bool wasSetAside = kind == Kind::script && history_->setAside(identifier);
     std::optional<FileIdentity> made;
     const std::error_code error = kind == Kind::script ? makeScript(target, file, made) : makeFolder(target, file);
@@ -463,6 +478,10 @@ ScriptItem FolderLibrary::rename(const ScriptItem& item, std::string_view asked)
       throw LibraryError(
           happened +
           ", because the path of something in it would be too long for the system then. Use a shorter name.");
+    if (!isScript) {
+      forgetNotesOf(*root, path, happened);
+      forgetNotesOf(*root, target.in.path.child(file), happened);
+    }
     PendingRename pending = history_->willRename(path.string(), result.identifier);
     const auto note = isScript ? noted(*root, target.in.path, happened) : nullptr;
     const RenameResult renaming =
@@ -498,6 +517,7 @@ ScriptItem FolderLibrary::recreate(std::string_view identifier, std::string_view
     parent = parent.child(name);
     const EntryToChange folder = entryToChange(options_.calls, root->folder(), parent, happened);
     if (folder.status(root->folder(), happened)) continue;
+    forgetNotesOf(*root, parent, happened);
     const std::error_code error = makeFolder(folder.in, folder.name);
     if (error && error != std::errc::file_exists) throw failure(happened, error);
     flush(options_.calls, folder.in, "The folder " + inQuotes(parent.string()) + " was made");

@@ -257,8 +257,9 @@ FoldersFound foldersWithTemporaryFiles(const SystemCalls& calls, int root, const
           if (!(child == another)) unread.push_back(std::move(child));
         },
         [&](std::string_view name) { hasAny = hasAny || TemporaryName::parse(name); });
-    if (hasAny) found.folders.push_back(folder);
-    if (error && error != std::errc::filename_too_long && !concernsOnlyWhatWasAsked(error)) found.areAll = false;
+    const bool isForbidden = error == std::errc::permission_denied || error == std::errc::operation_not_permitted;
+    if (hasAny || isForbidden) found.folders.push_back(folder);
+    if (error && error != std::errc::filename_too_long && !isForbidden) found.areAll = false;
   }
   return found;
 }

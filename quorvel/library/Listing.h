@@ -44,10 +44,10 @@ Expected<std::vector<ScriptItem>> listing(const SystemCalls& calls, const Listin
 /// is not counted. An error as for the listing.
 Expected<std::size_t> countOfUnlistableNames(const SystemCalls& calls, const ListingScope& scope);
 
-/// The folders in which there are temporary files (TemporaryName.h).
+/// The folders in which there are temporary files (TemporaryName.h), or may be, because we must not read them.
 struct FoldersFound {
   std::vector<PathBeneath> folders;
-  bool areAll = true;  ///< False if a folder could not be read, for a reason that would fail a listing.
+  bool areAll = true;  ///< False if another folder could not be read. It may have been moved meanwhile.
 };
 
 /// Looks into the root and every folder that a listing looks into, whatever its name's bytes, and into `another`, which

@@ -64,9 +64,21 @@ Folders parse(std::string_view note) {
   return folders;
 }
 
-std::weak_ptr<WritersNote>& latest() {
-  thread_local std::weak_ptr<WritersNote> latest;
-  return latest;
+// Whether a writer has written that, whole or in part. Before the name of the run is written, zeros are in its place;
+// a power failure may leave such, too. Anything else is somebody's file that was put there.
+bool isOurs(std::string_view bytes) {
+  if (bytes.empty()) return true;
+  const std::size_t end = bytes.find_first_not_of("0123456789abcdef-");
+  if (end > 0) return end != std::string_view::npos && bytes[end] == '\0';
+  const std::string_view place = bytes.substr(0, thisRun().size() + 1);
+  return bytes.size() <= longestNote && place.find_first_not_of('\0') == std::string_view::npos;
+}
+
+// What this thread holds: one for each library that it has locked.
+std::vector<std::weak_ptr<WritersNote>>& heldHere() {
+  thread_local std::vector<std::weak_ptr<WritersNote>> held;
+  std::erase_if(held, [](const auto& each) { return each.expired(); });
+  return held;
 }
 
 }  // namespace
@@ -74,38 +86,56 @@ std::weak_ptr<WritersNote>& latest() {
 std::shared_ptr<WritersNote> WritersNote::hold(const SystemCalls& calls, std::shared_ptr<const OpenedRoot> root,
                                                Descriptor lockFile, bool mayBeWritten) {
   auto note = std::make_shared<WritersNote>(calls, std::move(root), std::move(lockFile));
-  latest() = mayBeWritten ? note : nullptr;
+  if (mayBeWritten) heldHere().push_back(note);
   return note;
 }
 
 std::shared_ptr<WritersNote> WritersNote::of(const OpenedRoot& root) {
-  auto note = latest().lock();
-  return note && note->root_.get() == &root ? note : nullptr;
+  for (const std::weak_ptr<WritersNote>& each : heldHere()) {
+    auto note = each.lock();
+    if (note && note->root_.get() == &root) return note->isNote() ? note : nullptr;
+  }
+  return nullptr;
+}
+
+bool WritersNote::isNote() {
+  folders();
+  return isNote_;
 }
 
 const Folders& WritersNote::folders() {
   if (std::exchange(isRead_, true)) return folders_;
   char bytes[longestNote + 1];
   const long size = calls_.readAt(file_.get(), bytes, sizeof bytes, 0);
-  if (size > 0 && static_cast<std::size_t>(size) <= longestNote) {
-    folders_ = parse(std::string_view(bytes, static_cast<std::size_t>(size)));
-    size_ = size;
+  if (size < 0) {
+    unreadable_ = lastError();
+    return folders_;
   }
+  const std::string_view note(bytes, static_cast<std::size_t>(size));
+  isNote_ = isOurs(note);
+  if (note.size() > longestNote) return folders_;
+  folders_ = parse(note);
+  size_ = size;
   return folders_;
 }
 
 void WritersNote::replace(const Folders& folders) {
-  if (this->folders() == folders || !forget() || !folders) return;
+  if (this->folders() == folders || unreadable_ || !forget() || !folders) return;
   std::string paths;
   for (const PathBeneath& folder : *folders) paths += entry(folder.string());
   const std::string run = entry(thisRun());
   size_ = static_cast<off_t>(run.size());
-  if (append(paths) && write(run, 0)) folders_ = folders;
+  if (append(paths) && write(run, 0)) {
+    folders_ = folders;
+  } else {
+    forget();
+  }
 }
 
 std::error_code WritersNote::begin(const PathBeneath& folder) {
   folders();
   sizeBefore_.reset();
+  if (unreadable_) return unreadable_;
   if (!folders_ || std::find(folders_->begin(), folders_->end(), folder) != folders_->end()) return {};
   const off_t before = size_;
   if (!append(entry(folder.string()))) return forget() ? std::error_code() : lastError();
@@ -118,6 +148,15 @@ void WritersNote::end() noexcept {
   if (!sizeBefore_ || calls_.truncate(file_.get(), *sizeBefore_) != 0) return;
   size_ = *std::exchange(sizeBefore_, std::nullopt);
   folders_->pop_back();
+}
+
+std::error_code WritersNote::forgetIfIn(const PathBeneath& folder) {
+  folders();
+  if (unreadable_) return unreadable_;
+  const std::string below = folder.string() + '/';
+  const auto isIn = [&](const PathBeneath& path) { return path == folder || path.string().starts_with(below); };
+  if (!folders_ || std::none_of(folders_->begin(), folders_->end(), isIn)) return {};
+  return forget() ? std::error_code() : lastError();
 }
 
 // From now on nothing is known.

@@ -79,9 +79,47 @@ TEST_F(WritersNotes, areNeverWrittenIntoAFileOutsideTheLibrary) {
   EXPECT_EQ(note(), "mine");
   EXPECT_EQ(leftovers("Here"), 0U);
   EXPECT_EQ(leftovers("There"), 1U);
+  std::ofstream(outside, std::ios::trunc).flush();
   std::filesystem::remove(outside);
   writeLocked("newer", "Here/Talk.md");
   EXPECT_EQ(leftovers("There"), 0U);
+  EXPECT_EQ(note(), clean);
+}
+
+TEST_F(WritersNotes, areNeverWrittenIntoAFileThatSomebodyPutThere) {
+  const struct {
+    const char* description;
+    std::string bytes;
+  } cases[] = {
+      {"a text", "my only words"},
+      {"a text of a name's letters", "cafe"},
+      {"a text of a name's letters, and a line's end", "cafe\n"},
+      {"a text in UTF-16", std::string("\0m\0y\0 \0o\0n\0l\0y", 14)},
+      {"zeros, longer than a note", std::string(20'000, '\0') + "my only disk"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    put(lockFile, row.bytes);
+    leave("Here");
+    leave("There");
+    {
+      const auto lock = library.lock();
+      library.write("new", script("Here/Talk.md"));
+      library.createWithText("New", "Here", "words");
+      library.rename(folderItem("Deep/Down"), "Downer");
+      library.rename(folderItem("Deep/Downer"), "Down");
+    }
+    EXPECT_EQ(note(), row.bytes);
+    EXPECT_EQ(leftovers("Here"), 0U);
+    EXPECT_GT(leftovers("There"), 0U);
+  }
+}
+
+TEST_F(WritersNotes, areNotWrittenIntoAFileThatCannotBeRead) {
+  calls.lack({"readAt"}, EIO);
+  EXPECT_EQ(sentenceOf([&] { writeLocked("new", "Here/Talk.md"); }),
+            "\"Here/Talk.md\" could not be written, because the disk reports an error. Check the disk.");
+  EXPECT_EQ(bytesOf("Here/Talk.md"), "older");
   EXPECT_EQ(note(), clean);
 }
 
@@ -132,7 +170,6 @@ const Noted notes[] = {
     {"a path spelt otherwise", true, entry("Deep//Down"), all},
     {"an empty file, as an earlier version leaves it", false, "", all},
     {"another run of the system", false, entry("00000000-0000-4000-8000-000000000000"), all},
-    {"rubbish", false, "rubbish", all},
     {"zeros, as a power failure may leave them", false, std::string(60, '\0'), all},
 };
 
@@ -158,8 +195,47 @@ TEST_F(WritersNotes, letAWriterWithoutLeftoversReadNoFolder) {
   library.write("new", script("Here/Talk.md"));
   library.create("New", "Here");
   library.createWithText("New", "There", "words");
-  library.rename(script("Here/New.md"), "Newer");
+  library.createFolder("New", "There");
   EXPECT_EQ(looks, 0);
+}
+
+TEST_F(WritersNotes, areNotNeededInTheFolderOfAScriptThatGetsANewName) {
+  leave("There");
+  {
+    const auto lock = library.lock();
+    library.rename(script("There/Talk.md"), "New");
+  }
+  EXPECT_EQ(leftovers("There"), 0U);
+  EXPECT_TRUE(history->hasVersionWith("theirs", "There/New.md"));
+  EXPECT_EQ(note(), clean);
+}
+
+TEST_F(WritersNotes, areNotNeededInAHiddenFolderInWhichAWriterWorks) {
+  for (const std::string name : {".drafts", "Deep/.drafts/Old"}) {
+    SCOPED_TRACE(name);
+    put(name + "/Talk.md", "old");
+    leave(name);
+    put(lockFile, clean);
+    writeLocked("new", name + "/Talk.md");
+    EXPECT_EQ(leftovers(name), 0U);
+    EXPECT_TRUE(history->hasVersionWith("theirs", name + "/Talk.md"));
+    EXPECT_EQ(note(), clean);
+  }
+}
+
+TEST_F(WritersNotes, areKeptForEachLibraryThatAThreadHasLocked) {
+  const std::filesystem::path otherRoot = folder.path() / "Other";
+  std::filesystem::create_directory(otherRoot);
+  FolderLibrary other(otherRoot, std::make_shared<History>(otherRoot));
+  std::string noted;
+  calls.interrupt("exchange", [&] { noted = note(); });
+  const auto lock = library.lock();
+  const auto another = other.lock();
+  library.write("new", script("Here/Talk.md"));
+  other.createWithText("Talk", std::nullopt, "words");
+  EXPECT_EQ(noted, clean + entry("Here"));
+  EXPECT_EQ(note(), clean);
+  EXPECT_EQ(kelvane::tests::bytesOf(otherRoot / lockFile), clean);
 }
 
 TEST_F(WritersNotes, areOfTheFolderInWhichAWriterWorks) {
@@ -167,6 +243,14 @@ TEST_F(WritersNotes, areOfTheFolderInWhichAWriterWorks) {
   calls.interrupt("exchange", [&] { noted = note(); });
   writeLocked("new", "Deep/Down/Talk.md");
   EXPECT_EQ(noted, clean + entry("Deep/Down"));
+  EXPECT_EQ(note(), clean);
+}
+
+TEST_F(WritersNotes, areVoidBeforeTheNameOfTheRunIsWritten) {
+  for (const char* name : {"", "Here", "There"}) leave(name);
+  put(lockFile, std::string(clean.size(), '\0') + entry("There"));
+  writeLocked("new", "Here/Talk.md");
+  EXPECT_EQ(leftoversEverywhere(), 0U);
   EXPECT_EQ(note(), clean);
 }
 
@@ -234,17 +318,106 @@ TEST_F(WritersNotes, stayWhereATextCannotBeKeptAndDoNotHinderAnotherFolder) {
   EXPECT_EQ(leftovers("There"), 1U);
 }
 
-TEST_F(WritersNotes, areFollowedToAFolderThatWasRenamed) {
+TEST_F(WritersNotes, stayWhereAFolderCannotBeReadWhenNothingIsKnown) {
   leave("There");
-  put(lockFile, clean + entry("There"));
-  {
-    const auto lock = library.lock();
-    library.rename(folderItem("There"), "Elsewhere");
-  }
+  put(lockFile, "");
+  giveToNobody();
+  std::filesystem::permissions(root / "There", std::filesystem::perms(0311));
+  inChild([&]() -> std::string {
+    becomeNobody();
+    return sentenceOf([&] { writeLocked("new", "Here/Talk.md"); });
+  });
+  std::filesystem::permissions(root / "There", std::filesystem::perms(0755));
+  EXPECT_EQ(note(), clean + entry("There"));
+  writeLocked("newer", "Here/Talk.md");
+  EXPECT_EQ(leftoversEverywhere(), 0U);
+}
+
+TEST_F(WritersNotes, stayVoidIfAFolderIsMovedWhileAllAreLookedInto) {
+  leave("There");
+  put(lockFile, "");
+  // After the folder in which the writer works and the root, but before the folders below.
+  calls.before = [&, isRead = false, opened = 0](std::string_view call) mutable {
+    isRead = isRead || call == "readEntries" || call == "nextEntry";
+    if (isRead && call == "openBeneath" && ++opened == 2) std::filesystem::rename(root / "There", root / "Moved");
+    return 0;
+  };
   writeLocked("new", "Here/Talk.md");
-  EXPECT_EQ(leftovers("Elsewhere"), 0U);
-  EXPECT_TRUE(history->hasVersionWith("theirs", "Elsewhere/Talk.md"));
+  EXPECT_EQ(note(), "");
+  calls.before = [](std::string_view) { return 0; };
+  writeLocked("newer", "Here/Talk.md");
+  EXPECT_EQ(leftovers("Moved"), 0U);
   EXPECT_EQ(note(), clean);
+}
+
+// --- Folders that get other names, or names that others had ---
+
+TEST_F(WritersNotes, areFollowedToAFolderThatGotAnotherNameAlsoIfAnotherFolderGetsItsName) {
+  const auto moveAway = [this] { std::filesystem::rename(root / "There", root / "Elsewhere"); };
+  const struct {
+    const char* description;
+    std::string noted;
+    std::function<void()> change;
+    std::string present;
+  } cases[] = {
+      {"renamed", "There", [this] { library.rename(folderItem("There"), "Elsewhere"); }, "Elsewhere"},
+      {"renamed, and made again", "There",
+       [this] {
+         library.rename(folderItem("There"), "Elsewhere");
+         library.createFolder("There", std::nullopt);
+       },
+       "Elsewhere"},
+      {"below one that is renamed, and made again", "Far/There",
+       [this] {
+         library.rename(folderItem("Far"), "Farther");
+         library.recreate("Far/There/Talk.md", "new");
+       },
+       "Farther/There"},
+      {"moved away by another program, and made again", "There",
+       [&] {
+         moveAway();
+         library.createFolder("There", std::nullopt);
+       },
+       "Elsewhere"},
+      {"moved away by another program, and a script in it put back", "There",
+       [&] {
+         moveAway();
+         library.recreate("There/Back.md", "new");
+       },
+       "Elsewhere"},
+      {"moved away by another program, and another gets its name", "There",
+       [&] {
+         moveAway();
+         library.rename(folderItem("Empty"), "There");
+       },
+       "Elsewhere"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.description);
+    for (const char* each : {"There", "Far", "Farther", "Elsewhere", "Empty"}) std::filesystem::remove_all(root / each);
+    std::filesystem::create_directory(root / "Empty");
+    put(row.noted + "/Talk.md", "old");
+    leave(row.noted, row.description);
+    put(lockFile, clean + entry(row.noted));
+    {
+      const auto lock = library.lock();
+      row.change();
+    }
+    writeLocked(row.description, "Here/Talk.md");
+    EXPECT_EQ(leftovers(row.present), 0U);
+    EXPECT_EQ(note(), clean);
+  }
+}
+
+TEST_F(WritersNotes, thatCannotBeMadeVoidLetNoFolderGetAnotherName) {
+  const std::string noted = clean + entry("There");
+  put(lockFile, noted);
+  calls.lack({"truncate"}, EIO);
+  const auto lock = library.lock();
+  EXPECT_EQ(sentenceOf([&] { library.rename(folderItem("There"), "Elsewhere"); }),
+            "\"There\" could not be renamed, because the disk reports an error. Check the disk.");
+  EXPECT_TRUE(std::filesystem::exists(root / "There"));
+  EXPECT_EQ(note(), noted);
 }
 
 // --- Notes that cannot be written ---
