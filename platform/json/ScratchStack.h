@@ -23,7 +23,7 @@ namespace kelvane {
 /// A push takes amortised constant time, all else constant time. Room grows by doubling and is given back only by the
 /// destructor. Only `push` throws. Belongs to one thread.
 template <class Element, std::size_t inlineCount>
-class ScratchStack {
+requires(inlineCount >= 2) class ScratchStack {
  public:
   ScratchStack() = default;
   ScratchStack(const ScratchStack&) = delete;
@@ -58,15 +58,17 @@ class ScratchStack {
   void grow() {
     const auto capacity = static_cast<std::size_t>(limit_ - elements_);
     if (capacity > SIZE_MAX / 4 / sizeof(Element)) throw std::bad_alloc();
-    // The system moves the pages of a large stack, so that it is never there twice.
-    auto* larger = static_cast<Element*>(std::realloc(static_cast<void*>(heap_.get()), 2 * capacity * sizeof(Element)));
+    // Half as much again, because a document of many megabytes may be nothing but nesting. The system moves the pages
+    // of a large stack, so that it is never there twice.
+    const std::size_t increased = capacity + capacity / 2;
+    auto* larger = static_cast<Element*>(std::realloc(static_cast<void*>(heap_.get()), increased * sizeof(Element)));
     if (larger == nullptr) throw std::bad_alloc();
     if (!heap_) std::memcpy(static_cast<void*>(larger), elements_, capacity * sizeof(Element));
     static_cast<void>(heap_.release());
     heap_.reset(larger);
     elements_ = larger;
     end_ = larger + capacity;
-    limit_ = end_ + capacity;
+    limit_ = larger + increased;
   }
 
   alignas(Element) unsigned char inline_[inlineCount * sizeof(Element)];

@@ -42,7 +42,10 @@ class RenameInSteps {
     std::error_code error = isMoved ? std::make_error_code(std::errc::device_or_resource_busy) : lastError();
     const auto setAside = identityOf(folder_, aside_);
     if (isMoved && !setAside) error = setAside.error();
-    if (setAside == file && identityOf(folder_, to_) == file) {
+    const auto added = identityOf(folder_, to_);
+    if (isMoved && setAside == file && !added && added.error() != std::errc::no_such_file_or_directory)
+      error = added.error();
+    if (setAside == file && added == file) {
       if (calls_.unlink(folder_, aside_.c_str()) == 0) return {};
       return whatIsLeft(file, lastError());
     }

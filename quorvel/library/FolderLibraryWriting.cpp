@@ -374,6 +374,11 @@ ScriptItem FolderLibrary::create(std::string_view name, const std::optional<std:
 
 ScriptItem FolderLibrary::createWithText(std::string_view name, const std::optional<std::string>& folder,
                                          std::string_view text) {
+  if (text.size() > largestText) {  // so that no script is made only to be taken away again
+    const std::string file = fileName(requiredName(name, Kind::script), Kind::script);
+    throw tooLarge(inQuotes(folder && !folder->empty() ? *folder + '/' + file : file) + " could not be written",
+                   "the new text");
+  }
   Made made = make(name, folder, Kind::script, stillEmpty);
   fill(made, text,
        {"The script " + inQuotes(made.item.identifier) + " was made", "Write its text again, or delete it."});
