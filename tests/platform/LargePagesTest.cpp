@@ -29,13 +29,10 @@ long faults() {
 }
 
 // A sanitizer has memory of its own beside each block, and ends the process that asks for too much.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define KELVANE_SANITIZED
-#endif
-#endif
-#ifdef KELVANE_SANITIZED
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool isSanitized = true;
+#elif defined(__has_feature)
+constexpr bool isSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
 constexpr bool isSanitized = false;
 #endif
