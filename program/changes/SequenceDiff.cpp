@@ -65,6 +65,16 @@ std::vector<Step> shortestWay(const Pieces& old, const Pieces& fresh, Comparison
 
 }  // namespace
 
+Pieces linesOf(std::string_view text) {
+  Pieces lines;
+  while (!text.empty()) {
+    const std::size_t size = std::min(text.find('\n'), text.size() - 1) + 1;
+    lines.push_back(text.substr(0, size));
+    text.remove_prefix(size);
+  }
+  return lines;
+}
+
 std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh, Comparisons& comparisons) {
   // What both begin and end with is left out first: most texts change in one place.
   const auto [oldBegin, freshBegin] = std::mismatch(old.begin(), old.end(), fresh.begin(), fresh.end());

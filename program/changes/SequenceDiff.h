@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 #include <vector>
@@ -8,6 +9,9 @@
 namespace kelvane {
 
 using Pieces = std::vector<std::string_view>;
+
+/// The lines of a text, with their line feeds; the last one may have none. Views of the text.
+Pieces linesOf(std::string_view text);
 
 /// A piece of either sequence: '-' goes, '+' comes, ' ' stays.
 struct Step {
@@ -28,5 +32,18 @@ std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh, Compariso
 
 /// The same, with comparisons of its own.
 std::vector<Step> stepsBetween(const Pieces& old, const Pieces& fresh);
+
+/// Which steps a person needs to see: the changes, and up to `around` steps before and after each. For anything that
+/// has a `sign` as a step has.
+template <class Signed>
+std::vector<bool> nearChanges(const std::vector<Signed>& steps, std::size_t around) {
+  std::vector<bool> isNear(steps.size());
+  for (std::size_t at = 0; at < steps.size(); ++at) {
+    if (steps[at].sign == ' ') continue;
+    const std::size_t end = std::min(at + around + 1, steps.size());
+    for (std::size_t near = at - std::min(at, around); near < end; ++near) isNear[near] = true;
+  }
+  return isNear;
+}
 
 }  // namespace kelvane

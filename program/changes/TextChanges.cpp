@@ -10,16 +10,6 @@
 namespace kelvane {
 namespace {
 
-Pieces linesOf(std::string_view text) {
-  Pieces lines;
-  while (!text.empty()) {
-    const std::size_t size = std::min(text.find('\n'), text.size() - 1) + 1;
-    lines.push_back(text.substr(0, size));
-    text.remove_prefix(size);
-  }
-  return lines;
-}
-
 // Letters and digits, of any script.
 bool isInWord(char character) {
   const auto byte = static_cast<unsigned char>(character);
@@ -133,13 +123,7 @@ std::vector<TextLine> textChanges(std::string_view old, std::string_view fresh) 
 }
 
 std::vector<bool> linesToShow(const std::vector<TextLine>& lines, std::size_t around) {
-  std::vector<bool> isShown(lines.size());
-  for (std::size_t at = 0; at < lines.size(); ++at) {
-    if (lines[at].sign == ' ') continue;
-    const std::size_t end = std::min(at + around + 1, lines.size());
-    for (std::size_t near = at - std::min(at, around); near < end; ++near) isShown[near] = true;
-  }
-  return isShown;
+  return nearChanges(lines, around);
 }
 
 }  // namespace kelvane
